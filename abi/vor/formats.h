@@ -1,0 +1,269 @@
+// User formats on their way into and out of a format catalog: the header, the ranges and the labels.
+#pragma once
+
+#include "vor/layout.h"
+
+// A counted name.
+struct FORMAT_NAME32 {
+    int16_t length;
+    char text[32];
+};
+VOR_OFFSET(FORMAT_NAME32, length, 0);
+VOR_OFFSET(FORMAT_NAME32, text, 2);
+VOR_SIZE(FORMAT_NAME32, 34);
+
+inline constexpr int16_t FORMAT_NUMERIC = 1;
+inline constexpr int16_t FORMAT_CHARACTER = 11;
+inline constexpr uint8_t RANGE_MANY_LABELS = 0x10; // in a range's flags: u is a ULABHDTL
+
+// Link part of a node of the range tree. In the ordered chain that ztrelst makes of a tree, rlink leads to the next
+// node. Each node is followed directly by its range record.
+struct TREE {
+    TREE *llink;
+    TREE *rlink;
+    int16_t bal;
+};
+VOR_OFFSET(TREE, llink, 0);
+VOR_OFFSET(TREE, rlink, 8);
+VOR_OFFSET(TREE, bal, 16);
+VOR_SIZE(TREE, 24);
+
+struct HEADSTR {
+    int16_t rectype; // 1
+    char fmtname[8]; // blank-padded
+    double crdate;   // seconds since 1960-01-01
+    int16_t type;    // FORMAT_NUMERIC or FORMAT_CHARACTER
+    int16_t h_min;
+    int16_t h_max;
+    int16_t h_def;
+    int16_t truelen;
+    int64_t nranges;
+    int64_t nlabels;
+    double fuzz;
+    int8_t low;
+    int8_t high;
+    uint8_t vernum; // 4, or 6 for a name longer than 8 bytes
+    int8_t upcase;
+    int8_t just;
+    int64_t otherlab;
+    int64_t totlabsize;  // bytes
+    int64_t totrangsize; // bytes
+    void *otherptr;
+    int64_t nranges2;
+    int16_t maxstartl;
+    int16_t maxendl;
+    int16_t maxlabl;
+    int8_t rangsort;
+    int8_t round;
+    int8_t ni_special;
+    int8_t range_group;
+    int8_t usevarlen;
+    int64_t v5nosupp;
+    int16_t maxprefl;
+    int8_t multilabel;
+    void *poolptr;
+    char fmtname_long[32]; // blank-padded; used when vernum is 6
+};
+VOR_OFFSET(HEADSTR, rectype, 0);
+VOR_OFFSET(HEADSTR, fmtname, 2);
+VOR_OFFSET(HEADSTR, crdate, 16);
+VOR_OFFSET(HEADSTR, type, 24);
+VOR_OFFSET(HEADSTR, h_min, 26);
+VOR_OFFSET(HEADSTR, h_max, 28);
+VOR_OFFSET(HEADSTR, h_def, 30);
+VOR_OFFSET(HEADSTR, truelen, 32);
+VOR_OFFSET(HEADSTR, nranges, 40);
+VOR_OFFSET(HEADSTR, nlabels, 48);
+VOR_OFFSET(HEADSTR, fuzz, 56);
+VOR_OFFSET(HEADSTR, low, 64);
+VOR_OFFSET(HEADSTR, high, 65);
+VOR_OFFSET(HEADSTR, vernum, 66);
+VOR_OFFSET(HEADSTR, upcase, 67);
+VOR_OFFSET(HEADSTR, just, 68);
+VOR_OFFSET(HEADSTR, otherlab, 72);
+VOR_OFFSET(HEADSTR, totlabsize, 80);
+VOR_OFFSET(HEADSTR, totrangsize, 88);
+VOR_OFFSET(HEADSTR, otherptr, 96);
+VOR_OFFSET(HEADSTR, nranges2, 104);
+VOR_OFFSET(HEADSTR, maxstartl, 112);
+VOR_OFFSET(HEADSTR, maxendl, 114);
+VOR_OFFSET(HEADSTR, maxlabl, 116);
+VOR_OFFSET(HEADSTR, rangsort, 118);
+VOR_OFFSET(HEADSTR, round, 119);
+VOR_OFFSET(HEADSTR, ni_special, 120);
+VOR_OFFSET(HEADSTR, range_group, 121);
+VOR_OFFSET(HEADSTR, usevarlen, 122);
+VOR_OFFSET(HEADSTR, v5nosupp, 128);
+VOR_OFFSET(HEADSTR, maxprefl, 136);
+VOR_OFFSET(HEADSTR, multilabel, 138);
+VOR_OFFSET(HEADSTR, poolptr, 144);
+VOR_OFFSET(HEADSTR, fmtname_long, 152);
+VOR_SIZE(HEADSTR, 184);
+
+// A label as the catalog keeps it; `length` bytes follow in label.
+struct ILABELSTR_NCF {
+    int8_t rectype; // LABEL_TEXT
+    int16_t length;
+    char label[4];
+};
+VOR_OFFSET(ILABELSTR_NCF, rectype, 0);
+VOR_OFFSET(ILABELSTR_NCF, length, 2);
+VOR_OFFSET(ILABELSTR_NCF, label, 4);
+VOR_SIZE(ILABELSTR_NCF, 8);
+
+inline constexpr int8_t LABEL_TEXT = 6;
+
+// One label of a format that is being written, in the order in which the pairs came.
+struct LABELSTR_NCF {
+    LABELSTR_NCF *next;
+    ILABELSTR_NCF ncf;
+};
+VOR_OFFSET(LABELSTR_NCF, next, 0);
+VOR_OFFSET(LABELSTR_NCF, ncf, 8);
+VOR_SIZE(LABELSTR_NCF, 16);
+
+// The label numbers of a value with several labels.
+struct ULABLST {
+    ULABLST *next;
+    int64_t u;
+};
+VOR_OFFSET(ULABLST, next, 0);
+VOR_OFFSET(ULABLST, u, 8);
+VOR_SIZE(ULABLST, 16);
+
+struct ULABHDTL {
+    ULABLST *head;
+    ULABLST *tail;
+    int64_t count;
+};
+VOR_OFFSET(ULABHDTL, head, 0);
+VOR_OFFSET(ULABHDTL, tail, 8);
+VOR_OFFSET(ULABHDTL, count, 16);
+VOR_SIZE(ULABHDTL, 24);
+
+// Which label belongs to a range. Handed to the format writer: the label's number, counted from 0, or with
+// RANGE_MANY_LABELS the list of numbers. Handed out by the format reader: the label itself, null for none.
+union LABEL_REFERENCE {
+    int64_t number;
+    ULABHDTL *list;
+    const ILABELSTR_NCF *label;
+};
+VOR_SIZE(LABEL_REFERENCE, 8);
+
+// Range records. The first byte of each says which one it is.
+inline constexpr int8_t RANGE_NUMERIC_INTERVAL = 1;
+inline constexpr int8_t RANGE_NUMERIC_VALUE = 2;
+inline constexpr int8_t RANGE_CHARACTER_VALUE = 3;
+inline constexpr int8_t RANGE_CHARACTER_INTERVAL = 4;
+inline constexpr int8_t RANGE_CHARACTER_VALUE_16 = 10;
+inline constexpr int8_t RANGE_CHARACTER_INTERVAL_16 = 11;
+
+// RANGE_NUMERIC_INTERVAL; start and end in collating form (wzcsdbl, wzrsdbl).
+struct IRANGESTR_N {
+    int8_t rectype;
+    uint8_t flags;
+    LABEL_REFERENCE u;
+    uint8_t start[8];
+    uint8_t end[8];
+};
+VOR_OFFSET(IRANGESTR_N, rectype, 0);
+VOR_OFFSET(IRANGESTR_N, flags, 1);
+VOR_OFFSET(IRANGESTR_N, u, 8);
+VOR_OFFSET(IRANGESTR_N, start, 16);
+VOR_OFFSET(IRANGESTR_N, end, 24);
+VOR_SIZE(IRANGESTR_N, 32);
+
+// RANGE_NUMERIC_VALUE.
+struct IRANGESTR_N_S {
+    int8_t rectype;
+    uint8_t flags;
+    LABEL_REFERENCE u;
+    uint8_t start[8];
+};
+VOR_OFFSET(IRANGESTR_N_S, rectype, 0);
+VOR_OFFSET(IRANGESTR_N_S, flags, 1);
+VOR_OFFSET(IRANGESTR_N_S, u, 8);
+VOR_OFFSET(IRANGESTR_N_S, start, 16);
+VOR_SIZE(IRANGESTR_N_S, 24);
+
+// RANGE_CHARACTER_VALUE; startlen bytes follow in startc.
+struct IRANGESTR_C_S {
+    int8_t rectype;
+    int16_t startlen;
+    LABEL_REFERENCE u;
+    uint8_t flags;
+    char startc[7];
+};
+VOR_OFFSET(IRANGESTR_C_S, rectype, 0);
+VOR_OFFSET(IRANGESTR_C_S, startlen, 2);
+VOR_OFFSET(IRANGESTR_C_S, u, 8);
+VOR_OFFSET(IRANGESTR_C_S, flags, 16);
+VOR_OFFSET(IRANGESTR_C_S, startc, 17);
+VOR_SIZE(IRANGESTR_C_S, 24);
+
+// RANGE_CHARACTER_INTERVAL; start and end are owned by the pool of the read.
+struct IRANGESTR_C {
+    int8_t rectype;
+    uint8_t flags;
+    int16_t startlen;
+    int16_t endlen;
+    LABEL_REFERENCE u;
+    const char *start;
+    const char *end;
+};
+VOR_OFFSET(IRANGESTR_C, rectype, 0);
+VOR_OFFSET(IRANGESTR_C, flags, 1);
+VOR_OFFSET(IRANGESTR_C, startlen, 2);
+VOR_OFFSET(IRANGESTR_C, endlen, 4);
+VOR_OFFSET(IRANGESTR_C, u, 8);
+VOR_OFFSET(IRANGESTR_C, start, 16);
+VOR_OFFSET(IRANGESTR_C, end, 24);
+VOR_SIZE(IRANGESTR_C, 32);
+
+// RANGE_CHARACTER_VALUE_16 and, with end used, RANGE_CHARACTER_INTERVAL_16; white space at the end does not count.
+struct IRANGESTR_C16 {
+    int8_t rectype;
+    uint8_t flags;
+    LABEL_REFERENCE u;
+    char start[16];
+    char end[16];
+};
+VOR_OFFSET(IRANGESTR_C16, rectype, 0);
+VOR_OFFSET(IRANGESTR_C16, flags, 1);
+VOR_OFFSET(IRANGESTR_C16, u, 8);
+VOR_OFFSET(IRANGESTR_C16, start, 16);
+VOR_OFFSET(IRANGESTR_C16, end, 32);
+VOR_SIZE(IRANGESTR_C16, 48);
+
+// What travels between the format builder or reader and the catalog services.
+struct XFRWSTR {
+    FORMAT_NAME32 libname;  // the library
+    FORMAT_NAME32 objlibnm; // the catalog
+    HEADSTR *hp;
+    TREE *rp;         // the ordered ranges
+    LABELSTR_NCF *lp; // the labels, when the format is written
+    void *xlo;
+    void *poolptr; // the pool that a read allocates from
+    void *rp2;
+    int8_t noreplace;
+    int8_t loadfmtaslbl;
+    void *label_list;
+    void *llp;
+    int8_t to_unicode;
+    int8_t zkpoolused;
+};
+VOR_OFFSET(XFRWSTR, libname, 0);
+VOR_OFFSET(XFRWSTR, objlibnm, 34);
+VOR_OFFSET(XFRWSTR, hp, 72);
+VOR_OFFSET(XFRWSTR, rp, 80);
+VOR_OFFSET(XFRWSTR, lp, 88);
+VOR_OFFSET(XFRWSTR, xlo, 96);
+VOR_OFFSET(XFRWSTR, poolptr, 104);
+VOR_OFFSET(XFRWSTR, rp2, 112);
+VOR_OFFSET(XFRWSTR, noreplace, 120);
+VOR_OFFSET(XFRWSTR, loadfmtaslbl, 121);
+VOR_OFFSET(XFRWSTR, label_list, 128);
+VOR_OFFSET(XFRWSTR, llp, 136);
+VOR_OFFSET(XFRWSTR, to_unicode, 144);
+VOR_OFFSET(XFRWSTR, zkpoolused, 145);
+VOR_SIZE(XFRWSTR, 152);

@@ -1,0 +1,149 @@
+// The statement parser: the parse-control record that carries a grammar, and what a parse leaves behind.
+#pragma once
+
+#include "vor/layout.h"
+
+struct PARSECONTROL;
+struct PROCSTR;
+struct STMT;
+
+// A routine that delivers the next token, or carries out a semantic action, of the host's engine.
+using PARSE_ROUTINE = int32_t (*)(PARSECONTROL *control, void *engine, int32_t argument);
+
+// A grammar as tables. Symbols are numbered from 1: terminals 1 to maxterminal, then non-terminals from the goal on.
+// Tables indexed by symbol (delcost, inscost, insndx) start at symbol 1; tables indexed by production (lhstbl, prdndx),
+// by action (actmap, argndx) and by token type (symmap) start at number 1 as well.
+struct PARSECONTROL {
+    int32_t revision;
+    int32_t goaltoken;
+    int32_t maxterminal;
+    int32_t maxprslsz;  // entries of the longest row of the parse table
+    int32_t maxcost;    // the cost that forbids a repair
+    int32_t valcost;    // the highest cost of a repair that is still made
+    int32_t inslen;     // most symbols that one repair inserts
+    int32_t maxlexical; // token types up to this one are lexical classes; those above are literal texts
+    int32_t symbols;    // symbols in all
+    int32_t productions;
+    int32_t actions;
+    int32_t flags;
+    void *tracking;         // a token-pool anchor
+    PARSE_ROUTINE token;    // null: the engine's standard routine is resolved by name
+    PARSE_ROUTINE semantic; // the same
+    const int16_t *prdlst;  // right sides: a count, then that many symbols, the last one first, actions negative
+    const int16_t *prdndx;  // per production: where its right side starts in prdlst
+    const int16_t *lhstbl;  // per production: its left side
+    const int16_t *prslst;  // parse table rows: a count, then pairs of lookahead symbol and production
+    const int16_t *prsndx;  // per non-terminal, the goal first: where its row starts in prslst
+    const int16_t *actmap;  // per action: the engine's operation number
+    const int16_t *argndx;  // per action: where its arguments start in argtbl, -1 for none
+    const int16_t *argtbl;  // a count, then that many arguments
+    const char *symtbl;     // terminal texts, each with its length in front
+    const int16_t *symndx;  // per terminal: where its text starts in symtbl
+    const int16_t *symmap;  // per token type: the terminal
+    const int16_t *delcost; // per terminal
+    const int16_t *inscost; // per symbol
+    const int16_t *insndx;  // per non-terminal, the goal first: where its insertion starts in instbl, -1 for none
+    const int16_t *instbl;  // a count, then that many symbols
+};
+VOR_OFFSET(PARSECONTROL, revision, 0);
+VOR_OFFSET(PARSECONTROL, goaltoken, 4);
+VOR_OFFSET(PARSECONTROL, maxterminal, 8);
+VOR_OFFSET(PARSECONTROL, maxprslsz, 12);
+VOR_OFFSET(PARSECONTROL, maxcost, 16);
+VOR_OFFSET(PARSECONTROL, valcost, 20);
+VOR_OFFSET(PARSECONTROL, inslen, 24);
+VOR_OFFSET(PARSECONTROL, maxlexical, 28);
+VOR_OFFSET(PARSECONTROL, symbols, 32);
+VOR_OFFSET(PARSECONTROL, productions, 36);
+VOR_OFFSET(PARSECONTROL, actions, 40);
+VOR_OFFSET(PARSECONTROL, flags, 44);
+VOR_OFFSET(PARSECONTROL, tracking, 48);
+VOR_OFFSET(PARSECONTROL, token, 56);
+VOR_OFFSET(PARSECONTROL, semantic, 64);
+VOR_OFFSET(PARSECONTROL, prdlst, 72);
+VOR_OFFSET(PARSECONTROL, prdndx, 80);
+VOR_OFFSET(PARSECONTROL, lhstbl, 88);
+VOR_OFFSET(PARSECONTROL, prslst, 96);
+VOR_OFFSET(PARSECONTROL, prsndx, 104);
+VOR_OFFSET(PARSECONTROL, actmap, 112);
+VOR_OFFSET(PARSECONTROL, argndx, 120);
+VOR_OFFSET(PARSECONTROL, argtbl, 128);
+VOR_OFFSET(PARSECONTROL, symtbl, 136);
+VOR_OFFSET(PARSECONTROL, symndx, 144);
+VOR_OFFSET(PARSECONTROL, symmap, 152);
+VOR_OFFSET(PARSECONTROL, delcost, 160);
+VOR_OFFSET(PARSECONTROL, inscost, 168);
+VOR_OFFSET(PARSECONTROL, insndx, 176);
+VOR_OFFSET(PARSECONTROL, instbl, 184);
+VOR_SIZE(PARSECONTROL, 192);
+
+// What the user may do while a parse runs; all zero for none.
+struct USERINTERACT {
+    int32_t action;
+    int32_t reserved;
+    void (*before)(void *argument);
+    void (*after)(void *argument);
+};
+VOR_OFFSET(USERINTERACT, action, 0);
+VOR_OFFSET(USERINTERACT, before, 8);
+VOR_OFFSET(USERINTERACT, after, 16);
+VOR_SIZE(USERINTERACT, 24);
+
+inline constexpr int32_t USERINTERACT_ENTRIES = 8;
+
+// A counted name as the value of a statement field.
+struct U_SNAME {
+    int16_t length;
+    char text[254]; // not terminated
+};
+VOR_OFFSET(U_SNAME, length, 0);
+VOR_OFFSET(U_SNAME, text, 2);
+VOR_SIZE(U_SNAME, 256);
+
+// One field of a statement.
+struct STLIST {
+    uint8_t type; // 0: the field was not given
+    uint8_t reserved[7];
+    const U_SNAME *value;
+};
+VOR_OFFSET(STLIST, type, 0);
+VOR_OFFSET(STLIST, value, 8);
+VOR_SIZE(STLIST, 16);
+
+// A parsed statement.
+struct STMT {
+    STMT *next;
+    uint8_t options[8]; // options[0]: STMT_INFORMAT, STMT_FORMAT
+    int32_t fields;     // entries of the field list; entry 0 is the host's own
+    int32_t reserved;
+    const STLIST *list;
+};
+VOR_OFFSET(STMT, next, 0);
+VOR_OFFSET(STMT, options, 8);
+VOR_OFFSET(STMT, fields, 16);
+VOR_OFFSET(STMT, list, 24);
+VOR_SIZE(STMT, 32);
+
+inline constexpr uint8_t STMT_INFORMAT = 8;
+inline constexpr uint8_t STMT_FORMAT = 4;
+
+// The running procedure.
+struct PROCSTR {
+    STMT *statement; // the current statement, null before a parse
+    int32_t error;   // not 0 when the parse failed
+    int32_t debug;   // bits PROCSTR_DEBUG_SYNTAX and PROCSTR_DEBUG_SEMANTICS
+};
+VOR_OFFSET(PROCSTR, statement, 0);
+VOR_OFFSET(PROCSTR, error, 8);
+VOR_OFFSET(PROCSTR, debug, 12);
+VOR_SIZE(PROCSTR, 16);
+
+inline constexpr int32_t PROCSTR_DEBUG_SYNTAX = 1;
+inline constexpr int32_t PROCSTR_DEBUG_SEMANTICS = 2;
+
+// Debug mask of the engine.
+inline constexpr int32_t PARSE_DEBUG_SEMANTICS = 1;
+inline constexpr int32_t PARSE_DEBUG_SYNTAX = 2;
+
+// What a parse slot of the access object is told about the statement; the module looks at nothing in it.
+struct PRSINFO;

@@ -1,0 +1,27 @@
+// File names of the access object: the set_fname slot, and names taken apart and put together.
+#pragma once
+
+#include "vor/imglue.h"
+
+#include <cstdint>
+
+// s_fname (slot set_fname): resolve the user's name, a path or a file reference, into filename and filenamelen.
+//
+// fname, len  the name and its length in bytes; negative: the name is terminated.
+// 0, HOST_NAME_TOO_LONG, HOST_NO_NAME, HOST_NAME_BLANK, HOST_NAME_WILDCARD, HOST_NAME_NO_EXTENSION (an export to a
+// file reference), or the host's own code.
+int32_t s_fname(IMGLUE *self, const char *fname, int32_t len);
+
+// fnsplit: split a name of at most 1024 bytes into directory (with its separator), name and extension (without the
+// dot). Each output is IMGLUE_NAME_BYTES + 1 bytes, is terminated, and may be null. Returns 0.
+int32_t fnsplit(const char *fpn, char *dir, char *fname, char *ext);
+
+// fnbuild: the inverse. len is the name's length, -1 when it is terminated. 0, or -1 when the result would exceed
+// 1024 bytes. An empty directory gives a name without a leading '/'.
+int32_t fnbuild(char *fpn, const char *dir, const char *fname, const char *ext, int32_t len);
+
+// asg_lname: assign logname to the file name again. 0 (at once for a file reference) or the host's code.
+int32_t asg_lname(IMGLUE *self);
+
+// mivex_get_default_extension: the driver's default extension, terminated.
+const char *mivex_get_default_extension(IMGLUE *self);

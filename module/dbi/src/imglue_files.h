@@ -1,0 +1,49 @@
+// Buffered file access: plain byte-stream operations over host file handles, and whole-file copies for file references.
+#pragma once
+
+#include "vor/files.h"
+#include "vor/imglue.h"
+
+#include <cstdint>
+
+// mivex_read_opt: read `len` bytes, in requests of at most 64000.
+//
+// flags  bit 1: the read status 0x801 is accepted as success.
+// The bytes read, fewer than `len` only at the end of the file; 0 for a len of 0 or less; ERROR_READ.
+int64_t mivex_read_opt(WX_FILE *fileptr, void *storeptr, int64_t len, uint32_t flags);
+
+// mivex_read: mivex_read_opt with flags 0.
+int64_t mivex_read(WX_FILE *fileptr, void *storeptr, int64_t len);
+
+// mivex_write: write `len` bytes, in pieces of at most 64000. `len` (also when it is 0 or less), or ERROR_WRITE.
+int64_t mivex_write(WX_FILE *fileptr, const void *storeptr, int64_t len);
+
+// mivex_lseek_double: move to a byte position, counted from 0.
+//
+// whence  0 from the start, 1 from the current position, 2 from the end.
+// The new position, or -4.0.
+double mivex_lseek_double(WX_FILE *fileptr, double byte_pos, int32_t whence);
+
+// mivex_lseek: mivex_lseek_double with integers; -4 on failure.
+int64_t mivex_lseek(WX_FILE *fileptr, int64_t byte_pos, int32_t whence);
+
+// mivex_hgets: read one text line of at most `len` - 1 bytes, ended by a line feed whatever the file's line end is.
+// `storeptr`, terminated, or null at the end of the file with nothing read.
+char *mivex_hgets(char *storeptr, int32_t len, WX_FILE *fileptr);
+
+// mivex_copy_file: copy from the current position to the end. 1 when at least one byte was read, else 0.
+int32_t mivex_copy_file(WX_FILE *outfd, WX_FILE *auxfd);
+
+// reset_datalen: the driver announces its largest transfer. 0: any length is accepted.
+int32_t reset_datalen(IMGLUE *self, int32_t which, int64_t new_length);
+
+// setup_xxopenparm: fill an open request; do_input 1 input, 0 output, 2 the final copy to a file reference.
+void setup_xxopenparm(int32_t do_input, WX_OPENPARM *xxopenparmptr, int32_t datalen);
+
+// copy_fileref_to_temp: put the referenced file into a temporary copy and make that the main file, at byte 0.
+// 0, ERROR_MEMORY, ERROR_TEMP_OPEN or ERROR_TEMP_ASSIGN.
+int32_t copy_fileref_to_temp(IMGLUE *self);
+
+// copy_temp_to_fileref: copy the finished temporary file to the reference that the user named and delete it.
+// 0 or ERROR_TEMP_ASSIGN.
+int32_t copy_temp_to_fileref(IMGLUE *self);

@@ -1,0 +1,14 @@
+// Import: observations, one at a time, into the host observation.
+#pragma once
+
+#include "vor/imglue.h"
+
+#include <cstdint>
+
+// mivex_setup_read_buffer: allocate the host observation and have the driver read the first record; on a second call
+// start again from the first record. 0, ERROR_MEMORY, or the driver's code.
+int32_t mivex_setup_read_buffer(IMGLUE *self);
+
+// mivex_get_one_record: fill the host observation from the current record and move to the next one.
+// 0, ERROR_END_OF_FILE after the last observation (with a note of the counts in the log), or the driver's code.
+int32_t mivex_get_one_record(IMGLUE *self);

@@ -1,0 +1,34 @@
+// The conversion session: its set-up when the file is open, its memory, its end.
+#pragma once
+
+#include "driver_records.h"
+
+#include <cstdint>
+
+// One session allocation: the link, then the caller's bytes.
+struct malloc_list_struct {
+    malloc_list_struct *next_malloc_ptr;
+};
+
+// h_malloc1: a zero-filled block of `size` bytes, chained to the session and released with it, never alone.
+//
+// size  bytes, 0 or more.
+// Null when the pool refuses, or when size is negative or too large to be a size.
+void *h_malloc1(IMGLUE *self, int64_t size);
+
+// setup_self: prepare an opened session for its direction.
+//
+// dbpath, dbname, dbtype  directory (may be empty), name and extension of the physical name, terminated.
+// 0, ERROR_MEMORY, ERROR_TEMP_OPEN or ERROR_TEMP_ASSIGN. What was allocated stays with the session.
+int32_t setup_self(IMGLUE *self, const char *dbpath, const char *dbname, const char *dbtype);
+
+// update_inforec: give an information record of an older layout version the defaults of every later field.
+void update_inforec(indbsinfo *dbsinfoptr);
+
+// mivex_finish_output: complete the export: the driver's finish, the copy to a file reference, the closing note.
+//
+// 0, the code that the session recorded before, the driver's code or the copy's.
+int32_t mivex_finish_output(IMGLUE *self);
+
+// mivex_clean_up: release everything of the session; a failed export's file is deleted. May be called again. Returns 0.
+int32_t mivex_clean_up(IMGLUE *self);
