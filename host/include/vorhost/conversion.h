@@ -1,0 +1,84 @@
+// Conversions: a Stata file read observation by observation, a data set written into a Stata file.
+//
+// Both drive the module's access object in the order that it asks for, and turn every failure into a ConversionError
+// whose text says what happened, where, and what was expected.
+#pragma once
+
+#include <vorhost/dataset.h>
+#include <vorhost/error.h>
+#include <vorhost/host.h>
+#include <vorhost/rows.h>
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+
+namespace vor {
+
+// What the head of a Stata file says.
+struct FileSummary {
+    std::string file;
+    int release = 0;
+    bool big_endian = false;
+    std::string data_label; // UTF-8
+    int64_t observations = 0;
+};
+
+// Progress of a long conversion: rows done, rows in all (-1: not known).
+using Progress = std::function<void(int64_t rows, int64_t of_rows)>;
+
+// Reads a Stata file. `file` is a path, or "-" for standard input.
+class ImportSession {
+  public:
+    struct Options {
+        bool value_labels = true;
+        std::string encoding; // of the file's text; empty: as the release says
+    };
+
+    // Opens the file and reads its header and descriptors; its user formats go to the host's catalogs.
+    ImportSession(HostOptions host, const Options &options, const std::string &file);
+    ~ImportSession();
+
+    const FileSummary &summary() const;
+    const DataSet &description() const; // observations: as the file's head says
+
+    bool next(); // moves to the next observation; false at the end
+    const Row &row() const;
+
+    // Closes the file and logs what was noticed on the way (text that was not valid in its encoding). The destructor
+    // closes too, without the notes.
+    void close();
+
+  private:
+    struct State;
+    std::unique_ptr<State> state_;
+};
+
+// Writes all observations (at most `limit`, -1 for all) into a sink and finishes it. The number written.
+int64_t import_rows(ImportSession &session, RowSink &sink, int64_t limit = -1, const Progress &progress = {});
+
+// Writes a Stata file. `file` is a path, or "-" for standard output. The target appears only with finish.
+class ExportSession {
+  public:
+    struct Options {
+        bool labels_as_names = false;
+        std::string encoding; // of the file's text (empty: UTF-8)
+    };
+
+    ExportSession(HostOptions host, const Options &options, const std::string &file, const DataSet &description);
+    ~ExportSession();
+
+    RowWriter &row(); // the observation being filled
+    void put();       // writes it and starts the next
+    void finish();    // completes the file and puts it in its place
+
+  private:
+    struct State;
+    std::unique_ptr<State> state_;
+};
+
+// Writes every observation of a source and finishes. The number written.
+int64_t export_rows(ExportSession &session, RowSource &source, const Progress &progress = {});
+
+} // namespace vor

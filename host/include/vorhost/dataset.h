@@ -1,0 +1,47 @@
+// A data set as the host describes it: its variables with names, labels, types and formats. All texts are UTF-8.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace vor {
+
+enum class ValueKind { numeric, character };
+
+// A display or input format. An empty name means the standard format of that width and decimals.
+struct Format {
+    std::string name; // such as MMDDYY, $, DATETIME or a user format's name, without width; at most 8 bytes
+    int width = 0;
+    int decimals = 0;
+
+    bool operator==(const Format &) const = default;
+};
+
+// A format as people write it: "MMDDYY8.", "9.2", "$10.", "AGE."; empty for no name and no width.
+std::string format_text(const Format &format);
+
+// The inverse of format_text; a text that is no format gives an empty one.
+Format parse_format(std::string_view text);
+
+struct Variable {
+    std::string name;
+    std::string label;
+    ValueKind kind = ValueKind::numeric;
+    int length = 8; // bytes: 8 for numbers, the longest text for characters, at least 1
+    Format format;
+    Format informat;
+
+    bool operator==(const Variable &) const = default;
+};
+
+struct DataSet {
+    std::string name;
+    std::string label;
+    std::vector<Variable> variables;
+    int64_t observations = -1; // -1: not known
+
+    bool operator==(const DataSet &) const = default;
+};
+
+} // namespace vor

@@ -1,0 +1,53 @@
+// The files under the host: bytes at positions. The disk is one implementation; programs may bring their own.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string>
+#include <system_error>
+
+namespace vor {
+
+// An open file. Positions are bytes from 0. Every operation may fail with the system's error code.
+class ByteFile {
+  public:
+    virtual ~ByteFile() = default;
+
+    // Reads up to buffer.size() bytes at a position; fewer only at the end of the file. Returns the bytes read.
+    virtual size_t read(uint64_t position, std::span<char> buffer, std::error_code &error) = 0;
+
+    // Writes all bytes at a position, extending the file as needed.
+    virtual void write(uint64_t position, std::span<const char> bytes, std::error_code &error) = 0;
+
+    // The file's size in bytes.
+    virtual uint64_t size(std::error_code &error) = 0;
+
+    // Ends the use of the file; an error that only shows now (a full disk) is reported here. The destructor closes too.
+    virtual void close(std::error_code &error) = 0;
+};
+
+enum class OpenMode {
+    read,    // must exist
+    replace, // emptied or made; readable too
+    copy,    // made when it is not there, written from the first byte on
+};
+
+class FileSystem {
+  public:
+    virtual ~FileSystem() = default;
+    virtual std::unique_ptr<ByteFile> open(const std::string &path, OpenMode mode, std::error_code &error) = 0;
+    virtual void remove(const std::string &path, std::error_code &error) = 0;
+    virtual bool exists(const std::string &path) = 0;
+
+    // The absolute form of a path.
+    virtual std::string absolute(const std::string &path) = 0;
+
+    // A new, empty file in the temporary area, that nobody else uses; its path.
+    virtual std::string make_temporary(std::error_code &error) = 0;
+};
+
+// The machine's files. temporary_directory: where temporary files go; empty for the system's own.
+std::unique_ptr<FileSystem> disk_files(std::string temporary_directory = {});
+
+} // namespace vor

@@ -1,0 +1,52 @@
+// Observations on their way: rows that come out of an import, rows that go into an export.
+#pragma once
+
+#include <vorhost/dataset.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+
+namespace vor {
+
+// One observation. Valid until the next one is asked for.
+class Row {
+  public:
+    virtual ~Row() = default;
+
+    // The number in a numeric column; missing values as in missing.h.
+    virtual double number(size_t column) const = 0;
+
+    // The text in a character column: UTF-8, without trailing blanks.
+    virtual std::string_view text(size_t column) const = 0;
+};
+
+// Receives a data set: begin once, row for each observation, finish once. What it makes appears only with finish; a
+// sink destroyed before leaves nothing behind. Failures are ConversionErrors.
+class RowSink {
+  public:
+    virtual ~RowSink() = default;
+    virtual void begin(const DataSet &description) = 0;
+    virtual void row(const Row &row) = 0;
+    virtual void finish() = 0;
+};
+
+// Fills one observation of an export. Columns that are not set are missing or empty.
+class RowWriter {
+  public:
+    virtual ~RowWriter() = default;
+    virtual void set_number(size_t column, double value) = 0;
+
+    // UTF-8; longer text than the column's length is cut at a character and counted.
+    virtual void set_text(size_t column, std::string_view text) = 0;
+};
+
+// Delivers a data set. The description's lengths hold for every row that follows. Failures are ConversionErrors.
+class RowSource {
+  public:
+    virtual ~RowSource() = default;
+    virtual const DataSet &description() const = 0;
+    virtual bool next(RowWriter &row) = 0; // false at the end, with nothing set
+};
+
+} // namespace vor
