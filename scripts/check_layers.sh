@@ -1,0 +1,80 @@
+#!/usr/bin/env bash
+# Checks that includes go in one direction, cli -> host -> abi <- module, that CSV is known to the jobs and the tables
+# only, and that no tracked file says where or after what text it was written.
+#
+#   scripts/check_layers.sh
+# The rule of each tier is called by its name, which shellcheck cannot see.
+# shellcheck disable=SC2317
+set -euo pipefail
+cd "$(dirname "$0")/.."
+status=0
+
+fail() {
+    echo "$*" >&2
+    status=1
+}
+
+# FOLDER: every include below it, as "file<TAB>< or quote<TAB>target".
+includes_of() {
+    find "$1" \( -name '*.cpp' -o -name '*.h' \) -exec \
+        grep -HoE '^[[:space:]]*#[[:space:]]*include[[:space:]]*[<"][^>"]+' {} + |
+        sed -E 's/^([^:]+):[^<"]*([<"])(.*)$/\1\t\2\t\3/' || true
+}
+
+# The system headers a tier without a run-time library may use: types, memory routines, frexp.
+abi_headers=" cstddef cstdint cstdarg type_traits "
+module_headers=" cstddef cstdint cstdarg type_traits cstring cmath "
+
+in_list() { # LIST NAME
+    [[ "$1" == *" $2 "* ]]
+}
+beside() { # FILE TARGET
+    [ -f "$(dirname "$1")/$2" ]
+}
+
+allowed_in_abi() { # FILE MARK TARGET
+    case "$3" in
+        vor/*) [ -f "abi/$3" ] ;;
+        *) if [ "$2" = '"' ]; then beside "$1" "$3"; else in_list "$abi_headers" "$3"; fi ;;
+    esac
+}
+allowed_in_module() {
+    case "$3" in
+        vor/*) [ -f "abi/$3" ] ;;
+        *) if [ "$2" = '"' ]; then compgen -G "module/*/src/$3" >/dev/null; else in_list "$module_headers" "$3"; fi ;;
+    esac
+}
+allowed_in_host() {
+    case "$3" in
+        vor/*) [ -f "abi/$3" ] ;;
+        vorhost/*) [ -f "host/include/$3" ] ;;
+        *module/* | *cli/* | ../*) return 1 ;;
+        *) [ "$2" = '<' ] || [ -f "host/src/$3" ] || beside "$1" "$3" ;;
+    esac
+}
+allowed_in_cli() {
+    case "$3" in
+        vor/*) return 1 ;;
+        vorhost/*) [ -f "host/include/$3" ] ;;
+        *module/* | *host/* | ../*) return 1 ;;
+        *) [ "$2" = '<' ] || [ -f "cli/$3" ] || beside "$1" "$3" ;;
+    esac
+}
+
+for tier in abi module host cli; do
+    while IFS=$'\t' read -r file mark target; do
+        "allowed_in_$tier" "$file" "$mark" "$target" || fail "$file: may not include $target"
+    done < <(includes_of "$tier")
+done
+
+for folder in module abi host/src/services host/src/library; do
+    if [ -d "$folder" ]; then
+        grep -rniI csv "$folder" >&2 && fail "$folder: names CSV, which is the business of jobs and tables"
+    fi
+done
+
+# Written so that this file does not hold them itself: paths of one machine, references to numbered chapters.
+words='/wor[k]/|/roo[t]/|/tmp/bash_job[s]|\bParts? [1-7]\.[0-9]'
+git grep -nIE "$words" >&2 && fail "words that must not stand in the tree"
+
+exit "$status"
