@@ -2,6 +2,7 @@
 // automata over the classes of the field's bytes.
 #include "imglue_dates.h"
 
+#include "driver_records.h"
 #include "imglue_text.h"
 
 namespace {

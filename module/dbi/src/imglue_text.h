@@ -7,11 +7,6 @@
 // Positions that comp2inull looks at; longer strings that agree so far count as equal.
 inline constexpr int32_t COMPARED_POSITIONS = 32767;
 
-// The missing value in transit between a driver and the conversion layer, and the ends of a format's range.
-inline constexpr double MISSING_SENTINEL = -1e301;
-inline constexpr double RANGE_LOW = -1e300;
-inline constexpr double RANGE_HIGH = 1e300;
-
 // Compares two terminated strings without regard to letter case, to trailing white space, and to which white space
 // stands where both have some. 0 when they are equal, 1 when the first sorts higher, -1 when it sorts lower.
 int32_t comp2inull(const char *first, const char *second);
