@@ -3,8 +3,7 @@
 #pragma once
 
 #include "vor/services.h"
-
-extern GCB *v_global_gcb_anchor; // set by mcn_main
+#include "vvimodcn.h"
 
 template <int32_t group>
 SERVICE_ROUTINE service_routine(int32_t slot) {
@@ -35,3 +34,8 @@ struct service_entry<group, slot, result(parameters..., ...)> {
 #define VOR_SERVICE_ENTRY(group, slot, name, ...) inline constexpr service_entry<group, slot, __VA_ARGS__> name{};
 VOR_SERVICES(VOR_SERVICE_ENTRY)
 #undef VOR_SERVICE_ENTRY
+
+// The context that every file service takes.
+inline FILE_CONTEXT *file_context() {
+    return v_global_gcb_anchor->task->files;
+}
