@@ -33,10 +33,13 @@ existing() {
 status=0
 git ls-files -z -- "${patterns[@]}" | existing |
     xargs -0 -r "$clang_format" --dry-run -Werror || status=1
-# The database may be g++'s: options and warnings that clang does not know are not what is checked here.
+# The database may be g++'s: what clang does not know is not what is checked here. Unknown warnings it can be told to
+# pass over, an unknown option has to go.
+database="$(mktemp -d)"
+trap 'rm -rf "$database"' EXIT
+sed 's/ -fno-tree-loop-distribute-patterns//g' "$build/compile_commands.json" >"$database/compile_commands.json"
 git ls-files -z -- 'module/*.cpp' 'host/*.cpp' 'cli/*.cpp' | existing |
-    xargs -0 -r -n 1 -P 2 "$clang_tidy" -p "$build" --quiet \
-        --extra-arg=-Wno-unknown-warning-option --extra-arg=-Wno-ignored-optimization-argument || status=1
+    xargs -0 -r -n 1 -P 2 "$clang_tidy" -p "$database" --quiet --extra-arg=-Wno-unknown-warning-option || status=1
 
 if [ "$status" -ne 0 ]; then
     echo "lint: failed" >&2
