@@ -7,19 +7,60 @@ struct PARSECONTROL;
 struct PROCSTR;
 struct STMT;
 
-// A routine that delivers the next token, or carries out a semantic action, of the host's engine.
+// A routine of the host's engine. A token routine takes the next token from the pending input and returns its type, 0
+// for text that is no token (argument 0). A semantic routine carries out the action numbered `argument`; 0.
 using PARSE_ROUTINE = int32_t (*)(PARSECONTROL *control, void *engine, int32_t argument);
 
-// A grammar as tables. Symbols are numbered from 1: terminals 1 to maxterminal, then non-terminals from the goal on.
-// Tables indexed by symbol (delcost, inscost, insndx) start at symbol 1; tables indexed by production (lhstbl, prdndx),
-// by action (actmap, argndx) and by token type (symmap) start at number 1 as well.
+// The standard routines, by the names under which vir2g resolves them.
+inline constexpr char PARSE_STANDARD_TOKEN[] = "XSTOKEN";
+inline constexpr char PARSE_STANDARD_SEMANTIC[] = "XSSEMAN";
+
+// Token types of the standard token routine. A type above the record's maxlexical is the literal text of the terminal
+// that symmap gives for it; words match without regard to letter case, and where the grammar has no place for such a
+// word it counts as a name.
+enum PARSE_TOKEN : int16_t {
+    PARSE_NO_TOKEN = 0,
+    PARSE_END_OF_STATEMENT, // ;
+    PARSE_NAME,
+    PARSE_QUOTED_STRING, // 'text' or "text", the quote doubled inside
+    PARSE_INTEGER,
+    PARSE_NUMBER,
+    PARSE_TWO_LEVEL_NAME, // first.second
+    PARSE_FORMAT,         // NAME. or NAMEw.d
+    PARSE_DATE,           // 'text'd
+    PARSE_TIME,           // 'text't
+    PARSE_DATETIME,       // 'text'dt
+    PARSE_MISSING,        // . .a to .z ._
+    PARSE_NAME_LITERAL,   // 'text'n
+    PARSE_CATALOG_ENTRY,  // from here on: not made by the standard routine
+    PARSE_DATA_SET,
+    PARSE_RESERVED_1,
+    PARSE_RESERVED_2,
+    PARSE_RESERVED_3,
+    PARSE_RESERVED_4,
+    PARSE_RESERVED_5,
+};
+
+// Operations of the standard semantic routine. Fields are numbered as in STMT.list.
+enum PARSE_OPERATION : int16_t {
+    PARSE_NO_OPERATION = 0,
+    PARSE_OPEN_STATEMENT, // the procedure gets a statement, unless it has one
+    PARSE_RESERVE_FIELDS, // n: the statement's list has at least n entries
+    PARSE_SELECT_FIELDS,  // fields: they become "not given"; the next name goes there, its levels in this order
+    PARSE_STORE_NAME,     // the token that comes next is that name
+};
+
+// A grammar as tables. Symbols are numbered from 1: terminals 1 to maxterminal, of which the last is the end of input,
+// then non-terminals from the goal on. Tables indexed by symbol (symndx, delcost, inscost) start at symbol 1;
+// tables indexed by production (lhstbl, prdndx), by action (actmap, argndx) and by token type (symmap) start at number
+// 1 as well.
 struct PARSECONTROL {
     int32_t revision;
     int32_t goaltoken;
     int32_t maxterminal;
-    int32_t maxprslsz;  // entries of the longest row of the parse table
+    int32_t maxprslsz;  // most symbols on the parse stack
     int32_t maxcost;    // the cost that forbids a repair
-    int32_t valcost;    // the highest cost of a repair that is still made
+    int32_t valcost;    // the highest cost of a statement's repair that is still made
     int32_t inslen;     // most symbols that one repair inserts
     int32_t maxlexical; // token types up to this one are lexical classes; those above are literal texts
     int32_t symbols;    // symbols in all
@@ -27,7 +68,7 @@ struct PARSECONTROL {
     int32_t actions;
     int32_t flags;
     void *tracking;         // a token-pool anchor
-    PARSE_ROUTINE token;    // null: the engine's standard routine is resolved by name
+    PARSE_ROUTINE token;    // null: the driver resolves the standard routine by name
     PARSE_ROUTINE semantic; // the same
     const int16_t *prdlst;  // right sides: a count, then that many symbols, the last one first, actions negative
     const int16_t *prdndx;  // per production: where its right side starts in prdlst
@@ -43,7 +84,7 @@ struct PARSECONTROL {
     const int16_t *delcost; // per terminal
     const int16_t *inscost; // per symbol
     const int16_t *insndx;  // per non-terminal, the goal first: where its insertion starts in instbl, -1 for none
-    const int16_t *instbl;  // a count, then that many symbols
+    const int16_t *instbl;  // a count, then that many symbols, the first one first
 };
 VOR_OFFSET(PARSECONTROL, revision, 0);
 VOR_OFFSET(PARSECONTROL, goaltoken, 4);
@@ -77,7 +118,7 @@ VOR_OFFSET(PARSECONTROL, insndx, 176);
 VOR_OFFSET(PARSECONTROL, instbl, 184);
 VOR_SIZE(PARSECONTROL, 192);
 
-// What the user may do while a parse runs; all zero for none.
+// What the user may do while a parse runs; all zero for none. The standard engine offers nothing and looks at none.
 struct USERINTERACT {
     int32_t action;
     int32_t reserved;
@@ -102,7 +143,7 @@ VOR_SIZE(U_SNAME, 256);
 
 // One field of a statement.
 struct STLIST {
-    uint8_t type; // 0: the field was not given
+    uint8_t type; // 0: the field was not given; else the PARSE_TOKEN of its name
     uint8_t reserved[7];
     const U_SNAME *value;
 };

@@ -3,11 +3,15 @@
 
 #include "vor/parsing.h"
 
-// xsparse: run the engine on the pending input, with the host's standard routines where the record names none.
-// A missing standard routine ends the task with HOST_LOGGED.
+// xsparse: run the engine on the pending input for the task's procedure. Where the record names no token or semantic
+// routine the host's standard one is resolved; where it has no tracking handle it gets one.
+//
+// user  USERINTERACT_ENTRIES entries.
+// The procedure record holds the outcome. A standard routine that the host does not have is logged and ends the task
+// with HOST_LOGGED.
 void xsparse(PARSECONTROL *pc, USERINTERACT *user);
 
-// xsctok, xscsem: resolve a named token or semantic routine into the record; a missing one ends the task.
+// xsctok, xscsem: resolve a named token or semantic routine into the record; a missing one is logged and ends the task.
 void xsctok(PARSECONTROL *pc, const char *name);
 void xscsem(PARSECONTROL *pc, const char *name);
 

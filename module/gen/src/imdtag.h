@@ -3,6 +3,6 @@
 
 #include "vor/parsing.h"
 
-// imdtag: a new record for the import and export statements, from the host's pool. Ends the task with
+// imdtag: a new record for the import and export statements, from the host's pool, which keeps it. Ends the task with
 // HOST_TASK_NO_MEMORY when the pool refuses.
 PARSECONTROL *imdtag();
