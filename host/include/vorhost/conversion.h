@@ -28,12 +28,22 @@ struct FileSummary {
 // Progress of a long conversion: rows done, rows in all (-1: not known).
 using Progress = std::function<void(int64_t rows, int64_t of_rows)>;
 
+// The catalog of user formats, handed to the module as a FMTLIB statement; empty names: WORK and FORMATS.
+struct FormatPlace {
+    std::string library; // at most 8 characters
+    std::string catalog; // at most 32 characters
+
+    // From "LIBRARY.CATALOG" or "LIBRARY". ConversionError (usage) for anything else.
+    static FormatPlace parse(const std::string &text);
+};
+
 // Reads a Stata file. `file` is a path, or "-" for standard input.
 class ImportSession {
   public:
     struct Options {
         bool value_labels = true;
         std::string encoding; // of the file's text; empty: as the release says
+        FormatPlace formats;  // where the user formats go
     };
 
     // Opens the file and reads its header and descriptors; its user formats go to the host's catalogs.
@@ -63,7 +73,7 @@ class ExportSession {
   public:
     struct Options {
         bool labels_as_names = false;
-        std::string encoding; // of the file's text (empty: UTF-8)
+        FormatPlace formats; // where the user formats come from
     };
 
     ExportSession(HostOptions host, const Options &options, const std::string &file, const DataSet &description);

@@ -45,6 +45,12 @@ class FileSystem {
 
     // A new, empty file in the temporary area, that nobody else uses; its path.
     virtual std::string make_temporary(std::error_code &error) = 0;
+
+    // A new, empty, hidden file in the directory of `path`, to be moved into its place later; the new file's path.
+    virtual std::string make_beside(const std::string &path, std::error_code &error) = 0;
+
+    // Moves a complete file into the place of another in one step, its bytes safely stored first.
+    virtual void replace(const std::string &complete, const std::string &path, std::error_code &error) = 0;
 };
 
 // The machine's files. temporary_directory: where temporary files go; empty for the system's own.

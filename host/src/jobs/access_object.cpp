@@ -1,0 +1,76 @@
+// What the module logs about a failure stays with the host until somebody asks; here it becomes the one sentence that
+// people read.
+
+#include "jobs/access_object.h"
+
+#include <array>
+#include <fmt/format.h>
+
+namespace vor {
+namespace {
+
+struct CodeSentence {
+    int32_t code;
+    const char *sentence;
+};
+
+// Codes that the module returns without a word in the log.
+constexpr std::array code_sentences = {
+    CodeSentence{HOST_NO_MEMORY, "There is not enough memory."},
+    CodeSentence{HOST_NAME_TOO_LONG, "The file name is longer than 1024 bytes."},
+    CodeSentence{HOST_NO_NAME, "No file was named."},
+    CodeSentence{HOST_NAME_BLANK, "The file name is blank."},
+    CodeSentence{HOST_NAME_WILDCARD, "The file name contains a wildcard (* or ?); name one file."},
+};
+
+std::string code_sentence(int32_t code) {
+    for (const auto &[known, sentence] : code_sentences)
+        if (known == code)
+            return sentence;
+    return fmt::format("The module refused with code {:#x}.", static_cast<uint32_t>(code));
+}
+
+} // namespace
+
+AccessObject::AccessObject(HostOptions options, std::string shown_name)
+    : host_(std::move(options)), shown_name_(std::move(shown_name)) {
+    host_.load_module();
+    object_ = host_.new_object();
+}
+
+AccessObject::~AccessObject() {
+    if (open_)
+        object_->close(object_);
+    host_.delete_object(object_);
+}
+
+void AccessObject::fail(int32_t code) {
+    const Host::FailureText failure = host_.take_failure();
+    const bool no_memory = code == HOST_NO_MEMORY || code == HOST_MEMORY_REPORTED;
+    std::string text = failure.text.empty() ? code_sentence(code) : failure.text;
+    if (failure.system_error && text.find(failure.system_error->message()) == std::string::npos)
+        text += fmt::format(" ({})", failure.system_error->message());
+    throw ConversionError(no_memory || failure.system_error ? Failure::machine : Failure::conversion,
+                          fmt::format("{}: {}", shown_name_, text));
+}
+
+void AccessObject::set_outmode(int64_t outmode) {
+    check(object_->set_outmode(object_, outmode));
+}
+
+void AccessObject::open() {
+    check(object_->open(object_));
+    open_ = true;
+}
+
+int32_t AccessObject::close() {
+    open_ = false;
+    return object_->close(object_);
+}
+
+void AccessObject::note(const std::string &text) {
+    if (Log *log = host_.options().log)
+        log->line(Severity::note, fmt::format("{}: {}", shown_name_, text));
+}
+
+} // namespace vor

@@ -1,0 +1,50 @@
+// One access object of the module, driven in the order it asks for; its failures become ConversionErrors.
+#pragma once
+
+#include <vor/imglue.h>
+#include <vorhost/error.h>
+#include <vorhost/host.h>
+
+#include <memory>
+#include <string>
+
+namespace vor {
+
+class AccessObject {
+  public:
+    // Loads the module and makes the object. `shown_name` is the file's name in messages.
+    AccessObject(HostOptions options, std::string shown_name);
+
+    // Closes the file when it is open, without looking at the result, and deletes the object.
+    ~AccessObject();
+
+    Host &host() { return host_; }
+    IMGLUE *operator->() { return object_; }
+    IMGLUE *get() { return object_; }
+
+    // Throws when an operation's code is not 0.
+    void check(int32_t code) {
+        if (code != HOST_OK)
+            fail(code);
+    }
+
+    // A ConversionError with what the module and the host said about the failure behind a code.
+    [[noreturn]] void fail(int32_t code);
+
+    void set_outmode(int64_t outmode);
+    void open();
+
+    // The close slot; the object counts as closed whatever it returns.
+    int32_t close();
+
+    // A note that begins with the file's name.
+    void note(const std::string &text);
+
+  private:
+    Host host_;
+    std::string shown_name_;
+    IMGLUE *object_;
+    bool open_ = false;
+};
+
+} // namespace vor

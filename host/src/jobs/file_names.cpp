@@ -1,0 +1,24 @@
+#include "jobs/file_names.h"
+
+#include <algorithm>
+
+namespace vor {
+
+std::string lower_case(std::string_view text) {
+    std::string lower(text);
+    std::transform(lower.begin(), lower.end(), lower.begin(),
+                   [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
+    return lower;
+}
+
+std::string stata_path(const std::string &name) {
+    constexpr std::string_view extension = ".dta";
+    const size_t slash = name.find_last_of("/\\");
+    const size_t start = slash == std::string::npos ? 0 : slash + 1;
+    const size_t dot = name.rfind('.');
+    if (dot != std::string::npos && dot >= start && lower_case(name.substr(dot)) == extension)
+        return name;
+    return name + std::string(extension);
+}
+
+} // namespace vor

@@ -1,0 +1,17 @@
+// File names of the jobs.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace vor {
+
+inline constexpr std::string_view standard_stream = "-"; // standard input or output in place of a file
+
+// The name with the extension "dta" added when it has none or another one, as the module does.
+std::string stata_path(const std::string &name);
+
+// A text with the letters A to Z in lower case.
+std::string lower_case(std::string_view text);
+
+} // namespace vor

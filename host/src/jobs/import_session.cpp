@@ -1,0 +1,207 @@
+// An import, in the order that the access object asks for: mode, name, statements, open, variables, observations until
+// the end of data, close, delete.
+
+#include "jobs/access_object.h"
+#include "jobs/file_names.h"
+#include "jobs/observation_row.h"
+#include "jobs/stata_input.h"
+
+#include <vorhost/conversion.h>
+
+#include <algorithm>
+#include <fmt/format.h>
+#include <unordered_set>
+
+namespace vor {
+namespace {
+
+// User formats of an import on their way to the catalogs; with labels unwanted none of them gets there.
+class ImportedFormats : public FormatCatalogs {
+  public:
+    ImportedFormats(FormatCatalogs *catalogs, bool wanted) : catalogs_(catalogs), wanted_(wanted) {}
+
+    Written write(const std::string &library, const std::string &catalog, const UserFormat &format,
+                  bool keep_existing) override {
+        if (!wanted_ || !catalogs_) {
+            unwanted_.insert(lower_case(format.name));
+            return Written::stored;
+        }
+        return catalogs_->write(library, catalog, format, keep_existing);
+    }
+
+    bool read(const std::string &library, const std::string &catalog, const std::string &name,
+              UserFormat &format) override {
+        return catalogs_ && catalogs_->read(library, catalog, name, format);
+    }
+
+    bool unwanted(const std::string &name) const { return unwanted_.contains(lower_case(name)); }
+
+  private:
+    FormatCatalogs *catalogs_;
+    bool wanted_;
+    std::unordered_set<std::string> unwanted_;
+};
+
+// Which encodings the host is told of. The text of older files is not transcoded by the module: the session takes the
+// file's encoding, and no text is cut because it grows.
+void choose_encodings(HostOptions &host, const ImportSession::Options &options, int release) {
+    if (options.encoding.empty())
+        return;
+    const bool session_chosen = lower_case(host.session_encoding) != "utf-8";
+    if (release < first_tagged_release || !session_chosen)
+        host.session_encoding = options.encoding;
+    if (release >= first_tagged_release)
+        host.file_encoding = options.encoding;
+}
+
+std::string encoding_note(const ImportSession::Options &options, int release) {
+    if (!options.encoding.empty())
+        return fmt::format("its text is read as {}.", options.encoding);
+    if (release >= first_tagged_release)
+        return fmt::format("release {}; its text is read as UTF-8.", release);
+    return fmt::format("release {}; its text is read as UTF-8 where it is valid, else as Windows Latin 1.", release);
+}
+
+Format format_of(const char *name, int16_t length, int16_t width, int16_t decimals) {
+    return {std::string(name, static_cast<size_t>(length)), width, decimals};
+}
+
+} // namespace
+
+struct ImportSession::State {
+    ImportedFormats formats;
+    AccessObject object;
+    FileSummary summary;
+    DataSet description;
+    std::unique_ptr<ObservationRow> row;
+    void *observation = nullptr;
+    bool at_end = false;
+
+    State(const HostOptions &host, const Options &options, StataInput input)
+        : formats(host.catalogs, options.value_labels), object(with_formats(host), input.shown_name) {
+        summary.file = input.shown_name;
+        summary.release = input.head.release;
+        summary.big_endian = input.head.big_endian;
+        summary.observations = input.head.observations;
+        if (input.stream)
+            object.host().assign_reference(input.name, std::move(input.stream));
+        object.set_outmode(OUTMODE_IMPORT | (options.value_labels ? OUTMODE_WRITE_LABELS : 0));
+        object.check(object->set_fname(object.get(), input.name.c_str(), static_cast<int32_t>(input.name.size())));
+        object.check(object->parseimproc(object.get(), nullptr));
+        object.open();
+        describe();
+        summary.data_label = decode(input.head.data_label, "the data label");
+        object.note(encoding_note(options, input.head.release));
+    }
+
+    HostOptions with_formats(HostOptions host) {
+        host.catalogs = &formats;
+        return host;
+    }
+
+    // Text of the file that stands outside the observations, as UTF-8.
+    std::string decode(std::string_view bytes, const std::string &what) {
+        std::string scratch;
+        const auto [text, valid] = object.host().decode(bytes, scratch);
+        if (!valid)
+            object.note(fmt::format("{} is not valid {}; it is taken as Windows Latin 1: {}", what,
+                                    object.host().options().session_encoding, text));
+        return std::string(text);
+    }
+
+    void describe() {
+        int32_t count = 0;
+        NAMELIST *list = nullptr;
+        object.check(object->getvars(object.get(), &count, &list));
+        for (const NAMELIST *node = list; node; node = node->next)
+            description.variables.push_back(describe(node->namestr, description.variables.size() + 1));
+        description.observations = summary.observations;
+        row = std::make_unique<ObservationRow>(object.host(), list, [this](size_t column, int64_t first) {
+            object.note(fmt::format("variable {} has text that is not valid {}, first in observation {}; such text is "
+                                    "taken as Windows Latin 1.",
+                                    description.variables[column].name, object.host().options().session_encoding,
+                                    first));
+        });
+    }
+
+    Variable describe(const NAMESTR &source, size_t ordinal) {
+        Variable variable;
+        variable.name = decode({source.name_p, static_cast<size_t>(source.namelen)},
+                               fmt::format("the name of variable {}", ordinal));
+        variable.label = decode({source.label_p, static_cast<size_t>(source.nlablen)},
+                                fmt::format("the label of variable {}", variable.name));
+        const bool varying = source.ntype == NAMESTR_VARYING_CHARACTER;
+        variable.kind = source.ntype == NAMESTR_NUMERIC ? ValueKind::numeric : ValueKind::character;
+        variable.length = varying ? source.nlng2 : source.nlng;
+        variable.format = format_of(source.nformlong, source.nformlongl, source.nfl, source.nfd);
+        variable.informat = format_of(source.niformlong, source.niformlongl, source.nifl, source.nifd);
+        if (formats.unwanted(variable.format.name))
+            variable.format = {};
+        return variable;
+    }
+
+    bool next() {
+        if (at_end)
+            return false;
+        const int32_t code = object->getnextrow(object.get(), &observation);
+        at_end = code == HOST_END_OF_DATA;
+        if (at_end)
+            return false;
+        object.check(code);
+        row->set(observation);
+        return true;
+    }
+
+    void close() {
+        for (size_t column = 0; column < row->columns(); ++column)
+            if (const int64_t count = row->bad_texts(column))
+                object.note(fmt::format("variable {}: {} values in all were taken as Windows Latin 1.",
+                                        description.variables[column].name, count));
+        object.check(object.close());
+    }
+};
+
+ImportSession::ImportSession(HostOptions host, const Options &options, const std::string &file) {
+    std::unique_ptr<FileSystem> disk;
+    if (!host.files)
+        disk = disk_files();
+    StataInput input = open_stata_input(file, host.files ? *host.files : *disk);
+    choose_encodings(host, options, input.head.release);
+    state_ = std::make_unique<State>(host, options, std::move(input));
+}
+
+ImportSession::~ImportSession() = default;
+
+const FileSummary &ImportSession::summary() const {
+    return state_->summary;
+}
+const DataSet &ImportSession::description() const {
+    return state_->description;
+}
+bool ImportSession::next() {
+    return state_->next();
+}
+const Row &ImportSession::row() const {
+    return *state_->row;
+}
+void ImportSession::close() {
+    state_->close();
+}
+
+int64_t import_rows(ImportSession &session, RowSink &sink, int64_t limit, const Progress &progress) {
+    constexpr int64_t rows_per_report = 4096;
+    sink.begin(session.description());
+    int64_t rows = 0;
+    while (rows != limit && session.next()) {
+        sink.row(session.row());
+        if (++rows % rows_per_report == 0 && progress)
+            progress(rows, session.description().observations);
+    }
+    session.close();
+    if (progress)
+        progress(rows, rows);
+    sink.finish();
+    return rows;
+}
+
+} // namespace vor

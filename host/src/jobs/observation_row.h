@@ -1,0 +1,54 @@
+// The host observation as a row: numbers where the module put them, texts decoded from the session encoding.
+#pragma once
+
+#include <vor/namestr.h>
+#include <vorhost/host.h>
+#include <vorhost/rows.h>
+
+#include <cstring>
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace vor {
+
+class ObservationRow final : public Row {
+  public:
+    // Called once for each column whose text is not valid in the session encoding, with its first observation.
+    using BadTextNote = std::function<void(size_t column, int64_t observation)>;
+
+    ObservationRow(const Host &host, const NAMELIST *variables, BadTextNote note);
+
+    // The next observation; `bytes` stays in place until the one after.
+    void set(const void *bytes);
+
+    double number(size_t column) const override {
+        double value;
+        std::memcpy(&value, observation_ + columns_[column].position, sizeof value);
+        return value;
+    }
+    std::string_view text(size_t column) const override;
+
+    // Texts of a column that were not valid in the session encoding.
+    int64_t bad_texts(size_t column) const { return columns_[column].bad_texts; }
+    size_t columns() const { return columns_.size(); }
+
+  private:
+    struct Column {
+        int64_t position;        // of the value; of the pointer to it for varying-length text
+        int64_t length_position; // of the length of varying-length text, -1 for fixed-length text
+        int32_t length;          // of fixed-length text
+        mutable int64_t bad_texts = 0;
+        mutable int64_t last_bad = 0; // the observation counted last
+        mutable std::string decoded;
+    };
+    std::string_view bytes(const Column &column) const;
+
+    const Host &host_;
+    BadTextNote note_;
+    std::vector<Column> columns_;
+    const char *observation_ = nullptr;
+    int64_t number_ = 0;
+};
+
+} // namespace vor
