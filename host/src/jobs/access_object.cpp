@@ -33,15 +33,22 @@ std::string code_sentence(int32_t code) {
 } // namespace
 
 AccessObject::AccessObject(HostOptions options, std::string shown_name)
-    : host_(std::move(options)), shown_name_(std::move(shown_name)) {
+    : host_(gated(std::move(options))), shown_name_(std::move(shown_name)) {
     host_.load_module();
     object_ = host_.new_object();
 }
 
 AccessObject::~AccessObject() {
+    mute();
     if (open_)
         object_->close(object_);
     host_.delete_object(object_);
+}
+
+HostOptions AccessObject::gated(HostOptions options) {
+    log_.target = options.log;
+    options.log = &log_;
+    return options;
 }
 
 void AccessObject::fail(int32_t code) {
@@ -69,8 +76,7 @@ int32_t AccessObject::close() {
 }
 
 void AccessObject::note(const std::string &text) {
-    if (Log *log = host_.options().log)
-        log->line(Severity::note, fmt::format("{}: {}", shown_name_, text));
+    log_.line(Severity::note, fmt::format("{}: {}", shown_name_, text));
 }
 
 } // namespace vor

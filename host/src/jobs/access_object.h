@@ -15,7 +15,7 @@ class AccessObject {
     // Loads the module and makes the object. `shown_name` is the file's name in messages.
     AccessObject(HostOptions options, std::string shown_name);
 
-    // Closes the file when it is open, without looking at the result, and deletes the object.
+    // Closes the file when it is open, silently, and deletes the object.
     ~AccessObject();
 
     Host &host() { return host_; }
@@ -40,7 +40,21 @@ class AccessObject {
     // A note that begins with the file's name.
     void note(const std::string &text);
 
+    // Drops every note from here on: what an abandoned conversion says is of no use.
+    void mute() { log_.open = false; }
+
   private:
+    struct Gate : Log {
+        Log *target = nullptr;
+        bool open = true;
+        void line(Severity severity, std::string_view text) override {
+            if (target && open)
+                target->line(severity, text);
+        }
+    };
+    HostOptions gated(HostOptions options);
+
+    Gate log_;
     Host host_;
     std::string shown_name_;
     IMGLUE *object_;

@@ -3,6 +3,7 @@
 
 #include "jobs/access_object.h"
 #include "jobs/file_names.h"
+#include "jobs/format_statement.h"
 #include "jobs/observation_row.h"
 #include "jobs/stata_input.h"
 
@@ -78,7 +79,7 @@ struct ImportSession::State {
     bool at_end = false;
 
     State(const HostOptions &host, const Options &options, StataInput input)
-        : formats(host.catalogs, options.value_labels), object(with_formats(host), input.shown_name) {
+        : formats(host.catalogs, options.value_labels), object(prepared(host, options), input.shown_name) {
         summary.file = input.shown_name;
         summary.release = input.head.release;
         summary.big_endian = input.head.big_endian;
@@ -94,8 +95,9 @@ struct ImportSession::State {
         object.note(encoding_note(options, input.head.release));
     }
 
-    HostOptions with_formats(HostOptions host) {
+    HostOptions prepared(HostOptions host, const Options &options) {
         host.catalogs = &formats;
+        host.statements = format_statement(options.formats);
         return host;
     }
 

@@ -75,7 +75,7 @@ size_t StandardOutput::read(uint64_t, std::span<char>, std::error_code &error) {
 }
 
 void StandardOutput::write(uint64_t position, std::span<const char> bytes, std::error_code &error) {
-    if (position != written_) {
+    if (!*open_ || position != written_) {
         error = cannot_seek;
         return;
     }

@@ -28,12 +28,16 @@ class StandardInput : public ByteFile {
 
 class StandardOutput : public ByteFile {
   public:
+    // open: while it is false every write is refused, so that an abandoned export writes nothing.
+    explicit StandardOutput(std::shared_ptr<const bool> open) : open_(std::move(open)) {}
+
     size_t read(uint64_t position, std::span<char> buffer, std::error_code &error) override;
     void write(uint64_t position, std::span<const char> bytes, std::error_code &error) override;
     uint64_t size(std::error_code &error) override;
     void close(std::error_code &error) override;
 
   private:
+    std::shared_ptr<const bool> open_;
     uint64_t written_ = 0;
 };
 

@@ -4,6 +4,7 @@
 #include <array>
 #include <fmt/format.h>
 #include <string_view>
+#include <unicode/uchar.h>
 #include <unicode/unistr.h>
 
 namespace vor {

@@ -1,0 +1,138 @@
+#include "jobs/export_observation.h"
+
+#include "jobs/file_names.h"
+
+#include <vorhost/missing.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <fmt/format.h>
+
+namespace vor {
+namespace {
+
+constexpr std::array<const char *, value_changes> change_sentences = {
+    "longer than the variable can hold (2045 bytes at most); they were cut",
+    "ending in tabs or line ends; a Stata file does not keep them",
+    "with zero bytes; readers take the first one for the end of the text",
+    "with characters that the session encoding does not have; they became '?'",
+    "infinite or not a number; they became missing",
+    "beyond what a Stata file can hold; they became missing",
+    "integers beyond 2^53; doubles do not hold all of them exactly",
+    "dates with a fraction of a day; they were cut to whole days",
+};
+
+constexpr double largest_number = 0x1p1023; // from here on a stored double is a missing value
+constexpr double sentinel = -1e301;         // stands for missing inside the module
+constexpr double first_day = -2147483647.0; // of a stored date
+constexpr double last_day = 2147483620.0;
+constexpr double largest_exact_integer = 0x1p53;
+
+std::vector<char> empty_observation(const std::vector<ExportColumn> &columns) {
+    const double missing = missing_value('.');
+    std::vector<char> bytes;
+    for (const ExportColumn &column : columns) {
+        bytes.resize(static_cast<size_t>(column.position + column.length), ' ');
+        if (column.kind == ValueKind::numeric)
+            std::memcpy(bytes.data() + column.position, &missing, sizeof missing);
+    }
+    return bytes;
+}
+
+// The longest start of a UTF-8 text of at most `limit` bytes that does not end inside a character.
+std::string_view whole_characters(std::string_view text, size_t limit) {
+    if (text.size() <= limit)
+        return text;
+    while (limit > 0 && (static_cast<uint8_t>(text[limit]) & 0xC0) == 0x80)
+        --limit;
+    return text.substr(0, limit);
+}
+
+// Whether more than blanks stands at the end that the writer drops.
+bool loses_tail(std::string_view text) {
+    const size_t last = text.find_last_not_of(" \t\n\r");
+    return text.substr(last == std::string_view::npos ? 0 : last + 1).find_first_not_of(' ') != std::string_view::npos;
+}
+
+} // namespace
+
+ExportObservation::ExportObservation(const Host &host, std::vector<ExportColumn> columns)
+    : host_(host), utf8_session_(lower_case(host.options().session_encoding) == "utf-8"), columns_(std::move(columns)),
+      counts_(columns_.size()), observation_(empty_observation(columns_)), empty_(observation_) {}
+
+void ExportObservation::clear() {
+    observation_ = empty_;
+    ++number_;
+}
+
+void ExportObservation::count(size_t column, ValueChange change) {
+    Count &count = counts_[column][static_cast<size_t>(change)];
+    if (count.values++ == 0)
+        count.first = number_;
+}
+
+double ExportObservation::storable(size_t column, double value) {
+    if (is_missing(value))
+        return value;
+    if (!std::isfinite(value)) {
+        count(column, ValueChange::not_a_number);
+        return missing_value('.');
+    }
+    const bool date = columns_[column].temporal == Temporal::date;
+    const bool too_large =
+        date ? value < first_day || value >= last_day + 1 : value >= largest_number || value == sentinel;
+    if (too_large) {
+        count(column, ValueChange::too_large);
+        return missing_value('.');
+    }
+    if (date && value != std::trunc(value))
+        count(column, ValueChange::day_fraction);
+    if (std::fabs(value) > largest_exact_integer && std::fabs(value) < 0x1p64)
+        count(column, ValueChange::inexact);
+    return value;
+}
+
+void ExportObservation::set_number(size_t column, double value) {
+    const double stored = storable(column, value);
+    std::memcpy(observation_.data() + columns_[column].position, &stored, sizeof stored);
+}
+
+void ExportObservation::set_text(size_t column, std::string_view text) {
+    const auto length = static_cast<size_t>(columns_[column].length);
+    const std::string_view kept = whole_characters(text, length);
+    if (kept.size() < text.size())
+        count(column, ValueChange::text_cut);
+    if (!kept.empty() && static_cast<uint8_t>(kept.back()) <= ' ' && loses_tail(kept))
+        count(column, ValueChange::tail_dropped);
+    if (kept.find('\0') != std::string_view::npos)
+        count(column, ValueChange::zero_byte);
+    store(column, utf8_session_ ? kept : encode(column, kept));
+}
+
+std::string_view ExportObservation::encode(size_t column, std::string_view text) {
+    int replaced = 0;
+    encoded_ = host_.encode(text, &replaced);
+    if (replaced > 0)
+        count(column, ValueChange::not_in_session);
+    return encoded_;
+}
+
+void ExportObservation::store(size_t column, std::string_view bytes) {
+    const auto length = static_cast<size_t>(columns_[column].length);
+    const size_t stored = std::min(bytes.size(), length);
+    char *target = observation_.data() + columns_[column].position;
+    std::memcpy(target, bytes.data(), stored);
+    std::memset(target + stored, ' ', length - stored);
+}
+
+void ExportObservation::report(const std::vector<Variable> &variables,
+                               const std::function<void(const std::string &)> &note) const {
+    for (size_t column = 0; column < columns_.size(); ++column)
+        for (size_t change = 0; change < value_changes; ++change)
+            if (const Count &count = counts_[column][change]; count.values > 0)
+                note(fmt::format("variable {}: {} value{} {}, first in observation {}.", variables[column].name,
+                                 count.values, count.values == 1 ? "" : "s", change_sentences[change], count.first));
+}
+
+} // namespace vor

@@ -1,0 +1,75 @@
+// The host observation of an export: the variables' values one after the other, and what is noticed about values that
+// a Stata file cannot hold as they are.
+#pragma once
+
+#include <vorhost/host.h>
+#include <vorhost/rows.h>
+#include <vorhost/temporal.h>
+
+#include <array>
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace vor {
+
+inline constexpr int32_t longest_stata_string = 2045; // bytes of a fixed string
+
+// How a column stands in the observation.
+struct ExportColumn {
+    ValueKind kind = ValueKind::numeric;
+    Temporal temporal = Temporal::none;
+    int32_t length = 8;   // bytes
+    int64_t position = 0; // byte offset in the observation
+};
+
+// What may happen to a value on its way.
+enum class ValueChange {
+    text_cut,       // longer than the column or than a Stata string
+    tail_dropped,   // line ends or tabs at the end, which are taken for blanks
+    zero_byte,      // a text ends at a zero byte for its readers
+    not_in_session, // characters that the session encoding does not have
+    not_a_number,   // infinities and not-a-number
+    too_large,      // beyond the largest number, or a date beyond the calendar
+    inexact,        // an integer beyond 2^53
+    day_fraction,   // a date with a fraction of a day
+};
+inline constexpr size_t value_changes = 8;
+
+class ExportObservation : public RowWriter {
+  public:
+    ExportObservation(const Host &host, std::vector<ExportColumn> columns);
+
+    void set_number(size_t column, double value) override;
+    void set_text(size_t column, std::string_view text) override;
+
+    const void *bytes() const { return observation_.data(); }
+
+    // Makes every value missing or empty, for the next observation.
+    void clear();
+
+    // One sentence for each column and change that happened, with the count and the first observation.
+    void report(const std::vector<Variable> &variables, const std::function<void(const std::string &)> &note) const;
+
+  private:
+    struct Count {
+        int64_t values = 0;
+        int64_t first = 0;
+    };
+    void count(size_t column, ValueChange change);
+    double storable(size_t column, double value);
+    std::string_view encode(size_t column, std::string_view text);
+    void store(size_t column, std::string_view bytes);
+
+    const Host &host_;
+    bool utf8_session_; // text needs no encoding
+    std::vector<ExportColumn> columns_;
+    std::vector<std::array<Count, value_changes>> counts_;
+    std::vector<char> observation_;
+    std::vector<char> empty_; // an observation with every value missing or empty
+    std::string encoded_;
+    int64_t number_ = 1;
+};
+
+} // namespace vor
