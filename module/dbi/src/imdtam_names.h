@@ -7,17 +7,25 @@
 
 // s_fname (slot set_fname): resolve the user's name, a path or a file reference, into filename and filenamelen.
 //
-// fname, len  the name and its length in bytes; negative: the name is terminated.
-// 0, HOST_NAME_TOO_LONG, HOST_NO_NAME, HOST_NAME_BLANK, HOST_NAME_WILDCARD, HOST_NAME_NO_EXTENSION (an export to a
-// file reference), or the host's own code.
+// fname, len  the name and its length in bytes; negative: the name is terminated. At most 1024 bytes count.
+// outmode must be set. A name of up to 8 bytes that the host knows as a file reference sets isfref; for an import that
+// is all, and filename keeps it. A path becomes the host's physical name, with the driver's extension added unless it
+// has it in any letter case.
+// 0, HOST_NAME_TOO_LONG, HOST_NO_NAME (also without a session), HOST_NAME_BLANK, HOST_NAME_WILDCARD,
+// HOST_NAME_NO_EXTENSION (an export to a file reference: logname is assigned to a temporary file, and open may
+// follow), or the host's own code. After a failure nothing that this call assigned for a path stays assigned.
 int32_t s_fname(IMGLUE *self, const char *fname, int32_t len);
 
 // fnsplit: split a name of at most 1024 bytes into directory (with its separator), name and extension (without the
-// dot). Each output is IMGLUE_NAME_BYTES + 1 bytes, is terminated, and may be null. Returns 0.
+// dot). Both '/' and '\' separate. Each output is IMGLUE_NAME_BYTES + 1 bytes, is terminated, and may be null.
+// Returns 0.
 int32_t fnsplit(const char *fpn, char *dir, char *fname, char *ext);
 
-// fnbuild: the inverse. len is the name's length, -1 when it is terminated. 0, or -1 when the result would exceed
-// 1024 bytes. An empty directory gives a name without a leading '/'.
+// fnbuild: the inverse. len is the name's length, -1 when it is terminated; its trailing blanks do not count. An empty
+// directory gives a name without a leading '/'.
+//
+// fpn  IMGLUE_NAME_BYTES + 1 bytes, terminated; untouched on failure.
+// 0, or -1 when the parts and three more bytes would exceed 1024.
 int32_t fnbuild(char *fpn, const char *dir, const char *fname, const char *ext, int32_t len);
 
 // asg_lname: assign logname to the file name again. 0 (at once for a file reference) or the host's code.

@@ -12,23 +12,29 @@ struct malloc_list_struct {
 
 // h_malloc1: a zero-filled block of `size` bytes, chained to the session and released with it, never alone.
 //
-// size  bytes, 0 or more.
+// size  bytes, 0 or more. The block is aligned to 8 bytes.
 // Null when the pool refuses, or when size is negative or too large to be a size.
 void *h_malloc1(IMGLUE *self, int64_t size);
 
 // setup_self: prepare an opened session for its direction.
 //
 // dbpath, dbname, dbtype  directory (may be empty), name and extension of the physical name, terminated.
+// fileptr must be open and do_input set. Makes inptr, dbsinfoptr and, for an export, outptr; an import from a file
+// reference moves to a temporary copy of it.
 // 0, ERROR_MEMORY, ERROR_TEMP_OPEN or ERROR_TEMP_ASSIGN. What was allocated stays with the session.
 int32_t setup_self(IMGLUE *self, const char *dbpath, const char *dbname, const char *dbtype);
 
-// update_inforec: give an information record of an older layout version the defaults of every later field.
+// update_inforec: give an information record of an older layout version the defaults of every later field. A record of
+// version 0, 11 or 12, or of the current version, stays as it is.
 void update_inforec(indbsinfo *dbsinfoptr);
 
 // mivex_finish_output: complete the export: the driver's finish, the copy to a file reference, the closing note.
 //
-// 0, the code that the session recorded before, the driver's code or the copy's.
+// 0, also when no file is open; the code that the session recorded before; the driver's code or the copy's;
+// ERROR_WRITE when the host could not write what it had buffered.
 int32_t mivex_finish_output(IMGLUE *self);
 
 // mivex_clean_up: release everything of the session; a failed export's file is deleted. May be called again. Returns 0.
+//
+// haderror, filename, the operation slots and the options stay; every pointer to session memory becomes null.
 int32_t mivex_clean_up(IMGLUE *self);
