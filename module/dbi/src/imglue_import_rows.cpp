@@ -1,0 +1,246 @@
+// The record pump of an import: the system's hot loop. What a value needs is worked out once, in a plan with one step
+// for each variable, which hangs on the input record's inuserptr; a record is then one walk over the plan.
+#include "imglue_import_rows.h"
+
+#include "driver_records.h"
+#include "imglue_errors.h"
+#include "imglue_session.h"
+#include "service_entries.h"
+#include "wzst.h"
+
+#include <cstring>
+
+namespace {
+
+constexpr uint64_t STANDARD_MISSING = 0xFFFFFE0000000000;
+constexpr double SECONDS_TO_1960 = DAYS_TO_1960 * 86400.0;
+constexpr int64_t NUMBER_BYTES = 8;
+constexpr double INTEGER_LIMIT = 9.223372036854776e18; // numbers from it on have no fraction to snap
+
+enum class step_kind : uint8_t { number, date, time, datetime, text, raw };
+
+// How one variable's value gets into the observation.
+struct value_step {
+    step_kind kind;
+    bool varying; // text: pointer and length are stored as well
+    innamerecord *variable;
+    char *position; // of the slot
+    char *text;     // of the characters
+};
+
+struct row_plan {
+    value_step *steps;
+    value_step *end;
+    char *scratch;        // text before it is transcoded, as wide as the widest variable; null without transcoding
+    int32_t number_bytes; // what the driver's decoders fill of a mivex_num_struct
+    bool multiple_missings;
+    bool encodings; // the driver tells how much of a text is meaningful
+};
+
+row_plan *plan_of(const indbsrec *in) {
+    return static_cast<row_plan *>(in->inuserptr);
+}
+
+step_kind kind_of(int32_t variable_type) {
+    switch (variable_type) {
+    case CLASS_CHARACTER:
+        return step_kind::text;
+    case CLASS_DATE:
+        return step_kind::date;
+    case CLASS_TIME:
+        return step_kind::time;
+    case CLASS_DATETIME:
+        return step_kind::datetime;
+    case CLASS_RAW:
+        return step_kind::raw;
+    default:
+        return step_kind::number;
+    }
+}
+
+value_step step_of(const IMGLUE *self, innamerecord *variable) {
+    const NAMESTR *np = variable->nmptr;
+    value_step step = {};
+    step.kind = kind_of(variable->innametype);
+    step.varying = np->ntype == NAMESTR_VARYING_CHARACTER;
+    step.variable = variable;
+    step.position = static_cast<char *>(self->obsptr) + np->npos;
+    step.text = step.varying ? static_cast<char *>(self->obsptr) + np->nipos + sizeof(int32_t) : step.position;
+    return step;
+}
+
+// Allocates the observation, the plan and its scratch; null without memory.
+row_plan *make_plan(IMGLUE *self) {
+    const indbsrec *in = self->inptr;
+    int64_t widest = NUMBER_BYTES;
+    for (const innamerecord *variable = in->firstname; variable != nullptr; variable = variable->nextname)
+        widest = variable->innamelength > widest ? variable->innamelength : widest;
+    const bool encodings = self->dbsinfoptr->supports_encoding != 0;
+    const bool multiple_missings = self->dbsinfoptr->supports_multiple_missings != 0;
+
+    auto *plan = static_cast<row_plan *>(h_malloc1(self, sizeof(row_plan)));
+    auto *step = static_cast<value_step *>(h_malloc1(self, in->invars * static_cast<int64_t>(sizeof(value_step))));
+    auto *scratch = static_cast<char *>(h_malloc1(self, widest));
+    void *observation = h_malloc1(self, self->obslen);
+    if (plan == nullptr || step == nullptr || scratch == nullptr || observation == nullptr)
+        return nullptr;
+    self->obsptr = observation;
+    *plan = {.steps = step,
+             .end = step + in->invars,
+             .scratch = scratch,
+             .number_bytes = static_cast<int32_t>(multiple_missings ? sizeof(mivex_num_struct) : sizeof(double)),
+             .multiple_missings = multiple_missings,
+             .encodings = encodings};
+    for (innamerecord *variable = in->firstname; variable != nullptr; variable = variable->nextname)
+        *step++ = step_of(self, variable);
+    return plan;
+}
+
+// The host's missing value for a mark of the driver.
+double missing_value(const row_plan *plan, int32_t mark) {
+    const double *special = v_global_gcb_anchor->special_missings;
+    if (plan->multiple_missings) {
+        if (mark >= 'a' && mark <= 'z')
+            return special[mark - 'a' + 'A'];
+        if (mark >= 'A' && mark <= 'Z')
+            return special[mark];
+        if (mark == '_' || mark == '-')
+            return special[static_cast<int32_t>('_')];
+    }
+    double standard;
+    memcpy(&standard, &STANDARD_MISSING, sizeof standard);
+    return standard;
+}
+
+double integer_part(double number) {
+    return static_cast<double>(static_cast<int64_t>(number));
+}
+
+// A number that misses a whole one by no more than the tolerance becomes that one: the way through minutes costs dates
+// and times their last bits.
+double snap(double number, double tolerance) {
+    double whole = number;
+    if (number < 0 && number > -INTEGER_LIMIT)
+        whole = integer_part(number - tolerance);
+    else if (number > 0 && number < INTEGER_LIMIT)
+        whole = integer_part(number + tolerance);
+    return whole - tolerance <= number && number <= whole + tolerance ? whole : number;
+}
+
+double host_number(step_kind kind, double number) {
+    switch (kind) {
+    case step_kind::date:
+        return snap(number / MINUTES_PER_DAY - DAYS_TO_1960, 1e-6);
+    case step_kind::time:
+        return snap(number * 60.0, 1e-6);
+    case step_kind::datetime:
+        return snap(number * 60.0 - SECONDS_TO_1960, 0.001);
+    default:
+        return number;
+    }
+}
+
+void log_text(IMGLUE *self, const innamerecord *variable) {
+    char *text = self->to_vor_name_tempstr;
+    mivex_sprintf(text, "%s at obs %lld", variable->innamename, static_cast<long long>(self->inptr->incurrent) + 1);
+    xpmlog(MESSAGE_GROUP_CONVERSION, MESSAGE_VALUE_NOT_READ, wzstlen(text), static_cast<const char *>(text));
+}
+
+void fill_blanks(char *text, int64_t from, int64_t to) {
+    if (from < to)
+        memset(text + from, ' ', static_cast<size_t>(to - from));
+}
+
+// The text as the driver decodes it; returns its length.
+int32_t move_text(indbsrec *in, const row_plan *plan, const value_step *step) {
+    innamerecord *variable = step->variable;
+    const int32_t width = variable->innamelength;
+    in->self->nprocs->readit(in, variable, step->text, width);
+    const int32_t length = plan->encodings && variable->data_length < width ? variable->data_length : width;
+    fill_blanks(step->text, length, variable->transcode_length);
+    return length;
+}
+
+int32_t transcode_text(indbsrec *in, const row_plan *plan, const value_step *step) {
+    IMGLUE *self = in->self;
+    innamerecord *variable = step->variable;
+    const int32_t room = variable->transcode_length;
+    self->nprocs->readit(in, variable, plan->scratch, variable->innamelength);
+    int64_t converted = 0;
+    const int32_t status = self->transpipe->Transcode(self->transpipe, plan->scratch, variable->data_length, step->text,
+                                                      room, &converted, 0);
+    if (status != NLS_OK || converted > room)
+        log_text(self, variable);
+    const auto length = static_cast<int32_t>(converted > room ? room : converted);
+    fill_blanks(step->text, length, room);
+    return length;
+}
+
+void store_text(indbsrec *in, const row_plan *plan, const value_step *step, bool transcoded) {
+    const int32_t length = transcoded ? transcode_text(in, plan, step) : move_text(in, plan, step);
+    if (!step->varying)
+        return;
+    memcpy(step->position, &step->text, sizeof step->text);
+    memcpy(step->position + sizeof step->text, &length, sizeof length);
+}
+
+// Values that go through as they are. The observation keeps no more of one than a number's bytes.
+void store_raw(indbsrec *in, const row_plan *plan, const value_step *step) {
+    const int64_t width = step->variable->innamelength;
+    in->self->nprocs->readit(in, step->variable, plan->scratch, step->variable->innamelength);
+    memcpy(step->position, plan->scratch, static_cast<size_t>(width < NUMBER_BYTES ? width : NUMBER_BYTES));
+}
+
+void store_record(indbsrec *in, const row_plan *plan) {
+    const IMGLUE *self = in->self;
+    const auto readit = self->nprocs->readit;
+    const bool transcoded = self->transpipe != nullptr && plan->encodings;
+    const value_step *const end = plan->end;
+    for (const value_step *step = plan->steps; step != end; ++step) {
+        if (step->kind == step_kind::text) {
+            store_text(in, plan, step, transcoded);
+            continue;
+        }
+        if (step->kind == step_kind::raw) {
+            store_raw(in, plan, step);
+            continue;
+        }
+        mivex_num_struct value;
+        value.miss_char = 0;
+        readit(in, step->variable, &value, plan->number_bytes);
+        const double number =
+            value.num == MISSING_SENTINEL ? missing_value(plan, value.miss_char) : host_number(step->kind, value.num);
+        memcpy(step->position, &number, sizeof number);
+    }
+}
+
+void log_counts(const indbsrec *in) {
+    const long long observations = in->intotal == 0 ? 0 : static_cast<long long>(in->incurrent) + 1;
+    xpslog("%3zThe import data set has %lld observations and %d variables.", observations,
+           static_cast<int32_t>(in->invars));
+}
+
+} // namespace
+
+int32_t mivex_setup_read_buffer(IMGLUE *self) {
+    indbsrec *in = self->inptr;
+    if (in->inuserptr != nullptr)
+        return self->nprocs->re_initbuffer(in);
+    row_plan *plan = make_plan(self);
+    if (plan == nullptr)
+        return ERROR_MEMORY;
+    in->inuserptr = plan;
+    self->obs_buffer_allocated = 1;
+    return self->nprocs->initbuffer(in);
+}
+
+int32_t mivex_get_one_record(IMGLUE *self) {
+    indbsrec *in = self->inptr;
+    if (in->infinish != 0) {
+        log_counts(in);
+        return ERROR_END_OF_FILE;
+    }
+    store_record(in, plan_of(in));
+    ++self->records_processed_count;
+    return self->nprocs->getrecord(in);
+}
