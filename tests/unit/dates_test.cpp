@@ -61,7 +61,7 @@ TEST(DayCounts, WholeNumbers) {
         EXPECT_EQ(fint(number), std::trunc(number)) << number;
         EXPECT_EQ(whole_floor(number), std::floor(number)) << number;
     }
-    EXPECT_TRUE(std::isnan(fint(NAN)));
+    EXPECT_TRUE(std::isnan(fint(std::nan(""))));
 }
 
 TEST(DateText, Months) {

@@ -150,8 +150,8 @@ TEST_F(NumberText, FixedForm) {
         {12, 12, 0.123456789, " 0.123456789"},
         {19, 0, 123456789012345678.0, " 123456789012345680"},
         {30, 0, 1e18, nullptr},
-        {9, 2, NAN, nullptr},
-        {9, 2, -INFINITY, nullptr},
+        {9, 2, std::nan(""), nullptr},
+        {9, 2, -HUGE_VAL, nullptr},
         {0, 0, 1.0, nullptr},
         {-1, 0, 1.0, nullptr},
     };
@@ -191,7 +191,7 @@ TEST_F(NumberText, ExponentialForm) {
         {7, 5.0, 0, nullptr},
         {7, 5.0, 1, nullptr},
         {7, 0.0, 0, nullptr},
-        {12, INFINITY, 0, nullptr},
+        {12, HUGE_VAL, 0, nullptr},
     };
     for (const auto &c : cases) {
         SCOPED_TRACE(c.expected == nullptr ? "does not fit" : c.expected);
@@ -226,7 +226,7 @@ TEST_F(NumberText, BestForm) {
         {7, 100000.0, " 100000"},
         {7, 0.0, "0.e+000"},
         {40, 1e18, "                                 1.e+018"},
-        {9, NAN, "        *", 1},
+        {9, std::nan(""), "        *", 1},
         {1, 12.0, "*", 1},
         {0, 1.0, "", 1},
     };

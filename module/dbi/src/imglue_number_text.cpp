@@ -209,7 +209,8 @@ scientific scientific_of(double value, int32_t count) {
         value /= 10;
     for (; value < lowest; --shift)
         value *= 10;
-    auto digits = static_cast<uint64_t>(value + 0.5);
+    value += 0.5;
+    auto digits = static_cast<uint64_t>(value);
     const auto first = static_cast<uint64_t>(multsqq[count - 1]);
     if (digits < first)
         digits = first;

@@ -11,10 +11,10 @@ uint64_t bits_of(double d) {
     return bits;
 }
 
-constexpr int32_t KIND_UNDERSCORE = -1;
-constexpr int32_t KIND_A = -3;
-constexpr int32_t KIND_Z = -28;
-constexpr int32_t KIND_LETTER_BASE = 62; // a letter is this less its kind
+// The byte below the top two counts the kinds downwards.
+constexpr int32_t KIND_UNDERSCORE = 0xFF;
+constexpr int32_t KIND_A = 0xFD;
+constexpr int32_t KIND_Z = KIND_A - ('Z' - 'A');
 
 } // namespace
 
@@ -25,10 +25,10 @@ int32_t wzmis(double d) {
 int32_t wzmism(double d) {
     if (wzmis(d) == 0)
         return 0;
-    const int32_t kind = static_cast<int8_t>(bits_of(d) >> 40 & 0xFF);
+    const auto kind = static_cast<int32_t>(bits_of(d) >> 40 & 0xFF);
     if (kind == KIND_UNDERSCORE)
         return '_';
-    return kind <= KIND_A && kind >= KIND_Z ? KIND_LETTER_BASE - kind : '.';
+    return kind <= KIND_A && kind >= KIND_Z ? 'A' + (KIND_A - kind) : '.';
 }
 
 int32_t wzmisl(const char *dval, int32_t len) {
