@@ -113,6 +113,7 @@ TEST(DateText, NamedMonths) {
             {"15JAN1998:10.30", 15, minutes_of(january, 630)},
             {"15JAN1998:23", 12, minutes_of(january, 23 * 60)},
             {"29FEB2000", 9, minutes_of(year{2000} / 2 / 29)},
+            {"01JAN100", 8, minutes_of(year{99} / 12 / 30)}, // a Julian date
             {"29FEB1900", -9, UNTOUCHED},
             {"31FEB1998", -9, UNTOUCHED},
             {"15JAX1998", -9, UNTOUCHED},

@@ -150,6 +150,8 @@ TEST_F(Names, Cleaning) {
         std::string name, expected, line;
     } steps[] = {
         {"price", "price", ""},
+        {"AZaz_09", "AZaz_09", ""},
+        {"[`", "__", change + "[` -> __"},
         {"2nd Qtr", "_2nd_Qtr", change + "2nd Qtr -> _2nd_Qtr"},
         {"a-b-c", "a_b_c", change + "a-b-c -> a_b_c"},
         {"a-b-c-d", "VAR7", change + "a-b-c-d -> VAR7"},

@@ -17,6 +17,7 @@ TEST(Comparison, IgnoresCaseAndTrailingWhiteSpace) {
         std::string first, second;
         std::int32_t expected;
     } cases[] = {
+        {"AZ@[", "az@[", 0},
         {"DATE  ", "date", 0},
         {"date", "DATE\t\r\n", 0},
         {"DATE", "DATETIME", -1},

@@ -60,11 +60,11 @@ TEST(FieldStrings, Justification) {
     };
     for (const auto &c : cases) {
         SCOPED_TRACE(c.field + c.type);
-        std::string field = c.field;
+        std::string field = c.field + "##########";
         std::int32_t length = -1;
         std::int32_t start = -1;
-        wzstjls(field.data(), length_of(field), c.type, &length, &start);
-        EXPECT_EQ(field, c.moved);
+        wzstjls(field.data(), length_of(c.field), c.type, &length, &start);
+        EXPECT_EQ(field, c.moved + "##########");
         EXPECT_EQ(length, c.length);
         EXPECT_EQ(start, c.start);
         std::string again = c.field;
@@ -141,6 +141,9 @@ TEST(TerminatedStrings, BlankCutAndCopy) {
     EXPECT_EQ(cut, std::string("ab\0cd", 5));
     EXPECT_EQ(zeroit(full.data(), 4), 4);
     EXPECT_EQ(full, "abcd");
+    std::string beyond = "ab cd";
+    EXPECT_EQ(zeroit(beyond.data(), 2), 2);
+    EXPECT_EQ(beyond, "ab cd");
 
     std::string slot = "######";
     EXPECT_EQ(mivex_strncpy(slot.data(), "abcdef", 4), slot.data());
@@ -162,6 +165,7 @@ TEST(NumbersInFields, WholeNumbers) {
         {123, "123", 0},
         {12345, "***", NUMBER_DOES_NOT_FIT},
         {-123, "***", NUMBER_DOES_NOT_FIT},
+        {12, "*", NUMBER_DOES_NOT_FIT},
         {0, "", NUMBER_DOES_NOT_FIT},
         {std::numeric_limits<std::int64_t>::min(), "-9223372036854775808", 0},
         {std::numeric_limits<std::int64_t>::max(), " 9223372036854775807", 0},
