@@ -1,0 +1,211 @@
+#include "driver_records.h"
+#include "imdtam_names.h"
+#include "scripted_host.h"
+
+#include <gtest/gtest.h>
+
+namespace vor::test {
+namespace {
+
+using NameBuffer = std::array<char, IMGLUE_NAME_BYTES + 1>;
+
+TEST(Split, IntoDirectoryNameAndExtension) {
+    struct {
+        std::string name, directory, stem, extension;
+    } const cases[] = {
+        {"/a/b/c.dta", "/a/b/", "c", "dta"},
+        {"c.dta", "", "c", "dta"},
+        {"/a/b/", "/a/b/", "", ""},
+        {"", "", "", ""},
+        {"a.b.c", "", "a.b", "c"},
+        {"/x.y/c", "/x.y/", "c", ""},
+        {"c:\\d\\e.dta", "c:\\d\\", "e", "dta"},
+        {"/a\\b/c.d", "/a\\b/", "c", "d"},
+        {"/a/.dta", "/a/", "", "dta"},
+        {"/a/c.", "/a/", "c", ""},
+        {"/a/c .dta ", "/a/", "c ", "dta "},
+        {"/" + std::string(1019, 'n') + ".dta", "/", std::string(1019, 'n'), "dta"},
+        {std::string(1020, 'n') + "    ", "", std::string(1020, 'n'), ""},
+    };
+    for (const auto &row : cases) {
+        SCOPED_TRACE(row.name);
+        NameBuffer directory, stem, extension;
+        directory.fill('#'), stem.fill('#'), extension.fill('#');
+        EXPECT_EQ(fnsplit(row.name.c_str(), directory.data(), stem.data(), extension.data()), 0);
+        EXPECT_EQ(directory.data(), row.directory);
+        EXPECT_EQ(stem.data(), row.stem);
+        EXPECT_EQ(extension.data(), row.extension);
+        EXPECT_EQ(fnsplit(row.name.c_str(), nullptr, nullptr, nullptr), 0);
+    }
+}
+
+TEST(Split, ReadsNoFurtherThanAFullField) {
+    const auto full = std::make_unique<char[]>(IMGLUE_NAME_BYTES);
+    std::memset(full.get(), 'n', IMGLUE_NAME_BYTES);
+    NameBuffer stem;
+    fnsplit(full.get(), nullptr, stem.data(), nullptr);
+    EXPECT_EQ(std::string(stem.data()), std::string(IMGLUE_NAME_BYTES, 'n'));
+}
+
+TEST(Build, JoinsTheParts) {
+    const std::string long_name(1017, 'n');
+    struct {
+        std::string directory, stem, extension;
+        std::int32_t length;
+        std::string built; // empty: refused
+    } const cases[] = {
+        {"/a/b/", "c", "dta", -1, "/a/b/c.dta"},
+        {"/a/b", "c", "dta", -1, "/a/b/c.dta"},
+        {"", "c", "dta", -1, "c.dta"},
+        {"/a/", "c", "", -1, "/a/c"},
+        {"/a/", "cdef", "dta", 2, "/a/cd.dta"},
+        {"/a/", "c  ", "dta", -1, "/a/c.dta"},
+        {"/a/", "c  d", "dta", 3, "/a/c.dta"},
+        {"/", "", "dta", -1, "/.dta"},
+        {"/", long_name, "dta", -1, "/" + long_name + ".dta"},
+        {"//", long_name, "dta", -1, ""},
+        {"/", long_name + "n", "dta", -1, ""},
+        {"/", long_name + "n", "dt", -1, "/" + long_name + "n.dt"},
+    };
+    for (const auto &row : cases) {
+        SCOPED_TRACE(row.built);
+        NameBuffer built{};
+        EXPECT_EQ(fnbuild(built.data(), row.directory.c_str(), row.stem.c_str(), row.extension.c_str(), row.length),
+                  row.built.empty() ? -1 : 0);
+        EXPECT_EQ(built.data(), row.built);
+    }
+}
+
+struct NamedSession {
+    NamedSession() {
+        procs.driver_default_extension = [] { return "dta"; };
+        self->nprocs = &procs;
+        self->outmode = OUTMODE_IMPORT;
+        std::memset(self->logname, '?', 8);
+    }
+    std::string name() const { return std::string(self->filename, static_cast<std::size_t>(self->filenamelen)); }
+    std::string logname() const { return std::string(self->logname, 8); }
+
+    native_procs procs{};
+    std::unique_ptr<IMGLUE> self = std::make_unique<IMGLUE>();
+};
+
+const std::string eight_blanks(8, ' ');
+
+TEST(SetFname, ResolvesPaths) {
+    const std::string deep = "/" + std::string(1020, 'd');
+    struct {
+        std::string given;
+        std::int32_t length;
+        std::int32_t code;
+        std::string name;
+    } const cases[] = {
+        {"mydata", -1, HOST_OK, "/data/mydata.dta"},
+        {"mydata.dta", -1, HOST_OK, "/data/mydata.dta"},
+        {"mydata.DTA", -1, HOST_OK, "/data/mydata.DTA"},
+        {"mydata.dTaX", -1, HOST_OK, "/data/mydata.dTaX.dta"},
+        {"mydata.dt", -1, HOST_OK, "/data/mydata.dt.dta"},
+        {"survey.csv", -1, HOST_OK, "/data/survey.csv.dta"},
+        {"/other/a.b.c", -1, HOST_OK, "/other/a.b.c.dta"},
+        {"ends.", -1, HOST_OK, "/data/ends.dta"},
+        {"  blanks in front", -1, HOST_OK, "/data/blanks in front.dta"},
+        {"mydata.dta and more", 10, HOST_OK, "/data/mydata.dta"},
+        {"no more than 1024 bytes: " + std::string(1100, 'x'), -1, HOST_NAME_TOO_LONG, ""},
+        {deep + "/x", -1, HOST_NAME_TOO_LONG, ""},
+        {"", -1, HOST_NAME_BLANK, ""},
+        {"   ", -1, HOST_NAME_BLANK, ""},
+        {"           ", 11, HOST_NAME_BLANK, ""},
+        {"data*.dta", -1, HOST_NAME_WILDCARD, ""},
+        {"what?", 5, HOST_NAME_WILDCARD, ""},
+    };
+    for (const auto &row : cases) {
+        SCOPED_TRACE(row.given);
+        ScriptedHost host;
+        NamedSession session;
+        EXPECT_EQ(s_fname(session.self.get(), row.given.c_str(), row.length), row.code);
+        EXPECT_EQ(session.self->isfref, 0);
+        EXPECT_EQ(session.logname(), eight_blanks);
+        EXPECT_TRUE(host.assignments.empty()) << "an assignment was left behind";
+        if (row.code == HOST_OK) {
+            EXPECT_EQ(session.name(), row.name);
+        }
+    }
+}
+
+TEST(SetFname, ReturnsTheHostsCodes) {
+    struct {
+        std::string failing;
+        std::vector<std::string> trace;
+    } const cases[] = {
+        {"xxrasgn /data/mydata", {"xxrasgn /data/mydata"}},
+        {"xxrinfo /data/mydata", {"xxrasgn /data/mydata", "xxrinfo /data/mydata", "xxrdasg /data/mydata"}},
+    };
+    for (const auto &row : cases) {
+        ScriptedHost host;
+        NamedSession session;
+        host.failing[row.failing] = 47;
+        EXPECT_EQ(s_fname(session.self.get(), "  mydata", -1), 47);
+        EXPECT_EQ(host.trace, row.trace);
+        EXPECT_EQ(session.name(), "mydata  ") << "the name stays as it was given, moved to the left";
+    }
+}
+
+TEST(SetFname, RecognisesFileReferences) {
+    struct {
+        std::string given;
+        bool import;
+        std::int32_t code;
+        std::int32_t isfref;
+        std::string logname;
+    } const cases[] = {
+        {"MYFILE", true, HOST_OK, 1, "MYFILE  "},
+        {"EIGHTLNG", true, HOST_OK, 1, "EIGHTLNG"},
+        {"EIGHTLNGX", true, HOST_OK, 0, eight_blanks},
+        {"UNKNOWN", true, HOST_OK, 0, eight_blanks},
+        {"MYFILE", false, HOST_NAME_NO_EXTENSION, 1, "#FN10001"},
+    };
+    for (const auto &row : cases) {
+        SCOPED_TRACE(row.given);
+        ScriptedHost host;
+        NamedSession session;
+        host.assignments = {{"MYFILE  ", "/ref/one"}, {"EIGHTLNG", "/ref/two"}, {"EIGHTLNG", "/ref/three"}};
+        session.self->outmode = row.import ? OUTMODE_IMPORT : 0;
+        session.self->do_input = row.import ? 0 : 1;
+        EXPECT_EQ(s_fname(session.self.get(), row.given.c_str(), -1), row.code);
+        EXPECT_EQ(session.self->isfref, row.isfref);
+        EXPECT_EQ(session.logname(), row.logname);
+        EXPECT_EQ(host.substitutions, row.code == HOST_NAME_NO_EXTENSION ? " 1 " : "");
+        if (row.isfref != 0) {
+            EXPECT_EQ(session.name(), row.given);
+            EXPECT_EQ(session.self->do_input, row.import ? 1 : 0);
+            EXPECT_EQ(std::string(session.self->actual_logname, row.given.size()), row.given);
+        }
+    }
+}
+
+TEST(SetFname, NeedsANameAndASession) {
+    ScriptedHost host;
+    NamedSession session;
+    EXPECT_EQ(s_fname(nullptr, "x", -1), HOST_NO_NAME);
+    EXPECT_EQ(s_fname(session.self.get(), nullptr, -1), HOST_NO_NAME);
+    EXPECT_EQ(host.substitutions, "set_fname 10 vorimdf 8 set_fname 10 vorimdf 8 ");
+}
+
+TEST(AssignAgain, OnlyPaths) {
+    ScriptedHost host;
+    NamedSession session;
+    IMGLUE *self = session.self.get();
+    std::memcpy(self->filename, "/a/b.dta", 8);
+    self->filenamelen = 8;
+    std::memcpy(self->logname, "#FN77777", 8);
+    EXPECT_EQ(asg_lname(self), HOST_OK);
+    EXPECT_EQ(host.assignments["#FN77777"], "/a/b.dta");
+    host.failing["xxrasgn /a/b.dta"] = 47;
+    EXPECT_EQ(asg_lname(self), 47);
+    self->isfref = 1;
+    EXPECT_EQ(asg_lname(self), HOST_OK);
+    EXPECT_STREQ(mivex_get_default_extension(self), "dta");
+}
+
+} // namespace
+} // namespace vor::test
