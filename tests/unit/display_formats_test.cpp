@@ -32,6 +32,7 @@ TEST(ImportFormats, DriverNamesBecomeHostFormats) {
         {CLASS_TIME, {}, {"time", 8}, {}, {"TIME", 8}},
         {CLASS_DOUBLE, {}, {"fixed", 9, 2}, {}, {"", 9, 2}},
         {CLASS_DOUBLE, {}, {"fixed", 3, 5}, {}, {"", 9, 5}},
+        {CLASS_DOUBLE, {}, {"fixed", 5, 5}, {}, {"", 5, 5}},
         {CLASS_DOUBLE, {}, {"e", 0}, {}, {"E", 12}},
         {CLASS_DOUBLE, {}, {}, {}, {}},
         {CLASS_CHARACTER, {}, {"fixed", 9, 2}, {"$", 21}, {"$", 21}},

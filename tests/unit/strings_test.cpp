@@ -141,6 +141,8 @@ TEST(TerminatedStrings, BlankCutAndCopy) {
     EXPECT_EQ(cut, std::string("ab\0cd", 5));
     EXPECT_EQ(zeroit(full.data(), 4), 4);
     EXPECT_EQ(full, "abcd");
+    std::string leading = "\nab";
+    EXPECT_EQ(zeroit(leading.data(), 3), 0);
     std::string beyond = "ab cd";
     EXPECT_EQ(zeroit(beyond.data(), 2), 2);
     EXPECT_EQ(beyond, "ab cd");
@@ -152,6 +154,8 @@ TEST(TerminatedStrings, BlankCutAndCopy) {
     EXPECT_EQ(slot, std::string("z\0c\0##", 6));
     mivex_strncpy(slot.data(), "abcdef", 0);
     EXPECT_EQ(slot[0], 'z');
+    mivex_strncpy(slot.data(), "abcdef", 1);
+    EXPECT_EQ(slot[0], '\0');
 }
 
 TEST(NumbersInFields, WholeNumbers) {
