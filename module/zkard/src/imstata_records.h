@@ -1,8 +1,11 @@
-// The driver's own records of one Stata file: its state, its parsed header, and the descriptor arrays of reading.
+// The driver's own records of one Stata file (its state, its parsed header, the descriptor arrays) and the reading of
+// its observation records. How a value is decoded stands in imstata_decoders.
 #pragma once
 
 #include "driver_records.h"
 #include "imglue_tree.h"
+#include "imstata_arena.h"
+#include "imstata_releases.h"
 
 #include <cstdint>
 
@@ -33,9 +36,11 @@ struct shared_string_struct {
     avlstruct avlrec;
     char *string; // len bytes, not terminated
     int32_t len;
-    int64_t obsnum_8byte;
     uint32_t varnum_4byte;
+    int64_t obsnum_8byte;
 };
+
+struct label_index;
 
 // The state of an open Stata file.
 struct dsnrecord {
@@ -45,10 +50,18 @@ struct dsnrecord {
     int32_t varcount;
     uint32_t *max_strls; // per variable, its longest long string in bytes; null until one was read
     shared_string_struct *head_avl_shared_string;
-    uint32_t varnum_4byte;       // search key
-    int64_t obsnum_8byte;        // search key
-    double value_label_position; // where the value-label tables of a binary file start
-    double file_size;            // bytes, the bound of every count and offset
+    uint32_t varnum_4byte; // search key
+    int64_t obsnum_8byte;  // search key
+
+    const release_layout *layout;
+    int64_t file_size;            // bytes, the bound of every count and offset
+    double value_label_position;  // where the value-label tables of a binary file start
+    int64_t records_in_buffer;    // complete records from the buffer's first slot on
+    int64_t bytes_of_next_record; // found of the record after them, when it is not complete
+    int64_t texts_cut;            // long strings delivered shorter than they are
+    label_index *labels;          // null until a table was asked for
+    session_arena arena;
+    char *section_buffer;
 };
 
 struct headerrec {
@@ -74,3 +87,21 @@ struct descrec {
     char *labels;
     uint16_t *typelist_2;
 };
+
+// initbuffer: choose every variable's decoder and read the first records.
+//
+// in  set up by dindbssetup, the file at the first observation.
+// 0                    the current record is the first one, or infinish is set because there is none
+// ERROR_VARIABLE_TYPE  a variable has a decoder code that does not exist
+// ERROR_READ           the first record is not all there; message_string tells
+// ERROR_MEMORY, ERROR_BUFFER_SIZE, ERROR_SEEK
+int32_t initbuffer(indbsrec *in);
+
+// re_initbuffer: back to the first record, after an initbuffer that succeeded. 0, ERROR_SEEK or ERROR_READ.
+int32_t re_initbuffer(indbsrec *in);
+
+// getrecord: move to the next record; from the last one, set infinish.
+//
+// 0, also when infinish was set before; ERROR_READ when the file does not hold all of the next record: message_string
+// names the observation, the bytes expected and found, and the place. The current record then no longer stands.
+int32_t getrecord(indbsrec *in);

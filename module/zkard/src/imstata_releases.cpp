@@ -18,12 +18,13 @@ struct binary_widths {
     int32_t label, timestamp, name, format, expansion_length;
 };
 
-constexpr release_layout binary(int32_t release, const type_coding *types, missing_family missing, date_rule dates,
-                                label_layout labels, binary_widths widths) {
+constexpr release_layout binary(int32_t release, const type_coding *types, missing_family missing,
+                                double double_missing, date_rule dates, label_layout labels, binary_widths widths) {
     return {.release = release,
             .tagged = false,
             .types = types,
             .missing = missing,
+            .double_missing = double_missing,
             .dates = dates,
             .labels = labels,
             .variable_count_bytes = 2,
@@ -52,6 +53,7 @@ constexpr release_layout tagged(int32_t release, tagged_widths widths) {
             .tagged = true,
             .types = &WORD_CODES,
             .missing = MISSING_EXTENDED,
+            .double_missing = 0x1p1023,
             .dates = DATES_CLOCKS,
             .labels = LABELS_AREA,
             .variable_count_bytes = widths.variable_count,
@@ -71,17 +73,17 @@ constexpr release_layout tagged(int32_t release, tagged_widths widths) {
 }
 
 constexpr release_layout RELEASES[] = {
-    //                                                                      label, stamp, name, format, expansion
-    binary(103, &LETTER_CODES, MISSING_SINGLE_SMALL, DATES_NONE, LABELS_SHORT, {32, 0, 9, 7, 0}),
-    binary(104, &LETTER_CODES, MISSING_SINGLE_SMALL, DATES_NONE, LABELS_SHORT, {32, 0, 9, 7, 0}),
-    binary(105, &LETTER_CODES, MISSING_SINGLE_SMALL, DATES_DAYS, LABELS_SHORT, {32, 18, 9, 12, 2}),
-    binary(108, &LETTER_CODES, MISSING_SINGLE, DATES_DAYS, LABELS_AREA, {81, 18, 9, 12, 2}),
-    binary(110, &LETTER_CODES, MISSING_SINGLE, DATES_DAYS, LABELS_AREA, {81, 18, 33, 12, 4}),
-    binary(111, &BYTE_CODES, MISSING_SINGLE, DATES_DAYS, LABELS_AREA, {81, 18, 33, 12, 4}),
-    binary(112, &BYTE_CODES, MISSING_SINGLE, DATES_DAYS, LABELS_AREA, {81, 18, 33, 12, 4}),
-    binary(113, &BYTE_CODES, MISSING_EXTENDED, DATES_DAYS, LABELS_AREA, {81, 18, 33, 12, 4}),
-    binary(114, &BYTE_CODES, MISSING_EXTENDED, DATES_DAYS, LABELS_AREA, {81, 18, 33, 49, 4}),
-    binary(115, &BYTE_CODES, MISSING_EXTENDED, DATES_DAYS, LABELS_AREA, {81, 18, 33, 49, 4}),
+    //    release, types, missing values, dates, labels; label, stamp, name, format, expansion length
+    binary(103, &LETTER_CODES, MISSING_SINGLE, 0x1p333, DATES_NONE, LABELS_SHORT, {32, 0, 9, 7, 0}),
+    binary(104, &LETTER_CODES, MISSING_SINGLE, 0x1p333, DATES_NONE, LABELS_SHORT, {32, 0, 9, 7, 0}),
+    binary(105, &LETTER_CODES, MISSING_SINGLE, 0x1p333, DATES_DAYS, LABELS_SHORT, {32, 18, 9, 12, 2}),
+    binary(108, &LETTER_CODES, MISSING_SINGLE, 0x1p1023, DATES_DAYS, LABELS_AREA, {81, 18, 9, 12, 2}),
+    binary(110, &LETTER_CODES, MISSING_SINGLE, 0x1p1023, DATES_DAYS, LABELS_AREA, {81, 18, 33, 12, 4}),
+    binary(111, &BYTE_CODES, MISSING_SINGLE, 0x1p1023, DATES_DAYS, LABELS_AREA, {81, 18, 33, 12, 4}),
+    binary(112, &BYTE_CODES, MISSING_SINGLE, 0x1p1023, DATES_DAYS, LABELS_AREA, {81, 18, 33, 12, 4}),
+    binary(113, &BYTE_CODES, MISSING_EXTENDED, 0x1p1023, DATES_DAYS, LABELS_AREA, {81, 18, 33, 12, 4}),
+    binary(114, &BYTE_CODES, MISSING_EXTENDED, 0x1p1023, DATES_DAYS, LABELS_AREA, {81, 18, 33, 49, 4}),
+    binary(115, &BYTE_CODES, MISSING_EXTENDED, 0x1p1023, DATES_DAYS, LABELS_AREA, {81, 18, 33, 49, 4}),
     //          K, N, data label length, name, format, label, v of a reference
     tagged(117, {2, 4, 1, 33, 49, 81, 4}),
     tagged(118, {2, 8, 2, 129, 57, 321, 2}),

@@ -33,9 +33,8 @@ struct type_coding {
 bool find_stored_type(const type_coding *coding, int32_t code, stored_type *type, int32_t *width_bytes);
 
 enum missing_family : int32_t {
-    MISSING_SINGLE_SMALL, // one missing value; a double's is 2 to the power 333
-    MISSING_SINGLE,       // one missing value; a double's is 2 to the power 1023
-    MISSING_EXTENDED,     // the highest 27 values of each type: "." and ".a" to ".z"
+    MISSING_SINGLE,   // the highest value of each type
+    MISSING_EXTENDED, // the highest 27 values of each type: "." and ".a" to ".z"
 };
 
 enum date_rule : int32_t {
@@ -55,6 +54,7 @@ struct release_layout {
     bool tagged;
     const type_coding *types;
     missing_family missing;
+    double double_missing; // a stored double with this value is missing; of the extended family, one not below it
     date_rule dates;
     label_layout labels;
     int32_t variable_count_bytes;

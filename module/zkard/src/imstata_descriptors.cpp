@@ -1,0 +1,296 @@
+// The order in which a file is set up. Sections are the business of the files named after them; here stand their
+// sequence, the bounds that involve several of them, and the positions.
+#include "imstata_descriptors.h"
+
+#include "imglue_files.h"
+#include "imglue_session.h"
+#include "imglue_transcoding.h"
+#include "imstata_binary_header.h"
+#include "imstata_reading.h"
+#include "imstata_strls.h"
+#include "imstata_tagged_header.h"
+#include "imstata_variables.h"
+
+namespace {
+
+constexpr char DATA_OPENING[] = "<data>";
+constexpr char DATA_CLOSING[] = "</data>";
+constexpr int64_t DATA_OPENING_BYTES = sizeof DATA_OPENING - 1;
+constexpr int64_t DATA_CLOSING_BYTES = sizeof DATA_CLOSING - 1;
+
+int32_t start_file(indbsrec *in) {
+    in->indsn = static_cast<dsnrecord *>(h_malloc1(in->self, sizeof(dsnrecord)));
+    if (in->indsn == nullptr)
+        return fail_memory(in);
+    const double size = mivex_lseek_double(in->mivex_infd, 0, 2);
+    if (size < 0)
+        return fail(in, ERROR_SEEK, "%%1zThe size of the Stata file is not known.");
+    in->indsn->file_size = static_cast<int64_t>(size);
+    return seek_to(in, 0);
+}
+
+// Reads the header of either kind and stores what stands in it.
+int32_t read_header(indbsrec *in, headerrec *header) {
+    char opening[TAGGED_OPENING_BYTES];
+    const int64_t found = mivex_read(in->mivex_infd, opening, TAGGED_OPENING_BYTES);
+    if (found < 0)
+        return fail(in, ERROR_READ, "%%1zThe start of the Stata file could not be read.");
+    const bool tagged = found == TAGGED_OPENING_BYTES && memcmp(opening, TAGGED_OPENING, TAGGED_OPENING_BYTES) == 0;
+    const int32_t status = tagged ? parse_xml_header(in, header) : parse_binary_header(in, header);
+    if (status != 0)
+        return status;
+    in->indsn->release = header->release;
+    in->indsn->byte_order = header->byteorder;
+    in->indsn->layout = find_release(header->release);
+    in->self->dbsinfoptr->supports_multiple_missings = in->indsn->layout->missing == MISSING_EXTENDED ? 1 : 0;
+    if (header->filetype != 1)
+        return fail(in, ERROR_INPUT_INVALID, "For Stata, only filetype of 1 is supported.  You had -> %d",
+                    header->filetype);
+    return 0;
+}
+
+// The counts, of which the header has one width each.
+int32_t take_counts(indbsrec *in, const headerrec *header, int64_t *observations) {
+    dsnrecord *dsn = in->indsn;
+    dsn->varcount = dsn->layout->variable_count_bytes == 2 ? header->nvar_2byte : header->nvar_4byte;
+    *observations = dsn->layout->observation_count_bytes == 4 ? header->nobs_4byte : header->nobs_8byte;
+    if (dsn->varcount < 0 || *observations < 0)
+        return fail(in, ERROR_INPUT_INVALID,
+                    "%%1zThe header of the Stata file has %d variables and %lld observations; neither may be below 0.",
+                    dsn->varcount, static_cast<long long>(*observations));
+    return 0;
+}
+
+void choose_encoding(indbsrec *in) {
+    if (in->indsn->layout->text_is_utf8)
+        setup_transcoding(in->self, "utf-8");
+    else
+        in->self->dbsinfoptr->supports_encoding = 0;
+}
+
+// One descriptor array: where its pointer is kept, its element in a tagged file, and the bytes of an entry. The sort
+// list has an entry more than there are variables.
+struct descriptor_array {
+    void **storage;
+    const char *element;
+    int64_t entry_bytes;
+    int64_t extra_entries;
+};
+
+constexpr int32_t DESCRIPTOR_ARRAYS = 6;
+
+// In the order of the file.
+struct descriptor_list {
+    descriptor_array arrays[DESCRIPTOR_ARRAYS];
+};
+
+template <class element>
+void **storage_of(element **pointer) {
+    return reinterpret_cast<void **>(pointer);
+}
+
+descriptor_list list_descriptors(const release_layout *layout, descrec *descriptors) {
+    void **types =
+        layout->types->code_bytes == 1 ? storage_of(&descriptors->typelist) : storage_of(&descriptors->typelist_2);
+    void **sort_list = layout->sort_entry_bytes == 2 ? storage_of(&descriptors->srtlist_2byte)
+                                                     : storage_of(&descriptors->srtlist_4byte);
+    return {{{types, "variable_types", layout->types->code_bytes, 0},
+             {storage_of(&descriptors->varlist), "varnames", layout->name_bytes, 0},
+             {sort_list, "sortlist", layout->sort_entry_bytes, 1},
+             {storage_of(&descriptors->fmtlist), "formats", layout->format_bytes, 0},
+             {storage_of(&descriptors->lbllist), "value_label_names", layout->name_bytes, 0},
+             {storage_of(&descriptors->labels), "variable_labels", layout->variable_label_bytes, 0}}};
+}
+
+// Allocates the arrays, once the file is known to hold as many bytes.
+int32_t allocate_descriptors(indbsrec *in, const descriptor_list *list) {
+    const dsnrecord *dsn = in->indsn;
+    const int64_t position = file_position(in);
+    if (position < 0)
+        return ERROR_SEEK;
+    int64_t bytes = 0;
+    for (const descriptor_array &array : list->arrays)
+        bytes += array.entry_bytes * (dsn->varcount + array.extra_entries);
+    if (bytes > dsn->file_size - position)
+        return fail(in, ERROR_INPUT_INVALID,
+                    "%%1zThe Stata file is too short for its %d variables: expected %lld bytes of descriptors at byte "
+                    "%lld, found %lld.",
+                    dsn->varcount, static_cast<long long>(bytes), static_cast<long long>(position),
+                    static_cast<long long>(dsn->file_size - position));
+    const int64_t widest = dsn->layout->variable_label_bytes > dsn->layout->name_bytes
+                               ? dsn->layout->variable_label_bytes
+                               : dsn->layout->name_bytes;
+    if (reset_datalen(in->self, 1, widest * dsn->varcount) < 0)
+        return fail(in, ERROR_BUFFER_SIZE, "%%1zA descriptor of %lld bytes was refused.",
+                    static_cast<long long>(widest * dsn->varcount));
+    for (const descriptor_array &array : list->arrays) {
+        *array.storage = h_malloc1(in->self, array.entry_bytes * (dsn->varcount + array.extra_entries));
+        if (*array.storage == nullptr)
+            return fail_memory(in);
+    }
+    return 0;
+}
+
+int32_t read_binary_descriptors(indbsrec *in, const descriptor_list *list) {
+    for (const descriptor_array &array : list->arrays) {
+        const int64_t bytes = array.entry_bytes * (in->indsn->varcount + array.extra_entries);
+        const int32_t status = read_exactly(in, *array.storage, bytes, array.element);
+        if (status != 0)
+            return status;
+    }
+    return skip_binary_expansion_records(in);
+}
+
+constexpr map_entry USED_ENTRIES[] = {MAP_DATA, MAP_STRLS, MAP_VALUE_LABELS};
+
+// The map's positions that are used must lie in the file.
+int32_t read_map(indbsrec *in) {
+    dsnrecord *dsn = in->indsn;
+    const int32_t status = parse_xml_item(in, "map", sizeof dsn->map_array, dsn->map_array);
+    if (status != 0)
+        return status;
+    if (dsn->byte_order == MOST_SIGNIFICANT_FIRST) {
+        for (int64_t &position : dsn->map_array)
+            from_sun_long8(&position);
+    }
+    for (const map_entry used : USED_ENTRIES) {
+        const int64_t position = dsn->map_array[used];
+        if (position < 0 || position > dsn->file_size)
+            return fail(in, ERROR_INPUT_INVALID,
+                        "%%1zEntry %d of the map of the Stata file is byte %lld; the file has %lld bytes.", used + 1,
+                        static_cast<long long>(position), static_cast<long long>(dsn->file_size));
+    }
+    return 0;
+}
+
+int32_t read_tagged_descriptors(indbsrec *in, const descriptor_list *list, descrec *descriptors) {
+    for (const descriptor_array &array : list->arrays) {
+        const int64_t bytes = array.entry_bytes * (in->indsn->varcount + array.extra_entries);
+        const int32_t status = parse_xml_item(in, array.element, bytes, *array.storage);
+        if (status != 0)
+            return status;
+    }
+    if (in->indsn->byte_order == MOST_SIGNIFICANT_FIRST) {
+        for (int64_t i = 0; i < in->indsn->varcount; ++i)
+            from_sun_short(&descriptors->typelist_2[i]);
+    }
+    const int32_t status = skip_xml_expansion_records(in);
+    return status != 0 ? status : load_stata_long_strings(in, in->mivex_infd);
+}
+
+int32_t read_descriptors(indbsrec *in, descrec *descriptors) {
+    const bool tagged = in->indsn->layout->tagged;
+    const descriptor_list list = list_descriptors(in->indsn->layout, descriptors);
+    int32_t status = tagged ? read_map(in) : 0;
+    if (status == 0)
+        status = allocate_descriptors(in, &list);
+    if (status != 0)
+        return status;
+    return tagged ? read_tagged_descriptors(in, &list, descriptors) : read_binary_descriptors(in, &list);
+}
+
+// Sums the record's bytes. Every type code is checked here.
+int32_t measure_record(indbsrec *in, const descrec *descriptors) {
+    in->inreclen = 0;
+    for (int64_t i = 0; i < in->indsn->varcount; ++i) {
+        stored_type type;
+        int32_t width;
+        const int32_t status = stored_variable(in, descriptors, i, &type, &width);
+        if (status != 0)
+            return status;
+        in->inreclen += width;
+    }
+    return 0;
+}
+
+// Whether the observations fit into the file behind `start`; then *end is the byte behind them. Otherwise the reading
+// of the records will say which of them is missing.
+bool find_data_end(const indbsrec *in, int64_t start, int64_t observations, int64_t *end) {
+    const int64_t left = in->indsn->file_size - start;
+    if (left < 0 || (in->inreclen > 0 && observations > left / in->inreclen))
+        return false;
+    *end = start + observations * in->inreclen;
+    return true;
+}
+
+void place_value_labels(indbsrec *in, int64_t record_start, int64_t observations) {
+    int64_t end;
+    const bool fits = find_data_end(in, record_start, observations, &end);
+    in->indsn->value_label_position = static_cast<double>(fits ? end : in->indsn->file_size);
+}
+
+// The observations of a tagged file end with their closing tag; where another byte stands, the number of observations
+// or a width is not true, and the records would be made of other sections.
+int32_t check_data_end(indbsrec *in, int64_t observations) {
+    int64_t end;
+    const int64_t start = in->indsn->map_array[MAP_DATA] + DATA_OPENING_BYTES;
+    if (in->inreclen == 0 || !find_data_end(in, start, observations, &end) ||
+        end > in->indsn->file_size - DATA_CLOSING_BYTES)
+        return 0;
+    char tag[DATA_CLOSING_BYTES];
+    int32_t status = seek_to(in, end);
+    if (status == 0)
+        status = read_exactly(in, tag, sizeof tag, "the end of the data");
+    if (status != 0 || memcmp(tag, DATA_CLOSING, sizeof tag) == 0)
+        return status;
+    return fail(
+        in, ERROR_INPUT_INVALID,
+        "%%1zThe data of the Stata file does not end with its %lld observations of %lld bytes: expected </data> "
+        "at byte %lld, found |%s|.",
+        static_cast<long long>(observations), static_cast<long long>(in->inreclen), static_cast<long long>(end),
+        show_text(tag, sizeof tag).text);
+}
+
+// Moves a tagged file to its first observation.
+int32_t open_data(indbsrec *in, int64_t observations) {
+    char tag[DATA_OPENING_BYTES];
+    int32_t status = check_data_end(in, observations);
+    if (status == 0)
+        status = seek_to(in, in->indsn->map_array[MAP_DATA]);
+    if (status == 0)
+        status = read_exactly(in, tag, sizeof tag, "the start of the data");
+    if (status != 0 || memcmp(tag, DATA_OPENING, sizeof tag) == 0)
+        return status;
+    return fail(in, ERROR_INPUT_INVALID, "<data> not found in the stata file");
+}
+
+// A record of no bytes could be delivered without end; a file without variables delivers none.
+int64_t observations_to_deliver(const indbsrec *in, int64_t observations) {
+    if (in->inreclen == 0)
+        return 0;
+    return in->inobscount < 0 || in->inobscount > observations ? observations : in->inobscount;
+}
+
+} // namespace
+
+int32_t dindbssetup(indbsrec *in) {
+    headerrec header = {};
+    descrec descriptors = {};
+    int64_t observations = 0;
+    int32_t status = start_file(in);
+    if (status == 0)
+        status = read_header(in, &header);
+    if (status == 0)
+        status = take_counts(in, &header, &observations);
+    if (status != 0)
+        return status;
+    choose_encoding(in);
+    status = read_descriptors(in, &descriptors);
+    const int64_t record_start = status == 0 ? file_position(in) : 0;
+    if (record_start < 0)
+        return ERROR_SEEK;
+    if (status == 0)
+        status = measure_record(in, &descriptors);
+    if (status != 0)
+        return status;
+    place_value_labels(in, record_start, observations);
+    status = build_variables(in, &descriptors);
+    if (status == 0)
+        status = in->indsn->layout->tagged ? open_data(in, observations) : seek_to(in, record_start);
+    if (status != 0)
+        return status;
+    in->intotal = observations_to_deliver(in, observations);
+    in->inkeynum = -1;
+    in->inkeyptr = nullptr;
+    return 0;
+}

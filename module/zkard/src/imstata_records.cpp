@@ -1,0 +1,152 @@
+// The buffer of observation records: the first fill, the step from one record to the next, the rewind. The buffer holds
+// inbuffnum + 2 records; when the current one would be the last of them it moves to the first slot, so that the record
+// behind it is always there too.
+//
+// Only records that are still to be delivered are read, and one that the file does not hold whole is never current.
+#include "imstata_records.h"
+
+#include "imglue_files.h"
+#include "imglue_hooks.h"
+#include "imglue_session.h"
+#include "imstata_decoders.h"
+#include "imstata_reading.h"
+#include "service_entries.h"
+
+namespace {
+
+constexpr int64_t RECORDS_BESIDE = 2; // slots of the buffer beyond inbuffnum
+
+// The record does not stand whole in the buffer: says what the file holds of it.
+int32_t fail_record(indbsrec *in, int64_t observation) {
+    const int64_t position = static_cast<int64_t>(in->infirstpos_double) + observation * in->inreclen;
+    return fail(in, ERROR_READ,
+                "%%1zThe Stata file is too short: expected %lld bytes of obs %lld at byte %lld, found %lld.",
+                static_cast<long long>(in->inreclen), static_cast<long long>(observation + 1),
+                static_cast<long long>(position), static_cast<long long>(in->indsn->bytes_of_next_record));
+}
+
+// Fills the buffer from a slot on with the records from `observation` on, as far as there is room and they are wanted.
+// A short read is no failure yet.
+int32_t fill_buffer(indbsrec *in, int64_t slot, int64_t observation) {
+    const int64_t room = in->inbuffnum + RECORDS_BESIDE - slot;
+    const int64_t left = in->intotal - observation;
+    const int64_t wanted = (left < room ? left : room) * in->inreclen;
+    const int64_t found = mivex_read(in->mivex_infd, in->inbuffer + slot * in->inreclen, wanted);
+    if (found < 0)
+        return fail(in, ERROR_READ, "%%1zThe Stata file could not be read: %lld bytes from obs %lld on.",
+                    static_cast<long long>(wanted), static_cast<long long>(observation + 1));
+    in->indsn->records_in_buffer = slot + found / in->inreclen;
+    in->indsn->bytes_of_next_record = found % in->inreclen;
+    return 0;
+}
+
+// The first record becomes the current one.
+int32_t start_reading(indbsrec *in) {
+    in->inbuffptr = in->inbuffer;
+    in->inbuffp2 = in->inbuffer + in->inreclen;
+    const int32_t status = fill_buffer(in, 0, 0);
+    if (status != 0)
+        return status;
+    return in->indsn->records_in_buffer > 0 ? 0 : fail_record(in, 0);
+}
+
+int32_t finish_without_records(indbsrec *in) {
+    in->ineof = 0;
+    in->inmerge = 0;
+    in->infinish = 1;
+    incrementfinish();
+    return 0;
+}
+
+int32_t assign_decoders(indbsrec *in) {
+    for (innamerecord *variable = in->firstname; variable != nullptr; variable = variable->nextname) {
+        variable->innamefunct = find_decoder(variable->innameftype, in->indsn->layout->missing);
+        if (variable->innamefunct == nullptr)
+            return fail(in, ERROR_VARIABLE_TYPE, "%%1zThe variable %s has the unknown decoder code %d.",
+                        variable->innamename, variable->innameftype);
+    }
+    return 0;
+}
+
+int32_t allocate_buffer(indbsrec *in) {
+    const int64_t records = in->inbuffsize / in->inreclen;
+    in->inbuffnum = records < RECORDS_BESIDE ? 0 : records - RECORDS_BESIDE;
+    const int64_t bytes = (in->inbuffnum + RECORDS_BESIDE) * in->inreclen;
+    in->inbuffer = static_cast<char *>(h_malloc1(in->self, bytes));
+    if (in->inbuffer == nullptr)
+        return fail_memory(in);
+    if (reset_datalen(in->self, 1, bytes) < 0)
+        return fail(in, ERROR_BUFFER_SIZE, "%%1zA record buffer of %lld bytes was refused.",
+                    static_cast<long long>(bytes));
+    return 0;
+}
+
+void note_cut_values(const indbsrec *in) {
+    if (in->indsn->texts_cut > 1)
+        xpslog("%3zValues cut to the length of their variable: %lld.", static_cast<long long>(in->indsn->texts_cut));
+}
+
+} // namespace
+
+int32_t initbuffer(indbsrec *in) {
+    if (in->intotal == 1)
+        in->ineof = 1;
+    if (in->intotal == 0)
+        return finish_without_records(in);
+    int32_t status = assign_decoders(in);
+    if (status != 0)
+        return status;
+    in->incurrent = 0;
+    in->inbuffcurr = 0;
+    in->inbyfirstrec = 0;
+    status = allocate_buffer(in);
+    if (status != 0)
+        return status;
+    const int64_t position = file_position(in);
+    if (position < 0)
+        return ERROR_SEEK;
+    in->infirstpos_double = static_cast<double>(position);
+    return start_reading(in);
+}
+
+int32_t re_initbuffer(indbsrec *in) {
+    in->incurrent = 0;
+    in->inbuffcurr = 0;
+    in->infinish = 0;
+    in->inmerge = 0;
+    in->ineof = in->intotal == 1 ? 1 : 0;
+    in->indsn->texts_cut = 0;
+    if (in->intotal == 0)
+        return finish_without_records(in);
+    const int32_t status = seek_to(in, static_cast<int64_t>(in->infirstpos_double));
+    return status != 0 ? status : start_reading(in);
+}
+
+int32_t getrecord(indbsrec *in) {
+    if (in->ineof != 0 || in->infinish != 0) {
+        in->ineof = 0;
+        if (in->infinish == 0) {
+            in->infinish = 1;
+            incrementfinish();
+            note_cut_values(in);
+        }
+        in->inmerge = 0;
+        return 0;
+    }
+    if (in->inbuffcurr + 1 >= in->indsn->records_in_buffer)
+        return fail_record(in, in->incurrent + 1);
+    if (in->incurrent == in->intotal - 2)
+        in->ineof = 1;
+    in->incurrent += 1;
+    if (in->inbuffcurr < in->inbuffnum) {
+        in->inbuffptr = in->inbuffp2;
+        in->inbuffp2 += in->inreclen;
+        in->inbuffcurr += 1;
+        return 0;
+    }
+    memcpy(in->inbuffer, in->inbuffp2, static_cast<size_t>(in->inreclen));
+    in->inbuffptr = in->inbuffer;
+    in->inbuffp2 = in->inbuffer + in->inreclen;
+    in->inbuffcurr = 0;
+    return fill_buffer(in, 1, in->incurrent + 1);
+}

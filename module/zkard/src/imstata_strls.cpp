@@ -1,0 +1,316 @@
+// The section of long strings: "GSO", the variable (4 bytes), the observation (4 or 8), a kind (1) and a length (4) in
+// front of each text, in the file's byte order; anything else ends it. Writers store the texts by observation, then
+// variable, so the store takes ascending keys as a list and makes a balanced tree of it at the end; the first key out
+// of order turns it into a tree at once.
+#include "imstata_strls.h"
+
+#include "imstata_reading.h"
+#include "service_entries.h"
+
+namespace {
+
+constexpr char MARK[] = {'G', 'S', 'O'};
+constexpr char SECTION_TAG[] = "<strls>";
+constexpr int64_t SECTION_TAG_BYTES = sizeof SECTION_TAG - 1;
+constexpr uint8_t KIND_TEXT = 130; // its length counts a terminating zero byte
+constexpr int32_t VARIABLE_BYTES = 4;
+constexpr int32_t LENGTH_BYTES = 4;
+
+// Texts in ascending order of their keys, linked through rchild.
+struct ascending_list {
+    avlstruct *first;
+    shared_string_struct *last;
+    int64_t count;
+    bool open; // nothing has come out of order yet
+};
+
+// One record of the section, without its text.
+struct string_head {
+    uint32_t variable;
+    int64_t observation;
+    uint8_t kind;
+    int64_t length_bytes;
+    int64_t position;
+};
+
+struct load_state {
+    indbsrec *in;
+    section_reader reader;
+    ascending_list list;
+    int64_t cut; // texts longer than what is kept
+    string_head first_cut;
+};
+
+shared_string_struct *node_of(avlstruct *link) {
+    return reinterpret_cast<shared_string_struct *>(link);
+}
+
+// Below 0 when the first key sorts lower.
+int32_t compare_keys(int64_t observation, uint32_t variable, const shared_string_struct *node) {
+    if (observation != node->obsnum_8byte)
+        return observation < node->obsnum_8byte ? -1 : 1;
+    if (variable != node->varnum_4byte)
+        return variable < node->varnum_4byte ? -1 : 1;
+    return 0;
+}
+
+// The text stands behind its node.
+shared_string_struct *make_node(IMGLUE *self, dsnrecord *dsn, const char *text, int32_t length) {
+    const int64_t node_bytes = sizeof(shared_string_struct);
+    auto *node = static_cast<shared_string_struct *>(arena_take(self, &dsn->arena, node_bytes + length));
+    if (node == nullptr)
+        return nullptr;
+    node->string = reinterpret_cast<char *>(node + 1);
+    node->len = length;
+    memcpy(node->string, text, static_cast<size_t>(length));
+    return node;
+}
+
+// Makes a balanced tree of the next `count` nodes of a list, which *rest then has behind it. Returns its root; *height
+// is its depth. It calls itself as deep as the tree is.
+avlstruct *balance(avlstruct **rest, int64_t count, int32_t *height) {
+    *height = 0;
+    if (count == 0)
+        return nullptr;
+    int32_t left_height;
+    int32_t right_height;
+    avlstruct *left = balance(rest, (count - 1) / 2, &left_height);
+    avlstruct *root = *rest;
+    *rest = root->rchild;
+    root->lchild = left;
+    root->rchild = balance(rest, count - 1 - (count - 1) / 2, &right_height);
+    root->bf = static_cast<int16_t>(right_height - left_height);
+    *height = (left_height > right_height ? left_height : right_height) + 1;
+    return root;
+}
+
+void close_list(load_state *state) {
+    int32_t height;
+    avlstruct *rest = state->list.first;
+    state->in->indsn->head_avl_shared_string = node_of(balance(&rest, state->list.count, &height));
+    state->list.open = false;
+}
+
+int32_t append(load_state *state, const string_head *head, const char *text, int32_t length) {
+    shared_string_struct *node = make_node(state->in->self, state->in->indsn, text, length);
+    if (node == nullptr)
+        return fail_memory(state->in);
+    node->obsnum_8byte = head->observation;
+    node->varnum_4byte = head->variable;
+    ascending_list *list = &state->list;
+    if (list->last == nullptr)
+        list->first = &node->avlrec;
+    else
+        list->last->avlrec.rchild = &node->avlrec;
+    list->last = node;
+    ++list->count;
+    return 0;
+}
+
+int32_t store_text(load_state *state, const string_head *head, const char *text, int32_t length) {
+    const ascending_list *list = &state->list;
+    if (list->open && (list->last == nullptr || compare_keys(head->observation, head->variable, list->last) > 0))
+        return append(state, head, text, length);
+    if (list->open)
+        close_list(state);
+    dsnrecord *dsn = state->in->indsn;
+    if (shared_string_entry(state->in, &dsn->head_avl_shared_string, text, length, head->observation, head->variable) ==
+        nullptr)
+        return fail_memory(state->in);
+    return 0;
+}
+
+int32_t read_head(load_state *state, string_head *head) {
+    const dsnrecord *dsn = state->in->indsn;
+    const int32_t observation_bytes = dsn->layout->gso_observation_bytes;
+    const char *bytes;
+    head->position = section_position(&state->reader) - static_cast<int64_t>(sizeof MARK);
+    const int32_t status = take_bytes(&state->reader, VARIABLE_BYTES + observation_bytes + 1 + LENGTH_BYTES, &bytes,
+                                      "a long string's numbers and length");
+    if (status != 0)
+        return status;
+    head->variable = static_cast<uint32_t>(int32_at(bytes, dsn->byte_order));
+    bytes += VARIABLE_BYTES;
+    head->observation = observation_bytes == 4 ? static_cast<uint32_t>(int32_at(bytes, dsn->byte_order))
+                                               : static_cast<int64_t>(uint64_at(bytes, dsn->byte_order));
+    bytes += observation_bytes;
+    head->kind = static_cast<uint8_t>(bytes[0]);
+    head->length_bytes = static_cast<uint32_t>(int32_at(bytes + 1, dsn->byte_order));
+    if (head->variable == 0 || head->variable > static_cast<uint32_t>(dsn->varcount))
+        return fail(state->in, ERROR_INPUT_INVALID,
+                    "%%1zThe long string at byte %lld belongs to variable %lld; the file has %d variables.",
+                    static_cast<long long>(head->position), static_cast<long long>(head->variable), dsn->varcount);
+    const int64_t left = section_left(&state->reader);
+    if (head->length_bytes > left)
+        return fail(state->in, ERROR_READ,
+                    "%%1zThe Stata file is too short: expected %lld bytes of a long string at byte %lld, found %lld.",
+                    static_cast<long long>(head->length_bytes),
+                    static_cast<long long>(section_position(&state->reader)), static_cast<long long>(left));
+    return 0;
+}
+
+// Reads a text and keeps it.
+int32_t read_text(load_state *state, const string_head *head) {
+    const bool cut = head->length_bytes > LONGEST_STRL;
+    const int32_t stored = cut ? LONGEST_STRL : static_cast<int32_t>(head->length_bytes);
+    const char *text;
+    int32_t status = take_bytes(&state->reader, stored, &text, "a long string");
+    if (status != 0)
+        return status;
+    const bool terminated = !cut && head->kind == KIND_TEXT && stored > 0;
+    const int32_t length = terminated ? stored - 1 : stored;
+    uint32_t *longest = &state->in->indsn->max_strls[head->variable - 1];
+    if (static_cast<uint32_t>(length) > *longest)
+        *longest = static_cast<uint32_t>(length);
+    status = store_text(state, head, text, length);
+    if (status != 0 || !cut)
+        return status;
+    if (state->cut++ == 0)
+        state->first_cut = *head;
+    return skip_bytes(&state->reader, head->length_bytes - stored);
+}
+
+int32_t read_mark(load_state *state, bool *is_string) {
+    const char *mark;
+    const int32_t status = take_bytes(&state->reader, sizeof MARK, &mark, "the section of long strings");
+    *is_string = status == 0 && memcmp(mark, MARK, sizeof MARK) == 0;
+    return status;
+}
+
+int32_t read_strings(load_state *state) {
+    dsnrecord *dsn = state->in->indsn;
+    bool is_string;
+    int32_t status = read_mark(state, &is_string);
+    if (is_string && dsn->max_strls == nullptr) {
+        dsn->max_strls = static_cast<uint32_t *>(
+            arena_take(state->in->self, &dsn->arena, static_cast<int64_t>(sizeof(uint32_t)) * dsn->varcount));
+        if (dsn->max_strls == nullptr)
+            return fail_memory(state->in);
+    }
+    while (is_string) {
+        string_head head;
+        status = read_head(state, &head);
+        if (status == 0)
+            status = read_text(state, &head);
+        if (status != 0)
+            return status;
+        status = read_mark(state, &is_string);
+    }
+    return status;
+}
+
+void note_cut_texts(const load_state *state) {
+    if (state->cut == 0)
+        return;
+    xpslog("%3zLong strings of more than %d bytes were cut to that length: %lld in all, the first one that of variable "
+           "%lld at obs %lld.",
+           LONGEST_STRL, static_cast<long long>(state->cut), static_cast<long long>(state->first_cut.variable),
+           static_cast<long long>(state->first_cut.observation));
+}
+
+void note_cut_value(indbsrec *in, const innamerecord *variable) {
+    if (in->indsn->texts_cut++ == 0)
+        xpslog("%3zThe value of %s at obs %lld is longer than the variable's long strings and was cut to %d bytes.",
+               variable->innamename, static_cast<long long>(in->incurrent + 1), variable->innamelength);
+}
+
+// The numbers of a reference share its 8 bytes: first the variable, then the observation.
+void split_reference(dsnrecord *dsn, const char *reference) {
+    const int32_t variable_bits = 8 * dsn->layout->strl_variable_bytes;
+    const int32_t observation_bits = 64 - variable_bits;
+    const uint64_t word = uint64_at(reference, dsn->byte_order);
+    const bool variable_on_top = dsn->byte_order == MOST_SIGNIFICANT_FIRST;
+    const int32_t low_bits = variable_on_top ? observation_bits : variable_bits;
+    const uint64_t high = word >> low_bits;
+    const uint64_t low = word & ((uint64_t{1} << low_bits) - 1);
+    dsn->varnum_4byte = static_cast<uint32_t>(variable_on_top ? high : low);
+    dsn->obsnum_8byte = static_cast<int64_t>(variable_on_top ? low : high);
+}
+
+// The text of the search key, null when there is none.
+const shared_string_struct *find_text(indbsrec *in) {
+    dsnrecord *dsn = in->indsn;
+    if (dsn->head_avl_shared_string == nullptr || (dsn->varnum_4byte == 0 && dsn->obsnum_8byte == 0))
+        return nullptr;
+    avlglobalstruct search;
+    search.slevel = 0;
+    search.private_ptr = dsn;
+    return node_of(find_shared_string(&search, &dsn->head_avl_shared_string->avlrec));
+}
+
+} // namespace
+
+avlstruct *find_shared_string(avlglobalstruct *g, avlstruct *root) {
+    const auto *key = static_cast<const dsnrecord *>(g->private_ptr);
+    g->slevel = 0;
+    avlstruct *place = root;
+    while (place != nullptr) {
+        const int32_t order = compare_keys(key->obsnum_8byte, key->varnum_4byte, node_of(place));
+        if (order == 0)
+            return place;
+        place = avl_descend(g, place, order);
+    }
+    return nullptr;
+}
+
+avlstruct *add_shared_string(avlglobalstruct *g) {
+    auto *dsn = static_cast<dsnrecord *>(g->private_ptr);
+    shared_string_struct *node = make_node(g->self, dsn, g->compare_string, g->compare_len);
+    if (node == nullptr)
+        return nullptr;
+    node->obsnum_8byte = dsn->obsnum_8byte;
+    node->varnum_4byte = dsn->varnum_4byte;
+    return &node->avlrec;
+}
+
+shared_string_struct *shared_string_entry(indbsrec *in, shared_string_struct **root, const char *text, int32_t length,
+                                          int64_t observation, uint32_t variable) {
+    dsnrecord *dsn = in->indsn;
+    dsn->obsnum_8byte = observation;
+    dsn->varnum_4byte = variable;
+    avlglobalstruct entry;
+    entry.compare_string = text;
+    entry.compare_len = length;
+    entry.self = in->self;
+    entry.private_ptr = dsn;
+    auto *top = reinterpret_cast<avlstruct *>(*root);
+    avlstruct *stored = find_add_avl(&entry, find_shared_string, add_shared_string, &top);
+    *root = node_of(top);
+    return node_of(stored);
+}
+
+int32_t load_stata_long_strings(indbsrec *in, WX_FILE *file) {
+    load_state state = {};
+    state.in = in;
+    state.list.open = true;
+    int32_t status = open_section(&state.reader, in, file, in->indsn->map_array[MAP_STRLS]);
+    const char *tag;
+    if (status == 0)
+        status = take_bytes(&state.reader, SECTION_TAG_BYTES, &tag, "the section of long strings");
+    if (status != 0)
+        return status;
+    if (memcmp(tag, SECTION_TAG, SECTION_TAG_BYTES) != 0)
+        return fail(in, ERROR_INPUT_INVALID, "<strls> not found in the stata file");
+    status = read_strings(&state);
+    if (status != 0)
+        return status;
+    if (state.list.open)
+        close_list(&state);
+    note_cut_texts(&state);
+    return 0;
+}
+
+void readstrl(indbsrec *in, innamerecord *variable, const char *record, void *output, int64_t /*length*/) {
+    split_reference(in->indsn, record + variable->innameoffset);
+    const shared_string_struct *found = find_text(in);
+    const int32_t available = found == nullptr ? 0 : found->len;
+    const int32_t width = variable->innamelength;
+    if (available > width)
+        note_cut_value(in, variable);
+    const int32_t length = available < width ? available : width;
+    char *text = static_cast<char *>(output);
+    if (length > 0)
+        memcpy(text, found->string, static_cast<size_t>(length));
+    memset(text + length, ' ', static_cast<size_t>(width - length));
+    variable->data_length = length;
+}

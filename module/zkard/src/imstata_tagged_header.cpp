@@ -1,0 +1,275 @@
+// Tags of a tagged file. The header's elements may stand in any order that gives the release first; the sections behind
+// it have one order and exact tags. The numbers between tags are binary, in the file's byte order.
+#include "imstata_tagged_header.h"
+
+#include "imglue_files.h"
+#include "imglue_text.h"
+#include "imstata_reading.h"
+#include "wzst.h"
+
+namespace {
+
+constexpr int32_t LONGEST_TAG = 32;            // between the brackets; "characteristics" is the longest of the format
+constexpr int64_t LONGEST_HEADER_TEXT = 65536; // what may stand between tags in all
+constexpr int64_t TIMESTAMP_LENGTH_BYTES = 1;
+constexpr int32_t LONGEST_TIMESTAMP = 255;
+
+// A header on its way: which elements were seen, and the counts as they stand in the file.
+struct header_parse {
+    indbsrec *in;
+    headerrec *header;
+    const release_layout *layout; // null before <release>
+    char variables[8];
+    char observations[8];
+    bool variables_seen;
+    bool observations_seen;
+    int64_t text_bytes;
+};
+
+using element_routine = int32_t (*)(header_parse *parse);
+
+int32_t parse_release(header_parse *parse) {
+    char digits[3];
+    const int32_t status = read_exactly(parse->in, digits, sizeof digits, "the release");
+    if (status != 0)
+        return status;
+    const int32_t release = 100 * (digits[0] - '0') + 10 * (digits[1] - '0') + (digits[2] - '0');
+    const release_layout *layout = find_release(release);
+    if (layout == nullptr || !layout->tagged)
+        return fail(parse->in, ERROR_INPUT_INVALID,
+                    "%%1zThe Stata file is of release %s; tagged files of the releases 117, 118 and 119 can be read.",
+                    show_text(digits, sizeof digits).text);
+    parse->layout = layout;
+    parse->header->release = static_cast<uint8_t>(release);
+    return 0;
+}
+
+int32_t parse_byte_order(header_parse *parse) {
+    char order[3];
+    const int32_t status = read_exactly(parse->in, order, sizeof order, "the byte order");
+    const bool least_first = memcmp(order, "LSF", sizeof order) == 0;
+    parse->header->byteorder = least_first ? LEAST_SIGNIFICANT_FIRST : MOST_SIGNIFICANT_FIRST;
+    return status;
+}
+
+int32_t parse_variables(header_parse *parse) {
+    parse->variables_seen = true;
+    return read_exactly(parse->in, parse->variables, parse->layout->variable_count_bytes, "the number of variables");
+}
+
+int32_t parse_observations(header_parse *parse) {
+    parse->observations_seen = true;
+    return read_exactly(parse->in, parse->observations, parse->layout->observation_count_bytes,
+                        "the number of observations");
+}
+
+int32_t parse_label(header_parse *parse) {
+    const int32_t length_bytes = parse->layout->data_label_length_bytes;
+    char field[2];
+    const int32_t status = read_exactly(parse->in, field, length_bytes, "the length of the data label");
+    if (status != 0)
+        return status;
+    const auto length = static_cast<int32_t>(number_at(field, length_bytes, parse->header->byteorder));
+    if (length > parse->layout->data_label_bytes)
+        return fail(parse->in, ERROR_INPUT_INVALID,
+                    "%%1zThe data label before byte %lld has a length of %d bytes; at most %d are expected.",
+                    static_cast<long long>(file_position(parse->in)), length, parse->layout->data_label_bytes);
+    parse->header->datalabel[length] = '\0';
+    return read_exactly(parse->in, parse->header->datalabel, length, "the data label");
+}
+
+int32_t parse_timestamp(header_parse *parse) {
+    char field[TIMESTAMP_LENGTH_BYTES];
+    char timestamp[LONGEST_TIMESTAMP];
+    const int32_t status = read_exactly(parse->in, field, sizeof field, "the length of the time stamp");
+    if (status != 0)
+        return status;
+    return read_exactly(parse->in, timestamp, static_cast<unsigned char>(field[0]), "the time stamp");
+}
+
+constexpr struct {
+    const char *name;
+    element_routine parse;
+    bool needs_release; // its width is the release's
+} HEADER_ELEMENTS[] = {
+    {.name = "release", .parse = parse_release, .needs_release = false},
+    {.name = "byteorder", .parse = parse_byte_order, .needs_release = false},
+    {.name = "K", .parse = parse_variables, .needs_release = true},
+    {.name = "N", .parse = parse_observations, .needs_release = true},
+    {.name = "label", .parse = parse_label, .needs_release = true},
+    {.name = "timestamp", .parse = parse_timestamp, .needs_release = false},
+};
+
+int32_t read_byte(header_parse *parse, char *byte) {
+    if (++parse->text_bytes > LONGEST_HEADER_TEXT)
+        return fail(parse->in, ERROR_INPUT_INVALID,
+                    "%%1z</header> was not found in the first %lld bytes of the Stata file.",
+                    static_cast<long long>(LONGEST_HEADER_TEXT));
+    return read_exactly(parse->in, byte, 1, "the header");
+}
+
+// Reads up to and including the next tag; `tag` receives its terminated name.
+int32_t read_tag(header_parse *parse, char *tag) {
+    int32_t status = 0;
+    char byte = '\0';
+    while (status == 0 && byte != '<')
+        status = read_byte(parse, &byte);
+    int32_t length = 0;
+    while (status == 0) {
+        status = read_byte(parse, &byte);
+        if (status != 0 || byte == '>')
+            break;
+        if (length == LONGEST_TAG)
+            return fail(parse->in, ERROR_INPUT_INVALID,
+                        "%%1zThe header's tag before byte %lld is longer than %d bytes: |%s|.",
+                        static_cast<long long>(file_position(parse->in)), LONGEST_TAG, show_text(tag, length).text);
+        tag[length++] = byte;
+    }
+    tag[length] = '\0';
+    if (status == 0 && length == 0)
+        return fail(parse->in, ERROR_READ, "%%1zThe header's tag before byte %lld has no name.",
+                    static_cast<long long>(file_position(parse->in)));
+    return status;
+}
+
+int32_t parse_element(header_parse *parse, const char *tag) {
+    for (const auto &element : HEADER_ELEMENTS) {
+        if (comp2inull(tag, element.name) != 0)
+            continue;
+        if (element.needs_release && parse->layout == nullptr)
+            return fail(
+                parse->in, ERROR_INPUT_INVALID,
+                "%%1zThe header of the Stata file has <%s> before byte %lld, where <release> is expected first.",
+                element.name, static_cast<long long>(file_position(parse->in)));
+        return element.parse(parse);
+    }
+    return 0; // closing tags, and elements of which nothing is needed
+}
+
+// The counts are converted last: the byte order may stand behind them.
+int32_t finish_header(header_parse *parse) {
+    headerrec *header = parse->header;
+    if (!parse->variables_seen || !parse->observations_seen)
+        return fail(parse->in, ERROR_INPUT_INVALID,
+                    "%%1zThe header of the Stata file ends at byte %lld without the element <%s>.",
+                    static_cast<long long>(file_position(parse->in)),
+                    parse->layout == nullptr ? "release" : (parse->variables_seen ? "N" : "K"));
+    if (header->byteorder == 0)
+        header->byteorder = LEAST_SIGNIFICANT_FIRST;
+    const int32_t order = header->byteorder;
+    if (parse->layout->variable_count_bytes == 2)
+        header->nvar_2byte = static_cast<int16_t>(number_at(parse->variables, 2, order));
+    else
+        header->nvar_4byte = int32_at(parse->variables, order);
+    if (parse->layout->observation_count_bytes == 4)
+        header->nobs_4byte = int32_at(parse->observations, order);
+    else
+        header->nobs_8byte = static_cast<int64_t>(number_at(parse->observations, 8, order));
+    return 0;
+}
+
+// Reads a tag that begins with `opening` and compares it. found receives the bytes read.
+int32_t read_exact_tag(indbsrec *in, const char *opening, const char *name, bool *same, shown_text *found) {
+    const int32_t opening_length = wzstlen(opening);
+    const int32_t name_length = wzstlen(name);
+    const int32_t length = opening_length + name_length + 1;
+    char tag[2 + LONGEST_TAG + 1];
+    const int32_t status = read_exactly(in, tag, length, name);
+    if (status != 0)
+        return status;
+    *found = show_text(tag, length);
+    *same = memcmp(tag, opening, static_cast<size_t>(opening_length)) == 0 &&
+            memcmp(tag + opening_length, name, static_cast<size_t>(name_length)) == 0 && tag[length - 1] == '>';
+    return 0;
+}
+
+int32_t read_opening_tag(indbsrec *in, const char *name) {
+    bool same;
+    shown_text found;
+    const int32_t status = read_exact_tag(in, "<", name, &same, &found);
+    if (status != 0 || same)
+        return status;
+    if (mivex_lseek(in->mivex_infd, -(2 + wzstlen(name)), 1) < 0)
+        return fail(in, ERROR_SEEK, "%%1zThe Stata file could not be moved back to the start of an element.");
+    return fail(in, ERROR_INPUT_INVALID, "Didn't see the |%s| element.  Got -> |%s|", name, found.text);
+}
+
+int32_t read_closing_tag(indbsrec *in, const char *name) {
+    bool same;
+    shown_text found;
+    const int32_t status = read_exact_tag(in, "</", name, &same, &found);
+    if (status != 0 || same)
+        return status;
+    return fail(in, ERROR_INPUT_INVALID, "Didn't see end for |%s| element.  Got -> |%s|", name, found.text);
+}
+
+// A block with its length in front.
+int32_t skip_block(indbsrec *in, const char *name) {
+    char field[4];
+    const int32_t status = read_exactly(in, field, sizeof field, name);
+    if (status != 0)
+        return status;
+    const auto length = static_cast<int64_t>(number_at(field, sizeof field, in->indsn->byte_order));
+    const int64_t position = file_position(in);
+    if (position < 0)
+        return ERROR_SEEK;
+    const int64_t left = in->indsn->file_size - position;
+    if (length > left)
+        return fail(in, ERROR_INPUT_INVALID,
+                    "%%1zThe element <%s> at byte %lld has a length of %lld bytes; the file holds %lld more.", name,
+                    static_cast<long long>(position), static_cast<long long>(length), static_cast<long long>(left));
+    return seek_to(in, position + length);
+}
+
+} // namespace
+
+int32_t parse_xml_header(indbsrec *in, headerrec *header) {
+    header_parse parse = {.in = in,
+                          .header = header,
+                          .layout = nullptr,
+                          .variables = {},
+                          .observations = {},
+                          .variables_seen = false,
+                          .observations_seen = false,
+                          .text_bytes = 0};
+    header->filetype = 1;
+    header->byteorder = 0;
+    for (;;) {
+        char tag[LONGEST_TAG + 1];
+        int32_t status = read_tag(&parse, tag);
+        if (status != 0)
+            return status;
+        if (comp2inull(tag, "/header") == 0)
+            return finish_header(&parse);
+        status = parse_element(&parse, tag);
+        if (status != 0)
+            return status;
+    }
+}
+
+int32_t parse_xml_item(indbsrec *in, const char *name, int64_t len, void *storage) {
+    int32_t status = 0;
+    if (len != ITEM_CLOSES)
+        status = read_opening_tag(in, name);
+    if (status != 0 || len == ITEM_OPENS)
+        return status;
+    if (len > 0)
+        status = read_exactly(in, storage, len, name);
+    if (len == ITEM_SKIPPED)
+        status = skip_block(in, name);
+    return status != 0 ? status : read_closing_tag(in, name);
+}
+
+int32_t skip_xml_expansion_records(indbsrec *in) {
+    int32_t status = parse_xml_item(in, "characteristics", ITEM_OPENS, nullptr);
+    while (status == 0) {
+        status = read_opening_tag(in, "ch");
+        if (status == ERROR_INPUT_INVALID)
+            return parse_xml_item(in, "characteristics", ITEM_CLOSES, nullptr);
+        if (status == 0)
+            status = skip_block(in, "ch");
+        if (status == 0)
+            status = read_closing_tag(in, "ch");
+    }
+    return status;
+}

@@ -1,0 +1,19 @@
+// One input variable out of the descriptor arrays: its class, decoder, width, place, label, display format and value
+// labels. It reads nothing but value-label tables.
+#pragma once
+
+#include "imstata_records.h"
+
+#include <cstdint>
+
+// record_width: bytes of one value of variable `index` in the record.
+//
+// type, width  out: how the value is stored, and its bytes.
+// 0, or ERROR_INPUT_INVALID for a type code that the release does not have; message_string names variable and code.
+int32_t stored_variable(indbsrec *in, const descrec *descriptors, int64_t index, stored_type *type, int32_t *width);
+
+// build_variables: make the list of variables, firstname, from the descriptors, in file order. map_array, layout,
+// byte_order, varcount, max_strls and value_label_position must stand in indsn.
+//
+// 0, ERROR_MEMORY, ERROR_INPUT_INVALID for a type code, or what loading a value-label table returned.
+int32_t build_variables(indbsrec *in, const descrec *descriptors);
