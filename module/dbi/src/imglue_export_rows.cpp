@@ -22,6 +22,17 @@ int32_t text_limit(const IMGLUE *self, const outvarrec *variable) {
                                                                   : variable->outnamelength;
 }
 
+// The message has no place for a name, so the first such value of a variable gets a line of its own; its outstore
+// remembers that.
+void log_text(const IMGLUE *self, outvarrec *variable, int32_t limit) {
+    xpmlog(MESSAGE_GROUP_CONVERSION, MESSAGE_VALUE_NOT_WRITTEN, limit);
+    if (variable->outstore != nullptr)
+        return;
+    variable->outstore = variable;
+    xpslog("%3z   Text Truncated...  %s at obs %lld", static_cast<const char *>(variable->outinsymbol->symname),
+           static_cast<long long>(self->outptr->outtotal) + 1);
+}
+
 // Trailing blanks are no part of a value: only what is left of it has to fit.
 const char *transcode_value(IMGLUE *self, outvarrec *variable, const char *value, int32_t length) {
     auto *scratch = static_cast<char *>(self->outptr->outtempbuff);
@@ -30,7 +41,7 @@ const char *transcode_value(IMGLUE *self, outvarrec *variable, const char *value
     const int32_t status =
         self->transpipe->Transcode(self->transpipe, value, wzstrip(value, length), scratch, limit, &converted, 0);
     if (status != NLS_OK || converted > limit)
-        xpmlog(MESSAGE_GROUP_CONVERSION, MESSAGE_VALUE_NOT_WRITTEN, limit);
+        log_text(self, variable, limit);
     if (converted > limit)
         converted = limit;
     memset(scratch + converted, 0, static_cast<size_t>(limit - converted));

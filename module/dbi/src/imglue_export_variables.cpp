@@ -17,15 +17,18 @@ namespace {
 constexpr int32_t NUMBER_BYTES = 8;
 constexpr int32_t TEXT_LIMIT = static_cast<int32_t>(sizeof IMGLUE::cleanstring) - 1; // of a transcoded name or label
 
-// A terminated copy in the file's encoding; null without memory.
-char *file_text(IMGLUE *self, const char *text, int32_t length, int32_t *file_length) {
+// A terminated copy of a name or a label in the file's encoding; null without memory.
+char *file_text(IMGLUE *self, const char *what, const char *text, int32_t length, int32_t *file_length) {
     const char *source = text;
     int64_t converted = length > 0 ? length : 0;
     if (self->transpipe != nullptr) {
         converted = 0;
-        if (self->transpipe->Transcode(self->transpipe, text, length, self->cleanstring, TEXT_LIMIT, &converted, 0) !=
-            NLS_OK)
+        const int32_t status =
+            self->transpipe->Transcode(self->transpipe, text, length, self->cleanstring, TEXT_LIMIT, &converted, 0);
+        if (status != NLS_OK) {
             xpmlog(MESSAGE_GROUP_CONVERSION, MESSAGE_NAME_NOT_CODED, length);
+            xpslog("%3z   %s Truncated...  %.*s", what, length, text);
+        }
         source = self->cleanstring;
     }
     auto *copy = static_cast<char *>(h_malloc1(self, converted + 1));
@@ -65,8 +68,8 @@ symbolstruct *make_symbol(IMGLUE *self, const NAMESTR *np) {
     auto *symbol = static_cast<symbolstruct *>(h_malloc1(self, sizeof(symbolstruct)));
     if (symbol == nullptr)
         return nullptr;
-    symbol->symname = file_text(self, np->name_p, np->namelen, &symbol->symnamelength);
-    symbol->symlabel = file_text(self, np->label_p, np->nlablen, &symbol->symlabellength);
+    symbol->symname = file_text(self, "Name", np->name_p, np->namelen, &symbol->symnamelength);
+    symbol->symlabel = file_text(self, "Label", np->label_p, np->nlablen, &symbol->symlabellength);
     if (symbol->symname == nullptr || symbol->symlabel == nullptr)
         return nullptr;
     set_lengths(self, np, symbol);

@@ -230,7 +230,9 @@ void give_label(IMGLUE *self, const innamerecord *variable, char *label_area) {
         self->transpipe->Transcode(self->transpipe, text, length, label_area, LABEL_LIMIT, &converted, 0);
     np->label_p = label_area;
     np->nlablen = static_cast<int16_t>(converted);
-    if (status != NLS_OK)
+    if (status == NLS_TRUNCATED)
         xpmlog(MESSAGE_GROUP_CONVERSION, MESSAGE_LABEL_CUT, static_cast<int32_t>(converted),
                static_cast<const char *>(label_area));
+    else if (status != NLS_OK)
+        xpslog("%3z   Label Truncated...  %.*s", static_cast<int32_t>(np->namelen), np->name_p);
 }

@@ -34,5 +34,6 @@ void give_name(import_names *names, const innamerecord *variable, int32_t ordina
 
 // give_label: label_p and nlablen of the variable's nmptr; a variable without a label gets its name in the file.
 //
+// variable    its name has been given.
 // label_area  LABEL_AREA_BYTES, kept by the session; null when there is no pipeline.
 void give_label(IMGLUE *self, const innamerecord *variable, char *label_area);
