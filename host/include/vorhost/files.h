@@ -14,7 +14,8 @@ class ByteFile {
   public:
     virtual ~ByteFile() = default;
 
-    // Reads up to buffer.size() bytes at a position; fewer only at the end of the file. Returns the bytes read.
+    // Reads up to buffer.size() bytes at a position. Returns the bytes read: at least one, except at the end of the
+    // file or with an error.
     virtual size_t read(uint64_t position, std::span<char> buffer, std::error_code &error) = 0;
 
     // Writes all bytes at a position, extending the file as needed.
@@ -36,6 +37,8 @@ enum class OpenMode {
 class FileSystem {
   public:
     virtual ~FileSystem() = default;
+
+    // Opens a file. Null with an error, which is set only then.
     virtual std::unique_ptr<ByteFile> open(const std::string &path, OpenMode mode, std::error_code &error) = 0;
     virtual void remove(const std::string &path, std::error_code &error) = 0;
     virtual bool exists(const std::string &path) = 0;

@@ -2,6 +2,7 @@
 // conversions share: files, log, options, user formats.
 #pragma once
 
+#include <vorhost/error.h>
 #include <vorhost/files.h>
 #include <vorhost/log.h>
 #include <vorhost/user_format.h>
@@ -13,6 +14,7 @@
 #include <string_view>
 
 struct GCB;
+struct IMAGE_INFORMATION;
 struct IMGLUE;
 
 namespace vor {
@@ -37,7 +39,25 @@ struct HostOptions {
     std::string module_path;                  // empty: VORDTA_MODULE, beside the program, or the library directory
 };
 
+// The module ended the task in the middle of an operation: thrown through the operation to its caller. The object can
+// still be closed and deleted.
+class TaskExit : public ConversionError {
+  public:
+    TaskExit(int code, const std::string &said); // said: the failure's lines; empty for none
+    int code() const { return code_; }
+
+  private:
+    int code_;
+};
+
+// The sentence of a host return code, for codes that come without a word in the log.
+std::string return_code_text(int code);
+
 // One host. Not copied, not used from two threads at once. The module's objects must not outlive it.
+//
+// A program holds one copy of the module, and the module serves one host at a time: the current one. A new host is
+// current; so is one whose control_block, load_module, use_module, new_object or delete_object was called. Who drives
+// objects of several hosts in turn calls make_current before each turn.
 class Host {
   public:
     explicit Host(HostOptions options); // ConversionError (usage) for an unknown session encoding
@@ -48,25 +68,34 @@ class Host {
     // The control block for a module that is connected by hand. Lives as long as the host.
     GCB *control_block();
 
+    // Makes this the host that the module's objects work with. Costs nothing when it is already.
+    void make_current();
+
     // Loads the module from its file and connects it; ConversionError (machine) names the file and what is missing.
     void load_module();
 
-    // Connects a module linked into the program in place of a loaded one.
+    // Connects a module linked into the program in place of a loaded one. Without a connection entry the caller has
+    // connected it by hand.
     using Constructor = int (*)(IMGLUE **);
-    void use_module(Constructor constructor);
+    using Connection = const IMAGE_INFORMATION *(*)(GCB *, void *);
+    void use_module(Constructor constructor, Connection connection = nullptr);
 
-    // A new access object of the loaded module. ConversionError when the module refuses.
+    // A new access object of the loaded module. ConversionError when the module refuses: usage with what it said (such
+    // as an unknown encoding), machine when there is no memory.
     IMGLUE *new_object();
 
-    // Ends an object: its delete slot, then the record.
+    // Ends an object: its delete slot, then the record. Logs how often messages came that are said once per variable.
     void delete_object(IMGLUE *object);
 
     // Gives a byte stream a logical name of at most 8 characters, as if it had been assigned by the user: reading and
-    // writing through it go to `file`, which is read or written from front to back.
+    // writing through it go to `file`, which is read or written from front to back, opened at most once, and never
+    // asked for its size.
     void assign_reference(const std::string &logical_name, std::unique_ptr<ByteFile> file);
 
-    // What the module said about a failure since the last call: its lines without a level, joined into one sentence,
-    // with the system's own error (no space, no permission) when there was one. Clears it.
+    // What the module and the services said about a failure since the last call: error lines and lines without a
+    // level, each once, joined into one sentence (empty: nothing was said), with the first error of the system (no
+    // space, no permission), which the sentence does not repeat. Clears it. After a success the text holds remarks,
+    // such as a user format that was left out.
     struct FailureText {
         std::string text;
         std::optional<std::error_code> system_error;
@@ -87,7 +116,9 @@ class Host {
 
     const HostOptions &options() const;
 
-    // Blocks and files that the module still holds; 0 after the last object has been deleted.
+    // Blocks and files that the module still holds; 0 after the last object has been deleted. Blocks that the module
+    // leaves to the host by contract (an object's record, its statement options, parse-control records) end with the
+    // object and the last object.
     size_t blocks_in_use() const;
     size_t files_open() const;
 

@@ -1,0 +1,57 @@
+// What one host holds, and the way from a service, which knows only its number, to the host that it serves.
+#pragma once
+
+#include "services/characters.h"
+#include "services/control_block.h"
+#include "services/encodings.h"
+#include "services/formats.h"
+#include "services/images.h"
+#include "services/log_and_messages.h"
+#include "services/memory.h"
+#include "services/names_and_files.h"
+#include "services/numbers.h"
+#include "services/options_and_environment.h"
+#include "services/parsing.h"
+#include "services/parsing_services.h"
+#include "services/task.h"
+
+#include <vorhost/host.h>
+
+#include <cstdint>
+#include <map>
+#include <memory>
+
+namespace vor::services {
+
+struct HostState {
+    explicit HostState(HostOptions given);
+    HostState(const HostState &) = delete;
+    HostState &operator=(const HostState &) = delete;
+
+    // Makes this the host that services work for, and connects its module to it again when another host was in between.
+    void make_current();
+
+    HostOptions options;
+    std::unique_ptr<FileSystem> own_files; // when the options bring none
+    std::unique_ptr<Memory> own_memory;
+    Encodings encodings;
+    CharacterTables characters;
+    Messages messages;
+    FILE_CONTEXT files;
+    BlockPool task_pool;
+    ScratchPools scratch_pools;
+    StatementParser parser;
+    ControlBlock control_block;
+    Module module;
+    std::map<IMGLUE *, uint64_t> objects; // with the owner of what their constructor allocated
+    uint64_t last_owner = 0;
+    bool catalogs_refused = false; // said once that there are no catalogs
+};
+
+// The host that was made current last. There must be one.
+HostState &current_host();
+
+// Makes a host the one that services work for, without a word to its module; null for none.
+void serve(HostState *host);
+
+} // namespace vor::services

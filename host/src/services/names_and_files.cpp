@@ -1,0 +1,291 @@
+#include "services/names_and_files.h"
+
+#include "services/host_state.h"
+#include "services/result_codes.h"
+
+#include <vor/imglue.h>
+
+#include <algorithm>
+#include <cstring>
+#include <fmt/format.h>
+
+namespace {
+
+using namespace vor;
+using namespace vor::services;
+
+constexpr size_t NAME_BYTES = 8;
+constexpr std::string_view TEMPORARY_DEVICE = "TEMP";
+
+// A logical name as it is looked up: capitals, without padding.
+std::string plain_name(std::string_view field) {
+    std::string name(field.substr(0, std::min(field.size(), NAME_BYTES)));
+    if (const size_t end = name.find('\0'); end != std::string::npos)
+        name.resize(end);
+    while (!name.empty() && name.back() == ' ')
+        name.pop_back();
+    for (char &character : name)
+        if (character >= 'a' && character <= 'z')
+            character = static_cast<char>(character - 'a' + 'A');
+    return name;
+}
+
+std::string plain_name(const char *field) {
+    return field == nullptr ? std::string() : plain_name(std::string_view(field, NAME_BYTES));
+}
+
+std::string_view without_trailing_blanks(std::string_view text) {
+    while (!text.empty() && text.back() == ' ')
+        text.remove_suffix(1);
+    return text;
+}
+
+} // namespace
+
+FILE_CONTEXT::~FILE_CONTEXT() {
+    while (!open_.empty())
+        close(&open_.front());
+    for (Assignments *assignments : {&names_, &released_})
+        while (!assignments->empty())
+            forget(*assignments, std::string(assignments->begin()->first));
+}
+
+// Ends a name; a temporary file that nobody deleted goes with it.
+void FILE_CONTEXT::forget(Assignments &assignments, const std::string &name) {
+    const auto found = assignments.find(name);
+    if (found == assignments.end())
+        return;
+    std::error_code ignored;
+    if (found->second->left_behind)
+        files_.remove(found->second->path, ignored);
+    assignments.erase(found);
+}
+
+int32_t FILE_CONTEXT::fail(const std::string &sentence, std::error_code error) {
+    current_host().messages.gather(sentence);
+    current_host().messages.system_error(error);
+    return FILE_FAILED;
+}
+
+std::shared_ptr<Assignment> FILE_CONTEXT::find(const char *logical_name) const {
+    const auto found = names_.find(plain_name(logical_name));
+    return found == names_.end() ? nullptr : found->second;
+}
+
+std::string FILE_CONTEXT::unused_name() {
+    std::string name;
+    do
+        name = fmt::format("#LN{:05}", ++names_made_ % 100000);
+    while (names_.contains(name) || released_.contains(name));
+    return name;
+}
+
+int32_t FILE_CONTEXT::assign(char *logical_name, std::string_view device, std::string_view path) {
+    auto assignment = std::make_shared<Assignment>();
+    if (without_trailing_blanks(device) == TEMPORARY_DEVICE) {
+        std::error_code error;
+        assignment->temporary = true;
+        assignment->path = files_.make_temporary(error);
+        assignment->left_behind = !error;
+        if (error)
+            return fail("No temporary file can be made", error);
+    } else {
+        path = without_trailing_blanks(path);
+        if (path.empty() || path.find('\0') != std::string_view::npos)
+            return FILE_BAD_REQUEST;
+        assignment->path = files_.absolute(std::string(path));
+        if (assignment->path.size() >= static_cast<size_t>(IMGLUE_NAME_BYTES))
+            return HOST_NAME_TOO_LONG;
+    }
+    std::string name = plain_name(logical_name);
+    if (name.empty())
+        name = unused_name();
+    forget(released_, name);
+    forget(names_, name);
+    names_[name] = std::move(assignment);
+    std::memset(logical_name, ' ', NAME_BYTES);
+    std::memcpy(logical_name, name.data(), name.size());
+    return 0;
+}
+
+void FILE_CONTEXT::assign_reference(const std::string &logical_name, std::unique_ptr<ByteFile> stream) {
+    auto assignment = std::make_shared<Assignment>();
+    const std::string name = plain_name(std::string_view(logical_name));
+    assignment->path = name;
+    assignment->reference = true;
+    assignment->stream = std::move(stream);
+    names_[name] = std::move(assignment);
+}
+
+int32_t FILE_CONTEXT::deassign(const char *logical_name) {
+    const std::string name = plain_name(logical_name);
+    const auto found = names_.find(name);
+    if (found != names_.end() && found->second->open_files > 0) {
+        released_[name] = found->second;
+        names_.erase(found);
+        return 0;
+    }
+    Assignments &holder = found != names_.end() ? names_ : released_;
+    if (!holder.contains(name))
+        return FILE_NOT_ASSIGNED;
+    forget(holder, name);
+    return 0;
+}
+
+bool FILE_CONTEXT::is_assigned(const char *logical_name) const {
+    return find(logical_name) != nullptr;
+}
+
+bool FILE_CONTEXT::file_exists(const char *logical_name) const {
+    const auto assignment = find(logical_name);
+    return assignment && (assignment->reference || files_.exists(assignment->path));
+}
+
+int32_t FILE_CONTEXT::open(WX_FILE **handle, const char *logical_name, const WX_OPENPARM &request) {
+    *handle = nullptr;
+    const auto assignment = find(logical_name);
+    if (!assignment)
+        return FILE_NOT_ASSIGNED;
+    std::unique_ptr<ByteFile> file;
+    std::error_code error;
+    if (assignment->reference) {
+        file = std::move(assignment->stream);
+        if (!file)
+            return fail(fmt::format("The file reference {} can be opened only once", assignment->path),
+                        std::make_error_code(std::errc::bad_file_descriptor));
+    } else {
+        const OpenMode mode = request.openmode == WX_OPEN_INPUT  ? OpenMode::read
+                              : request.openmode == WX_OPEN_COPY ? OpenMode::copy
+                                                                 : OpenMode::replace;
+        file = files_.open(assignment->path, mode, error);
+        if (error || !file)
+            return fail(fmt::format("The file {} cannot be opened", assignment->path), error);
+    }
+    assignment->left_behind = assignment->temporary;
+    ++assignment->open_files;
+    *handle = &open_.emplace_back(std::move(file), assignment, request);
+    return 0;
+}
+
+int32_t FILE_CONTEXT::close(WX_FILE *handle) {
+    const auto found =
+        std::find_if(open_.begin(), open_.end(), [handle](const OpenFile &file) { return &file == handle; });
+    if (found == open_.end())
+        return FILE_BAD_REQUEST;
+    const int32_t code = found->close();
+    --found->assignment->open_files;
+    open_.erase(found);
+    return code;
+}
+
+int32_t FILE_CONTEXT::remove(const char *logical_name) {
+    const std::string name = plain_name(logical_name);
+    auto assignment = find(logical_name);
+    if (!assignment)
+        if (const auto released = released_.find(name); released != released_.end())
+            assignment = released->second;
+    if (!assignment || assignment->reference)
+        return FILE_NOT_ASSIGNED;
+    std::error_code error;
+    files_.remove(assignment->path, error);
+    assignment->left_behind = assignment->left_behind && error;
+    if (!error)
+        return 0;
+    if (error != std::errc::no_such_file_or_directory)
+        return fail(fmt::format("The file {} cannot be deleted", assignment->path), error);
+    return FILE_FAILED;
+}
+
+int32_t FILE_CONTEXT::information(WX_FILE *handle, const char *logical_name, WX_INFOPARM &answer) {
+    auto *file = static_cast<OpenFile *>(handle);
+    const auto assignment = file != nullptr ? file->assignment : find(logical_name);
+    if (!assignment)
+        return FILE_NOT_ASSIGNED;
+    answered_name_ = assignment->path;
+    answer.pname = answered_name_.c_str();
+    answer.namelen = static_cast<int32_t>(answered_name_.size());
+    answer.poslen = FileStream::POSITION_BYTES;
+    answer.encoding = current_host().encodings.session();
+    std::memset(answer.devtype, ' ', sizeof answer.devtype);
+    const std::string_view device = assignment->reference   ? "STREAM"
+                                    : assignment->temporary ? TEMPORARY_DEVICE
+                                                            : "DISK";
+    std::memcpy(answer.devtype, device.data(), device.size());
+    if (file == nullptr)
+        return 0;
+    answer.recfm = file->parameters.recfm;
+    answer.datalen = file->parameters.datalen;
+    answer.openmode = file->parameters.openmode;
+    uint64_t bytes = 0;
+    if (!assignment->reference)
+        if (const int32_t code = file->size(bytes); code != 0)
+            return code;
+    answer.filesize = static_cast<double>(bytes);
+    return 0;
+}
+
+namespace vor::services {
+namespace {
+
+int32_t xxrasgn(SERVICE_ID, char *logname, FILE_CONTEXT *task, const char *device, const char *name, int32_t length,
+                int32_t) {
+    const std::string_view device_field = device == nullptr ? std::string_view() : std::string_view(device, NAME_BYTES);
+    const std::string_view path =
+        name == nullptr || length <= 0 ? std::string_view() : std::string_view(name, static_cast<size_t>(length));
+    return task->assign(logname, device_field, path);
+}
+
+int32_t xxrdasg(SERVICE_ID, const char *logname, FILE_CONTEXT *task) {
+    return task->deassign(logname);
+}
+
+int32_t xxrexsl(SERVICE_ID, const char *logname, FILE_CONTEXT *task) {
+    return task->is_assigned(logname) ? 0 : FILE_NOT_ASSIGNED;
+}
+
+int32_t xxrexsp(SERVICE_ID, const char *logname, FILE_CONTEXT *task) {
+    return task->file_exists(logname) ? 0 : FILE_FAILED;
+}
+
+int32_t xxrinfo(SERVICE_ID, WX_FILE *handle, const char *logname, FILE_CONTEXT *task, int32_t, int32_t,
+                WX_INFOPARM *info) {
+    return task->information(handle, logname, *info);
+}
+
+int32_t xxropen(SERVICE_ID, WX_FILE **handle, const char *logname, FILE_CONTEXT *task, const WX_OPENPARM *request) {
+    return task->open(handle, logname, *request);
+}
+
+int32_t xxpos2b(SERVICE_ID, WX_FILE *, double *byte_number, const void *position) {
+    *byte_number = static_cast<double>(FileStream::offset_of(position)) + 1;
+    return 0;
+}
+
+int32_t xxflush(SERVICE_ID, WX_FILE *handle) {
+    return static_cast<OpenFile *>(handle)->flush();
+}
+
+int32_t xxclose(SERVICE_ID, WX_FILE *handle) {
+    return handle == nullptr ? 0 : current_host().files.close(handle);
+}
+
+int32_t xxrdele(SERVICE_ID, const char *logname, FILE_CONTEXT *task) {
+    return task->remove(logname);
+}
+
+} // namespace
+
+void offer_file_services(ServiceTable &table) {
+    table.offer(slot::xxrasgn, xxrasgn);
+    table.offer(slot::xxrdasg, xxrdasg);
+    table.offer(slot::xxrexsl, xxrexsl);
+    table.offer(slot::xxrexsp, xxrexsp);
+    table.offer(slot::xxrinfo, xxrinfo);
+    table.offer(slot::xxropen, xxropen);
+    table.offer(slot::xxpos2b, xxpos2b);
+    table.offer(slot::xxflush, xxflush);
+    table.offer(slot::xxclose, xxclose);
+    table.offer(slot::xxrdele, xxrdele);
+}
+
+} // namespace vor::services
