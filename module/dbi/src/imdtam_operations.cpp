@@ -75,11 +75,11 @@ static int32_t open_named_file(IMGLUE *self) {
     char directory[IMGLUE_NAME_BYTES + 1] = {};
     char name[IMGLUE_NAME_BYTES + 1] = {};
     char extension[IMGLUE_NAME_BYTES + 1] = {};
+    self->do_input = (self->outmode & OUTMODE_IMPORT) != 0 ? 1 : 0;
     int32_t code = asg_lname(self);
     if (code != HOST_OK)
         return code;
     fnsplit(self->filename, directory, name, extension);
-    self->do_input = (self->outmode & OUTMODE_IMPORT) != 0 ? 1 : 0;
     code = open_main_file(self);
     if (code != HOST_OK)
         return code;
