@@ -182,13 +182,16 @@ TEST_F(Statements, AcceptedTexts) {
     }
 }
 
-TEST_F(Statements, FieldsAreBlankPadded) {
+TEST_F(Statements, FieldsAreBlankPaddedAndStayWhenNotGiven) {
     parser.set_statements("FMTLIB=ABCDEFGH.IJ;");
     EXPECT_EQ(prsiprc(session.get(), nullptr), HOST_OK);
     parser.set_statements("FMTLIB=AB.C;");
     EXPECT_EQ(prsiprc(session.get(), nullptr), HOST_OK);
     EXPECT_EQ(std::string_view(options->fmtlib, 8), "AB      ");
     EXPECT_EQ(std::string_view(options->fmtmem, 32), "C                               ");
+    parser.set_statements("FMTLIB=D;");
+    EXPECT_EQ(prsiprc(session.get(), nullptr), HOST_OK);
+    EXPECT_EQ(place(), "D|C");
 }
 
 TEST_F(Statements, RepairedTexts) {

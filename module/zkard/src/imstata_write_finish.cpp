@@ -1,0 +1,205 @@
+// The end of an exported file. Value-label tables pass through the record buffer, which is empty by then.
+#include "imstata_write_finish.h"
+
+#include "hcstrings.h"
+#include "imglue_errors.h"
+#include "imglue_files.h"
+#include "imstata_write_header.h"
+#include "imstata_write_records.h"
+#include "wzst.h"
+
+#include <cstring>
+
+namespace {
+
+// Entries of these kinds (ranges, missing values, others) have no place in a table.
+constexpr int32_t KINDS_LEFT_OUT = 0x04 | 0x10 | 0x40;
+
+constexpr int32_t TABLE_COUNTS_BYTES = 8; // the number of entries and the length of the texts
+constexpr int32_t ENTRY_BYTES = 8;        // the place of its text and its value
+
+// Bytes on their way to the file, through the record buffer.
+struct staged_output {
+    WX_FILE *file;
+    char *buffer;
+    int64_t size_bytes;
+    int64_t used_bytes;
+};
+
+int32_t flush(staged_output *output) {
+    const int64_t length = output->used_bytes;
+    output->used_bytes = 0;
+    return mivex_write(output->file, output->buffer, length) < 0 ? ERROR_WRITE : 0;
+}
+
+int32_t put(staged_output *output, const void *bytes, int64_t length) {
+    const auto *from = static_cast<const char *>(bytes);
+    while (length > 0) {
+        if (output->used_bytes == output->size_bytes) {
+            const int32_t status = flush(output);
+            if (status != 0)
+                return status;
+        }
+        const int64_t room = output->size_bytes - output->used_bytes;
+        const int64_t part = length < room ? length : room;
+        memcpy(output->buffer + output->used_bytes, from, static_cast<size_t>(part));
+        output->used_bytes += part;
+        from += part;
+        length -= part;
+    }
+    return 0;
+}
+
+int32_t put_long(staged_output *output, int64_t number) {
+    const auto value = static_cast<int32_t>(number);
+    return put(output, &value, sizeof value);
+}
+
+bool takes_part(const innamevaluestruct *entry) {
+    return (entry->valuetype & KINDS_LEFT_OUT) == 0 && entry->startvalue != nullptr && entry->displayvalue != nullptr;
+}
+
+// The first entry of the list, from this one on, that goes into the table.
+const innamevaluestruct *next_entry(const innamevaluestruct *entry) {
+    while (entry != nullptr && !takes_part(entry))
+        entry = entry->nextvalue;
+    return entry;
+}
+
+struct table_size {
+    int64_t entries;
+    int64_t text_bytes; // with their terminating zeros
+};
+
+table_size measure(const innamevaluestruct *list) {
+    table_size size = {};
+    for (const auto *entry = next_entry(list); entry != nullptr; entry = next_entry(entry->nextvalue)) {
+        size.entries += 1;
+        size.text_bytes += int64_t{wzstlen(entry->displayvalue)} + 1;
+    }
+    return size;
+}
+
+int64_t table_bytes(const table_size *size) {
+    return TABLE_COUNTS_BYTES + ENTRY_BYTES * size->entries + size->text_bytes;
+}
+
+// Opening tag, length, name and counts.
+int32_t put_table_head(staged_output *output, const char *name, const table_size *size) {
+    const release_layout *layout = written_release(0); // names are as wide in every release written
+    char slot[256] = {};
+    static_assert(sizeof slot > 129 + 3);
+    mivex_strncpy(slot, name, layout->name_bytes);
+    int32_t status = put(output, "<lbl>", 5);
+    if (status == 0)
+        status = put_long(output, table_bytes(size));
+    if (status == 0)
+        status = put(output, slot, layout->name_bytes + layout->label_name_padding_bytes);
+    if (status == 0)
+        status = put_long(output, size->entries);
+    if (status == 0)
+        status = put_long(output, size->text_bytes);
+    return status;
+}
+
+// The places of the texts, the values and the texts.
+int32_t put_entries(staged_output *output, const innamevaluestruct *list) {
+    int32_t status = 0;
+    int64_t place = 0;
+    for (const auto *entry = next_entry(list); entry != nullptr && status == 0; entry = next_entry(entry->nextvalue)) {
+        status = put_long(output, place);
+        place += int64_t{wzstlen(entry->displayvalue)} + 1;
+    }
+    for (const auto *entry = next_entry(list); entry != nullptr && status == 0; entry = next_entry(entry->nextvalue)) {
+        double value;
+        memcpy(&value, entry->startvalue, sizeof value);
+        status = put_long(output, number_to_long(value));
+    }
+    for (const auto *entry = next_entry(list); entry != nullptr && status == 0; entry = next_entry(entry->nextvalue))
+        status = put(output, entry->displayvalue, int64_t{wzstlen(entry->displayvalue)} + 1);
+    return status;
+}
+
+int32_t write_table(outdbsrec *out, const outnamerec *table) {
+    const table_size size = measure(table->headvalueptr);
+    if (table_bytes(&size) > INT32_MAX) {
+        mivex_sprintf(out->message_string,
+                      "%%1zThe value labels of %.128s take %lld bytes; a Stata file holds at most %d in one table.",
+                      table->name, static_cast<long long>(table_bytes(&size)), INT32_MAX);
+        return ERROR_OUTPUT_INVALID;
+    }
+    staged_output output = {.file = out->mivex_outfd,
+                            .buffer = out->outbuffer,
+                            .size_bytes = out->outreclen * out->outbuffnum,
+                            .used_bytes = 0};
+    int32_t status = put_table_head(&output, table->name, &size);
+    if (status == 0)
+        status = put_entries(&output, table->headvalueptr);
+    if (status == 0)
+        status = put(&output, "</lbl>", 6);
+    return status == 0 ? flush(&output) : status;
+}
+
+bool has_table(const outvarrec *variable) {
+    return variable->outnameftype >= OUTPUT_DOUBLE && variable->outnameftype <= OUTPUT_LAST_LABELLED &&
+           variable->outname != nullptr && variable->outname->headvalueptr != nullptr;
+}
+
+int32_t write_tag(outdbsrec *out, const char *tag) {
+    return mivex_write(out->mivex_outfd, tag, wzstlen(tag)) < 0 ? ERROR_SEEK : 0;
+}
+
+// Keeps the current position as a value of the map.
+int32_t mark_position(outdbsrec *out, map_entry entry) {
+    const double position = mivex_lseek_double(out->mivex_outfd, 0.0, 1);
+    if (position < 0.0)
+        return ERROR_SEEK;
+    out->outhead->map_values[entry] = static_cast<int64_t>(position);
+    return 0;
+}
+
+int32_t write_marked_tag(outdbsrec *out, map_entry entry, const char *tag) {
+    const int32_t status = mark_position(out, entry);
+    return status == 0 ? write_tag(out, tag) : status;
+}
+
+// The sections behind the data.
+int32_t write_end_sections(outdbsrec *out) {
+    int32_t status = write_tag(out, "</data>");
+    if (status == 0)
+        status = write_marked_tag(out, MAP_STRLS, "<strls></strls>");
+    if (status == 0)
+        status = write_marked_tag(out, MAP_VALUE_LABELS, "<value_labels>");
+    for (const outvarrec *variable = out->outtemphead; variable != nullptr && status == 0;
+         variable = variable->bigoutnext) {
+        if (has_table(variable))
+            status = write_table(out, variable->outname);
+    }
+    if (status == 0)
+        status = write_tag(out, "</value_labels>");
+    if (status == 0)
+        status = write_marked_tag(out, MAP_STATA_DTA_END, "</stata_dta>");
+    return status == 0 ? mark_position(out, MAP_END_OF_FILE) : status;
+}
+
+// Writes over bytes of the header.
+int32_t patch(outdbsrec *out, int64_t position, const void *bytes, int64_t length) {
+    if (mivex_lseek_double(out->mivex_outfd, static_cast<double>(position), 0) < 0.0)
+        return ERROR_SEEK;
+    return mivex_write(out->mivex_outfd, bytes, length) < 0 ? ERROR_WRITE : 0;
+}
+
+} // namespace
+
+int32_t finoutdbs(outdbsrec *out) {
+    if (out->outbuffcurr > 0 && mivex_write(out->mivex_outfd, out->outbuffer, out->outbuffcurr * out->outreclen) < 0)
+        return ERROR_WRITE;
+    int32_t status = write_end_sections(out);
+    if (status != 0)
+        return status;
+    const outheadrec *head = out->outhead;
+    status = patch(out, head->offset_to_map + wzstlen("<map>"), head->map_values, sizeof head->map_values);
+    if (status != 0)
+        return status;
+    return patch(out, head->offset_to_reccount, &out->outtotal, sizeof out->outtotal);
+}

@@ -1,0 +1,144 @@
+// The record buffer and the encoders.
+#include "imstata_write_records.h"
+
+#include "hcstrings.h"
+#include "imglue_files.h"
+#include "imglue_session.h"
+#include "imstata_write_header.h"
+
+#include <cstring>
+
+namespace {
+
+constexpr uint64_t DOUBLE_MISSING = 0x7FE0000000000000; // "."
+constexpr int32_t DOUBLE_MISSING_SHIFT = 40;            // .a adds 1 in byte 5, .z 26
+constexpr int32_t LONG_MISSING = 2147483621;            // "."; .a is the next
+
+constexpr double MILLISECONDS_PER_MINUTE = 60000.0;
+constexpr double MILLISECONDS_TO_1960 = DAYS_TO_1960 * MINUTES_PER_DAY * MILLISECONDS_PER_MINUTE;
+
+constexpr int32_t DATA_LENGTH_OF_OUTPUT = 1; // which length reset_datalen is told
+
+struct encoder_entry {
+    int32_t code;
+    outnamefunct_type encoder;
+};
+constexpr encoder_entry ENCODERS[] = {
+    {OUTPUT_CHARACTER, writechar},
+    {OUTPUT_DOUBLE, writedouble_missings},
+    {OUTPUT_DATE, writedatelong_missings},
+    {OUTPUT_TIME, writetime_numeric_missings},
+    {OUTPUT_DATETIME, writedatetime_missings},
+};
+
+outnamefunct_type find_encoder(int32_t code) {
+    for (const encoder_entry &entry : ENCODERS) {
+        if (entry.code == code)
+            return entry.encoder;
+    }
+    return nullptr;
+}
+
+// 1 to 26 for a missing value with a letter, 0 for the plain one.
+int32_t missing_rank(const mivex_num_struct *number) {
+    const int32_t letter = number->miss_char;
+    return letter >= 'A' && letter <= 'Z' ? letter - 'A' + 1 : 0;
+}
+
+bool is_missing(const mivex_num_struct *number) {
+    return number->num == MISSING_SENTINEL;
+}
+
+template <class stored>
+void store(outdbsrec *out, char *target, stored value) {
+    memcpy(target, &value, sizeof value);
+    out->outcurrcol += static_cast<int64_t>(sizeof value);
+}
+
+// A double of `scale` for each unit, counted from `origin`.
+void store_double(outdbsrec *out, char *target, const void *value, double scale, double origin) {
+    const auto *number = static_cast<const mivex_num_struct *>(value);
+    if (is_missing(number))
+        store(out, target, DOUBLE_MISSING | static_cast<uint64_t>(missing_rank(number)) << DOUBLE_MISSING_SHIFT);
+    else
+        store(out, target, number->num * scale - origin);
+}
+
+} // namespace
+
+int32_t initoutbuffer(outdbsrec *out) {
+    if (out->outreclen < 1)
+        return ERROR_NO_VARIABLES;
+    out->outbuffnum = out->outbuffsize < out->outreclen ? 1 : out->outbuffsize / out->outreclen;
+    const int64_t buffer_bytes = out->outreclen * out->outbuffnum; // no more than the larger of the two
+    out->outbuffer = static_cast<char *>(h_malloc1(out->self, buffer_bytes));
+    if (out->outbuffer == nullptr)
+        return ERROR_MEMORY;
+    if (reset_datalen(out->self, DATA_LENGTH_OF_OUTPUT, buffer_bytes) != 0)
+        return ERROR_BUFFER_SIZE;
+    out->outbuffptr = out->outbuffer;
+    out->outbuffcurr = 0;
+    for (outvarrec *variable = out->outtemphead; variable != nullptr; variable = variable->bigoutnext) {
+        variable->outnamefunct = find_encoder(variable->outnameftype);
+        if (variable->outnamefunct == nullptr)
+            return ERROR_VARIABLE_TYPE;
+    }
+    return 0;
+}
+
+int32_t beginoutrec(outdbsrec *out) {
+    out->outcurrcol = 0;
+    return 0;
+}
+
+void writeit(outdbsrec *out, outvarrec *variable, const void *value) {
+    variable->outnamefunct(out, variable, out->outbuffptr + out->outcurrcol, value);
+}
+
+int32_t endoutrec(outdbsrec *out) {
+    out->outtotal += 1;
+    if (out->outbuffcurr != out->outbuffnum - 1) {
+        out->outbuffptr += out->outreclen;
+        out->outbuffcurr += 1;
+        return 0;
+    }
+    out->outbuffptr = out->outbuffer;
+    out->outbuffcurr = 0;
+    const int64_t buffer_bytes = out->outbuffnum * out->outreclen;
+    return mivex_write(out->mivex_outfd, out->outbuffer, buffer_bytes) < 0 ? ERROR_WRITE : 0;
+}
+
+// The slot still holds an earlier observation, so all of it is written. A variable without bytes of its own in the
+// observation has a slot of one byte and nothing to read.
+void writechar(outdbsrec *out, outvarrec *variable, char *target, const void *value) {
+    const int32_t width = variable->outnamelength;
+    const auto *text = static_cast<const char *>(value);
+    const int32_t length = variable->outsymlength < 1 ? 0 : mivex_strnlen(text, width);
+    memcpy(target, text, static_cast<size_t>(length));
+    memset(target + length, 0, static_cast<size_t>(width - length));
+    out->outcurrcol += width;
+}
+
+void writedouble_missings(outdbsrec *out, outvarrec * /*variable*/, char *target, const void *value) {
+    store_double(out, target, value, 1.0, 0.0);
+}
+
+void writedatelong_missings(outdbsrec *out, outvarrec * /*variable*/, char *target, const void *value) {
+    const auto *number = static_cast<const mivex_num_struct *>(value);
+    store(out, target,
+          is_missing(number) ? LONG_MISSING + missing_rank(number)
+                             : number_to_long(number->num / MINUTES_PER_DAY - DAYS_TO_1960));
+}
+
+void writetime_numeric_missings(outdbsrec *out, outvarrec * /*variable*/, char *target, const void *value) {
+    store_double(out, target, value, MILLISECONDS_PER_MINUTE, 0.0);
+}
+
+void writedatetime_missings(outdbsrec *out, outvarrec * /*variable*/, char *target, const void *value) {
+    store_double(out, target, value, MILLISECONDS_PER_MINUTE, MILLISECONDS_TO_1960);
+}
+
+int32_t number_to_long(double number) {
+    constexpr double limit = 2147483648.0;
+    return number > -limit && number < limit ? static_cast<int32_t>(number) : INT32_MIN;
+}
