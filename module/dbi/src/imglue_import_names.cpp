@@ -233,6 +233,6 @@ void give_label(IMGLUE *self, const innamerecord *variable, char *label_area) {
     if (status == NLS_TRUNCATED)
         xpmlog(MESSAGE_GROUP_CONVERSION, MESSAGE_LABEL_CUT, static_cast<int32_t>(converted),
                static_cast<const char *>(label_area));
-    else if (status != NLS_OK)
+    else if (status != NLS_OK && labelled) // a name has had its message
         xpslog("%3z   Label Truncated...  %.*s", static_cast<int32_t>(np->namelen), np->name_p);
 }

@@ -1,0 +1,166 @@
+// Export variables: what the writer learns of the host's variables.
+#include "conversion_host.h"
+#include "imglue_export_variables.h"
+
+namespace {
+
+using vor::test::ConversionHost;
+
+struct Variable {
+    std::string name;
+    std::uint8_t type = NAMESTR_NUMERIC;
+    std::int32_t length = 8;
+    std::string label = {};
+    std::string format = "        ";
+};
+
+class ExportVariables : public vor::test::ConversionTest {
+  protected:
+    ExportVariables() {
+        procs.outmakerecord = [](outdbsrec *file) {
+            static_cast<ExportVariables *>(file->outkeyptr)->calls += "make ";
+            return static_cast<ExportVariables *>(file->outkeyptr)->make_status;
+        };
+        procs.initoutbuffer = [](outdbsrec *file) {
+            static_cast<ExportVariables *>(file->outkeyptr)->calls += "buffer ";
+            return ERROR_BUFFER_SIZE;
+        };
+        out.outkeyptr = this;
+    }
+
+    std::int32_t map(std::vector<Variable> variables, std::int32_t count = -1) {
+        texts = std::move(variables);
+        nodes.assign(texts.size(), {});
+        for (std::size_t i = 0; i < texts.size(); ++i) {
+            NAMESTR &np = nodes[i].namestr;
+            np.name_p = texts[i].name.data();
+            np.namelen = static_cast<std::int16_t>(texts[i].name.size());
+            np.label_p = texts[i].label.empty() ? nullptr : texts[i].label.data();
+            np.nlablen = static_cast<std::int16_t>(texts[i].label.size());
+            np.ntype = texts[i].type;
+            np.nlng = texts[i].length;
+            np.nformlong = np.niformlong = texts[i].format.data();
+            np.nformlongl = static_cast<std::int16_t>(texts[i].format.find(' '));
+            nodes[i].next = i + 1 < nodes.size() ? &nodes[i + 1] : nullptr;
+        }
+        out.outallhead = out.outtemphead = nullptr;
+        calls.clear();
+        const std::int32_t status = namestrs_to_mivex_variables(
+            self.get(), count == -1 ? static_cast<std::int32_t>(nodes.size()) : count, nodes.data());
+        symbols.clear();
+        const outvarrec *other = out.outtemphead;
+        for (const outvarrec *v = out.outallhead; v != nullptr; v = v->nextoutvar, other = other->bigoutnext) {
+            EXPECT_EQ(v, other);
+            EXPECT_EQ(v->vorlen, v->outinsymbol->vorlen);
+            symbols.push_back(v->outinsymbol);
+        }
+        return status;
+    }
+
+    std::vector<Variable> texts;
+    std::vector<NAMELIST> nodes;
+    std::vector<const symbolstruct *> symbols;
+    std::string calls;
+    std::int32_t make_status = 0;
+};
+
+TEST_F(ExportVariables, Lengths) {
+    const struct {
+        double ratio; // 0: no pipeline
+        std::int32_t from_engine;
+        std::uint8_t type;
+        std::int32_t length;
+        std::int32_t symtype, symlen, vorlen;
+    } cases[] = {
+        {0, 0, NAMESTR_NUMERIC, 8, CLASS_DOUBLE, 8, 8},
+        {0, 0, NAMESTR_NUMERIC, 3, CLASS_DOUBLE, 8, 8},
+        {0, 1, NAMESTR_NUMERIC, 3, CLASS_DOUBLE, 8, 3},
+        {0, 0, NAMESTR_CHARACTER, 10, CLASS_CHARACTER, 10, 10},
+        {1.5, 0, NAMESTR_CHARACTER, 10, CLASS_CHARACTER, 15, 10},
+        {1.0, 0, NAMESTR_CHARACTER, 10, CLASS_CHARACTER, 10, 10},
+        {0.5, 0, NAMESTR_CHARACTER, 10, CLASS_CHARACTER, 10, 10},
+        {1.5, 0, NAMESTR_CHARACTER, 0, CLASS_CHARACTER, 1, 0},
+        {1.5, 0, NAMESTR_CHARACTER, 3, CLASS_CHARACTER, 4, 3},
+    };
+    for (const auto &c : cases) {
+        self->transpipe = c.ratio == 0 ? nullptr : host.pipeline(ConversionHost::LATIN1, ConversionHost::UTF8);
+        self->ratio = c.ratio;
+        self->from_engine = c.from_engine;
+        map({{.name = "x", .type = c.type, .length = c.length}});
+        ASSERT_EQ(symbols.size(), 1u);
+        EXPECT_EQ(symbols[0]->symtype, c.symtype);
+        EXPECT_EQ(symbols[0]->symlen, c.symlen) << c.ratio << ' ' << c.length;
+        EXPECT_EQ(symbols[0]->vorlen, c.vorlen);
+    }
+}
+
+TEST_F(ExportVariables, NamesAndLabels) {
+    map({{.name = "gr\xFC"
+                  "n",
+          .label = "L\xE4nge"},
+         {.name = "b"}});
+    EXPECT_STREQ(symbols[0]->symname, "gr\xFC"
+                                      "n");
+    EXPECT_STREQ(symbols[1]->symlabel, "");
+    EXPECT_EQ(symbols[1]->symlabellength, 0);
+
+    self->transpipe = host.pipeline(ConversionHost::LATIN1, ConversionHost::UTF8);
+    map({{.name = "gr\xFC"
+                  "n",
+          .label = "L\xE4nge"}});
+    EXPECT_STREQ(symbols[0]->symname, "gr\xC3\xBCn");
+    EXPECT_EQ(symbols[0]->symnamelength, 5);
+    EXPECT_STREQ(symbols[0]->symlabel, "L\xC3\xA4nge");
+    EXPECT_EQ(symbols[0]->symlabellength, 6);
+
+    self->transpipe = host.pipeline(ConversionHost::UTF8, ConversionHost::LATIN1);
+    map({{.name = "ok", .label = "5 \xE2\x82\xAC"}});
+    EXPECT_STREQ(symbols[0]->symlabel, "5 ");
+    EXPECT_EQ(host.messages, (std::vector<std::string>{"105 5"}));
+    EXPECT_EQ(host.log, (std::vector<std::string>{"%3z   Label Truncated...  5 \xE2\x82\xAC"}));
+}
+
+TEST_F(ExportVariables, FormatsAndValueLists) {
+    HEADSTR header{};
+    header.type = FORMAT_NUMERIC;
+    struct {
+        TREE links{};
+        IRANGESTR_N_S range{.rectype = RANGE_NUMERIC_VALUE, .flags = 0, .u = {0}, .start = {}};
+    } node;
+    const double one = 1;
+    wzcsdbl(&one, node.range.start);
+    const ILABELSTR_NCF label{.rectype = LABEL_TEXT, .length = 3, .label = {'y', 'e', 's', 0}};
+    node.range.u.label = &label;
+    host.read_format = [&](const std::string &name, XFRWSTR *format) {
+        format->hp = &header;
+        format->rp = &node.links;
+        return name == "YESNO" ? 0 : 5;
+    };
+    // A format that cannot be read costs the value labels only.
+    map({{.name = "a", .format = "YESNO   "},
+         {.name = "b", .format = "MMDDYY  "},
+         {.name = "c", .format = "BROKEN  "}});
+    ASSERT_NE(symbols[0]->headvaluelist, nullptr);
+    EXPECT_STREQ(symbols[0]->headvaluelist->displayvalue, "yes");
+    EXPECT_EQ(symbols[1]->symtype, CLASS_DATE);
+    EXPECT_STREQ(symbols[1]->symformat, "mdy");
+    EXPECT_EQ(symbols[2]->headvaluelist, nullptr);
+    EXPECT_EQ(host.messages, (std::vector<std::string>{"code 5"}));
+}
+
+TEST_F(ExportVariables, Course) {
+    EXPECT_EQ(map({{.name = "a"}, {.name = "b"}, {.name = "c"}}, 2), ERROR_BUFFER_SIZE);
+    EXPECT_EQ(symbols.size(), 2u);
+    EXPECT_EQ(calls, "make buffer ");
+    make_status = ERROR_NO_VARIABLES;
+    EXPECT_EQ(map({}), ERROR_NO_VARIABLES);
+    EXPECT_EQ(calls, "make ");
+    make_status = 0;
+    for (int blocks = 0; blocks < 4; ++blocks) { // symbol, name, label, output variable
+        host.allocations_left = blocks;
+        EXPECT_EQ(map({{.name = "a"}}), ERROR_MEMORY);
+        EXPECT_EQ(calls, "");
+    }
+}
+
+} // namespace

@@ -1,0 +1,251 @@
+// The import's record pump over a driver of the test's own: numbers, missing values, dates, text in both layouts, and
+// the course of a file.
+#include "conversion_host.h"
+#include "imglue_import_rows.h"
+#include "imglue_import_variables.h"
+
+#include <cmath>
+
+namespace {
+
+using vor::test::ConversionHost;
+
+// What the driver hands over for one variable of a record.
+struct Value {
+    mivex_num_struct number{};
+    std::string text{};
+};
+
+class ImportRows : public vor::test::ConversionTest {
+  protected:
+    ImportRows() {
+        procs.initbuffer = [](indbsrec *file) {
+            file->incurrent = 0;
+            file->infinish = file->intotal == 0 ? 1 : 0;
+            return test(file)->driver_status;
+        };
+        procs.re_initbuffer = procs.initbuffer;
+        procs.getrecord = [](indbsrec *file) {
+            if (file->incurrent + 1 >= file->intotal)
+                file->infinish = 1;
+            else
+                ++file->incurrent;
+            return test(file)->driver_status;
+        };
+        procs.readit = [](indbsrec *file, innamerecord *variable, void *output, std::int32_t length) {
+            const Value &value = test(file)->record[static_cast<std::size_t>(variable->innameftype)];
+            if (variable->innametype != CLASS_CHARACTER && variable->innametype != CLASS_RAW) {
+                EXPECT_EQ(length, test(file)->info.supports_multiple_missings != 0 ? 16 : 8);
+                if (value.number.miss_char != 0)
+                    std::memcpy(output, &value.number, static_cast<std::size_t>(length));
+                else
+                    std::memcpy(output, &value.number, 8); // as decoders do: the mark is left alone
+                return;
+            }
+            std::memset(output, ' ', static_cast<std::size_t>(length));
+            value.text.copy(static_cast<char *>(output), static_cast<std::size_t>(length));
+            variable->data_length = static_cast<std::int32_t>(value.text.size());
+        };
+        in.inuserptr = nullptr;
+    }
+    static ImportRows *test(indbsrec *file) { return static_cast<ImportRows *>(file->inkeyptr); }
+
+    // Describes the variables and reads the first record.
+    std::int32_t open(const std::vector<std::pair<std::int32_t, std::int32_t>> &types_and_lengths,
+                      std::int64_t observations = 1) {
+        variables.assign(types_and_lengths.size(), {});
+        record.assign(types_and_lengths.size(), {});
+        for (std::size_t i = 0; i < variables.size(); ++i) {
+            innamerecord &v = variables[i];
+            v.innamename = name;
+            v.innamelabel = name + 1;
+            v.innameif = v.innameof = "";
+            v.innametype = types_and_lengths[i].first;
+            v.innamelength = types_and_lengths[i].second;
+            v.innameftype = static_cast<std::int32_t>(i);
+            v.nextname = i + 1 < variables.size() ? &variables[i + 1] : nullptr;
+        }
+        in.firstname = variables.empty() ? nullptr : variables.data();
+        in.inkeyptr = this;
+        in.inuserptr = nullptr;
+        in.intotal = observations;
+        std::int32_t count = 0;
+        NAMELIST *head = nullptr;
+        EXPECT_EQ(mivex_variables_to_namestrs(self.get(), &count, &head), 0);
+        host.log.clear();
+        return mivex_setup_read_buffer(self.get());
+    }
+    double number_at(std::int64_t offset) const {
+        double number;
+        std::memcpy(&number, static_cast<const char *>(self->obsptr) + offset, sizeof number);
+        return number;
+    }
+    std::string bytes_at(std::int64_t offset, std::size_t length) const {
+        return {static_cast<const char *>(self->obsptr) + offset, length};
+    }
+    // The varying-length value of a variable: its text area, cut to the length that stands before it.
+    std::string varying(std::size_t i) const {
+        const NAMESTR &np = *variables[i].nmptr;
+        const char *text;
+        std::int32_t length;
+        std::memcpy(&text, static_cast<const char *>(self->obsptr) + np.npos, sizeof text);
+        std::memcpy(&length, static_cast<const char *>(self->obsptr) + np.nipos, sizeof length);
+        EXPECT_EQ(text, static_cast<const char *>(self->obsptr) + np.nipos + 4);
+        EXPECT_EQ(np.npos % 8, 0);
+        return {text, static_cast<std::size_t>(length)};
+    }
+
+    char name[2] = "v";
+    std::vector<innamerecord> variables;
+    std::vector<Value> record;
+    std::int32_t driver_status = 0;
+};
+
+TEST_F(ImportRows, Numbers) {
+    const double standard = std::bit_cast<double>(0xFFFFFE0000000000);
+    const double missing = -1e301;
+    const struct {
+        std::int32_t type;
+        double number;
+        std::int32_t mark;
+        double expected;
+    } cases[] = {
+        {CLASS_DOUBLE, 0.1, 0, 0.1},
+        {CLASS_FLOAT, -2.9999999, 0, -2.9999999}, // only dates and times are snapped
+        {CLASS_DATE, 31557600, 0, 0},
+        {CLASS_DATE, 1440.0000004, 0, -21914},
+        {CLASS_DATE, 31557600 + 1440 * 1.0000009, 0, 1},
+        {CLASS_DATE, 31557600 + 1440 * 0.75, 0, 0.75},
+        {CLASS_DATE, 31557600 - 0.0000004, 0, 0},
+        {CLASS_TIME, 60, 0, 3600},
+        {CLASS_TIME, 0.0166666666, 0, 1},
+        {CLASS_TIME, 0.5 / 60, 0, 0.5},
+        {CLASS_DATETIME, 60.0, 0, -1893452400},
+        {CLASS_DATETIME, 31557600 + 1.00001, 0, 60}, // within a thousandth of a second
+        {CLASS_DATETIME, 31557600.025, 0, 31557600.025 * 60 - 1893456000.0},
+        {CLASS_TIME, 1e300, 0, 6e301},
+        {CLASS_TIME, -1e300, 0, -6e301},
+        {CLASS_DOUBLE, missing, 0, standard},
+        {CLASS_BYTE, missing, 'b', 'B'}, // the host's table holds each character's own code here
+        {CLASS_LONG, missing, 'Z', 'Z'},
+        {CLASS_LONG, missing, 'z', 'Z'},
+        {CLASS_DATE, missing, '_', '_'},
+        {CLASS_TIME, missing, '-', '_'},
+        {CLASS_SHORT, missing, '?', standard},
+    };
+    for (const std::int32_t several : {1, 0}) {
+        for (const auto &c : cases) {
+            info.supports_multiple_missings = several;
+            ASSERT_EQ(open({{c.type, 8}, {c.type, 8}}), 0);
+            record[0].number = {c.number, c.mark};
+            record[1].number = {missing, 0}; // the mark before does not last
+            ASSERT_EQ(mivex_get_one_record(self.get()), 0);
+            const double expected = several == 0 && c.number == missing ? standard : c.expected;
+            EXPECT_EQ(std::bit_cast<std::uint64_t>(number_at(0)), std::bit_cast<std::uint64_t>(expected))
+                << c.type << ' ' << c.number << ' ' << number_at(0);
+            EXPECT_EQ(std::bit_cast<std::uint64_t>(number_at(8)), std::bit_cast<std::uint64_t>(standard));
+        }
+    }
+}
+
+TEST_F(ImportRows, Text) {
+    for (const bool fixed : {false, true}) {
+        self->from_engine = fixed ? 1 : 0;
+        ASSERT_EQ(open({{CLASS_DOUBLE, 8}, {CLASS_CHARACTER, 10}, {CLASS_CHARACTER, 2}, {CLASS_CHARACTER, 0}}), 0);
+        record[1].text = "abc";
+        record[2].text = "xy";
+        ASSERT_EQ(mivex_get_one_record(self.get()), 0);
+        if (fixed) {
+            EXPECT_EQ(bytes_at(8, 13), "abc       xy ");
+            continue;
+        }
+        EXPECT_EQ(varying(1), "abc");
+        EXPECT_EQ(bytes_at(20, 10), "abc       ");
+        EXPECT_EQ(varying(2), "xy");
+        EXPECT_EQ(varying(3), "");
+    }
+    // A driver that knows no encodings tells nothing of meaningful bytes.
+    self->from_engine = 0;
+    info.supports_encoding = 0;
+    ASSERT_EQ(open({{CLASS_CHARACTER, 5}}), 0);
+    record[0].text = "ab";
+    ASSERT_EQ(mivex_get_one_record(self.get()), 0);
+    EXPECT_EQ(varying(0), "ab   ");
+}
+
+TEST_F(ImportRows, TranscodedText) {
+    self->transpipe = host.pipeline(ConversionHost::LATIN1, ConversionHost::UTF8);
+    const std::string wide(70000, '\xE4');
+    for (const bool fixed : {false, true}) {
+        self->from_engine = fixed ? 1 : 0;
+        self->ratio = 1.5;
+        ASSERT_EQ(open({{CLASS_CHARACTER, 4}, {CLASS_CHARACTER, 70000}}, 2), 0); // 6 and 105000 bytes in the session
+        record[0].text = "\xE4z";
+        record[1].text = wide.substr(0, 52500);
+        host.messages.clear();
+        ASSERT_EQ(mivex_get_one_record(self.get()), 0);
+        EXPECT_TRUE(host.messages.empty());
+        const std::int64_t first = fixed ? 0 : 12, second = fixed ? 6 : 36;
+        EXPECT_EQ(bytes_at(first, 6), "\xC3\xA4z   ");
+        EXPECT_EQ(bytes_at(second + 104998, 2), "\xC3\xA4");
+        record[0].text = "\xE4\xE4\xE4\xE4";
+        record[1].text = "short";
+        ASSERT_EQ(mivex_get_one_record(self.get()), 0);
+        EXPECT_EQ(host.messages, (std::vector<std::string>{"106 v at obs 2"}));
+        EXPECT_EQ(bytes_at(first, 6), "\xC3\xA4\xC3\xA4\xC3\xA4");
+        EXPECT_EQ(bytes_at(second, 10), "short     ");
+        if (!fixed) {
+            EXPECT_EQ(varying(0), "\xC3\xA4\xC3\xA4\xC3\xA4");
+            EXPECT_EQ(varying(1), "short");
+        }
+    }
+}
+
+TEST_F(ImportRows, RawBytesStayInTheirSlot) {
+    ASSERT_EQ(open({{CLASS_RAW, 8}, {CLASS_RAW, 12}, {CLASS_RAW, 2}, {CLASS_DOUBLE, 8}}), 0);
+    record[0].text = "8 bytes.";
+    record[1].text = "twelve bytes";
+    record[2].text = "ab";
+    record[3].number = {1, 0};
+    ASSERT_EQ(mivex_get_one_record(self.get()), 0);
+    EXPECT_EQ(bytes_at(0, 18), "8 bytes.twelve bab");
+    EXPECT_EQ(number_at(24), 1);
+}
+
+TEST_F(ImportRows, CourseOfAFile) {
+    for (const std::int64_t observations : {0, 1, 3}) {
+        ASSERT_EQ(open({{CLASS_DOUBLE, 8}, {CLASS_DOUBLE, 8}}, observations), 0);
+        self->records_processed_count = 0;
+        for (std::int64_t i = 0; i < observations; ++i)
+            EXPECT_EQ(mivex_get_one_record(self.get()), 0);
+        EXPECT_TRUE(host.log.empty());
+        EXPECT_EQ(mivex_get_one_record(self.get()), ERROR_END_OF_FILE);
+        EXPECT_EQ(self->records_processed_count, observations);
+        EXPECT_EQ(host.log, (std::vector<std::string>{"%3zThe import data set has " + std::to_string(observations) +
+                                                      " observations and 2 variables."}));
+    }
+    // A second set-up starts again and keeps the observation.
+    void *observation = self->obsptr;
+    EXPECT_EQ(mivex_setup_read_buffer(self.get()), 0);
+    EXPECT_EQ(self->obsptr, observation);
+    EXPECT_EQ(mivex_get_one_record(self.get()), 0);
+    driver_status = ERROR_READ;
+    EXPECT_EQ(mivex_get_one_record(self.get()), ERROR_READ);
+    EXPECT_EQ(mivex_setup_read_buffer(self.get()), ERROR_READ);
+    EXPECT_EQ(open({{CLASS_DOUBLE, 8}}), ERROR_READ);
+
+    driver_status = 0;
+    self->obs_buffer_allocated = 0;
+    for (int blocks = 0; blocks < 4; ++blocks) {
+        in.inuserptr = nullptr;
+        host.allocations_left = blocks;
+        EXPECT_EQ(mivex_setup_read_buffer(self.get()), ERROR_MEMORY);
+        EXPECT_EQ(self->obs_buffer_allocated, 0);
+    }
+    host.allocations_left = 4;
+    EXPECT_EQ(mivex_setup_read_buffer(self.get()), 0);
+    EXPECT_EQ(self->obs_buffer_allocated, 1);
+    EXPECT_EQ(mivex_get_one_record(self.get()), 0); // without any allocation
+}
+
+} // namespace
