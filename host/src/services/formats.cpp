@@ -1,9 +1,131 @@
 #include "services/formats.h"
 
+#include "services/format_records.h"
 #include "services/host_state.h"
+#include "services/result_codes.h"
+
+#include <vor/imglue.h>
+#include <vor/services.h>
+
+#include <algorithm>
+#include <array>
+#include <exception>
+#include <fmt/format.h>
+#include <string>
+#include <string_view>
 
 namespace vor::services {
+namespace {
 
-void offer_format_services(ServiceTable &) {}
+// The formats that a display format's name can mean without a catalog.
+constexpr auto built_in_names = std::to_array<std::string_view>({
+    "$",       "$ASCII",  "$BINARY",  "$CHAR",    "$EBCDIC", "$F",       "$HEX",     "$MSGCASE", "$OCTAL",   "$QUOTE",
+    "$REVERJ", "$REVERS", "$UPCASE",  "$VARYING", "ASCII",   "BEST",     "BESTD",    "BINARY",   "CHAR",     "COMMA",
+    "COMMAX",  "D",       "DATE",     "DATEAMPM", "DATEHM",  "DATETIME", "DAY",      "DDMMYY",   "DDMMYYB",  "DDMMYYC",
+    "DDMMYYD", "DDMMYYN", "DDMMYYP",  "DDMMYYS",  "DMY",     "DOLLAR",   "DOLLARX",  "DOWNAME",  "DTDATE",   "DTMONYY",
+    "DTYEAR",  "E",       "EBCDIC",   "F",        "FLOAT",   "FRACT",    "HEX",      "HHMM",     "HOUR",     "IB",
+    "IEEE",    "JULDAY",  "JULIAN",   "MDY",      "MDYAMPM", "MINGUO",   "MMDDYY",   "MMDDYYB",  "MMDDYYC",  "MMDDYYD",
+    "MMDDYYN", "MMDDYYP", "MMDDYYS",  "MMMYY",    "MMSS",    "MMYY",     "MMYYC",    "MMYYD",    "MMYYN",    "MMYYP",
+    "MMYYS",   "MONNAME", "MONTH",    "MONYY",    "MRB",     "MSGCASE",  "NEGPAREN", "NENGO",    "NUMX",     "OCTAL",
+    "PD",      "PERCENT", "PERCENTN", "PIB",      "PK",      "PVALUE",   "QTR",      "QTRR",     "QUOTE",    "RB",
+    "ROMAN",   "S370FIB", "S370FPD",  "S370FPID", "S370FRB", "S370FZD",  "SSN",      "TIME",     "TIMEAMPM", "TOD",
+    "UPCASE",  "VARYING", "WEEKDATE", "WEEKDATX", "WEEKDAY", "WORDDATE", "WORDDATX", "WORDF",    "WORDS",    "YEAR",
+    "YEN",     "YYMMDD",  "YYMON",    "YYQ",      "Z",       "ZD",
+});
+
+// Names that begin so mean a date format whatever follows.
+constexpr std::array<std::string_view, 6> built_in_starts = {"YYMM", "YYQ", "MMYY", "MMDDYY", "DDMMYY", "YYMMDD"};
+
+// A format's name in UTF-8: capitals, without padding.
+std::string plain_name(const char *name, int32_t length) {
+    std::string scratch;
+    const std::string_view field(name, static_cast<size_t>(std::max(length, 0)));
+    std::string plain(current_host().encodings.decode(field, scratch).text);
+    while (!plain.empty() && (plain.back() == ' ' || plain.back() == '\0'))
+        plain.pop_back();
+    for (char &letter : plain)
+        if (letter >= 'a' && letter <= 'z')
+            letter = static_cast<char>(letter - 'a' + 'A');
+    return plain;
+}
+
+int32_t xfrname(SERVICE_ID, const char *name, int32_t length, char, int32_t, int32_t *known) {
+    const std::string plain = plain_name(name, length);
+    *known = std::find(built_in_names.begin(), built_in_names.end(), plain) != built_in_names.end() ||
+                     std::any_of(built_in_starts.begin(), built_in_starts.end(),
+                                 [&](std::string_view start) { return plain.starts_with(start); })
+                 ? 1
+                 : 0;
+    return 0;
+}
+
+std::string utf8_of(const FORMAT_NAME32 &name) {
+    std::string scratch;
+    const std::string bytes = counted_name(name);
+    return std::string(current_host().encodings.decode(bytes, scratch).text);
+}
+
+// A catalog's refusal, in its own words.
+int32_t refusal(const std::string &what, const std::exception &why) {
+    std::string sentence = fmt::format("{}: {}", what, why.what());
+    while (sentence.ends_with('.'))
+        sentence.pop_back();
+    current_host().messages.substitute({sentence});
+    return CATALOG_FAILED;
+}
+
+int32_t xfwrfmt(SERVICE_ID, const char *name, int32_t length, XFRWSTR *format) {
+    HostState &host = current_host();
+    if (host.options.catalogs == nullptr) {
+        if (!host.catalogs_refused)
+            host.messages.note("The value labels are not kept as user formats, because there is no catalog for them.");
+        host.catalogs_refused = true;
+        return CATALOGS_OFF;
+    }
+    const std::string utf8_name = plain_name(name, length);
+    UserFormat user_format;
+    if (!format_of_records(utf8_name, *format, host.encodings, user_format)) {
+        host.messages.substitute({utf8_name});
+        return CATALOG_BAD_FORMAT;
+    }
+    try {
+        const auto written = host.options.catalogs->write(utf8_of(format->libname), utf8_of(format->objlibnm),
+                                                          user_format, format->noreplace != 0);
+        if (written == FormatCatalogs::Written::stored)
+            return 0;
+        host.messages.substitute({utf8_name});
+        return static_cast<int32_t>(FORMAT_NOT_REPLACED);
+    } catch (const std::exception &error) {
+        return refusal(fmt::format("The user format {} was not stored", utf8_name), error);
+    }
+}
+
+int32_t xfrdfmt(SERVICE_ID, const char *name, int32_t length, XFRWSTR *format) {
+    HostState &host = current_host();
+    const std::string utf8_name = plain_name(name, length);
+    UserFormat user_format;
+    try {
+        if (host.options.catalogs == nullptr ||
+            !host.options.catalogs->read(utf8_of(format->libname), utf8_of(format->objlibnm), utf8_name, user_format))
+            return static_cast<int32_t>(FORMAT_NOT_FOUND);
+    } catch (const std::exception &error) {
+        return refusal(fmt::format("The user format {} was not read", utf8_name), error);
+    }
+    int left_out = 0;
+    if (!records_of_format(user_format, host.encodings, *format, left_out))
+        return HOST_NO_MEMORY;
+    if (left_out > 0)
+        host.messages.note(fmt::format("{} labels of the user format {} are longer than 32767 bytes and were left out.",
+                                       left_out, utf8_name));
+    return 0;
+}
+
+} // namespace
+
+void offer_format_services(ServiceTable &table) {
+    table.offer(slot::xfrname, xfrname);
+    table.offer(slot::xfrdfmt, xfrdfmt);
+    table.offer(slot::xfwrfmt, xfwrfmt);
+}
 
 } // namespace vor::services
