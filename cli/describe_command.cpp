@@ -1,0 +1,184 @@
+// vordta describe: what a Stata file, or a data set of a library, holds. No observation is read.
+#include "commands.h"
+#include "destinations.h"
+#include "display_text.h"
+#include "format_json.h"
+#include "json_text.h"
+#include "run_libraries.h"
+#include "standard_output.h"
+#include "text_table.h"
+#include "user_labels.h"
+
+#include <vorhost/conversion.h>
+
+#include <fmt/format.h>
+
+namespace vor::cli {
+namespace {
+
+constexpr size_t labels_shown = 20; // of one format, in the table for people
+
+struct DescribeOptions {
+    std::string file;
+    ReadingOptions reading;
+    bool json = false;
+};
+
+// What is described; a data set of a library has no release.
+struct Description {
+    FileSummary summary;
+    DataSet data_set;
+    FormatLookup formats;
+};
+
+const UserFormat *labels_of(const Variable &variable, const Description &description) {
+    return variable.format.name.empty() ? nullptr : description.formats(variable.format.name);
+}
+
+void add_variable(JsonText &json, const Variable &variable, const UserFormat *format) {
+    json.begin_object();
+    json.key("name");
+    json.string(variable.name);
+    json.key("type");
+    json.string(variable.kind == ValueKind::numeric ? "numeric" : "character");
+    json.key("length");
+    json.number(variable.length);
+    json.key("format");
+    json.string(format_text(variable.format));
+    json.key("label");
+    json.string(variable.label);
+    if (format) {
+        json.key("value_labels");
+        add_ranges(json, *format);
+    }
+    json.end_object();
+}
+
+std::string json_of(const Description &description) {
+    const FileSummary &summary = description.summary;
+    JsonText json;
+    json.begin_object();
+    json.key("file");
+    json.string(summary.file);
+    json.key("release");
+    summary.release == 0 ? json.null() : json.number(summary.release);
+    json.key("byte_order");
+    summary.release == 0 ? json.null() : json.string(summary.big_endian ? "big" : "little");
+    json.key("data_label");
+    json.string(summary.data_label);
+    json.key("observations");
+    json.number(summary.observations);
+    json.key("variables");
+    json.begin_array();
+    for (const Variable &variable : description.data_set.variables)
+        add_variable(json, variable, labels_of(variable, description));
+    json.end_array();
+    json.end_object();
+    return json.take();
+}
+
+std::string head_text(const Description &description) {
+    const FileSummary &summary = description.summary;
+    std::string text = fmt::format("File          {}\n", display_text(summary.file));
+    if (summary.release != 0)
+        text += fmt::format("Release       {}, {} byte first\n", summary.release,
+                            summary.big_endian ? "most significant" : "least significant");
+    if (!summary.data_label.empty())
+        text += fmt::format("Label         {}\n", display_text(summary.data_label));
+    return text + fmt::format("Observations  {}\nVariables     {}\n", summary.observations,
+                              description.data_set.variables.size());
+}
+
+std::string variables_text(const Description &description) {
+    constexpr auto right = TextTable::Side::right;
+    constexpr auto left = TextTable::Side::left;
+    TextTable table(
+        {{"#", right}, {"Name", left}, {"Type", left}, {"Length", right}, {"Format", left}, {"Label", left}});
+    size_t ordinal = 0;
+    for (const Variable &variable : description.data_set.variables)
+        table.add({fmt::format("{}", ++ordinal), variable.name,
+                   variable.kind == ValueKind::numeric ? "numeric" : "character", fmt::format("{}", variable.length),
+                   format_text(variable.format), variable.label});
+    return "\n" + table.take();
+}
+
+std::string labels_text(const Variable &variable, const UserFormat &format) {
+    TextTable table({{"  Value", TextTable::Side::right}, {"Label", TextTable::Side::left}});
+    for (size_t i = 0; i < format.ranges.size() && i < labels_shown; ++i) {
+        const FormatRange &range = format.ranges[i];
+        table.add({range_text(range), range.labels.empty() ? "" : range.labels.front()});
+    }
+    std::string text = fmt::format("\nValue labels of {} ({})\n{}", display_text(variable.name),
+                                   format_text(variable.format), table.take());
+    if (format.ranges.size() > labels_shown)
+        text += fmt::format("  and {} more; --json shows all.\n", format.ranges.size() - labels_shown);
+    return text;
+}
+
+std::string text_of(const Description &description) {
+    std::string text = head_text(description);
+    if (description.data_set.variables.empty())
+        return text;
+    text += variables_text(description);
+    for (const Variable &variable : description.data_set.variables)
+        if (const UserFormat *format = labels_of(variable, description))
+            text += labels_text(variable, *format);
+    return text;
+}
+
+// The data set that is meant when a library is named alone: its only one.
+std::string only_dataset(const Library &library) {
+    const std::vector<std::string> names = library.dataset_names();
+    if (names.size() == 1)
+        return names.front();
+    std::string list;
+    for (const std::string &name : names)
+        list += (list.empty() ? "" : ", ") + name;
+    throw ConversionError(Failure::usage,
+                          names.empty() ? fmt::format("{} holds no data set.", library.path())
+                                        : fmt::format("{} holds several data sets; name one of them, {}:NAME: {}.",
+                                                      library.path(), library.path(), list));
+}
+
+std::string rendered(const Description &description, bool json) {
+    return json ? json_of(description) : text_of(description);
+}
+
+void describe_dataset(const Destination &place, bool json) {
+    RunLibraries libraries({}, {"SOURCE", place.path}, Library::Access::read);
+    const std::string name = place.dataset.empty() ? only_dataset(*libraries.data()) : place.dataset;
+    Description description{{}, libraries.data()->describe(name), libraries.lookup()};
+    description.summary.file = place.path + ":" + name;
+    description.summary.data_label = description.data_set.label;
+    description.summary.observations = description.data_set.observations;
+    write_standard_output(rendered(description, json));
+}
+
+void describe_file(const DescribeOptions &options, Run &run) {
+    RunLibraries libraries({}, {}, Library::Access::write);
+    HostOptions host = run.host();
+    host.catalogs = &libraries.all();
+    host.valid_variable_names = options.reading.valid_variable_names;
+    const ImportSession session(host, {true, options.reading.encoding, libraries.place()}, options.file);
+    write_standard_output(rendered({session.summary(), session.description(), libraries.lookup()}, options.json));
+}
+
+void run_describe(const DescribeOptions &options, Run &run) {
+    if (const auto place = parse_library(options.file))
+        describe_dataset(*place, options.json);
+    else
+        describe_file(options, run);
+}
+
+} // namespace
+
+void add_describe_command(CommandLine &line) {
+    CLI::App *command = add_command(line, "describe", "What a Stata file, or a data set of a library, holds");
+    const auto options = std::make_shared<DescribeOptions>();
+    command->add_option("FILE", options->file, "Stata file, - for standard input, or LIBRARY.db[:DATASET]")->required();
+    command->add_flag("--json", options->json, "One JSON object");
+    add_reading_options(*command, options->reading);
+    command->callback([&line, options] { line.chosen = [options](Run &run) { run_describe(*options, run); }; });
+}
+
+} // namespace vor::cli

@@ -1,0 +1,27 @@
+// Where a data set goes to or comes from, as it is written on the command line.
+#pragma once
+
+#include <optional>
+#include <string>
+
+namespace vor::cli {
+
+struct Destination {
+    enum class Kind { delimited, library };
+    Kind kind = Kind::delimited;
+    std::string path;     // "-": standard input or output, delimited only
+    char separator = ','; // delimited only
+    std::string dataset;  // library only; empty: not named
+};
+
+// "-", "name.csv", "name.tsv", "library.db", "library.sqlite:dataset"; letter case of the extension does not count.
+// ConversionError (usage) for anything else.
+Destination parse_destination(const std::string &text);
+
+// The same for a text that may also be the name of a Stata file: nothing unless it names a library.
+std::optional<Destination> parse_library(const std::string &text);
+
+// The destination's data set, by default the stem of `file`. ConversionError (usage) when that is a stream.
+std::string dataset_name(const Destination &destination, const std::string &file);
+
+} // namespace vor::cli

@@ -1,0 +1,64 @@
+// vordta export: a data set of a SQLite library, or a CSV file, becomes a Stata file.
+#include "commands.h"
+#include "destinations.h"
+#include "run_libraries.h"
+
+#include <vorhost/conversion.h>
+#include <vorhost/tables.h>
+
+namespace vor::cli {
+namespace {
+
+struct ExportOptions {
+    std::string source;
+    std::string file;
+    LibraryOptions libraries;
+    std::string schema;
+    bool labels_as_names = false;
+};
+
+std::unique_ptr<RowSource> text_source(const ExportOptions &options, const Destination &place,
+                                       RunLibraries &libraries) {
+    if (options.schema.empty())
+        return delimited_source(place.path, place.separator, nullptr);
+    const Schema schema = read_schema(options.schema);
+    libraries.offer(schema.formats);
+    return delimited_source(place.path, place.separator, &schema);
+}
+
+void run_export(const ExportOptions &options, Run &run) {
+    const Destination place = parse_destination(options.source);
+    const bool from_library = place.kind == Destination::Kind::library;
+    if (from_library && !options.schema.empty())
+        throw ConversionError(Failure::usage,
+                              "--schema goes with a CSV or TSV file; a library knows everything itself.");
+    RunLibraries libraries(options.libraries, {"SOURCE", from_library ? place.path : ""}, Library::Access::read);
+    const std::unique_ptr<RowSource> source = from_library
+                                                  ? libraries.data()->dataset_source(dataset_name(place, options.file))
+                                                  : text_source(options, place, libraries);
+    HostOptions host = run.host();
+    host.catalogs = &libraries.all();
+    ExportSession session(host, {options.labels_as_names, libraries.place()}, options.file, source->description());
+    export_rows(session, *source, [&run](int64_t done, int64_t all) { run.progress.update(done, all); });
+}
+
+} // namespace
+
+void add_export_command(CommandLine &line) {
+    CLI::App *command = add_command(line, "export", "A data set becomes a Stata file");
+    const auto options = std::make_shared<ExportOptions>();
+    command
+        ->add_option("SOURCE", options->source,
+                     "NAME.csv, NAME.tsv, - for CSV on standard input, or LIBRARY.db[:DATASET]")
+        ->required();
+    command->add_option("FILE", options->file, "Stata file, or - for standard output")->required();
+    command
+        ->add_option("--schema", options->schema,
+                     "Beside CSV: read names, types, labels, formats and user formats from this JSON file")
+        ->type_name("FILE.json");
+    command->add_flag("--labels-as-names", options->labels_as_names, "Variable labels become the names");
+    add_library_options(*command, options->libraries);
+    command->callback([&line, options] { line.chosen = [options](Run &run) { run_export(*options, run); }; });
+}
+
+} // namespace vor::cli

@@ -1,0 +1,112 @@
+// vordta: Stata data files in and out of tables and SQLite libraries.
+//
+// Parses the command line, runs the chosen command, and turns every failure into one ERROR line and an exit status.
+#include "commands.h"
+#include "standard_output.h"
+
+#include <vorhost/error.h>
+
+#include <clocale>
+#include <csignal>
+#include <fmt/format.h>
+#include <new>
+
+namespace vor::cli {
+namespace {
+
+enum ExitStatus { done = 0, conversion_failed = 1, wrong_usage = 2, machine_refused = 3 };
+
+ExitStatus exit_status(Failure failure) {
+    switch (failure) {
+    case Failure::usage:
+        return wrong_usage;
+    case Failure::machine:
+        return machine_refused;
+    case Failure::conversion:
+        break;
+    }
+    return conversion_failed;
+}
+
+void define(CommandLine &line) {
+    line.app.name("vordta");
+    line.app.description("Reads and writes Stata data files (.dta): CSV files and SQLite libraries in and out.");
+    line.app.set_version_flag("--version", "vordta " VORDTA_VERSION);
+    line.app.require_subcommand(1);
+    add_import_command(line);
+    add_export_command(line);
+    add_describe_command(line);
+    add_head_command(line);
+    add_formats_command(line);
+}
+
+// Runs `body`; its exit status, and one ERROR line when it fails.
+template <typename Body>
+ExitStatus guarded(LogOutput &log, Body body) {
+    try {
+        body();
+        return done;
+    } catch (const ConversionError &error) {
+        log.line(Severity::error, error.what());
+        return exit_status(error.failure());
+    } catch (const std::bad_alloc &) {
+        log.line(Severity::error, "There is not enough memory.");
+        return machine_refused;
+    } catch (const std::exception &error) {
+        log.line(Severity::error, error.what());
+        return conversion_failed;
+    }
+}
+
+// Parses; throws ConversionError for wrong usage. False when all that was asked for was help or the version.
+bool parse(CommandLine &line, int count, char **arguments) {
+    try {
+        line.app.parse(count, arguments);
+        return true;
+    } catch (const CLI::CallForHelp &) {
+        write_standard_output(line.app.help());
+    } catch (const CLI::CallForAllHelp &) {
+        write_standard_output(line.app.help("", CLI::AppFormatMode::All));
+    } catch (const CLI::CallForVersion &) {
+        write_standard_output(line.app.version() + "\n");
+    } catch (const CLI::ParseError &error) {
+        const auto commands = line.app.get_subcommands();
+        const std::string name = commands.empty() ? "vordta" : "vordta " + commands.front()->get_name();
+        throw ConversionError(Failure::usage, fmt::format("{} ({} --help tells more.)", error.what(), name));
+    }
+    return false;
+}
+
+int run(int count, char **arguments) {
+    CommandLine line;
+    LogOutput log;
+    bool wanted = false;
+    const ExitStatus parsed = guarded(log, [&] {
+        define(line);
+        wanted = parse(line, count, arguments);
+    });
+    if (!wanted)
+        return parsed;
+    ProgressDisplay progress(line.common.progress, line.common.quiet);
+    log.show_above(progress);
+    log.set_quiet(line.common.quiet);
+    const ExitStatus ran = guarded(log, [&] {
+        if (!line.common.log_file.empty())
+            log.open(line.common.log_file);
+        Run context{line.common, log, progress};
+        line.chosen(context);
+    });
+    const ExitStatus closed = guarded(log, [&] { log.close(); });
+    return ran == done ? closed : ran;
+}
+
+} // namespace
+} // namespace vor::cli
+
+int main(int count, char **arguments) {
+    // A reader that goes away is an error of the write, told in a sentence.
+    std::signal(SIGPIPE, SIG_IGN);
+    // Column widths of text; numbers are formatted without the locale.
+    std::setlocale(LC_CTYPE, "C.UTF-8");
+    return vor::cli::run(count, arguments);
+}
