@@ -1,0 +1,280 @@
+// The two layouts of value-label tables, as far as a table's end is concerned.
+//
+// Before 108: the number of entries (2 bytes), the name (9 and a padding byte), 10 bytes for each entry. From 108: the
+// length of the body (4), the name and 3 padding bytes, the body. A tagged file has each table between <lbl> and
+// </lbl>.
+#include "imstata_label_index.h"
+
+#include "hcstrings.h"
+#include "imglue_text.h"
+#include "imstata_reading.h"
+#include "wzst.h"
+
+namespace {
+
+constexpr char SECTION_TAG[] = "<value_labels>";
+constexpr char FIRST_TAG[] = "<lbl>";
+constexpr char NEXT_TAGS[] = "</lbl><lbl>";
+constexpr char WHAT[] = "a value-label table";
+constexpr int32_t COUNT_BYTES = 2;
+constexpr int32_t LENGTH_BYTES = 4;
+constexpr int32_t LONGEST_NAME = 132; // with its padding
+
+// What stands in front of a body.
+struct table_head {
+    char name[LONGEST_NAME + 1];
+    int64_t position;
+    int32_t entries; // of a table with short texts
+    int64_t body_bytes;
+};
+
+} // namespace
+
+// The tables of a file, in a tree ordered by the hash of the name, then the name.
+struct label_index {
+    avlstruct *root;
+    label_table *last;  // added
+    label_table *found; // by the last search: variables mostly name the tables in the file's order
+    // What ended the pass over the tables before its time: every table behind it is unknown. 0 when nothing did.
+    int32_t damage;
+    table_head damaged;
+    int64_t expected_bytes;
+    int64_t found_bytes;
+};
+
+namespace {
+
+// What is looked for, and what is needed to add it.
+struct label_key {
+    const char *name;
+    uint32_t hash;
+    indbsrec *in;
+    int64_t body_bytes;
+    label_table *added; // null when the name was there
+};
+
+label_table *table_of(avlstruct *link) {
+    return reinterpret_cast<label_table *>(link);
+}
+
+// The same number for names that comp2inull takes for equal.
+uint32_t hash_name(const char *name) {
+    const int32_t length = mivex_strnlen(name, wzstlen(name));
+    uint32_t hash = 2166136261U;
+    for (int32_t i = 0; i < length; ++i) {
+        char byte = is_white_space(name[i]) ? ' ' : name[i];
+        if (byte >= 'A' && byte <= 'Z')
+            byte = static_cast<char>(byte - 'A' + 'a');
+        hash = (hash ^ static_cast<unsigned char>(byte)) * 16777619U;
+    }
+    return hash;
+}
+
+// The order of the key and a table: below 0 when the key sorts lower.
+int32_t compare_key(const label_key *key, const label_table *table) {
+    if (key->hash != table->hash)
+        return key->hash < table->hash ? -1 : 1;
+    return comp2inull(key->name, table->name);
+}
+
+avlstruct *find_table(avlglobalstruct *g, avlstruct *root) {
+    const auto *key = static_cast<const label_key *>(g->private_ptr);
+    g->slevel = 0;
+    avlstruct *place = root;
+    while (place != nullptr) {
+        const int32_t order = compare_key(key, table_of(place));
+        if (order == 0)
+            return place;
+        place = avl_descend(g, place, order);
+    }
+    return nullptr;
+}
+
+// The name and the room for the body stand behind the node.
+avlstruct *add_table(avlglobalstruct *g) {
+    auto *key = static_cast<label_key *>(g->private_ptr);
+    const int32_t name_bytes = wzstlen(key->name) + 1;
+    const int64_t bytes = static_cast<int64_t>(sizeof(label_table)) + name_bytes + key->body_bytes + 1;
+    auto *table = static_cast<label_table *>(arena_take(g->self, &key->in->indsn->arena, bytes));
+    if (table == nullptr)
+        return nullptr;
+    char *name = reinterpret_cast<char *>(table + 1);
+    memcpy(name, key->name, static_cast<size_t>(name_bytes));
+    table->name = name;
+    table->hash = key->hash;
+    table->body = name + name_bytes;
+    table->body_bytes = key->body_bytes;
+    key->added = table;
+    return &table->avlrec;
+}
+
+label_table *search_index(label_index *index, const char *name) {
+    const label_key key = {.name = name, .hash = hash_name(name), .in = nullptr, .body_bytes = 0, .added = nullptr};
+    label_table *near = index->found;
+    if (near != nullptr && compare_key(&key, near) != 0)
+        near = near->next;
+    if (near == nullptr || compare_key(&key, near) != 0) {
+        avlglobalstruct search;
+        search.private_ptr = const_cast<label_key *>(&key);
+        near = table_of(find_table(&search, index->root));
+    }
+    if (near != nullptr)
+        index->found = near;
+    return near;
+}
+
+void note_damage(label_index *index, const table_head *head, int32_t status, int64_t expected, int64_t found) {
+    index->damage = status;
+    index->damaged = *head;
+    index->expected_bytes = expected;
+    index->found_bytes = found;
+}
+
+int32_t fail_damaged(indbsrec *in, const label_index *index) {
+    const char *name = index->damaged.name;
+    const auto position = static_cast<long long>(index->damaged.position);
+    const auto expected = static_cast<long long>(index->expected_bytes);
+    const auto found = static_cast<long long>(index->found_bytes);
+    if (index->damage == ERROR_READ)
+        return fail(in, ERROR_READ,
+                    "%%1zThe Stata file is too short: expected %lld bytes of %s at byte %lld, found %lld.", expected,
+                    WHAT, position, found);
+    return fail(in, index->damage,
+                "%%1zThe value-label table %s at byte %lld has a length of %lld bytes; the file holds %lld more.",
+                show_text(name, wzstlen(name)).text, position, expected, found);
+}
+
+// Reads a table's body into the index; of equal names the first counts.
+int32_t read_table(section_reader *reader, label_index *index, const table_head *head) {
+    indbsrec *in = reader->in;
+    label_key key = {
+        .name = head->name, .hash = hash_name(head->name), .in = in, .body_bytes = head->body_bytes, .added = nullptr};
+    avlglobalstruct entry;
+    entry.self = in->self;
+    entry.private_ptr = &key;
+    if (find_add_avl(&entry, find_table, add_table, &index->root) == nullptr)
+        return fail_memory(in);
+    label_table *table = key.added;
+    if (table == nullptr)
+        return skip_bytes(reader, head->body_bytes);
+    table->entries = head->entries;
+    table->position = section_position(reader);
+    if (index->last != nullptr)
+        index->last->next = table;
+    else
+        index->found = table;
+    index->last = table;
+    return copy_bytes(reader, table->body, table->body_bytes, WHAT);
+}
+
+// Reads what stands in front of a body. *more is false when there is no further table, or it does not fit the file.
+int32_t read_table_head(section_reader *reader, label_index *index, int32_t name_bytes, table_head *head, bool *more) {
+    const release_layout *layout = reader->in->indsn->layout;
+    const int32_t order = reader->in->indsn->byte_order;
+    const bool short_texts = layout->labels == LABELS_SHORT;
+    const int32_t first_bytes = short_texts ? COUNT_BYTES : LENGTH_BYTES;
+    const int32_t head_bytes = first_bytes + name_bytes + layout->label_name_padding_bytes;
+    const int64_t left = section_left(reader);
+    *more = false;
+    *head = {.name = {}, .position = section_position(reader), .entries = 0, .body_bytes = 0};
+    if (left < first_bytes)
+        return 0;
+    if (left < head_bytes) {
+        note_damage(index, head, ERROR_READ, head_bytes, left);
+        return 0;
+    }
+    const char *bytes;
+    const int32_t status = take_bytes(reader, head_bytes, &bytes, WHAT);
+    if (status != 0)
+        return status;
+    memcpy(head->name, bytes + first_bytes, static_cast<size_t>(head_bytes - first_bytes));
+    if (short_texts)
+        head->entries = static_cast<int16_t>(number_at(bytes, COUNT_BYTES, order));
+    head->body_bytes = short_texts ? int64_t{head->entries < 0 ? 0 : head->entries} * SHORT_ENTRY_BYTES
+                                   : static_cast<uint32_t>(int32_at(bytes, order));
+    *more = head->body_bytes <= section_left(reader);
+    if (!*more)
+        note_damage(index, head, ERROR_INPUT_INVALID, head->body_bytes, section_left(reader));
+    return 0;
+}
+
+// Whether these tags stand here; they are consumed when there is room for them.
+int32_t next_is(section_reader *reader, const char *tags, bool *same) {
+    const int32_t length = wzstlen(tags);
+    *same = false;
+    if (section_left(reader) < length)
+        return 0;
+    const char *bytes;
+    const int32_t status = take_bytes(reader, length, &bytes, WHAT);
+    *same = status == 0 && memcmp(bytes, tags, static_cast<size_t>(length)) == 0;
+    return status;
+}
+
+// Moves to the first table; *more is false when there is none.
+int32_t open_tables(section_reader *reader, indbsrec *in, WX_FILE *file, bool *more) {
+    const dsnrecord *dsn = in->indsn;
+    const bool tagged = dsn->layout->tagged;
+    const int64_t position =
+        tagged ? dsn->map_array[MAP_VALUE_LABELS] : static_cast<int64_t>(dsn->value_label_position);
+    int32_t status = open_section(reader, in, file, position);
+    *more = true;
+    if (status != 0 || !tagged)
+        return status;
+    status = next_is(reader, SECTION_TAG, more);
+    if (status != 0)
+        return status;
+    if (!*more)
+        return fail(in, ERROR_INPUT_INVALID, "<value_labels> not found in the stata file");
+    return next_is(reader, FIRST_TAG, more);
+}
+
+// Reads the table at the current place; *more tells whether another one follows it.
+int32_t read_next_table(section_reader *reader, label_index *index, int32_t name_bytes, bool *more) {
+    table_head head;
+    int32_t status = read_table_head(reader, index, name_bytes, &head, more);
+    if (status != 0 || !*more)
+        return status;
+    status = read_table(reader, index, &head);
+    if (status != 0)
+        return status;
+    if (head.entries < 0) { // where the next table would stand is not known
+        note_damage(index, &head, ERROR_INPUT_INVALID, int64_t{head.entries} * SHORT_ENTRY_BYTES, section_left(reader));
+        *more = false;
+        return 0;
+    }
+    return reader->in->indsn->layout->tagged ? next_is(reader, NEXT_TAGS, more) : 0;
+}
+
+int32_t make_index(indbsrec *in, WX_FILE *file, int32_t name_bytes) {
+    section_reader reader;
+    bool more;
+    int32_t status = open_tables(&reader, in, file, &more);
+    if (status != 0)
+        return status;
+    auto *index = static_cast<label_index *>(arena_take(in->self, &in->indsn->arena, sizeof(label_index)));
+    if (index == nullptr)
+        return fail_memory(in);
+    while (more) {
+        status = read_next_table(&reader, index, name_bytes, &more);
+        if (status != 0)
+            return status;
+    }
+    in->indsn->labels = index;
+    return 0;
+}
+
+} // namespace
+
+int32_t find_label_table(indbsrec *in, WX_FILE *file, const char *name, int32_t name_bytes, const label_table **table) {
+    *table = nullptr;
+    if (in->indsn->labels == nullptr) {
+        const int32_t status = make_index(in, file, name_bytes);
+        if (status != 0)
+            return status;
+    }
+    label_index *index = in->indsn->labels;
+    *table = search_index(index, name);
+    if (*table == nullptr && index->damage != 0)
+        return fail_damaged(in, index);
+    return 0;
+}
