@@ -6,11 +6,15 @@
 #include <vor/control_block.h>
 #include <vor/services.h>
 
+#include <cmath>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
 
 namespace vor::test {
 namespace {
@@ -93,6 +97,268 @@ TEST_F(Files, ReadsAreWholeWhateverTheFileDeliversAtATime) {
         host.files.put("in", bytes);
     }
     EXPECT_EQ("", host.left_over());
+}
+
+TEST_F(Files, MovingWithinTheBufferReadsNothing) {
+    const std::string bytes = numbered_bytes(200'000);
+    host.files.put("in", bytes);
+    WX_FILE *file = open(assign("in"), WX_OPEN_INPUT);
+    EXPECT_EQ(bytes.substr(0, 10), read(file, 10));
+    const int64_t reads = host.faults.done(Operation::read);
+    for (const int64_t offset : {150'000, 3, 199'999, 64'000}) {
+        ASSERT_EQ(0, seek(file, offset));
+        EXPECT_EQ(offset, place(file));
+        const std::string expected = bytes.substr(static_cast<size_t>(offset), 1000);
+        EXPECT_EQ(expected, read(file, std::min<int64_t>(1000, 200'000 - offset))) << offset;
+    }
+    EXPECT_EQ(reads, host.faults.done(Operation::read));
+    calls.xxclose(file);
+}
+
+TEST_F(Files, ReadsAtAndBehindTheEndDeliverWhatThereIs) {
+    host.files.put("in", "0123456789");
+    WX_FILE *file = open(assign("in"), WX_OPEN_INPUT);
+    const struct {
+        int64_t offset;
+        const char *expected;
+    } cases[] = {{8, "89"}, {10, ""}, {11, ""}, {1'000'000'000'000, ""}, {9, "9"}};
+    for (const auto &[offset, expected] : cases) {
+        ASSERT_EQ(0, seek(file, offset));
+        EXPECT_EQ(expected, read(file, 5)) << offset;
+    }
+    calls.xxclose(file);
+}
+
+TEST_F(Files, ByteNumbersThatNoFileHasAreRefused) {
+    host.files.put("in", "0123456789");
+    WX_FILE *file = open(assign("in"), WX_OPEN_INPUT);
+    char position[WX_POSITION_BYTES];
+    for (const double byte_number : {0.0, -1.0, 0.5, 1e17, static_cast<double>(NAN), static_cast<double>(INFINITY)})
+        EXPECT_NE(0, file->byte_to_position(file, byte_number, position)) << byte_number;
+    calls.xxclose(file);
+}
+
+// Writes in steps, and at the end the file and every read on the way say the same as a plain string.
+TEST_F(Files, ReadsSeeWhatWasWrittenAndTheFileGetsAll) {
+    const struct {
+        const char *what;
+        std::vector<std::pair<int64_t, size_t>> writes; // offset, bytes
+    } cases[] = {
+        {"in one go", {{0, 10}, {10, 64'000}, {64'010, 64'000}}},
+        {"more than the buffer", {{0, 100}, {100, 900'000}, {900'100, 5}}},
+        {"patched in the buffer", {{0, 1000}, {10, 8}, {0, 1}, {999, 1}, {1000, 10}}},
+        {"patched after the buffer moved", {{0, 300'000}, {300'000, 300'000}, {12, 8}, {600'000, 9}}},
+        {"over the buffer's end", {{0, 262'140}, {262'140, 8}, {262'130, 30}}},
+        {"with a hole", {{0, 10}, {500'000, 10}, {20, 5}}},
+    };
+    for (const auto &[what, writes] : cases) {
+        SCOPED_TRACE(what);
+        WX_FILE *file = open(assign("out"), WX_OPEN_OUTPUT);
+        std::string expected;
+        char fill = 'a';
+        for (const auto &[offset, bytes] : writes) {
+            const std::string text(bytes, fill++);
+            ASSERT_EQ(0, seek(file, offset));
+            ASSERT_EQ(0, write(file, text));
+            EXPECT_EQ(offset + static_cast<int64_t>(bytes), place(file));
+            expected.resize(std::max(expected.size(), static_cast<size_t>(offset) + bytes));
+            expected.replace(static_cast<size_t>(offset), bytes, text);
+            const int64_t back = std::max<int64_t>(0, offset - 20);
+            ASSERT_EQ(0, seek(file, back));
+            EXPECT_EQ(expected.substr(static_cast<size_t>(back), 60'000), read(file, 60'000));
+        }
+        WX_INFOPARM information{};
+        EXPECT_EQ(0, calls.xxrinfo(file, "        ", calls.files(), WX_INFO_SIZE, 0, &information));
+        EXPECT_EQ(static_cast<double>(expected.size()), information.filesize);
+        EXPECT_EQ(0, calls.xxclose(file));
+        EXPECT_TRUE(host.files.get("out") == expected);
+    }
+}
+
+TEST_F(Files, AWriteThatFailsIsReportedAndStays) {
+    const struct {
+        Operation operation;
+        int64_t nth;
+        bool at_write; // or at the end
+    } cases[] = {{Operation::write, 1, true}, {Operation::write, 3, false}, {Operation::close, 1, false}};
+    for (const auto &[operation, nth, at_write] : cases) {
+        WX_FILE *file = open(assign("out"), WX_OPEN_OUTPUT);
+        host.faults.fail(operation, nth);
+        int32_t code = 0;
+        for (int piece = 0; piece < 10 && code == 0; ++piece)
+            code = write(file, std::string(64'000, 'x'));
+        EXPECT_EQ(at_write, code != 0);
+        if (at_write) {
+            EXPECT_NE(0, write(file, std::string(300'000, 'x'))) << "bytes are missing: nothing more may be written";
+        }
+        EXPECT_NE(0, calls.xxclose(file));
+        EXPECT_EQ(std::make_error_code(std::errc::no_space_on_device), host->take_failure().system_error);
+        EXPECT_EQ("", host.left_over());
+    }
+}
+
+TEST_F(Files, AReadThatFailsIsReportedWithTheSystemsError) {
+    host.files.put("in", "0123456789");
+    WX_FILE *file = open(assign("in"), WX_OPEN_INPUT);
+    host.faults.fail(Operation::read, 1);
+    const char *data = nullptr;
+    int64_t delivered = 0;
+    char blank = ' ';
+    EXPECT_NE(0, file->stream->read(file->stream, &data, &delivered, 5, &blank));
+    EXPECT_EQ(std::make_error_code(std::errc::io_error), host->take_failure().system_error);
+    EXPECT_FALSE(host->take_failure().system_error) << "taken once";
+    calls.xxclose(file);
+}
+
+TEST_F(Files, NamesStandForPathsWhateverTheirPadding) {
+    host.files.put("in.dta", "x");
+    const struct {
+        std::string field, asked;
+    } cases[] = {{"INFILE  ", "infile  "},
+                 {"infile  ", std::string("INFILE\0\0", 8)},
+                 {std::string("a\0\0\0\0\0\0\0", 8), "A       "},
+                 {"12345678", "12345678"}};
+    for (auto [field, asked] : cases) {
+        EXPECT_NE(0, calls.xxrexsl(asked.data(), calls.files()));
+        EXPECT_EQ(0, calls.xxrasgn(field.data(), calls.files(), nullptr, "in.dta   ", 9, 0));
+        EXPECT_EQ(0, calls.xxrexsl(asked.data(), calls.files()));
+        EXPECT_EQ(0, calls.xxrexsp(asked.data(), calls.files()));
+        EXPECT_EQ(0, calls.xxrdasg(asked.data(), calls.files()));
+        EXPECT_NE(0, calls.xxrexsl(asked.data(), calls.files()));
+        EXPECT_NE(0, calls.xxrdasg(asked.data(), calls.files()));
+    }
+    const std::string first = assign("in.dta");
+    EXPECT_NE(first, assign("in.dta")) << "a name that the host chooses is new";
+}
+
+TEST_F(Files, NamesThatNoFileCanHaveAreRefused) {
+    EXPECT_NE(0, calls.xxrasgn(std::string(8, ' ').data(), calls.files(), nullptr, "   ", 3, 0));
+    EXPECT_NE(0, calls.xxrasgn(std::string(8, ' ').data(), calls.files(), nullptr, "a\0b", 3, 0));
+    const std::string longest(1023 - std::string_view("/memory/").size(), 'n');
+    assign(longest);
+    EXPECT_NE(0, calls.xxrasgn(std::string(8, ' ').data(), calls.files(), nullptr, (longest + "n").c_str(), 1024, 0));
+    WX_FILE *handle = nullptr;
+    const WX_OPENPARM request{};
+    EXPECT_NE(0, calls.xxropen(&handle, "        ", calls.files(), &request));
+    EXPECT_EQ(0, calls.xxclose(nullptr));
+}
+
+// An export that fails late: its name is de-assigned, then the file is closed, then deleted by that name.
+TEST_F(Files, ANameThatWasDeassignedWhileOpenStillDeletesItsFile) {
+    const std::string name = assign("out");
+    WX_FILE *file = open(name, WX_OPEN_OUTPUT);
+    EXPECT_EQ(0, calls.xxrdasg(name.data(), calls.files()));
+    EXPECT_NE(0, calls.xxrexsl(name.data(), calls.files()));
+    EXPECT_EQ(0, calls.xxclose(file));
+    EXPECT_EQ(0, calls.xxrdele(name.data(), calls.files()));
+    EXPECT_FALSE(host.files.exists("out"));
+    EXPECT_EQ(0, calls.xxrdasg(name.data(), calls.files()));
+    EXPECT_NE(0, calls.xxrdele(name.data(), calls.files()));
+
+    host.files.put("kept", "x");
+    const std::string closed = assign("kept");
+    EXPECT_EQ(0, calls.xxrdasg(closed.data(), calls.files()));
+    EXPECT_NE(0, calls.xxrdele(closed.data(), calls.files())) << "was not open";
+    EXPECT_TRUE(host.files.exists("kept"));
+}
+
+TEST_F(Files, TemporaryFilesGoWithTheirNames) {
+    const std::string left = assign("", "TEMP    ");
+    const std::string deleted = assign("", "TEMP    ");
+    EXPECT_EQ(2U, host.files.paths().size());
+    EXPECT_EQ(0, calls.xxrdele(deleted.data(), calls.files()));
+    WX_FILE *file = open(deleted, WX_OPEN_OUTPUT); // made anew
+    WX_INFOPARM information{};
+    EXPECT_EQ(0, calls.xxrinfo(file, "        ", calls.files(), WX_INFO_NAME, 0, &information));
+    EXPECT_TRUE(
+        std::string_view(information.pname, static_cast<size_t>(information.namelen)).starts_with("/temporary/"));
+    EXPECT_LE(information.poslen, WX_POSITION_BYTES);
+    calls.xxclose(file);
+    EXPECT_EQ(0, calls.xxrdasg(deleted.data(), calls.files()));
+    EXPECT_EQ(0, calls.xxrdasg(left.data(), calls.files()));
+    EXPECT_TRUE(host.files.paths().empty());
+    host.faults.fail(Operation::make_temporary, 1);
+    assign("", "TEMP    ", static_cast<int32_t>(0x80310101));
+    EXPECT_EQ(std::errc::no_space_on_device, host->take_failure().system_error);
+}
+
+TEST_F(Files, AReferenceIsReadFromFrontToBackAndOnce) {
+    const auto bytes = std::make_shared<std::string>(numbered_bytes(600'000));
+    host.files.deliver_pieces_of(7);
+    host->assign_reference("stdin", host.files.sequential(bytes));
+    EXPECT_EQ(0, calls.xxrexsl("STDIN   ", calls.files()));
+    WX_FILE *file = open("stdin   ", WX_OPEN_INPUT);
+    std::string all;
+    for (std::string part = read(file, LARGEST_REQUEST); !part.empty(); part = read(file, LARGEST_REQUEST))
+        all += part;
+    EXPECT_TRUE(all == *bytes);
+    WX_INFOPARM information{};
+    EXPECT_EQ(0, calls.xxrinfo(file, "        ", calls.files(), WX_INFO_POSITION, 0, &information));
+    EXPECT_EQ(0, calls.xxclose(file));
+    WX_FILE *again = nullptr;
+    const WX_OPENPARM request{};
+    EXPECT_NE(0, calls.xxropen(&again, "stdin   ", calls.files(), &request));
+    EXPECT_EQ("The file reference STDIN can be opened only once.", host->take_failure().text);
+}
+
+TEST_F(Files, AnOpenThatFailsNamesTheFile) {
+    WX_FILE *handle = nullptr;
+    WX_OPENPARM request{};
+    request.openmode = WX_OPEN_INPUT;
+    EXPECT_NE(0, calls.xxropen(&handle, assign("nothing.dta").data(), calls.files(), &request));
+    EXPECT_EQ(nullptr, handle);
+    const Host::FailureText failure = host->take_failure();
+    EXPECT_EQ("The file /memory/nothing.dta cannot be opened.", failure.text);
+    EXPECT_EQ(std::errc::no_such_file_or_directory, failure.system_error);
+}
+
+// The disk's own promises: the modes of opening, replacement with the target's permissions, errors as the system's.
+TEST(DiskFiles, OpenReplaceAndRemove) {
+    const std::filesystem::path folder = std::filesystem::path(testing::TempDir()) / "vordta_disk_files";
+    std::filesystem::create_directories(folder);
+    const auto disk = disk_files(folder.string());
+    const std::string path = (folder / "file").string();
+    const auto put = [&](const std::string &name, OpenMode mode, std::string_view text) {
+        std::error_code error;
+        const auto file = disk->open(name, mode, error);
+        if (!error)
+            file->write(0, text, error);
+        if (!error)
+            file->close(error);
+        return error;
+    };
+    const auto get = [](const std::string &name) {
+        std::ifstream file(name, std::ios::binary);
+        return std::string(std::istreambuf_iterator<char>(file), {});
+    };
+    EXPECT_FALSE(put(path, OpenMode::replace, "first text"));
+    EXPECT_FALSE(put(path, OpenMode::copy, "second"));
+    EXPECT_EQ("second", get(path));
+    EXPECT_EQ(std::errc::is_a_directory, put(folder.string(), OpenMode::read, ""));
+    EXPECT_EQ(std::errc::no_such_file_or_directory, put(path + "x", OpenMode::read, ""));
+
+    std::filesystem::permissions(path, std::filesystem::perms::owner_read | std::filesystem::perms::owner_write |
+                                           std::filesystem::perms::group_read);
+    const auto permissions = std::filesystem::status(path).permissions();
+    const std::string link = (folder / "link").string();
+    std::filesystem::remove(link);
+    std::filesystem::create_symlink("file", link);
+    std::error_code error;
+    const std::string beside = disk->make_beside(link, error);
+    EXPECT_EQ(folder, std::filesystem::path(beside).parent_path());
+    EXPECT_FALSE(put(beside, OpenMode::replace, "third"));
+    disk->replace(beside, link, error);
+    EXPECT_FALSE(error) << error.message();
+    EXPECT_EQ("third", get(path));
+    EXPECT_TRUE(std::filesystem::is_symlink(link));
+    EXPECT_EQ(permissions, std::filesystem::status(path).permissions());
+
+    const std::string temporary = disk->make_temporary(error);
+    EXPECT_TRUE(disk->exists(temporary));
+    EXPECT_NE(temporary, disk->make_temporary(error));
+    disk->remove(temporary, error);
+    EXPECT_FALSE(error || disk->exists(temporary));
+    std::filesystem::remove_all(folder);
 }
 
 } // namespace

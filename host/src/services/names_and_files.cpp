@@ -151,8 +151,7 @@ int32_t FILE_CONTEXT::open(WX_FILE **handle, const char *logical_name, const WX_
     if (assignment->reference) {
         file = std::move(assignment->stream);
         if (!file)
-            return fail(fmt::format("The file reference {} can be opened only once", assignment->path),
-                        std::make_error_code(std::errc::bad_file_descriptor));
+            return fail(fmt::format("The file reference {} can be opened only once", assignment->path), {});
     } else {
         const OpenMode mode = request.openmode == WX_OPEN_INPUT  ? OpenMode::read
                               : request.openmode == WX_OPEN_COPY ? OpenMode::copy
