@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace vor {
@@ -21,7 +22,8 @@ struct Format {
 // A format as people write it: "MMDDYY8.", "9.2", "$10.", "AGE."; empty for no name and no width.
 std::string format_text(const Format &format);
 
-// The inverse of format_text; a text that is no format gives an empty one.
+// The inverse of format_text for every format whose name does not end in a digit; digits before the full stop are the
+// width. A text that is no format gives an empty one. Names longer than 32 bytes are no formats.
 Format parse_format(std::string_view text);
 
 struct Variable {

@@ -5,9 +5,14 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
+#include <string>
 #include <string_view>
 
 namespace vor {
+
+// Receives what a reader noticed and the user should know, one sentence at a time. May be empty.
+using Notes = std::function<void(const std::string &sentence)>;
 
 // One observation. Valid until the next one is asked for.
 class Row {

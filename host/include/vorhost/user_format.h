@@ -3,7 +3,9 @@
 
 #include <vorhost/dataset.h>
 
+#include <memory>
 #include <string>
+#include <string_view>
 #include <variant>
 #include <vector>
 
@@ -17,7 +19,7 @@ struct FormatRange {
     FormatValue end; // equal to start for a single value
     std::vector<std::string> labels;
 
-    bool operator==(const FormatRange &) const = default;
+    bool operator==(const FormatRange &other) const; // numbers by their bits, so that missing values equal themselves
 };
 
 struct UserFormat {
@@ -28,6 +30,23 @@ struct UserFormat {
     int default_width = 0;           // bytes of the longest label
 
     bool operator==(const UserFormat &) const = default;
+};
+
+// Finds the first label of a value. Made once for a format, which must outlive it. A single value comes before an
+// interval that holds it, and the first of several in the format's order.
+class LabelIndex {
+  public:
+    explicit LabelIndex(const UserFormat &format);
+    ~LabelIndex();
+    LabelIndex(LabelIndex &&) noexcept;
+    LabelIndex &operator=(LabelIndex &&) noexcept;
+
+    const std::string *find(double value) const; // null: the value has no label
+    const std::string *find(std::string_view text) const;
+
+  private:
+    struct State;
+    std::unique_ptr<State> state_;
 };
 
 // Where user formats live: catalogs in libraries. Names compare without regard to letter case.

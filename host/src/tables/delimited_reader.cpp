@@ -1,0 +1,259 @@
+#include "tables/delimited_reader.h"
+
+#include <vorhost/error.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <fmt/format.h>
+
+namespace vor {
+
+namespace {
+
+constexpr size_t buffer_bytes = 1 << 20;
+constexpr size_t parser_block_bytes = 1 << 16;
+
+// Blanks belong to their fields.
+int no_space(unsigned char) {
+    return 0;
+}
+
+void *limited_realloc(void *block, size_t bytes) {
+    return bytes > DelimitedReader::longest_field_bytes ? nullptr : std::realloc(block, bytes);
+}
+
+// Whether a byte is 0 or has its top bit set, looked for in eight bytes at a time.
+bool has_unusual_byte(const char *at, const char *end) {
+    constexpr uint64_t ones = 0x0101'0101'0101'0101;
+    constexpr uint64_t tops = 0x8080'8080'8080'8080;
+    uint64_t found = 0;
+    for (; end - at >= 8; at += 8) {
+        uint64_t word = 0;
+        memcpy(&word, at, 8);
+        found |= (word | (word - ones)) & tops;
+    }
+    for (; at != end; ++at)
+        found |= static_cast<unsigned char>(*at) - 1U > 126U ? 1U : 0U;
+    return found != 0;
+}
+
+} // namespace
+
+const char *DelimitedReader::Finder::find(const char *from, const char *end) {
+    if (next == nullptr || next < from) {
+        const void *found = memchr(from, byte, static_cast<size_t>(end - from));
+        next = found ? static_cast<const char *>(found) : end;
+    }
+    return next;
+}
+
+DelimitedReader::DelimitedReader(InputFile &file, char separator)
+    : file_(file), separator_(separator), buffer_(new char[buffer_bytes]), at_(buffer_.get()), end_(buffer_.get()) {
+    start_parser();
+}
+
+DelimitedReader::~DelimitedReader() {
+    csv_free(&parser_);
+}
+
+void DelimitedReader::start_parser() {
+    if (parser_open_)
+        csv_free(&parser_);
+    if (csv_init(&parser_, CSV_STRICT | CSV_STRICT_FINI) != 0)
+        throw std::bad_alloc();
+    parser_open_ = true;
+    csv_set_delim(&parser_, static_cast<unsigned char>(separator_));
+    csv_set_space_func(&parser_, no_space);
+    csv_set_realloc_func(&parser_, limited_realloc);
+    csv_set_blk_size(&parser_, parser_block_bytes);
+}
+
+void DelimitedReader::rewind() {
+    file_.rewind();
+    start_parser();
+    at_ = end_ = buffer_.get();
+    at_end_of_file_ = unusual_bytes_ = inside_record_ = record_complete_ = after_carriage_return_ = false;
+    blocks_read_ = 0;
+    line_feed_.next = carriage_return_.next = quote_.next = nullptr;
+    fields_.clear();
+    parsed_.clear();
+    parsed_ends_.clear();
+    record_ = 0;
+    line_ = record_line_ = 1;
+}
+
+// Reads more bytes behind those that are left. False when the file has no more.
+bool DelimitedReader::fill() {
+    if (at_end_of_file_)
+        return false;
+    const auto left = static_cast<size_t>(end_ - at_);
+    memmove(buffer_.get(), at_, left);
+    at_ = buffer_.get();
+    const size_t count = file_.read({buffer_.get() + left, buffer_bytes - left});
+    end_ = at_ + left + count;
+    line_feed_.next = carriage_return_.next = quote_.next = nullptr;
+    // A record may begin in one block and end in the next, so what was once unusual stays so.
+    unusual_bytes_ = unusual_bytes_ || has_unusual_byte(at_ + left, end_);
+    at_end_of_file_ = count == 0;
+    if (count != 0 && blocks_read_++ == 0)
+        skip_byte_order_mark();
+    return !at_end_of_file_;
+}
+
+void DelimitedReader::skip_byte_order_mark() {
+    while (end_ - at_ < 3) {
+        const auto count = static_cast<size_t>(end_ - at_);
+        const size_t more = file_.read({buffer_.get() + count, 3 - count});
+        if (more == 0)
+            break;
+        end_ += more;
+    }
+    const std::string_view start(at_, static_cast<size_t>(end_ - at_));
+    if (start.starts_with("\xFF\xFE") || start.starts_with("\xFE\xFF"))
+        throw ConversionError(Failure::conversion, file_.name() + " is UTF-16 text; UTF-8 was expected.");
+    if (start.starts_with("\xEF\xBB\xBF"))
+        at_ += 3;
+    unusual_bytes_ = has_unusual_byte(at_, end_);
+}
+
+// The end of the line at at_, its line end included. complete: false when the buffer holds only a part of the line.
+const char *DelimitedReader::piece_end(bool &complete) {
+    const char *feed = line_feed_.find(at_, end_);
+    const char *carriage = carriage_return_.find(at_, end_);
+    const char *stop = carriage < feed ? carriage : feed;
+    complete = stop != end_ || at_end_of_file_;
+    if (stop == end_)
+        return end_;
+    const bool pair = stop + 1 != end_ && stop[0] == '\r' && stop[1] == '\n';
+    return stop + (pair ? 2 : 1);
+}
+
+bool DelimitedReader::next() {
+    fields_.clear();
+    for (;;) {
+        bool complete = false;
+        const char *end = at_ == end_ ? end_ : piece_end(complete);
+        if (!complete && end_ - at_ < static_cast<ptrdiff_t>(buffer_bytes) && !at_end_of_file_) {
+            fill();
+            continue;
+        }
+        if (at_ == end_)
+            return inside_record_ && finish_parse();
+        if (!inside_record_)
+            record_line_ = line_;
+        const char *begin = at_;
+        at_ = end;
+        if (complete && !inside_record_ && quote_.find(begin, end_) >= end)
+            split(begin, end);
+        else if (parse(begin, end))
+            take_parsed();
+        count_line(begin, end);
+        if (!fields_.empty()) {
+            ++record_;
+            return true;
+        }
+    }
+}
+
+// A carriage return and a line feed together end one line, also when the buffer ended between them.
+void DelimitedReader::count_line(const char *begin, const char *end) {
+    const char last = end[-1];
+    const bool second_half = after_carriage_return_ && last == '\n' && end - begin == 1;
+    if ((last == '\n' || last == '\r') && !second_half)
+        ++line_;
+    after_carriage_return_ = last == '\r';
+}
+
+void DelimitedReader::split(const char *begin, const char *end) {
+    while (end != begin && (end[-1] == '\n' || end[-1] == '\r'))
+        --end;
+    if (begin == end)
+        return;
+    const char *field = begin;
+    for (const char *at = begin; at != end; ++at) {
+        if (*at == separator_) {
+            fields_.emplace_back(field, static_cast<size_t>(at - field));
+            field = at + 1;
+        }
+    }
+    fields_.emplace_back(field, static_cast<size_t>(end - field));
+}
+
+// Hands a piece to the library; true when it completed a record.
+bool DelimitedReader::parse(const char *begin, const char *end) {
+    record_complete_ = false;
+    inside_record_ = true;
+    const auto bytes = static_cast<size_t>(end - begin);
+    if (csv_parse(&parser_, begin, bytes, field_parsed, record_parsed, this) != bytes)
+        fail_parse(false);
+    if (out_of_memory_)
+        throw std::bad_alloc();
+    return record_complete_;
+}
+
+bool DelimitedReader::finish_parse() {
+    record_complete_ = false;
+    if (csv_fini(&parser_, field_parsed, record_parsed, this) != 0)
+        fail_parse(true);
+    if (out_of_memory_)
+        throw std::bad_alloc();
+    inside_record_ = false;
+    if (!record_complete_)
+        return false;
+    take_parsed();
+    ++record_;
+    return true;
+}
+
+void DelimitedReader::take_parsed() {
+    size_t begin = 0;
+    for (const size_t end : parsed_ends_) {
+        fields_.emplace_back(parsed_.data() + begin, end - begin);
+        begin = end;
+    }
+    parsed_ends_.clear();
+    inside_record_ = false;
+}
+
+// Called from C: nothing may be thrown.
+void DelimitedReader::field_parsed(void *text, size_t bytes, void *self) {
+    auto &reader = *static_cast<DelimitedReader *>(self);
+    try {
+        if (reader.parsed_ends_.empty())
+            reader.parsed_.clear();
+        reader.parsed_.append(static_cast<const char *>(text), bytes);
+        reader.parsed_ends_.push_back(reader.parsed_.size());
+    } catch (...) {
+        reader.out_of_memory_ = true;
+    }
+}
+
+void DelimitedReader::record_parsed(int, void *self) {
+    static_cast<DelimitedReader *>(self)->record_complete_ = true;
+}
+
+void DelimitedReader::fail_parse(bool unfinished) {
+    const size_t field = parsed_ends_.size();
+    const int code = csv_error(&parser_);
+    ++record_; // the record that cannot be read
+    if (code == CSV_ENOMEM || code == CSV_ETOOBIG)
+        throw ConversionError(Failure::conversion, fmt::format("{} holds more than {} bytes; is a quote missing?",
+                                                               place(field), longest_field_bytes));
+    throw ConversionError(Failure::conversion,
+                          unfinished
+                              ? fmt::format("{} begins with a quote that never ends.", place(field))
+                              : fmt::format("{} holds a stray quote. A field with a quote is written in quotes, with "
+                                            "every quote inside doubled.",
+                                            place(field)));
+}
+
+std::string DelimitedReader::place() const {
+    return row() == 0 ? fmt::format("{}: the names (line {})", file_.name(), record_line_)
+                      : fmt::format("{}: row {} (line {})", file_.name(), row(), record_line_);
+}
+
+std::string DelimitedReader::place(size_t field) const {
+    return fmt::format("{}, column {}", place(), field + 1);
+}
+
+} // namespace vor

@@ -1,0 +1,155 @@
+#include "tables/delimited_types.h"
+
+#include "tables/number_text.h"
+
+#include <vorhost/error.h>
+
+#include <fmt/format.h>
+#include <unicode/ustring.h>
+#include <unordered_map>
+
+namespace vor {
+
+namespace {
+
+bool valid_utf8(std::string_view text) {
+    UErrorCode status = U_ZERO_ERROR;
+    int32_t length = 0;
+    u_strFromUTF8(nullptr, 0, &length, text.data(), static_cast<int32_t>(text.size()), &status);
+    return status != U_INVALID_CHAR_FOUND;
+}
+
+std::string_view without_trailing_blanks(std::string_view text) {
+    while (text.ends_with(' '))
+        text.remove_suffix(1);
+    return text;
+}
+
+} // namespace
+
+std::vector<std::string> read_names(const DelimitedReader &reader) {
+    std::vector<std::string> names;
+    std::unordered_map<std::string_view, size_t> seen;
+    for (const std::string_view field : reader.fields()) {
+        const std::string_view name = trimmed(field);
+        const size_t index = names.size();
+        if (name.empty())
+            throw ConversionError(Failure::conversion, reader.place(index) + ": the column has no name.");
+        check_text(reader, name, index, {}, false);
+        const auto [first, is_new] = seen.emplace(name, index);
+        if (!is_new)
+            throw ConversionError(Failure::conversion, fmt::format("{}: the name {} is also that of column {}.",
+                                                                   reader.place(index), name, first->second + 1));
+        names.emplace_back(name);
+    }
+    return names;
+}
+
+void check_text(const DelimitedReader &reader, std::string_view text, size_t field, const std::string &name,
+                bool nul_allowed) {
+    if (!reader.unusual_bytes())
+        return;
+    const char *fault = !valid_utf8(text)                                           ? "bytes that are not UTF-8"
+                        : !nul_allowed && text.find('\0') != std::string_view::npos ? "a NUL byte"
+                                                                                    : nullptr;
+    if (fault)
+        throw ConversionError(Failure::conversion,
+                              fmt::format("{}{}: the text holds {}.", reader.place(field),
+                                          name.empty() ? std::string() : fmt::format(" ({})", name), fault));
+}
+
+void check_width(const DelimitedReader &reader, size_t names) {
+    if (reader.fields().size() != names)
+        throw ConversionError(Failure::conversion,
+                              fmt::format("{}: {} fields were found where {} were expected, one for each name.",
+                                          reader.place(), reader.fields().size(), names));
+}
+
+void ColumnEvidence::add(const DelimitedReader &reader, std::string_view field, size_t index, const std::string &name) {
+    const std::string_view text = without_trailing_blanks(field);
+    if (text.size() > longest_bytes_)
+        longest_bytes_ = text.size();
+    if (kind_ != Kind::text) {
+        const std::string_view value = trimmed(text);
+        double missing = 0;
+        if (read_missing(value, missing))
+            return;
+        add_value(reader, value);
+    }
+    if (kind_ == Kind::text)
+        check_text(reader, text, index, name, false);
+}
+
+void ColumnEvidence::add_value(const DelimitedReader &reader, std::string_view value) {
+    double number = 0;
+    if (kind_ == Kind::unknown) {
+        kind_ = read_number(value, number)              ? Kind::number
+                : parse_iso(Temporal::date, value)      ? Kind::date
+                : parse_iso(Temporal::date_time, value) ? Kind::date_time
+                : parse_iso(Temporal::time, value)      ? Kind::time
+                                                        : Kind::text;
+    }
+    const bool fits = kind_ == Kind::number      ? read_number(value, number)
+                      : kind_ == Kind::date      ? parse_iso(Temporal::date, value).has_value()
+                      : kind_ == Kind::date_time ? parse_iso(Temporal::date_time, value).has_value()
+                                                 : parse_iso(Temporal::time, value).has_value();
+    if (!fits) {
+        kind_ = Kind::text;
+        return;
+    }
+    if (kind_ == Kind::number && value.size() > 15 && loses_digits(value, number) && inexact_++ == 0)
+        first_inexact_ = reader.row();
+}
+
+Variable ColumnEvidence::variable(const std::string &name) const {
+    Variable variable{name, {}, ValueKind::numeric, 8, {}, {}};
+    switch (kind_) {
+    case Kind::text:
+        variable.kind = ValueKind::character;
+        variable.length = longest_bytes_ == 0 ? 1 : static_cast<int>(longest_bytes_);
+        break;
+    case Kind::date:
+        variable.format = {"E8601DA", 10, 0};
+        break;
+    case Kind::date_time:
+        variable.format = {"E8601DT", 26, 6};
+        break;
+    case Kind::time:
+        variable.format = {"E8601TM", 15, 6};
+        break;
+    case Kind::number:
+    case Kind::unknown:
+        break;
+    }
+    return variable;
+}
+
+std::string ColumnEvidence::note(const std::string &name) const {
+    if (kind_ != Kind::number || inexact_ == 0)
+        return {};
+    return fmt::format("Column {} holds {} integer{} beyond 9007199254740992 that a double cannot hold exactly, the "
+                       "first in row {}.",
+                       name, inexact_, inexact_ == 1 ? "" : "s", first_inexact_);
+}
+
+DataSet find_types(DelimitedReader &reader, const std::vector<std::string> &names, const Notes &notes) {
+    std::vector<ColumnEvidence> columns(names.size());
+    DataSet found;
+    found.observations = 0;
+    while (reader.next()) {
+        check_width(reader, names.size());
+        const auto fields = reader.fields();
+        for (size_t i = 0; i < fields.size(); ++i)
+            columns[i].add(reader, fields[i], i, names[i]);
+        ++found.observations;
+    }
+    for (size_t i = 0; i < names.size(); ++i) {
+        found.variables.push_back(columns[i].variable(names[i]));
+        const std::string note = columns[i].note(names[i]);
+        if (!note.empty() && notes)
+            notes(note);
+    }
+    return found;
+}
+
+} // namespace vor

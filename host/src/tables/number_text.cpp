@@ -1,0 +1,144 @@
+#include "tables/number_text.h"
+
+#include <vorhost/missing.h>
+#include <vorhost/tables.h>
+
+#include <array>
+#include <charconv>
+#include <cstdint>
+#include <limits>
+
+namespace vor {
+
+namespace {
+
+// Powers of ten that a double holds exactly.
+constexpr std::array<double, 23> exact_powers = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8,  1e9,  1e10, 1e11,
+                                                 1e12, 1e13, 1e14, 1e15, 1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
+
+constexpr uint64_t exact_integers = uint64_t{1} << 53;
+
+// Digits with at most one full stop whose value is a quotient of two exact doubles: one division rounds it correctly,
+// which makes it many times faster than the general case and covers nearly every number of a real table.
+bool read_short_decimal(const char *at, const char *end, double &magnitude) {
+    uint64_t digits = 0;
+    const char *point = nullptr;
+    if (end - at > 18)
+        return false;
+    for (; at != end; ++at) {
+        const auto digit = static_cast<unsigned char>(*at - '0');
+        if (digit <= 9) {
+            digits = digits * 10 + digit;
+            continue;
+        }
+        if (*at != '.' || point)
+            return false;
+        point = at;
+    }
+    if (digits > exact_integers)
+        return false;
+    const auto decimals = point ? static_cast<size_t>(end - point - 1) : 0;
+    magnitude = static_cast<double>(digits);
+    if (decimals != 0)
+        magnitude /= exact_powers[decimals];
+    return true;
+}
+
+bool read_special(std::string_view text, bool negative, double &value) {
+    if (text == "inf")
+        value = std::numeric_limits<double>::infinity();
+    else if (text == "nan")
+        value = std::numeric_limits<double>::quiet_NaN();
+    else
+        return false;
+    value = negative ? -value : value;
+    return true;
+}
+
+bool is_digit(char character) {
+    return character >= '0' && character <= '9';
+}
+
+bool is_blank(char character) {
+    return character == ' ' || character == '\t';
+}
+
+} // namespace
+
+char *write_number(double value, char *out) {
+    const char mark = missing_mark(value);
+    if (mark == 0)
+        return std::to_chars(out, out + number_text_max_bytes, value).ptr;
+    *out++ = '.';
+    if (mark != '.')
+        *out++ = mark == '_' ? mark : static_cast<char>(mark - 'A' + 'a');
+    return out;
+}
+
+bool read_number(std::string_view text, double &value) {
+    const char *at = text.data();
+    const char *const end = at + text.size();
+    const bool negative = at != end && *at == '-';
+    if (negative)
+        ++at;
+    const bool starts_as_number = at != end && (is_digit(*at) || (*at == '.' && end - at > 1 && is_digit(at[1])));
+    if (!starts_as_number)
+        return read_special({at, static_cast<size_t>(end - at)}, negative, value);
+    double magnitude = 0;
+    if (!read_short_decimal(at, end, magnitude)) {
+        const auto [stopped, error] = std::from_chars(at, end, magnitude);
+        if (error != std::errc{} || stopped != end)
+            return false;
+    }
+    value = negative ? -magnitude : magnitude;
+    return true;
+}
+
+bool read_missing(std::string_view text, double &value) {
+    if (text.empty() || (text.size() == 1 && text[0] == '.')) {
+        value = missing_value('.');
+        return true;
+    }
+    if (text.size() != 2 || text[0] != '.')
+        return false;
+    const char letter = static_cast<char>(text[1] | 0x20);
+    if (text[1] != '_' && (letter < 'a' || letter > 'z'))
+        return false;
+    value = missing_value(text[1]);
+    return true;
+}
+
+std::string_view trimmed(std::string_view text) {
+    while (!text.empty() && is_blank(text.front()))
+        text.remove_prefix(1);
+    while (!text.empty() && is_blank(text.back()))
+        text.remove_suffix(1);
+    return text;
+}
+
+bool loses_digits(std::string_view text, double value) {
+    const bool beyond = value > static_cast<double>(exact_integers) || value < -static_cast<double>(exact_integers);
+    if (!beyond || text.find_first_not_of("-0123456789") != std::string_view::npos)
+        return false;
+    const bool negative = text.front() == '-';
+    const size_t first = text.find_first_not_of('0', negative ? 1 : 0);
+    std::array<char, std::numeric_limits<double>::max_exponent10 + 2> exact{};
+    const auto written = std::to_chars(exact.data(), exact.data() + exact.size(), negative ? -value : value,
+                                       std::chars_format::fixed, 0);
+    return text.substr(first) != std::string_view(exact.data(), static_cast<size_t>(written.ptr - exact.data()));
+}
+
+std::string number_text(double value) {
+    std::array<char, number_text_max_bytes> text{};
+    return {text.data(), write_number(value, text.data())};
+}
+
+std::optional<double> parse_number_text(std::string_view text) {
+    const std::string_view core = trimmed(text);
+    double value = 0;
+    if (read_missing(core, value) || read_number(core, value))
+        return value;
+    return std::nullopt;
+}
+
+} // namespace vor

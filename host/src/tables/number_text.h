@@ -1,0 +1,28 @@
+// Numbers as text, without allocation: the shortest decimal form, and the marks of missing values.
+#pragma once
+
+#include <cstddef>
+#include <string_view>
+
+namespace vor {
+
+// The longest text that write_number makes.
+inline constexpr size_t number_text_max_bytes = 32;
+
+// Writes the shortest text that reads back to the same double; the end of the text. A missing value gives its mark.
+char *write_number(double value, char *out);
+
+// Reads a decimal number that fills the whole text, or "inf", "-inf", "nan", "-nan". A sign '+', blanks, other bases
+// and numbers beyond the range of a double are refused.
+bool read_number(std::string_view text, double &value);
+
+// Reads a missing value: "", ".", "._" or a full stop and a letter.
+bool read_missing(std::string_view text, double &value);
+
+// The text without blanks and tabs around it.
+std::string_view trimmed(std::string_view text);
+
+// Whether a text that read_number accepts is an integer that the double does not hold exactly.
+bool loses_digits(std::string_view text, double value);
+
+} // namespace vor
