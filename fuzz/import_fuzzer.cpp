@@ -1,0 +1,40 @@
+// Arbitrary bytes as a Stata file through a whole import: it ends with rows or with a ConversionError, in bounded
+// memory, and leaves nothing behind.
+#include "fuzz_host.h"
+
+#include <vorhost/conversion.h>
+
+#include <cstdint>
+
+namespace {
+
+constexpr size_t memory_floor_bytes = 64U << 20; // what a small file may cost
+constexpr size_t memory_per_file_byte = 64;
+constexpr int64_t most_rows = 20000;
+
+void read_all(vor::ImportSession &session) {
+    const auto &variables = session.description().variables;
+    uint64_t total = 0;
+    for (int64_t rows = 0; rows < most_rows && session.next(); ++rows)
+        for (size_t i = 0; i < variables.size(); ++i)
+            total += variables[i].kind == vor::ValueKind::numeric ? session.row().number(i) > 0
+                                                                  : session.row().text(i).size();
+    session.close();
+    vor::fuzz::require(total != UINT64_MAX, "the values were read");
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
+    vor::fuzz::FuzzHost host;
+    host.files.put("input.dta", std::string(reinterpret_cast<const char *>(data), size));
+    try {
+        vor::ImportSession session(host.options(), {}, "/memory/input.dta");
+        read_all(session);
+    } catch (const vor::ConversionError &) { // how damaged files end
+    }
+    vor::fuzz::require_nothing_left(host);
+    vor::fuzz::require(host.memory.most_bytes() <= memory_floor_bytes + memory_per_file_byte * size,
+                       "memory is bounded by the file");
+    return 0;
+}
