@@ -117,7 +117,7 @@ std::string_view trimmed(std::string_view text) {
 }
 
 bool loses_digits(std::string_view text, double value) {
-    const bool beyond = value > static_cast<double>(exact_integers) || value < -static_cast<double>(exact_integers);
+    const bool beyond = value >= static_cast<double>(exact_integers) || value <= -static_cast<double>(exact_integers);
     if (!beyond || text.find_first_not_of("-0123456789") != std::string_view::npos)
         return false;
     const bool negative = text.front() == '-';

@@ -1,7 +1,7 @@
 #include "tables/output_file.h"
 
+#include <algorithm>
 #include <cerrno>
-#include <cstring>
 #include <fcntl.h>
 #include <filesystem>
 #include <fmt/format.h>
@@ -107,8 +107,7 @@ void OutputFile::append(std::string_view bytes) {
         if (bytes.size() > buffer_bytes)
             return write_all(bytes.data(), bytes.size());
     }
-    memcpy(at_, bytes.data(), bytes.size());
-    at_ += bytes.size();
+    at_ = std::copy(bytes.begin(), bytes.end(), at_);
 }
 
 void OutputFile::flush() {
