@@ -34,9 +34,9 @@ struct HostOptions {
     FormatCatalogs *catalogs = nullptr; // null: user formats are refused with a note
     std::string session_encoding = "utf-8";
     std::string valid_variable_names = "any"; // the option VALIDVARNAME
-    std::string file_encoding;                // the variable DBE_NAME; empty: not set
-    std::string statements;                   // pending statement text, such as "FMTLIB=WORK.FORMATS;"
-    std::string module_path;                  // empty: VORDTA_MODULE, beside the program, or the library directory
+    std::string file_encoding = {};           // the variable DBE_NAME; empty: not set
+    std::string statements = {};              // pending statement text, such as "FMTLIB=WORK.FORMATS;"
+    std::string module_path = {};             // empty: VORDTA_MODULE, beside the program, or the library directory
 };
 
 // The module ended the task in the middle of an operation: thrown through the operation to its caller. The object can

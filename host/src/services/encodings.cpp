@@ -59,21 +59,21 @@ bool keeps_state(UConverterType type) {
            type == UCNV_UTF7 || type == UCNV_BOCU1 || type == UCNV_IMAP_MAILBOX || type == UCNV_COMPOUND_TEXT;
 }
 
-// Whether every ASCII character is the one byte that it is in ASCII, wherever it stands.
+// Whether every ASCII character is the one byte that it is in ASCII, wherever it stands. Three control characters that
+// old code pages move about among themselves are not looked at.
 bool finds_ascii_as_it_is(UConverter *converter) {
     if (keeps_state(ucnv_getType(converter)))
         return false;
-    std::array<char, 128> ascii;
-    for (size_t at = 0; at < ascii.size(); ++at)
-        ascii[at] = static_cast<char>(at);
+    std::string ascii;
+    for (char character = 0x01; character < 0x7F; ++character)
+        if (character != 0x1A && character != 0x1C)
+            ascii += character;
     std::array<UChar, 256> units;
     UErrorCode error = U_ZERO_ERROR;
     const int32_t length = ucnv_toUChars(converter, units.data(), static_cast<int32_t>(units.size()), ascii.data(),
                                          static_cast<int32_t>(ascii.size()), &error);
-    if (U_FAILURE(error) || length != static_cast<int32_t>(ascii.size()))
-        return false;
-    return std::equal(ascii.begin(), ascii.end(), units.begin(),
-                      [](char byte, UChar unit) { return static_cast<UChar>(byte) == unit; });
+    return U_SUCCESS(error) && std::equal(ascii.begin(), ascii.end(), units.begin(), units.begin() + length,
+                                          [](char byte, UChar unit) { return static_cast<UChar>(byte) == unit; });
 }
 
 } // namespace

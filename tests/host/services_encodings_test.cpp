@@ -1,0 +1,374 @@
+// Encodings by name, pipelines, and the session's text in UTF-8 and back; letter case in the session's encoding.
+
+#include "memory_host.h"
+#include "service_calls.h"
+
+#include <vor/encoding.h>
+
+#include <cstring>
+#include <gtest/gtest.h>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace vor::test {
+namespace {
+
+// The national-language extension of a host, with names and texts as strings.
+class Language {
+  public:
+    explicit Language(const char *session) : host(HostOptions{.session_encoding = session}) {}
+
+    NLScei id(std::string_view name) {
+        const std::vector<ZKChar> wide(name.begin(), name.end());
+        NLScei encoding = -1;
+        const int32_t status = nls->encoding_by_name(nls, wide.data(), static_cast<ZKStrSize>(wide.size()), &encoding);
+        EXPECT_EQ(status == NLS_OK, encoding > 0) << name;
+        return status == NLS_OK ? encoding : 0;
+    }
+
+    struct Result {
+        int32_t status;
+        std::string text;
+        bool operator==(const Result &) const = default;
+    };
+
+    Result convert(NLScei from, NLScei to, std::string_view text, int64_t limit = 5000) {
+        TRANSPIPE *pipe = nullptr;
+        EXPECT_EQ(NLS_OK, nls->create_pipeline(nls, from, to, &pipe));
+        std::string out(static_cast<size_t>(limit) + 1, '#');
+        for (int pass = 0; pass < 2; ++pass) { // a pipeline keeps nothing of the text before
+            int64_t converted = -1;
+            const int32_t status =
+                pipe->Transcode(pipe, text.data(), static_cast<int64_t>(text.size()), out.data(), limit, &converted, 0);
+            EXPECT_LE(converted, limit);
+            EXPECT_EQ('#', out.back()) << "written behind the limit";
+            if (pass == 1) {
+                pipe->destroy(pipe);
+                return {status, out.substr(0, static_cast<size_t>(converted))};
+            }
+        }
+        return {};
+    }
+
+    int64_t length(NLScei from, NLScei to, std::string_view text) {
+        int64_t bytes = -1;
+        nls->transcoded_length(nls, from, to, text.data(), static_cast<int64_t>(text.size()), &bytes);
+        return bytes;
+    }
+
+    MemoryHost host;
+    NLS_EXTENSION *nls = host->control_block()->toolkit->nls;
+};
+
+std::ostream &operator<<(std::ostream &out, const Language::Result &result) {
+    return out << std::hex << result.status << " \"" << testing::PrintToString(result.text) << '"';
+}
+
+TEST(Encodings, NamesOfOneEncodingGiveOneIdentifier) {
+    Language language("utf-8");
+    const std::vector<std::vector<const char *>> same = {
+        {"utf-8", "UTF8", "utf-8   "},
+        {"latin1", "iso-8859-1", "ISO_8859-1:1987"},
+        {"wlatin1", "windows-1252", "cp1252"},
+        {"gb2312", "euc-cn", "EUC-CN"},
+        {"euc-kr"},
+        {"shift-jis", "windows-932"},
+        {"ms-950", "big5"},
+        {"us-ascii", "ascii"},
+        {"koi8-r"},
+        {"utf-16le"},
+        {"iso-2022-jp"},
+    };
+    std::vector<NLScei> seen;
+    for (const auto &names : same) {
+        const NLScei first = language.id(names.front());
+        EXPECT_GT(first, 0) << names.front();
+        for (const char *name : names)
+            EXPECT_EQ(first, language.id(name)) << name;
+        for (const NLScei other : seen)
+            EXPECT_NE(other, first) << names.front();
+        seen.push_back(first);
+    }
+    for (const char *unknown : {"klingon", "", "   ", "../../etc/passwd", "utf-8,option", "utf-8\n"})
+        EXPECT_EQ(0, language.id(unknown)) << unknown;
+    EXPECT_EQ(language.id("utf8"), language.nls->session_encoding);
+    EXPECT_EQ(0, language.nls->can_transcode(language.nls, 1, 9999));
+    EXPECT_EQ(0, language.nls->can_transcode(language.nls, -1, 1));
+    EXPECT_EQ(1, language.nls->can_transcode(language.nls, 0, language.id("ms-950")));
+    TRANSPIPE *pipe = nullptr;
+    EXPECT_EQ(NLS_NOT_KNOWN, language.nls->create_pipeline(language.nls, 9999, 0, &pipe));
+    EXPECT_EQ(nullptr, pipe);
+}
+
+TEST(Encodings, TheSessionHasTheNameThatTheModuleKnows) {
+    const struct {
+        const char *session, *name;
+        int multibyte;
+    } cases[] = {{"UTF8", "utf-8", 1},    {"iso-8859-1", "latin1", 0}, {"cp1252", "wlatin1", 0},
+                 {"gb2312", "euc-cn", 1}, {"EUC-KR", "euc-kr", 1},     {"Shift_JIS", "shift-jis", 1},
+                 {"Big5", "ms-950", 1},   {"ascii", "us-ascii", 0},    {"koi8-r", "koi8-r", 0}};
+    for (const auto &[session, name, multibyte] : cases) {
+        MemoryHost host(HostOptions{.session_encoding = session});
+        char text[12];
+        int32_t length = 0;
+        const GCB *gcb = host->control_block();
+        EXPECT_EQ(0, ServiceCalls(gcb).wztxcnm(gcb->toolkit->nls->session_encoding, text, sizeof text, &length));
+        EXPECT_EQ(name, std::string_view(text, static_cast<size_t>(length)));
+        EXPECT_EQ(multibyte, gcb->multibyte_session) << session;
+    }
+    for (const char *refused : {"klingon", "utf-16", "ibm-37", "utf-7", "iso-2022-jp", ""})
+        EXPECT_THROW(MemoryHost(HostOptions{.session_encoding = refused}), ConversionError) << refused;
+}
+
+TEST(Encodings, LongNamesOfTheFilesEncodingHaveAShortForm) {
+    const struct {
+        const char *given, *same_as;
+    } cases[] = {{"windows-1252", "wlatin1"}, {"ibm-5348_P100-1997", "wlatin1"}, {"csISOLatinGreek   ", "iso-8859-7"}};
+    for (const auto &[given, same_as] : cases) {
+        HostOptions options;
+        options.file_encoding = given;
+        MemoryHost host(options);
+        const ServiceCalls calls(host->control_block());
+        char value[16];
+        int32_t length = 0;
+        ASSERT_EQ(0, calls.wzosvar("DBE_NAME", 8, value, sizeof value, &length));
+        NLS_EXTENSION *nls = calls.gcb->toolkit->nls;
+        std::vector<ZKChar> wide(value, value + length);
+        NLScei found = 0;
+        EXPECT_EQ(NLS_OK, nls->encoding_by_name(nls, wide.data(), length, &found));
+        const std::string_view plain = same_as;
+        wide.assign(plain.begin(), plain.end());
+        NLScei expected = -1;
+        nls->encoding_by_name(nls, wide.data(), static_cast<ZKStrSize>(wide.size()), &expected);
+        EXPECT_EQ(expected, found) << given;
+    }
+    MemoryHost without;
+    char value[16];
+    int32_t length = 0;
+    EXPECT_NE(0, ServiceCalls(without->control_block()).wzosvar("DBE_NAME", 8, value, sizeof value, &length));
+}
+
+TEST(Encodings, ConversionsStopAtTheFirstFaultWithWhatTheyHave) {
+    Language language("utf-8");
+    const NLScei utf8 = language.id("utf-8"), latin1 = language.id("latin1"), wlatin1 = language.id("wlatin1"),
+                 ascii = language.id("us-ascii"), shift_jis = language.id("shift-jis"), gb = language.id("gb2312");
+    const struct {
+        const char *what;
+        NLScei from, to;
+        std::string text;
+        int64_t limit;
+        Language::Result expected;
+    } cases[] = {
+        {"empty", utf8, latin1, "", 10, {NLS_OK, ""}},
+        {"ASCII", utf8, latin1, "plain text of ASCII", 100, {NLS_OK, "plain text of ASCII"}},
+        {"ASCII cut", utf8, latin1, "plain text of ASCII", 5, {NLS_TRUNCATED, "plain"}},
+        {"accents", utf8, latin1, "caf\xC3\xA9!", 10, {NLS_OK, "caf\xE9!"}},
+        {"growing", latin1, utf8, "caf\xE9!", 10, {NLS_OK, "caf\xC3\xA9!"}},
+        {"exactly at the limit", latin1, utf8, "caf\xE9", 5, {NLS_OK, "caf\xC3\xA9"}},
+        {"cut in a character", latin1, utf8, "caf\xE9!", 4, {NLS_TRUNCATED, "caf"}},
+        {"cut in the first character", latin1, utf8, "\xE9", 1, {NLS_TRUNCATED, ""}},
+        {"no room", latin1, utf8, "\xE9", 0, {NLS_TRUNCATED, ""}},
+        {"broken at the start",
+         utf8,
+         latin1,
+         "\xFF"
+         "abc",
+         10,
+         {NLS_BAD_INPUT, ""}},
+        {"broken in the middle", utf8, latin1, "caf\xE9!", 10, {NLS_BAD_INPUT, "caf"}},
+        {"broken behind the cut", utf8, latin1, "abcdef\xFF", 3, {NLS_TRUNCATED, "abc"}},
+        {"half a character at the end", utf8, latin1, "abc\xC3", 10, {NLS_BAD_INPUT, "abc"}},
+        {"surrogate", utf8, wlatin1, "a\xED\xA0\x80", 10, {NLS_BAD_INPUT, "a"}},
+        {"no mapping",
+         utf8,
+         latin1,
+         "a\xE2\x82\xAC"
+         "b",
+         10,
+         {NLS_NO_MAPPING, "a"}},
+        {"euro",
+         utf8,
+         wlatin1,
+         "a\xE2\x82\xAC"
+         "b",
+         10,
+         {NLS_OK, "a\x80"
+                  "b"}},
+        {"control bytes", wlatin1, utf8, "\x81", 10, {NLS_OK, "\xC2\x81"}},
+        {"two bytes", utf8, shift_jis, "\xE3\x83\x86\xE3\x82\xB9\xE3\x83\x88", 6, {NLS_OK, "\x83\x65\x83\x58\x83\x67"}},
+        {"two bytes cut", utf8, shift_jis, "\xE3\x83\x86\xE3\x82\xB9", 3, {NLS_TRUNCATED, "\x83\x65"}},
+        {"from two bytes", gb, utf8, "\xD6\xD0", 10, {NLS_OK, "\xE4\xB8\xAD"}},
+        {"beyond the plane", utf8, gb, "a\xF0\x9F\x98\x80", 10, {NLS_NO_MAPPING, "a"}},
+        {"to ASCII", latin1, ascii, "a\xE9", 10, {NLS_NO_MAPPING, "a"}},
+        {"equal", utf8, utf8, "caf\xC3\xA9\xFF", 10, {NLS_OK, "caf\xC3\xA9\xFF"}},
+        {"equal, cut", utf8, utf8, "caf\xC3\xA9!", 4, {NLS_TRUNCATED, "caf"}},
+        {"equal, cut between", utf8, utf8, "caf\xC3\xA9!", 5, {NLS_TRUNCATED, "caf\xC3\xA9"}},
+        {"equal, two bytes, cut", shift_jis, shift_jis, "\x83\x65\x83\x58", 3, {NLS_TRUNCATED, "\x83\x65"}},
+        {"equal by other names", language.id("cp1252"), wlatin1, "\x80\x81", 10, {NLS_OK, "\x80\x81"}},
+    };
+    for (const auto &[what, from, to, text, limit, expected] : cases)
+        EXPECT_EQ(expected, language.convert(from, to, text, limit)) << what;
+}
+
+// Longer than the piece that is converted at a time, with characters of every length across its end.
+TEST(Encodings, LongTextsComeThroughWhole) {
+    Language language("utf-8");
+    const NLScei utf8 = language.id("utf-8"), gb18030 = language.id("gb18030");
+    for (size_t shift = 0; shift < 4; ++shift) {
+        std::string text(1021 + shift, 'a');
+        for (int times = 0; times < 700; ++times)
+            text += "\xC3\xA9\xE4\xB8\xAD\xF0\x9F\x98\x80";
+        const Language::Result there = language.convert(utf8, gb18030, text, 100'000);
+        ASSERT_EQ(NLS_OK, there.status);
+        EXPECT_EQ((Language::Result{NLS_OK, text}), language.convert(gb18030, utf8, there.text, 100'000));
+        EXPECT_EQ(static_cast<int64_t>(there.text.size()), language.length(utf8, gb18030, text));
+        for (const int64_t limit : {1023, 1030, 4000}) {
+            const Language::Result cut = language.convert(utf8, gb18030, text, limit);
+            EXPECT_EQ(NLS_TRUNCATED, cut.status);
+            EXPECT_GT(static_cast<int64_t>(cut.text.size()), limit - 4);
+            const Language::Result back = language.convert(gb18030, utf8, cut.text, 100'000);
+            EXPECT_EQ(NLS_OK, back.status);
+            EXPECT_TRUE(text.starts_with(back.text)) << "cut at a character";
+        }
+    }
+}
+
+TEST(Encodings, LengthsAreThoseOfTheConvertedText) {
+    Language language("latin1");
+    const NLScei utf8 = language.id("utf-8");
+    EXPECT_EQ(10, language.length(0, utf8, "Dummy data"));
+    EXPECT_EQ(10, language.length(utf8, 0, "Dummy data"));
+    EXPECT_EQ(20, language.length(0, language.id("utf-16le"), "Dummy data"));
+    EXPECT_EQ(2, language.length(0, utf8, "\xE9"));
+    EXPECT_EQ(0, language.length(utf8, 0, "\xFF"));
+    EXPECT_EQ(0, language.length(utf8, 9999, "a"));
+}
+
+TEST(Encodings, SessionTextBecomesWideAndBack) {
+    Language language("utf-8");
+    const std::string text = "a\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80";
+    ZKChar wide[4];
+    ZKStrSize length = 0;
+    ASSERT_EQ(NLS_OK, language.nls->to_wide(language.nls, text.data(), static_cast<int64_t>(text.size()), wide,
+                                            sizeof wide, &length));
+    EXPECT_EQ((std::vector<ZKChar>{'a', 0xE9, 0x20AC, 0x1F600}), std::vector<ZKChar>(wide, wide + length));
+    char utf8[20];
+    int64_t bytes = 0;
+    EXPECT_EQ(NLS_OK, language.nls->wide_to_utf8(language.nls, wide, length, utf8, sizeof utf8, &bytes));
+    EXPECT_EQ(text, std::string_view(utf8, static_cast<size_t>(bytes)));
+    EXPECT_EQ(NLS_TRUNCATED, language.nls->wide_to_utf8(language.nls, wide, length, utf8, 8, &bytes));
+    EXPECT_EQ(6, bytes);
+    EXPECT_EQ(NLS_TRUNCATED, language.host->control_block()->to_wide(text.data(), 3, wide, 1, &length));
+    EXPECT_EQ(1, length);
+    EXPECT_EQ(NLS_BAD_INPUT, language.host->control_block()->to_wide("\xFF", 1, wide, 4, &length));
+    EXPECT_EQ(0, length);
+    const ZKChar no_character = 0xD800;
+    EXPECT_EQ(NLS_BAD_INPUT, language.nls->wide_to_utf8(language.nls, &no_character, 1, utf8, sizeof utf8, &bytes));
+}
+
+TEST(Encodings, SessionTextIsDecodedWithoutCopiesWhereItCanStand) {
+    const struct {
+        const char *session;
+        std::string bytes, text;
+        bool valid, copied;
+    } cases[] = {
+        {"utf-8", "plain", "plain", true, false},
+        {"utf-8", "", "", true, false},
+        {"utf-8", "long enough for words, caf\xC3\xA9 \xF4\x8F\xBF\xBF",
+         "long enough for words, caf\xC3\xA9 \xF4\x8F\xBF\xBF", true, false},
+        {"utf-8", "caf\xE9", "caf\xC3\xA9", false, true},
+        {"utf-8", "\x80", "\xE2\x82\xAC", false, true},
+        {"utf-8", "\xC0\xAF", "\xC3\x80\xC2\xAF", false, true},                 // a form longer than need be
+        {"utf-8", "\xED\xA0\x80", "\xC3\xAD\xC2\xA0\xE2\x82\xAC", false, true}, // a surrogate
+        {"utf-8", "\xF4\x90\x80\x80", "\xC3\xB4\xC2\x90\xE2\x82\xAC\xE2\x82\xAC", false, true},
+        {"utf-8", "\xE2\x82", "\xC3\xA2\xE2\x80\x9A", false, true}, // ends early
+        {"utf-8", "\xF0\x9F\x98", "\xC3\xB0\xC5\xB8\xCB\x9C", false, true},
+        {"latin1", "plain", "plain", true, false},
+        {"latin1", "caf\xE9\x80", "caf\xC3\xA9\xC2\x80", true, true},
+        {"shift-jis", "\x83\x65", "\xE3\x83\x86", true, true},
+        {"shift-jis", "a\x83", "a\xC6\x92", false, true},
+        {"us-ascii", "caf\xE9", "caf\xC3\xA9", false, true},
+    };
+    for (const auto &[session, bytes, text, valid, copied] : cases) {
+        const MemoryHost host_keeper_free; // each session has its own host below
+        Host host(HostOptions{.session_encoding = session});
+        std::string scratch = "untouched";
+        const Host::Decoded decoded = host.decode(bytes, scratch);
+        EXPECT_EQ(text, decoded.text) << session << ' ' << testing::PrintToString(bytes);
+        EXPECT_EQ(valid, decoded.valid) << session << ' ' << testing::PrintToString(bytes);
+        EXPECT_EQ(copied, decoded.text.data() != bytes.data()) << session << ' ' << testing::PrintToString(bytes);
+    }
+}
+
+TEST(Encodings, CharactersTheSessionDoesNotHaveBecomeQuestionMarks) {
+    const struct {
+        const char *session, *utf8, *bytes;
+        int replaced;
+    } cases[] = {
+        {"utf-8", "caf\xC3\xA9 \xF0\x9F\x98\x80", "caf\xC3\xA9 \xF0\x9F\x98\x80", 0},
+        {"latin1", "caf\xC3\xA9", "caf\xE9", 0},
+        {"latin1",
+         "\xE2\x82\xAC"
+         "1 \xF0\x9F\x98\x80 caf\xC3\xA9",
+         "?1 ? caf\xE9", 2},
+        {"shift-jis", "\xE3\x83\x86", "\x83\x65", 0},
+        {"us-ascii", "\xC3\xA9\xC3\xA9", "??", 2},
+    };
+    for (const auto &[session, utf8, bytes, expected] : cases) {
+        Host host(HostOptions{.session_encoding = session});
+        int replaced = -1;
+        EXPECT_EQ(bytes, host.encode(utf8, &replaced)) << session;
+        EXPECT_EQ(expected, replaced) << session << ' ' << utf8;
+    }
+}
+
+TEST(Characters, CaseFollowsTheSessionsEncoding) {
+    const struct {
+        const char *session;
+        std::string text, upper, lower;
+    } cases[] = {
+        {"utf-8", "aZ1 \xC3\xA9\xC3\x89", "AZ1 \xC3\x89\xC3\x89", "az1 \xC3\xA9\xC3\xA9"},
+        {"utf-8", "\xC3\xBF\xC4\xB1",
+         "\xC5\xB8"
+         "I",
+         ""}, // dotless i: one byte shorter, so it stays
+        {"utf-8",
+         "a\xFF"
+         "b\xC3",
+         "A\xFF"
+         "B\xC3",
+         "a\xFF"
+         "b\xC3"},
+        {"latin1", "\xE9\xDF\xFF", "\xC9\xDF\xFF", "\xE9\xDF\xFF"},
+        {"wlatin1", "\xFF\x9A", "\x9F\x8A", "\xFF\x9A"},
+        {"shift-jis", "\x83\x65\x62", "\x83\x65\x42", "\x83\x65\x62"}, // the second byte is no letter
+    };
+    for (const auto &[session, text, upper, lower] : cases) {
+        MemoryHost host(HostOptions{.session_encoding = session});
+        const ServiceCalls calls(host->control_block());
+        std::string changed = text;
+        calls.wzstrup(changed.data(), static_cast<int32_t>(changed.size()));
+        if (!lower.empty()) {
+            EXPECT_EQ(upper, changed) << session;
+            calls.wzstrlo(changed.data(), static_cast<int32_t>(changed.size()));
+            EXPECT_EQ(lower, changed) << session;
+        } else {
+            EXPECT_EQ("\xC5\xB8\xC4\xB1", changed);
+        }
+        const uint8_t *table = calls.gcb->upper_table;
+        EXPECT_EQ('A', table['a']);
+        EXPECT_EQ(table, calls.gcb->translation_tables[2]);
+        EXPECT_EQ('a', calls.gcb->translation_tables[3]['A']);
+        EXPECT_EQ(std::string_view(session) == "latin1" || std::string_view(session) == "wlatin1" ? 0xC9 : 0xE9,
+                  table[0xE9])
+            << session;
+        char copy[3] = "##";
+        EXPECT_EQ(0, calls.wzsxcch("ab", copy, 1));
+        EXPECT_STREQ("a#", copy);
+    }
+}
+
+} // namespace
+} // namespace vor::test

@@ -1,0 +1,188 @@
+// The log and message services: the formatter, the levels, the catalog, and what is kept of a failure.
+
+#include "memory_host.h"
+#include "service_calls.h"
+#include "services/service_table.h"
+
+#include <vor/imglue.h>
+
+#include <climits>
+#include <cstdarg>
+#include <cstring>
+#include <gtest/gtest.h>
+#include <string>
+
+namespace vor::test {
+namespace {
+
+class Messages : public testing::Test {
+  protected:
+    // Formats as the module's messages are formatted, through an argument list.
+    std::string format_list(int32_t limit, std::string_view pattern, ...) {
+        std::string text(0x8000, '#');
+        va_list arguments;
+        va_start(arguments, pattern);
+        const int32_t length =
+            calls.xpslstv(nullptr, text.data(), limit, pattern.data(), static_cast<int32_t>(pattern.size()), arguments);
+        va_end(arguments);
+        EXPECT_EQ('#', text[static_cast<size_t>(length)]) << "written behind the length";
+        text.resize(static_cast<size_t>(length));
+        return text;
+    }
+
+    template <class... Values>
+    std::string format(const char *pattern, Values... values) {
+        char text[400];
+        std::memset(text, '#', sizeof text);
+        const int32_t length = calls.xpsstr(text, sizeof text - 1, pattern, values...);
+        EXPECT_EQ('#', text[length]);
+        return {text, static_cast<size_t>(length)};
+    }
+
+    MemoryHost host;
+    ServiceCalls calls{host->control_block()};
+};
+
+TEST_F(Messages, ConversionsAreTheUsualOnesAndTheHostsOwn) {
+    const char open_ended[] = {'a', 'b', 'c'}; // not terminated
+    const char *const none = nullptr;
+    EXPECT_EQ("12 -3 4294967295", format("%d %i %u", 12, -3, UINT_MAX));
+    EXPECT_EQ("-9223372036854775808 123456789012", format("%lld %ld", LLONG_MIN, 123456789012L));
+    EXPECT_EQ("00042 |   42|42   |+42", format("%05d |%5d|%-5d|%+d", 42, 42, 42, 42));
+    EXPECT_EQ("   42|42   |", format("%*d|%*d|", 5, 42, -5, 42));
+    EXPECT_EQ("ff FF 0x1f 17", format("%x %X %#x %o", 255, 255, 31, 15));
+    EXPECT_EQ("1.500000 1.50 1.500e+00 1e+100", format("%f %.2f %.3e %g", 1.5, 1.5, 1.5, 1e100));
+    EXPECT_EQ("x|text|  text|text  |te", format("%c|%s|%6s|%-6s|%.2s", 'x', "text", "text", "text", "text"));
+    EXPECT_EQ("ab|abc", format("%.*s|%*s", 2, open_ended, 3, open_ended));
+    EXPECT_EQ("|(null)", format("%*s|%s", -1, open_ended, none));
+    EXPECT_EQ("100%|%1z|%3z|%q|%", format("100%%|%1z|%3z|%q|%"));
+    EXPECT_EQ("%3zdone 7", format("%3zdone %d", 7));
+}
+
+TEST_F(Messages, LongResultsAreCutAtTheLimit) {
+    const std::string longer(0x9000, 'x');
+    EXPECT_EQ(std::string(0x7FFF, 'x'), format_list(0x7FFF, "%s and more %d", longer.c_str(), 1));
+    EXPECT_EQ("ab12", format_list(4, "ab%d", 123456));
+    EXPECT_EQ("", format_list(0, "ab"));
+    EXPECT_EQ("ab", format_list(10, std::string_view("ab%d", 2), 1)) << "the format ends at its length";
+    EXPECT_EQ(300U, format_list(300, "%900.800f", 1.0).size());
+    EXPECT_EQ(309U + 7, format("%f", 1.7976931348623157e308).size());
+}
+
+TEST_F(Messages, NotesAreLoggedAndTheRestIsKeptOfTheFailure) {
+    calls.xpslog("%3zThe import data set has %lld observations and %d variables.", 3LL, 2);
+    calls.xpslog("%1zToo many variables for the output file");
+    calls.xpslog("Requested Input File Is Invalid");
+    calls.xpslog("%1zThe header ends at byte %d.  ", 12);
+    calls.xpslog("Requested Input File Is Invalid");
+    calls.xpslog("");
+    EXPECT_EQ("NOTE: The import data set has 3 observations and 2 variables.\n", host.log.text());
+    EXPECT_EQ("Too many variables for the output file; Requested Input File Is Invalid; The header ends at byte 12.",
+              host->take_failure().text);
+    EXPECT_EQ("", host->take_failure().text);
+}
+
+TEST_F(Messages, LinesAreUtf8WithoutControlCharacters) {
+    const struct {
+        const char *session, *line, *logged;
+    } cases[] = {
+        {"utf-8", "caf\xC3\xA9\x1B[2J\n", "NOTE: caf\xC3\xA9?[2J?"},
+        {"utf-8", "caf\xE9", "NOTE: caf\xC3\xA9"}, // not UTF-8
+        {"latin1", "caf\xE9", "NOTE: caf\xC3\xA9"},
+        {"shift-jis", "\x83\x65", "NOTE: \xE3\x83\x86"},
+    };
+    for (const auto &[session, line, logged] : cases) {
+        MemoryHost other(HostOptions{.session_encoding = session});
+        ServiceCalls(other->control_block()).xpslog("%3z%s", line);
+        ASSERT_EQ(1U, other.log.lines.size());
+        EXPECT_EQ(logged, other.log.lines[0]);
+    }
+}
+
+TEST_F(Messages, CatalogMessagesHaveTheirWordsAndTheirPlace) {
+    calls.xpmlog(MESSAGE_GROUP_CONVERSION, MESSAGE_UNKNOWN_ENCODING, 5, "klingon");
+    calls.xpmlog(MESSAGE_GROUP_PARSER, MESSAGE_NO_PARSE_ROUTINE, 3, "abc");
+    EXPECT_EQ("The encoding kling is not known; The statement parser has no routine abc.", host->take_failure().text);
+    calls.xpmlog(MESSAGE_GROUP_CONVERSION, MESSAGE_STATEMENT_OPTION, 8, "INFORMAT");
+    calls.xpmlog(MESSAGE_GROUP_CONVERSION, MESSAGE_LABEL_CUT, 3, "a{}b");
+    calls.xpmlog(MESSAGE_GROUP_CONVERSION, MESSAGE_NAME_NOT_READ);
+    calls.xpmlog(MESSAGE_GROUP_CONVERSION, MESSAGE_VALUE_NOT_WRITTEN, 12);
+    EXPECT_EQ("", host->take_failure().text) << "the conversion goes on";
+    ASSERT_EQ(4U, host.log.lines.size());
+    EXPECT_NE(std::string::npos, host.log.lines[0].find("INFORMAT"));
+    EXPECT_NE(std::string::npos, host.log.lines[1].find("\"a{}\""));
+    EXPECT_NE(std::string::npos, host.log.lines[3].find("12 bytes"));
+    calls.xpmlog(1, 2);
+    EXPECT_NE("", host->take_failure().text) << "a message without a text is not lost";
+}
+
+TEST_F(Messages, AFaultOfManyObservationsIsSaidOncePerVariableAndCounted) {
+    static POOL *pool = nullptr;
+    pool = host->control_block()->pool;
+    host->use_module([](IMGLUE **object) {
+        *object = static_cast<IMGLUE *>(pool->allocate(pool, sizeof(IMGLUE), POOL_ZEROED));
+        return 0;
+    });
+    IMGLUE *object = host->new_object();
+    for (int observation = 1; observation <= 3; ++observation)
+        for (const char *variable : {"name", "at obs 5"}) {
+            const std::string text = std::string(variable) + " at obs " + std::to_string(observation);
+            calls.xpmlog(MESSAGE_GROUP_CONVERSION, MESSAGE_VALUE_NOT_READ, static_cast<int>(text.size()), text.c_str());
+        }
+    EXPECT_EQ(2U, host.log.lines.size()) << host.log.text();
+    EXPECT_TRUE(host.log.contains("name at obs 1 "));
+    host->delete_object(object);
+    EXPECT_EQ(4U, host.log.lines.size()) << host.log.text();
+    EXPECT_TRUE(host.log.contains("3 texts of name "));
+    EXPECT_EQ("", host.left_over());
+}
+
+TEST_F(Messages, ReturnCodesAreNotesWithTheirSubstitution) {
+    calls.wrmksub(2, "The numeric value of 1 is duplicated and more", 36, "x", 1);
+    calls.xprrlog(0, static_cast<int32_t>(0x80000805));
+    calls.xprrlog(0, HOST_NO_MEMORY);
+    calls.xprrlog(0, 0x1234);
+    calls.xprrlog(0, 0);
+    EXPECT_EQ("NOTE: The numeric value of 1 is duplicated.\nNOTE: There is not enough memory.\n"
+              "NOTE: The operation failed with code 0x1234.\n",
+              host.log.text());
+}
+
+TEST_F(Messages, TheTaskEndsThroughTheOperationWithWhatWasSaid) {
+    calls.xpslog("%1zThe statement parser has no routine abc");
+    try {
+        calls.xexit(HOST_LOGGED, 0);
+        FAIL() << "came back";
+    } catch (const TaskExit &exit) {
+        EXPECT_EQ(HOST_LOGGED, exit.code());
+        EXPECT_STREQ("The statement parser has no routine abc.", exit.what());
+    }
+    EXPECT_THROW(calls.xexit(HOST_TASK_NO_MEMORY, 0), ConversionError);
+}
+
+// A table as it is before anything is offered: stubs of the right type. The host itself leaves none in place.
+TEST_F(Messages, AServiceWithoutARoutineSaysSoAndFails) {
+    const services::ServiceTable stubs;
+    GCB without_services = *host->control_block();
+    without_services.groups = stubs.groups();
+    const ServiceCalls missing(&without_services);
+    EXPECT_NE(0, missing.xxclose(nullptr));
+    EXPECT_EQ(nullptr, missing.xmpoolc(10));
+    EXPECT_EQ(0.0, missing.zdattim());
+    EXPECT_NE(0, missing.xpslog("%d", 1));
+    EXPECT_EQ("The host does not offer the service xxclose (group 39, slot 210); "
+              "The host does not offer the service xmpoolc (group 39, slot 32); "
+              "The host does not offer the service zdattim (group 164, slot 4); "
+              "The host does not offer the service xpslog (group 39, slot 89).",
+              host->take_failure().text);
+
+    const services::ServiceTable again;
+#define VOR_EXPECT_OFFERED(group, slot, name, ...)                                                                     \
+    EXPECT_NE(stubs.groups()[group][slot], host.service(group, slot)) << #name;                                        \
+    EXPECT_EQ(stubs.groups()[group][slot], again.groups()[group][slot]);
+    VOR_SERVICES(VOR_EXPECT_OFFERED)
+#undef VOR_EXPECT_OFFERED
+}
+
+} // namespace
+} // namespace vor::test

@@ -1,0 +1,198 @@
+// Numbers in collating and shortened form, missing values, the clock, options, and trees turned into chains.
+
+#include "memory_host.h"
+#include "service_calls.h"
+
+#include <vorhost/missing.h>
+
+#include <array>
+#include <bit>
+#include <cmath>
+#include <cstring>
+#include <gtest/gtest.h>
+#include <limits>
+#include <string>
+#include <vector>
+
+namespace vor::test {
+namespace {
+
+class Numbers : public testing::Test {
+  protected:
+    std::array<uint8_t, 8> collating(double value) {
+        std::array<uint8_t, 8> bytes;
+        calls.wzcsdbl(&value, bytes.data());
+        return bytes;
+    }
+
+    MemoryHost host;
+    ServiceCalls calls{host->control_block()};
+};
+
+uint64_t bits(double value) {
+    return std::bit_cast<uint64_t>(value);
+}
+
+TEST_F(Numbers, CollatingFormsSortAsTheNumbersDo) {
+    using Limits = std::numeric_limits<double>;
+    std::vector<double> ascending = {missing_value('_'), missing_value('.')};
+    for (char letter = 'A'; letter <= 'Z'; ++letter)
+        ascending.push_back(missing_value(letter));
+    for (const double value : {-Limits::infinity(),
+                               -Limits::max(),
+                               -1e300,
+                               -2.0,
+                               -1.0,
+                               -0.5,
+                               -Limits::min(),
+                               -Limits::denorm_min(),
+                               0.0,
+                               Limits::denorm_min(),
+                               Limits::min(),
+                               0.5,
+                               1.0,
+                               std::nextafter(1.0, 2.0),
+                               255.0,
+                               256.0,
+                               2147483621.0,
+                               1e300,
+                               Limits::max(),
+                               Limits::infinity()})
+        ascending.push_back(value);
+    for (size_t at = 0; at < ascending.size(); ++at) {
+        if (at > 0)
+            EXPECT_LT(collating(ascending[at - 1]), collating(ascending[at])) << at;
+        double back = 0;
+        calls.wzrsdbl(collating(ascending[at]).data(), &back);
+        EXPECT_EQ(bits(ascending[at]), bits(back)) << at;
+    }
+    EXPECT_EQ(collating(0.0), collating(-0.0));
+    EXPECT_EQ((std::array<uint8_t, 8>{0xBF, 0xF0}), collating(1.0)) << "pinned: what a catalog may hold";
+    EXPECT_EQ((std::array<uint8_t, 8>{0x40, 0x0F, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF}), collating(-1.0));
+}
+
+TEST_F(Numbers, ShortenedNumbersKeepTheirMostSignificantBytes) {
+    const struct {
+        std::vector<uint8_t> stored;
+        uint64_t expected;
+    } cases[] = {
+        {{0x00, 0xF0, 0x3F}, bits(1.0)},
+        {{0x1D, 0xAF, 0xC0}, 0xC0AF1D0000000000},
+        {{0x12, 0x34, 0x56, 0x40}, 0x4056341200000000},
+        {{1, 2, 3, 4, 5, 6, 7, 8}, 0x0807060504030201},
+        {{0xFE, 0xFF, 0xFF}, bits(missing_value('.'))},
+        {{0x00}, bits(missing_value('.'))}, // no number is stored in one byte
+        {{}, bits(missing_value('.'))},
+        {{0, 1, 2, 3, 4, 5, 6, 7, 8}, bits(missing_value('.'))},
+    };
+    for (const auto &[stored, expected] : cases) {
+        double value = 0;
+        calls.wzrftrc(reinterpret_cast<const char *>(stored.data()), static_cast<int32_t>(stored.size()), &value);
+        EXPECT_EQ(expected, bits(value)) << stored.size();
+    }
+}
+
+TEST_F(Numbers, MissingValuesAreFoundByTheirCharacter) {
+    const double *table = calls.gcb->special_missings;
+    EXPECT_EQ(0xFFFF'FE00'0000'0000U, bits(missing_value('.')));
+    EXPECT_EQ(0xFFFF'FD00'0000'0000U, bits(table['A']));
+    EXPECT_EQ(0xFFFF'E400'0000'0000U, bits(table['Z']));
+    EXPECT_EQ(0xFFFF'FF00'0000'0000U, bits(table['_']));
+    for (const char mark : {'_', 'A', 'M', 'Z'})
+        EXPECT_EQ(mark, missing_mark(table[static_cast<size_t>(mark)]));
+    EXPECT_EQ(0, missing_mark(0.0));
+    EXPECT_EQ(0, missing_mark(std::numeric_limits<double>::quiet_NaN()));
+}
+
+TEST_F(Numbers, TheClockCountsFrom1960) {
+    const double now = calls.zdattim();
+    EXPECT_GT(now, 2'082'844'800.0); // 2026-01-01
+    EXPECT_LT(now, 5'000'000'000.0); // 2118
+}
+
+TEST_F(Numbers, OptionsAreAnsweredByName) {
+    const struct {
+        std::string name;
+        int32_t limit;
+        const char *expected; // null: not set
+    } cases[] = {{"VALIDVARNAME", 32, "any"},    {"validvarname", 32, "any"},
+                 {"VALIDVARNAME   ", 32, "any"}, {"VALIDVARNAME", 2, "an"},
+                 {"VALIDVARNAME", 0, ""},        {"VALIDVARNAMES", 32, nullptr},
+                 {"VALIDVARNAM", 32, nullptr},   {"", 32, nullptr}};
+    for (const auto &[name, limit, expected] : cases) {
+        std::string value(40, '#');
+        int32_t length = -1;
+        const int32_t code =
+            calls.xyrcgef(name.data(), static_cast<int32_t>(name.size()), value.data(), limit, &length);
+        EXPECT_EQ(expected == nullptr, code != 0) << name;
+        EXPECT_EQ(expected == nullptr ? "" : expected, value.substr(0, static_cast<size_t>(length))) << name;
+        EXPECT_EQ('#', value[static_cast<size_t>(length)]);
+    }
+}
+
+struct NumberedNode {
+    TREE tree;
+    int number;
+};
+
+TREE *tree_of(std::vector<NumberedNode> &nodes, int from, int until) {
+    if (from >= until)
+        return nullptr;
+    const int middle = from + (until - from) / 2;
+    TREE &root = nodes[static_cast<size_t>(middle)].tree;
+    root.llink = tree_of(nodes, from, middle);
+    root.rlink = tree_of(nodes, middle + 1, until);
+    return &root;
+}
+
+TEST_F(Numbers, TreesBecomeChainsInOrder) {
+    constexpr int deep = 200'000; // as deep as a tree can be that lost its balance
+    for (const int count : {0, 1, 2, 3, 10, 1000, -deep}) {
+        std::vector<NumberedNode> nodes(static_cast<size_t>(std::abs(count)));
+        for (size_t at = 0; at < nodes.size(); ++at)
+            nodes[at].number = static_cast<int>(at);
+        TREE *root = tree_of(nodes, 0, std::max(count, 0));
+        for (size_t at = 0; count < 0 && at < nodes.size(); ++at) {
+            nodes[at].tree.llink = root;
+            root = &nodes[at].tree;
+        }
+        const TREE *node = calls.ztrelst(&root);
+        EXPECT_EQ(root, node);
+        int expected = 0;
+        for (; node != nullptr; node = node->rlink, ++expected) {
+            ASSERT_EQ(expected, reinterpret_cast<const NumberedNode *>(node)->number);
+            ASSERT_EQ(nullptr, node->llink);
+        }
+        EXPECT_EQ(std::abs(count), expected);
+    }
+}
+
+TEST_F(Numbers, PoolsRefuseAndCountBlocks) {
+    POOL *task = calls.gcb->pool;
+    EXPECT_EQ(nullptr, task->allocate(task, -1, POOL_ZEROED));
+    EXPECT_EQ(nullptr, task->allocate(task, int64_t{1} << 62, POOL_ZEROED));
+    void *empty = task->allocate(task, 0, POOL_ZEROED);
+    auto *block = static_cast<char *>(task->allocate(task, 1000, POOL_GRAMMAR));
+    ASSERT_TRUE(empty != nullptr && block != nullptr);
+    EXPECT_EQ(std::string(1000, '\0'), std::string(block, 1000));
+    EXPECT_EQ(0U, reinterpret_cast<uintptr_t>(block) % alignof(std::max_align_t));
+    EXPECT_EQ(2U, host->blocks_in_use());
+    POOL *scratch = calls.xmpoolc(1024);
+    ASSERT_NE(nullptr, scratch);
+    for (int times = 0; times < 5; ++times)
+        EXPECT_NE(nullptr, scratch->allocate(scratch, 10, POOL_ZEROED));
+    scratch->free(scratch, scratch->allocate(scratch, 10, POOL_ZEROED), 0, POOL_FREE);
+    EXPECT_EQ(8U, host->blocks_in_use()) << "two, the pool, and its five";
+    calls.xmpoold(scratch);
+    task->free(task, block, 0, POOL_FREE);
+    task->free(task, empty, 0, POOL_FREE);
+    task->free(task, nullptr, 0, POOL_FREE);
+    EXPECT_EQ("", host.left_over());
+    EXPECT_EQ(0, host.memory.blocks());
+    host.faults.fail(Operation::allocation, 1, true);
+    EXPECT_EQ(nullptr, task->allocate(task, 1, POOL_ZEROED));
+    EXPECT_EQ(nullptr, calls.xmpoolc(1024));
+}
+
+} // namespace
+} // namespace vor::test
