@@ -18,7 +18,7 @@ constexpr size_t most_states = 50'000;
 struct State {
     size_t next;                // token
     std::vector<int16_t> stack; // without actions
-    auto operator<=>(const State &) const = default;
+    bool operator<(const State &other) const { return std::tie(next, stack) < std::tie(other.next, other.stack); }
 };
 
 enum class Step { start, open, read, leave_out, put_in };
