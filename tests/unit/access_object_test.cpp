@@ -295,6 +295,8 @@ TEST(Open, UndoesAFailure) {
         {true, "xxrasgn " + path, 16, 47, {}},
         {true, "xxropen " + path, 16, 47, {}},
         {true, "xxrinfo " + path, 16, 47, {}},
+        {false, "xxropen " + path, 16, 47, {}},
+        {false, "xxrinfo " + path, 16, 47, {}},
         {true, "", 257, 0x8013202f, {"Position buffer size too small"}},
         {false, "", 257, 0x80132031, {"Position buffer size too small"}},
         {false, "set-up", 16, 0x80132007, {"Memory request error"}},
@@ -304,6 +306,7 @@ TEST(Open, UndoesAFailure) {
         Object object(row.import);
         IMGLUE *self = object.self;
         object.host.failing[row.failing] = 47;
+        object.host.files[path] = "before";
         object.host.position_bytes = row.position_bytes;
         object.host.refuse_block = row.failing == "set-up" ? 1 : -1;
         EXPECT_EQ(static_cast<std::uint32_t>(self->open(self)), row.code);
@@ -312,6 +315,8 @@ TEST(Open, UndoesAFailure) {
         EXPECT_EQ(object.host.assignments.size(), row.code == 0 ? 1u : 0u);
         EXPECT_EQ(self->do_input, row.import ? 1 : 0);
         if (row.code != 0) {
+            const bool truncated = !row.import && row.failing != "xxropen " + path;
+            EXPECT_EQ(object.host.files.contains(path), !truncated) << "what could not be opened stays";
             EXPECT_EQ(self->fileptr, nullptr);
             EXPECT_EQ(std::string(self->logname, 8), std::string(8, ' '));
             object.host.log.clear();
@@ -322,6 +327,23 @@ TEST(Open, UndoesAFailure) {
         }
         self->close(self);
         EXPECT_EQ(object.host.open_files(), 0);
+    }
+}
+
+TEST(Close, ReleasesATemporaryFileThatWasNeverOpened) {
+    for (const bool open : {false, true}) {
+        Object object(false);
+        IMGLUE *self = object.self;
+        object.host.assignments["MYFILE  "] = "/ref";
+        ASSERT_EQ(self->set_fname(self, "MYFILE", -1), HOST_NAME_NO_EXTENSION);
+        object.host.files["/tmp/1"] = "";
+        object.host.failing["xxropen /tmp/1"] = 47;
+        if (open) {
+            EXPECT_EQ(self->open(self), 47);
+        }
+        EXPECT_EQ(self->close(self), HOST_OK);
+        EXPECT_FALSE(object.host.files.contains("/tmp/1"));
+        EXPECT_EQ(object.host.assignments.size(), 1u) << "the user's reference stays";
     }
 }
 

@@ -91,6 +91,10 @@ int32_t open_file(IMGLUE *self) {
     const int32_t code = open_named_file(self);
     if (code == HOST_OK)
         return HOST_OK;
+    // An export's file is new and empty by now, once it is open; that of a reference is a temporary one in any case.
+    const bool made_file = self->fileptr != nullptr || (self->isfref != 0 && names_a_file(self->logname));
+    if (self->do_input == 0 && made_file)
+        xxrdele(self->logname, file_context());
     xxrdasg(self->logname, file_context());
     xxclose(self->fileptr);
     memset(self->logname, ' ', sizeof self->logname);

@@ -247,32 +247,35 @@ static void forget_file(char *logname, WX_FILE **fileptr) {
     *fileptr = nullptr;
 }
 
-// The main file, unless it is the temporary copy of a reference, which is released as such.
+static void release_temporary_file(char *logname, WX_FILE **fileptr) {
+    xxclose(*fileptr);
+    xxrdele(logname, file_context());
+    forget_file(logname, fileptr);
+}
+
 static void release_main_file(IMGLUE *self) {
-    if (self->isfref != 0 && self->fileptr == self->copy_fileptr)
+    const bool exporting = self->do_input == 0;
+    if (self->isfref != 0 && !exporting) { // the user's reference, which stays assigned, or the copy of it
+        if (self->fileptr != self->copy_fileptr)
+            xxclose(self->fileptr);
         self->fileptr = nullptr;
+        return;
+    }
+    if (self->isfref != 0) { // the temporary file, unless it has been copied; it may never have been opened
+        if (names_a_file(self->logname))
+            release_temporary_file(self->logname, &self->fileptr);
+        return;
+    }
     if (self->fileptr == nullptr)
         return;
     xxclose(self->fileptr);
-    if (self->do_input != 0 && self->isfref != 0) {
-        self->fileptr = nullptr; // the user's own reference stays assigned
-        return;
-    }
-    if (self->do_input == 0 && self->haderror != 0) {
+    if (exporting && self->haderror != 0) {
         // A close has already de-assigned the name.
         if (xxrexsl(self->logname, file_context()) != 0)
             asg_lname(self);
         xxrdele(self->logname, file_context());
     }
     forget_file(self->logname, &self->fileptr);
-}
-
-static void release_temporary_file(char *logname, WX_FILE **fileptr) {
-    if (*fileptr == nullptr)
-        return;
-    xxclose(*fileptr);
-    xxrdele(logname, file_context());
-    forget_file(logname, fileptr);
 }
 
 static void release_pipeline(TRANSPIPE **pipe) {
@@ -284,14 +287,16 @@ static void release_pipeline(TRANSPIPE **pipe) {
 int32_t mivex_clean_up(IMGLUE *self) {
     release_memory(self);
     release_main_file(self);
-    release_temporary_file(self->temp_logname, &self->temp_fileptr);
+    if (self->temp_fileptr != nullptr)
+        release_temporary_file(self->temp_logname, &self->temp_fileptr);
     if (self->aux_fileptr != nullptr) {
         xxrdasg(self->aux_logname, file_context());
         xxclose(self->aux_fileptr);
         memset(self->aux_logname, 0, sizeof self->aux_logname);
         self->aux_fileptr = nullptr;
     }
-    release_temporary_file(self->copy_logname, &self->copy_fileptr);
+    if (self->copy_fileptr != nullptr)
+        release_temporary_file(self->copy_logname, &self->copy_fileptr);
     release_pipeline(&self->transpipe);
     release_pipeline(&self->tp_utf16_to_utf8);
     return 0;

@@ -24,6 +24,11 @@ void *h_malloc1(IMGLUE *self, int64_t size);
 // 0, ERROR_MEMORY, ERROR_TEMP_OPEN or ERROR_TEMP_ASSIGN. What was allocated stays with the session.
 int32_t setup_self(IMGLUE *self, const char *dbpath, const char *dbname, const char *dbtype);
 
+// Whether a logical name stands for anything: it is neither blank nor zero.
+inline bool names_a_file(const char *logname) {
+    return logname[0] != ' ' && logname[0] != 0;
+}
+
 // update_inforec: give an information record of an older layout version the defaults of every later field. A record of
 // version 0, 11 or 12, or of the current version, stays as it is.
 void update_inforec(indbsinfo *dbsinfoptr);
