@@ -309,6 +309,7 @@ bool format_of_records(std::string_view name, const XFRWSTR &records, const Enco
 bool records_of_format(const UserFormat &format, const Encodings &encodings, XFRWSTR &records, int &left_out) {
     POOL &pool = *static_cast<POOL *>(records.poolptr);
     left_out = 0;
+    records.lp = nullptr;
     records.rp = nullptr;
     records.hp = write_header(format, pool, encodings);
     if (records.hp == nullptr)

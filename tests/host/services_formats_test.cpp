@@ -1,0 +1,361 @@
+// User formats through the services: the module's records into a catalog and back, and what the catalog refuses.
+
+#include "memory_host.h"
+#include "service_calls.h"
+
+#include <vor/imglue.h>
+#include <vorhost/missing.h>
+
+#include <algorithm>
+#include <cstring>
+#include <deque>
+#include <gtest/gtest.h>
+#include <map>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace vor::test {
+namespace {
+
+class CatalogsInMemory : public FormatCatalogs {
+  public:
+    Written write(const std::string &library, const std::string &catalog, const UserFormat &format,
+                  bool keep_existing) override {
+        if (library == "BAD")
+            throw std::runtime_error("The library BAD is read-only.");
+        UserFormat &place = formats[library + '.' + catalog + '.' + format.name];
+        if (keep_existing && !place.name.empty())
+            return Written::kept_old;
+        place = format;
+        return Written::stored;
+    }
+
+    bool read(const std::string &library, const std::string &catalog, const std::string &name,
+              UserFormat &format) override {
+        if (library == "BAD")
+            throw std::runtime_error("The library BAD is damaged.");
+        const auto found = formats.find(library + '.' + catalog + '.' + name);
+        if (found != formats.end())
+            format = found->second;
+        return found != formats.end();
+    }
+
+    std::map<std::string, UserFormat> formats;
+};
+
+FORMAT_NAME32 counted(std::string_view text) {
+    FORMAT_NAME32 name{};
+    name.length = static_cast<int16_t>(text.size());
+    std::memcpy(name.text, text.data(), text.size());
+    return name;
+}
+
+class Formats : public testing::Test {
+  protected:
+    Formats() {
+        records.libname = counted("WORK    ");
+        records.objlibnm = counted("FORMATS");
+        records.hp = &header;
+        header.type = FORMAT_NUMERIC;
+    }
+    ~Formats() override {
+        if (records.poolptr != nullptr)
+            calls.xmpoold(static_cast<POOL *>(records.poolptr));
+    }
+
+    static HostOptions options(CatalogsInMemory &catalogs) {
+        HostOptions options;
+        options.catalogs = &catalogs;
+        return options;
+    }
+
+    // Adds a range record behind a node; the bytes live as long as the test.
+    template <class Record>
+    Record &add(int8_t kind, size_t bytes = sizeof(Record)) {
+        storage.emplace_back(sizeof(TREE) / 8 + (std::max(bytes, sizeof(Record)) + 7) / 8);
+        auto *node = reinterpret_cast<TREE *>(storage.back().data());
+        *(last == nullptr ? &records.rp : &last->rlink) = node;
+        last = node;
+        auto &record = *reinterpret_cast<Record *>(node + 1);
+        record.rectype = kind;
+        return record;
+    }
+
+    void add_value(double value, int64_t label) {
+        auto &record = add<IRANGESTR_N_S>(RANGE_NUMERIC_VALUE);
+        calls.wzcsdbl(&value, record.start);
+        record.u.number = label;
+    }
+
+    void add_label(const std::string &text) {
+        storage.emplace_back((offsetof(LABELSTR_NCF, ncf) + offsetof(ILABELSTR_NCF, label) + text.size() + 15) / 8);
+        auto *label = reinterpret_cast<LABELSTR_NCF *>(storage.back().data());
+        label->ncf.rectype = LABEL_TEXT;
+        label->ncf.length = static_cast<int16_t>(text.size());
+        std::memcpy(reinterpret_cast<char *>(&label->ncf) + offsetof(ILABELSTR_NCF, label), text.data(), text.size());
+        LABELSTR_NCF **link = &records.lp;
+        while (*link != nullptr)
+            link = &(*link)->next;
+        *link = label;
+    }
+
+    int32_t write(const std::string &name) {
+        return calls.xfwrfmt(name.data(), static_cast<int32_t>(name.size()), &records);
+    }
+
+    int32_t read(const std::string &name) {
+        records.hp = nullptr;
+        records.rp = nullptr;
+        records.poolptr = calls.xmpoolc(1024);
+        return calls.xfrdfmt(name.data(), static_cast<int32_t>(name.size()), &records);
+    }
+
+    // The records as text, one line per range: kind, start, end, label.
+    std::string read_ranges() {
+        std::string lines;
+        for (const TREE *node = records.rp; node != nullptr; node = node->rlink)
+            lines += range_line(node + 1) + '\n';
+        return lines;
+    }
+
+    std::string number(const uint8_t *collating) {
+        double value = 0;
+        calls.wzrsdbl(collating, &value);
+        const char mark = missing_mark(value);
+        return mark != 0 ? std::string(".") + mark : std::to_string(static_cast<int64_t>(value));
+    }
+
+    std::string range_line(const void *record) {
+        const auto label_text = [](const LABEL_REFERENCE &reference) {
+            return reference.label == nullptr
+                       ? std::string("none")
+                       : std::string(reinterpret_cast<const char *>(reference.label) + offsetof(ILABELSTR_NCF, label),
+                                     static_cast<size_t>(reference.label->length));
+        };
+        const std::string kind = std::to_string(*static_cast<const int8_t *>(record)) + ' ';
+        switch (*static_cast<const int8_t *>(record)) {
+        case RANGE_NUMERIC_VALUE: {
+            const auto &range = *static_cast<const IRANGESTR_N_S *>(record);
+            return kind + number(range.start) + ' ' + label_text(range.u);
+        }
+        case RANGE_NUMERIC_INTERVAL: {
+            const auto &range = *static_cast<const IRANGESTR_N *>(record);
+            return kind + number(range.start) + ' ' + number(range.end) + ' ' + label_text(range.u);
+        }
+        case RANGE_CHARACTER_VALUE: {
+            const auto &range = *static_cast<const IRANGESTR_C_S *>(record);
+            return kind + std::string(range.startc, static_cast<size_t>(range.startlen)) + ' ' + label_text(range.u);
+        }
+        case RANGE_CHARACTER_INTERVAL: {
+            const auto &range = *static_cast<const IRANGESTR_C *>(record);
+            return kind + std::string(range.start, static_cast<size_t>(range.startlen)) + ' ' +
+                   std::string(range.end, static_cast<size_t>(range.endlen)) + ' ' + label_text(range.u);
+        }
+        default: {
+            const auto &range = *static_cast<const IRANGESTR_C16 *>(record);
+            return kind + std::string(range.start, 16) + ' ' + std::string(range.end, 16) + ' ' + label_text(range.u);
+        }
+        }
+    }
+
+    CatalogsInMemory catalogs;
+    MemoryHost host{options(catalogs)};
+    ServiceCalls calls{host->control_block()};
+    HEADSTR header{};
+    XFRWSTR records{};
+    TREE *last = nullptr;
+    std::deque<std::vector<int64_t>> storage;
+};
+
+TEST_F(Formats, BuiltInNamesAreKnownAndOthersAreNot) {
+    const struct {
+        const char *name;
+        int32_t known;
+    } cases[] = {{"DATE", 1},  {"date", 1}, {"Best", 1},  {"$CHAR", 1},   {"F", 1},      {"YYMMDDN", 1},
+                 {"mmyyq", 1}, {"AGE", 0},  {"DATES", 0}, {"DAT", 0},     {"sex", 0},    {"YYM", 0},
+                 {"$city", 0}, {"Z", 1},    {"e ", 1},    {"DATETIM", 0}, {"F2005A", 0}, {"", 0}};
+    for (const auto &[name, known] : cases) {
+        int32_t answer = -1;
+        EXPECT_EQ(0, calls.xfrname(name, static_cast<int32_t>(std::strlen(name)), 'F', 0, &answer));
+        EXPECT_EQ(known, answer) << name;
+    }
+}
+
+TEST_F(Formats, ValuesAndLabelsArriveInTheCatalog) {
+    for (const char *label : {"two", "one", "refused", "missing"})
+        add_label(label);
+    add_value(1, 1);
+    add_value(2, 0);
+    add_value(2147483621, 3);
+    add_value(2147483623, 2);
+    add_value(2147483648, 0); // a number like any other
+    ASSERT_EQ(0, write("sex     "));
+    const UserFormat &stored = catalogs.formats.at("WORK.FORMATS.SEX");
+    const double dot = missing_value('.'), b = missing_value('B');
+    const UserFormat expected{"SEX",
+                              ValueKind::numeric,
+                              false,
+                              {{dot, dot, {"missing"}},
+                               {b, b, {"refused"}},
+                               {1.0, 1.0, {"one"}},
+                               {2.0, 2.0, {"two"}},
+                               {2147483648.0, 2147483648.0, {"two"}}},
+                              7};
+    EXPECT_TRUE(stored == expected);
+    ASSERT_EQ(0, read("SEX"));
+    EXPECT_EQ("2 1 one\n2 2 two\n2 2147483621 missing\n2 2147483623 refused\n2 2147483648 two\n", read_ranges());
+    EXPECT_EQ(FORMAT_NUMERIC, records.hp->type);
+    EXPECT_EQ(0, records.hp->multilabel);
+    EXPECT_EQ("SEX     ", std::string(records.hp->fmtname, 8));
+    EXPECT_EQ(5, records.hp->nranges);
+    EXPECT_EQ(nullptr, records.lp);
+}
+
+TEST_F(Formats, EveryKindOfRecordIsWrittenAndRead) {
+    add_label("label");
+    header.type = FORMAT_CHARACTER;
+    auto &short_value = add<IRANGESTR_C16>(RANGE_CHARACTER_VALUE_16);
+    std::memcpy(short_value.start, "b \t             ", 16);
+    auto &short_interval = add<IRANGESTR_C16>(RANGE_CHARACTER_INTERVAL_16);
+    std::memcpy(short_interval.start, "c               d               ", 32);
+    auto &value = add<IRANGESTR_C_S>(RANGE_CHARACTER_VALUE, offsetof(IRANGESTR_C_S, startc) + 20);
+    value.startlen = 20;
+    std::memcpy(reinterpret_cast<char *>(&value) + offsetof(IRANGESTR_C_S, startc), "a value of 20 bytes.", 20);
+    auto &interval = add<IRANGESTR_C>(RANGE_CHARACTER_INTERVAL);
+    interval.start = "x";
+    interval.end = "y is longer than others";
+    interval.startlen = 1;
+    interval.endlen = 23;
+    ASSERT_EQ(0, write("$city"));
+    ASSERT_EQ(0, read("$CITY   "));
+    EXPECT_EQ("3 a value of 20 bytes. label\n"
+              "10 b                                 label\n"
+              "11 c                d                label\n"
+              "4 x y is longer than others label\n",
+              read_ranges());
+    EXPECT_EQ(FORMAT_CHARACTER, records.hp->type);
+}
+
+TEST_F(Formats, NumericIntervalsKeepTheirEnds) {
+    add_label("range");
+    auto &range = add<IRANGESTR_N>(RANGE_NUMERIC_INTERVAL);
+    const double ends[] = {-5, 2147483621};
+    calls.wzcsdbl(&ends[0], range.start);
+    calls.wzcsdbl(&ends[1], range.end);
+    ASSERT_EQ(0, write("R"));
+    ASSERT_EQ(0, read("R"));
+    EXPECT_EQ("1 -5 .. range\n", read_ranges()) << "an end that stands for a missing value is one";
+}
+
+TEST_F(Formats, SeveralLabelsOfAValueArePassedOn) {
+    for (const char *label : {"first", "second"})
+        add_label(label);
+    ULABLST second{nullptr, 1}, first{&second, 0};
+    ULABHDTL list{&first, &second, 2};
+    auto &record = add<IRANGESTR_N_S>(RANGE_NUMERIC_VALUE);
+    const double value = 1;
+    calls.wzcsdbl(&value, record.start);
+    record.flags = RANGE_MANY_LABELS;
+    record.u.list = &list;
+    header.multilabel = 1;
+    ASSERT_EQ(0, write("MANY"));
+    const UserFormat &stored = catalogs.formats.at("WORK.FORMATS.MANY");
+    EXPECT_TRUE(stored.multilabel);
+    EXPECT_EQ((std::vector<std::string>{"first", "second"}), stored.ranges.at(0).labels);
+    ASSERT_EQ(0, read("MANY"));
+    EXPECT_EQ(1, records.hp->multilabel);
+    EXPECT_EQ("2 1 first\n", read_ranges());
+}
+
+TEST_F(Formats, RecordsThatContradictThemselvesAreRefused) {
+    const struct {
+        const char *what;
+        int64_t label;
+        int8_t kind;
+        int16_t type;
+    } cases[] = {{"no such label", 1, RANGE_NUMERIC_VALUE, FORMAT_NUMERIC},
+                 {"negative label", -1, RANGE_NUMERIC_VALUE, FORMAT_NUMERIC},
+                 {"no such kind", 0, 99, FORMAT_NUMERIC},
+                 {"number in a character format", 0, RANGE_NUMERIC_VALUE, FORMAT_CHARACTER},
+                 {"no such format", 0, RANGE_NUMERIC_VALUE, 5}};
+    add_label("only one");
+    for (const auto &[what, label, kind, type] : cases) {
+        records.rp = last = nullptr;
+        auto &record = add<IRANGESTR_N_S>(kind);
+        record.u.number = label;
+        header.type = type;
+        const int32_t code = write("SEX");
+        EXPECT_LT(code, 0) << what;
+        calls.xprrlog(0, code);
+        EXPECT_TRUE(host.log.contains("The user format SEX contradicts itself")) << what;
+        host.log.lines.clear();
+        EXPECT_TRUE(catalogs.formats.empty()) << what;
+    }
+}
+
+TEST_F(Formats, WhatTheCatalogSaysReachesTheLog) {
+    add_label("one");
+    add_value(1, 0);
+    EXPECT_EQ(0, write("SEX"));
+    records.noreplace = 1;
+    EXPECT_EQ(FORMAT_NOT_REPLACED, static_cast<uint32_t>(write("SEX")) & FORMAT_STATUS_MASK);
+    EXPECT_EQ(FORMAT_NOT_FOUND, static_cast<uint32_t>(read("NONE")) & FORMAT_STATUS_MASK);
+    calls.xmpoold(static_cast<POOL *>(records.poolptr));
+    records.hp = &header;
+    records.libname = counted("BAD");
+    calls.xprrlog(0, write("SEX"));
+    calls.xprrlog(0, read("SEX"));
+    EXPECT_EQ("NOTE: The user format SEX was not stored: The library BAD is read-only.\n"
+              "NOTE: The user format SEX was not read: The library BAD is damaged.\n",
+              host.log.text());
+}
+
+TEST_F(Formats, APoolThatRefusesEndsTheRead) {
+    add_label("one");
+    header.type = FORMAT_CHARACTER;
+    for (const char *text : {"a", "b"})
+        std::memset(add<IRANGESTR_C16>(RANGE_CHARACTER_VALUE_16).start, text[0], 16);
+    ASSERT_EQ(0, write("$X"));
+    int64_t nth = 1;
+    for (int32_t code = -1; code != 0; ++nth) {
+        host.faults.fail(Operation::allocation, nth + 1); // the first is the pool's own
+        code = read("$X");
+        EXPECT_EQ(host.faults.struck() ? HOST_NO_MEMORY : 0, code);
+        if (code != 0)
+            calls.xmpoold(static_cast<POOL *>(records.poolptr));
+    }
+    EXPECT_EQ(6, nth - 1) << "a header, and a node and a label for each range, then one without a fault";
+}
+
+TEST_F(Formats, TextsAreTheSessionsOutsideTheCatalog) {
+    HostOptions latin = options(catalogs);
+    latin.session_encoding = "latin1";
+    MemoryHost other(latin);
+    const ServiceCalls other_calls(other->control_block());
+    add_label("caf\xE9");
+    add_value(1, 0);
+    ASSERT_EQ(0, other_calls.xfwrfmt("SEX", 3, &records));
+    EXPECT_EQ("caf\xC3\xA9", catalogs.formats.at("WORK.FORMATS.SEX").ranges.at(0).labels.at(0));
+    EXPECT_EQ(5, catalogs.formats.at("WORK.FORMATS.SEX").default_width);
+    records.poolptr = other_calls.xmpoolc(1024);
+    ASSERT_EQ(0, other_calls.xfrdfmt("SEX", 3, &records));
+    EXPECT_EQ("2 1 caf\xE9\n", read_ranges());
+    other_calls.xmpoold(static_cast<POOL *>(records.poolptr));
+    records.poolptr = nullptr;
+    EXPECT_EQ("", other.left_over());
+}
+
+TEST(FormatsWithoutCatalogs, AreRefusedWithOneNote) {
+    MemoryHost host;
+    const ServiceCalls calls(host->control_block());
+    XFRWSTR records{};
+    for (int times = 0; times < 3; ++times)
+        calls.xprrlog(0, calls.xfwrfmt("SEX", 3, &records));
+    EXPECT_EQ(1U, host.log.lines.size()) << host.log.text();
+    EXPECT_EQ(FORMAT_NOT_FOUND, static_cast<uint32_t>(calls.xfrdfmt("SEX", 3, &records)) & FORMAT_STATUS_MASK);
+    EXPECT_EQ("", host->take_failure().text);
+}
+
+} // namespace
+} // namespace vor::test
