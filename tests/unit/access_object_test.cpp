@@ -133,14 +133,6 @@ TEST(Constructor, MakesARecordOrUsesTheHosts) {
             EXPECT_EQ(self->grammar_ptr, &options);
             EXPECT_EQ(host.blocks.size(), 1u) << "the driver table only";
         }
-        for (const SERVICE_ROUTINE slot :
-             {reinterpret_cast<SERVICE_ROUTINE>(self->parseimcmd), reinterpret_cast<SERVICE_ROUTINE>(self->parseimproc),
-              reinterpret_cast<SERVICE_ROUTINE>(self->parseexcmd), reinterpret_cast<SERVICE_ROUTINE>(self->parseexproc),
-              reinterpret_cast<SERVICE_ROUTINE>(self->get_vorstmts), reinterpret_cast<SERVICE_ROUTINE>(self->set_fname),
-              reinterpret_cast<SERVICE_ROUTINE>(self->open), reinterpret_cast<SERVICE_ROUTINE>(self->getvars),
-              reinterpret_cast<SERVICE_ROUTINE>(self->getnextrow), reinterpret_cast<SERVICE_ROUTINE>(self->putvars),
-              reinterpret_cast<SERVICE_ROUTINE>(self->putnextrow), reinterpret_cast<SERVICE_ROUTINE>(self->close)})
-            EXPECT_NE(slot, nullptr);
         EXPECT_EQ(self->new_, vorimdta);
         EXPECT_EQ(self->VORIMGLUE_C.new_, vorimdta);
         EXPECT_NE(self->delete_, nullptr);

@@ -131,30 +131,18 @@ TEST(SetUp, NamesTheDataSetByItsParts) {
     }
 }
 
-TEST(SetUp, PreparesTheRecordsOfItsDirection) {
-    Bench import(true);
-    import.self->haderror = ERROR_POSITION_SIZE;
-    ASSERT_EQ(import.set_up(), 0);
-    const indbsrec *in = import.self->inptr;
-    EXPECT_EQ(in->inobscount, -1);
-    EXPECT_EQ(in->inbuffsize, 32000);
-    EXPECT_EQ(in->year_cutoff, 1900);
-    EXPECT_EQ(in->self, import.self.get());
-    EXPECT_EQ(in->mivex_infd, import.self->fileptr);
-    EXPECT_STREQ(in->message_string, "");
-    EXPECT_EQ(import.self->outptr, nullptr);
-    EXPECT_EQ(import.self->haderror, 0);
-
-    Bench output(false);
-    ASSERT_EQ(output.set_up(), 0);
-    const outdbsrec *out = output.self->outptr;
-    EXPECT_NE(output.self->inptr, nullptr);
-    EXPECT_EQ(out->outbuffsize, 32000);
-    EXPECT_EQ(out->always_year4, 1);
-    EXPECT_EQ(out->self, output.self.get());
-    EXPECT_EQ(out->mivex_outfd, output.self->fileptr);
-    EXPECT_STREQ(out->outnamegiven, "/d/name.dta");
-    EXPECT_STREQ(out->message_string, "");
+TEST(SetUp, StartsWithoutAnEarlierFailure) {
+    for (const bool import : {true, false}) {
+        Bench bench(import);
+        bench.self->haderror = ERROR_POSITION_SIZE;
+        ASSERT_EQ(bench.set_up(), 0);
+        const IMGLUE *self = bench.self.get();
+        EXPECT_EQ(self->haderror, 0);
+        EXPECT_STREQ(import ? self->inptr->message_string : self->outptr->message_string, "");
+        EXPECT_EQ(import ? self->inptr->mivex_infd : self->outptr->mivex_outfd, self->fileptr);
+        EXPECT_EQ(import ? self->inptr->self : self->outptr->self, self);
+        EXPECT_EQ(self->outptr == nullptr, import);
+    }
 }
 
 TEST(SetUp, OptionsOfItsOwnGoWithTheSession) {
