@@ -1,0 +1,381 @@
+// Whole files of every release and byte order through the loaded module; damaged ones, too.
+#include "collected_import.h"
+#include "release_layout.h"
+#include "stata_file_builder.h"
+
+#include <gtest/gtest.h>
+
+namespace vor::test {
+namespace {
+
+using namespace std::string_literals;
+
+constexpr int binary_releases[] = {103, 104, 105, 108, 110, 111, 112, 113, 114, 115};
+constexpr int tagged_releases[] = {117, 118, 119};
+
+std::vector<int> all_releases() {
+    std::vector<int> releases(std::begin(binary_releases), std::end(binary_releases));
+    releases.insert(releases.end(), std::begin(tagged_releases), std::end(tagged_releases));
+    return releases;
+}
+
+bool is_tagged(int release) {
+    return release >= 117;
+}
+bool has_extended_marks(int release) {
+    return release >= 113;
+}
+bool has_date_formats(int release) {
+    return release >= 105;
+}
+
+// Every type, dates, a label table, an accent, missing values, and from release 117 on a date-time, a time and strLs.
+// More observations than one read of the module holds.
+constexpr int ordinary_rows = 1500;
+
+StataFile whole_file(int release, ByteOrder order) {
+    StataFile file{.release = release, .order = order, .data_label = "Whole"};
+    if (release >= 105) {
+        file.timestamp = "22 Nov 2026 20:00";
+    }
+    const std::string day = has_date_formats(release) ? "%d" : "%9.0g";
+    file.variables = {{.name = "b", .type = Type::byte, .format = "%8.0g", .label = "A byte", .value_label = "yn"},
+                      {.name = "i", .type = Type::int16, .format = "%8.0f"},
+                      {.name = "l", .type = Type::int32, .format = "%10.2f"},
+                      {.name = "f", .type = Type::float32, .format = "%9.2e"},
+                      {.name = "d", .type = Type::float64},
+                      {.name = "day", .type = Type::int16, .format = day},
+                      {.name = "s", .type = str(7), .format = "%7s"}};
+    const Missing last = has_extended_marks(release) ? missing('z') : missing();
+    const Missing first = has_extended_marks(release) ? missing('a') : missing();
+    file.rows = {{-127, -32767, -2147483647, -0.5, 1e-300, 0, "ab"},
+                 {1, 32740, 2147483620, 1.5e38, 1e300, 14669, "Z\xC3\xBCrich"},
+                 {first, first, first, first, first, first, ""},
+                 {last, last, last, last, last, last, "  lead"},
+                 {missing(), missing(), missing(), missing(), missing(), missing(), "a b  "}};
+    for (int row = 0; row < ordinary_rows; ++row) {
+        file.rows.push_back({row % 100, row, row * 1000, row * 0.5, row * 0.25, row, std::to_string(row)});
+    }
+    file.value_labels = {{"other", {{7, "seven"}}}, {"yn", {{0, "no"}, {1, "yes"}}}};
+    if (release >= 105) {
+        file.characteristics = {{"_dta", "note1", "seen"}, {"b", "note1", ""}};
+    }
+    return file;
+}
+
+void add_tagged_variables(StataFile &file) {
+    file.variables.push_back({.name = "when", .type = Type::float64, .format = "%tc"});
+    file.variables.push_back({.name = "clock", .type = Type::float64, .format = "%tcHH:MM:SS"});
+    file.variables.push_back({.name = "long", .type = Type::strl, .format = "%9s"});
+    for (std::size_t row = 0; row < file.rows.size(); ++row) {
+        file.rows[row].insert(file.rows[row].end(), {1000.0 * static_cast<double>(row), 1000.0, Cell("text")});
+    }
+    // Empty, of the binary kind, shared, dangling.
+    const std::size_t place = file.variables.size() - 1;
+    file.rows[0][place] = "";
+    file.rows[1][place] = binary("two\xC3\xA9");
+    file.rows[2][place] = reference(place + 1, 2);
+    file.rows[3][place] = reference(place + 1, 9999);
+}
+
+std::vector<std::vector<std::string>> expected_rows(int release) {
+    const std::string first = has_extended_marks(release) ? ".a" : ".";
+    const std::string last = has_extended_marks(release) ? ".z" : ".";
+    std::vector<std::vector<std::string>> rows = {
+        {"-127", "-32767", "-2147483647", "-0.5", "1e-300", "0", "'ab'"},
+        {"1", "32740", "2147483620", value_text(static_cast<float>(1.5e38)), "1e+300", "14669", "'Z\xC3\xBCrich'"},
+        {first, first, first, first, first, first, "''"},
+        {last, last, last, last, last, last, "'  lead'"},
+        {".", ".", ".", ".", ".", ".", "'a b'"}};
+    for (int row = 0; row < ordinary_rows; ++row) {
+        rows.push_back({value_text(row % 100), value_text(row), value_text(row * 1000), value_text(row * 0.5),
+                        value_text(row * 0.25), value_text(row), value_text(std::to_string(row))});
+    }
+    if (is_tagged(release)) {
+        for (std::size_t row = 0; row < rows.size(); ++row) {
+            rows[row].insert(rows[row].end(), {value_text(static_cast<double>(row)), "1", "'text'"});
+        }
+        rows[0].back() = rows[3].back() = "''";
+        rows[1].back() = rows[2].back() = "'two\xC3\xA9'";
+    }
+    return rows;
+}
+
+void expect_whole_file(const CollectedImport &import, int release, ByteOrder order) {
+    ASSERT_FALSE(import.error) << import.error->what();
+    EXPECT_EQ(import.summary.release, release);
+    EXPECT_EQ(import.summary.big_endian, order == ByteOrder::big);
+    EXPECT_EQ(import.summary.data_label, "Whole");
+    EXPECT_EQ(import.summary.observations, 5 + ordinary_rows);
+    std::vector<std::string> formats;
+    for (const vor::Variable &variable : import.description.variables) {
+        formats.push_back(format_text(variable.format));
+    }
+    std::vector<std::string> expected = {"B.", "8.", "10.2", "E9.", "", has_date_formats(release) ? "MMDDYY10." : "",
+                                         "$7."};
+    if (is_tagged(release)) {
+        expected.insert(expected.end(), {"DATETIME16.", "TIME.", "$5."});
+    }
+    EXPECT_EQ(formats, expected);
+    EXPECT_EQ(import.description.variables[0].label, "A byte");
+    EXPECT_EQ(import.description.variables[1].label, "i") << "the name stands for a label that is not there";
+    ASSERT_EQ(import.catalogs.formats.size(), 1U) << "tables that no variable uses are not formats";
+    const UserFormat &labels = import.catalogs.formats.begin()->second;
+    ASSERT_EQ(labels.ranges.size(), 2U);
+    EXPECT_EQ(labels.ranges[1].start, FormatValue(1.0));
+    EXPECT_EQ(labels.ranges[1].labels, std::vector<std::string>{"yes"});
+    EXPECT_EQ(import.rows, expected_rows(release));
+}
+
+TEST(ImportJob, EveryReleaseInEitherByteOrder) {
+    const ScratchDirectory scratch;
+    for (const int release : all_releases()) {
+        for (const ByteOrder order : {ByteOrder::little, ByteOrder::big}) {
+            SCOPED_TRACE(std::to_string(release) + (order == ByteOrder::big ? " big" : " little"));
+            StataFile file = whole_file(release, order);
+            if (is_tagged(release)) {
+                add_tagged_variables(file);
+            }
+            expect_whole_file(collect_import(scratch.write("whole.dta", build(file))), release, order);
+        }
+    }
+}
+
+TEST(ImportJob, FilesWithoutVariablesOrObservations) {
+    const ScratchDirectory scratch;
+    for (const int release : all_releases()) {
+        SCOPED_TRACE(release);
+        StataFile nothing{.release = release};
+        const CollectedImport empty = collect_import(scratch.write("empty.dta", build(nothing)));
+        EXPECT_FALSE(empty.error) << empty.error->what();
+        EXPECT_TRUE(empty.description.variables.empty());
+        EXPECT_TRUE(empty.rows.empty());
+        StataFile headings{.release = release, .variables = {{.name = "x"}}};
+        const CollectedImport no_rows = collect_import(scratch.write("headings.dta", build(headings)));
+        EXPECT_FALSE(no_rows.error) << no_rows.error->what();
+        EXPECT_EQ(no_rows.description.variables.size(), 1U);
+        EXPECT_TRUE(no_rows.rows.empty());
+        // Observations, but nothing to hold them.
+        Offsets offsets;
+        std::string bytes = build(nothing, &offsets);
+        const ReleaseLayout &layout = release_layout(release);
+        patch_number(bytes, offsets.at("N"), 1000, layout.observation_count_bytes, nothing.order);
+        EXPECT_TRUE(collect_import(scratch.write("hollow.dta", bytes)).rows.empty());
+    }
+}
+
+TEST(ImportJob, MoreVariablesThanSixteenBitsCount) {
+    constexpr std::size_t count = 40000;
+    StataFile file{.release = 119};
+    file.rows.resize(2);
+    for (std::size_t i = 0; i < count; ++i) {
+        file.variables.push_back({.name = "v" + std::to_string(i), .type = Type::byte});
+        file.rows[0].emplace_back(static_cast<int>(i % 100));
+        file.rows[1].emplace_back(static_cast<int>(i % 7));
+    }
+    const ScratchDirectory scratch;
+    const CollectedImport import = collect_import(scratch.write("wide.dta", build(file)));
+    ASSERT_FALSE(import.error) << import.error->what();
+    ASSERT_EQ(import.description.variables.size(), count);
+    EXPECT_EQ(import.description.variables.back().name, "v39999");
+    ASSERT_EQ(import.rows.size(), 2U);
+    EXPECT_EQ(import.rows[0].back(), "99");
+    EXPECT_EQ(import.rows[1].back(), std::to_string((count - 1) % 7));
+}
+
+TEST(ImportJob, TextThatIsNotInItsEncoding) {
+    StataFile file{.release = 114, .variables = {{.name = "s", .type = str(8)}, {.name = "t", .type = str(8)}}};
+    file.rows = {{"plain", "\xE4"}, {"caf\xE9", "caf\xC3\xA9"}, {"\x80", "ok"}};
+    const ScratchDirectory scratch;
+    const std::string path = scratch.write("old.dta", build(file));
+    const CollectedImport as_found = collect_import(path);
+    EXPECT_EQ(as_found.rows,
+              (std::vector<std::vector<std::string>>{
+                  {"'plain'", "'\xC3\xA4'"}, {"'caf\xC3\xA9'", "'caf\xC3\xA9'"}, {"'\xE2\x82\xAC'", "'ok'"}}));
+    EXPECT_TRUE(as_found.log.contains("variable s")) << as_found.log.text();
+    EXPECT_TRUE(as_found.log.contains("observation 2")) << as_found.log.text();
+    EXPECT_TRUE(as_found.log.contains("2 values")) << as_found.log.text();
+    const CollectedImport named = collect_import(path, {.value_labels = true, .encoding = "latin1", .formats = {}});
+    EXPECT_EQ(named.rows[1], (std::vector<std::string>{"'caf\xC3\xA9'", "'caf\xC3\x83\xC2\xA9'"}));
+}
+
+// An import of bytes that never see the disk.
+CollectedImport import_bytes(const std::string &name, std::string bytes) {
+    Faults faults;
+    MemoryFiles files(faults);
+    files.put(name, std::move(bytes));
+    HostOptions host;
+    host.files = &files;
+    CollectedImport import = collect_import(files.absolute(name), {}, host);
+    EXPECT_EQ(files.open_files(), 0);
+    return import;
+}
+
+// What hostile files have in common: the offer of a whole file with one thing wrong.
+struct Damage {
+    const char *what;
+    int release;
+    std::string (*bytes)(int release);
+    const char *sentence; // part of it
+};
+
+std::string small_file(int release, Offsets *offsets = nullptr) {
+    StataFile file{.release = release, .order = ByteOrder::little};
+    file.variables = {{.name = "x", .type = Type::int16, .format = "%8.0g", .label = "ex", .value_label = "yn"},
+                      {.name = "s", .type = str(9), .format = "%9s"}};
+    file.rows = {{1, "one"}, {2, "two"}, {missing(), "three"}};
+    file.value_labels = {{"yn", {{0, "no"}, {1, "yes"}}}};
+    if (is_tagged(release)) {
+        file.variables.push_back({.name = "l", .type = Type::strl, .format = "%9s"});
+        for (Row &row : file.rows) {
+            row.emplace_back("long text");
+        }
+    }
+    return build(file, offsets);
+}
+
+// A file whose number at a named place is another one.
+template <std::uint64_t value, std::size_t width>
+std::string with_number(int release, const char *place, std::size_t before = 0) {
+    Offsets offsets;
+    std::string bytes = small_file(release, &offsets);
+    patch_number(bytes, offsets.at(place) - before, value, width, ByteOrder::little);
+    return bytes;
+}
+
+std::string with_tag(int release, const char *tag) {
+    Offsets offsets;
+    std::string bytes = small_file(release, &offsets);
+    patch(bytes, offsets.at(tag) + 1, "?");
+    return bytes;
+}
+
+constexpr std::uint64_t huge32 = 0x7FFFFFFF;
+constexpr std::uint64_t huge64 = 0x7FFFFFFFFFFFFFFF;
+constexpr std::uint64_t all_ones = 0xFFFFFFFFFFFFFFFF;
+
+template <std::size_t entry, std::uint64_t value>
+std::string with_map_entry(int release) {
+    Offsets offsets;
+    std::string bytes = small_file(release, &offsets);
+    patch_number(bytes, offsets.at("map") + 8 * entry, value, 8, ByteOrder::little);
+    return bytes;
+}
+
+constexpr std::size_t data_entry = 9;
+constexpr std::size_t strls_entry = 10;
+constexpr std::size_t value_labels_entry = 11;
+
+const Damage damages[] = {
+    {"an empty file", 0, [](int) { return ""s; }, ""},
+    {"one byte", 0, [](int) { return "\x72"s; }, ""},
+    {"text", 0, [](int) { return "Name,age\n"s + std::string(200, 'x'); }, "You had -> 78"},
+    {"text that begins as a release", 0, [](int) { return "id,name\n"s + std::string(200, 'x'); }, "You had -> 44"},
+    {"zeros", 0, [](int) { return std::string(5000, '\0'); }, "You had -> 0"},
+    {"release 102", 102, [](int release) { return small_file(release); }, "You had -> 102"},
+    {"release 106", 106, [](int release) { return small_file(release); }, "You had -> 106"},
+    {"release 107", 107, [](int release) { return small_file(release); }, "You had -> 107"},
+    {"release 109", 109, [](int release) { return small_file(release); }, "You had -> 109"},
+    {"release 116", 116, [](int release) { return small_file(release); }, "116"},
+    {"release 120", 120, [](int release) { return small_file(release); }, "120"},
+    {"file type 2", 113, [](int release) { return with_number<2, 1>(release, "file_type"); }, "You had -> 2"},
+    {"K negative", 113, [](int release) { return with_number<0xFFFF, 2>(release, "K"); }, ""},
+    {"K too large", 103, [](int release) { return with_number<0x7FFF, 2>(release, "K"); }, ""},
+    {"K too large", 117, [](int release) { return with_number<0x7FFF, 2>(release, "K"); }, ""},
+    {"K too large", 119, [](int release) { return with_number<huge32, 4>(release, "K"); }, ""},
+    {"K all ones", 119, [](int release) { return with_number<all_ones, 4>(release, "K"); }, ""},
+    {"N negative", 113, [](int release) { return with_number<0xFFFFFFFF, 4>(release, "N"); }, ""},
+    {"N too large", 103, [](int release) { return with_number<huge32, 4>(release, "N"); }, ""},
+    {"N too large", 117, [](int release) { return with_number<huge32, 4>(release, "N"); }, ""},
+    {"N too large", 118, [](int release) { return with_number<huge64, 8>(release, "N"); }, ""},
+    {"N negative", 118, [](int release) { return with_number<all_ones, 8>(release, "N"); }, ""},
+    {"N one too many", 118, [](int release) { return with_number<4, 8>(release, "N"); }, ""},
+    {"a letter that is no type", 105, [](int release) { return with_number<'q', 1>(release, "variable_types"); }, "x"},
+    {"a type that is none", 118, [](int release) { return with_number<40000, 2>(release, "variable_types"); }, "x"},
+    {"a type of no width", 117, [](int release) { return with_number<0, 2>(release, "variable_types"); }, "x"},
+    {"a data label without end", 118, [](int release) { return with_number<0xFFFF, 2>(release, "data_label.length"); },
+     ""},
+    {"a time stamp without end", 117, [](int release) { return with_number<0xFF, 1>(release, "timestamp", 1); }, ""},
+    {"an element of another name", 118, [](int release) { return with_tag(release, "<varnames>"); }, "varnames"},
+    {"an element that does not end", 117, [](int release) { return with_tag(release, "</formats>"); }, "formats"},
+    {"no map", 118, [](int release) { return with_tag(release, "<map>"); }, "map"},
+    {"data beyond the file", 118, with_map_entry<data_entry, 1000000>, ""},
+    {"data at a negative place", 118, with_map_entry<data_entry, all_ones>, ""},
+    {"data elsewhere", 118, with_map_entry<data_entry, 0>, "data"},
+    {"strLs beyond the file", 117, with_map_entry<strls_entry, huge64>, ""},
+    {"strLs elsewhere", 117, with_map_entry<strls_entry, 4>, "<strls>"},
+    {"value labels elsewhere", 118, with_map_entry<value_labels_entry, 4>, "<value_labels>"},
+    {"value labels beyond the file", 118, with_map_entry<value_labels_entry, huge64>, ""},
+    {"a strL longer than the file", 118, [](int release) { return with_number<huge32, 4>(release, "gso[1].length"); },
+     ""},
+    {"a strL of no variable", 118, [](int release) { return with_number<0, 4>(release, "gso[0].variable"); }, ""},
+    {"a strL of a variable beyond", 117, [](int release) { return with_number<4, 4>(release, "gso[0].variable"); }, ""},
+    {"more labels than the table", 113,
+     [](int release) { return with_number<huge32, 4>(release, "value_labels[0].n"); }, "yn"},
+    {"a label outside the texts", 118,
+     [](int release) { return with_number<500, 4>(release, "value_labels[0].offsets"); }, "yn"},
+    {"texts longer than the table", 108,
+     [](int release) { return with_number<huge32, 4>(release, "value_labels[0].text_bytes"); }, "yn"},
+    {"a table longer than the file", 118,
+     [](int release) { return with_number<huge32, 4>(release, "value_labels[0].length"); }, ""},
+    {"more labels than the file", 104, [](int release) { return with_number<0x7FFF, 2>(release, "value_labels[0].n"); },
+     ""},
+};
+
+TEST(ImportJob, DamagedFilesAreRefusedInASentence) {
+    for (const Damage &damage : damages) {
+        SCOPED_TRACE(damage.what + " "s + std::to_string(damage.release));
+        const CollectedImport import = import_bytes("damaged.dta", damage.bytes(damage.release));
+        ASSERT_TRUE(import.error);
+        const std::string sentence = import.error->what();
+        EXPECT_EQ(import.error->failure(), Failure::conversion) << sentence;
+        EXPECT_NE(sentence.find("damaged.dta"), std::string::npos) << sentence;
+        EXPECT_NE(sentence.find(damage.sentence), std::string::npos) << sentence;
+    }
+}
+
+// Whatever is left of a file: what comes out are its own first observations, and all of them or an error.
+TEST(ImportJob, FilesCutAnywhere) {
+    for (const int release : {104, 115, 117, 119}) {
+        Offsets offsets;
+        const std::string bytes = small_file(release, &offsets);
+        const CollectedImport whole = import_bytes("whole.dta", bytes);
+        ASSERT_EQ(whole.rows.size(), 3U);
+        const std::size_t data_end = offsets.at("data") + 3 * (is_tagged(release) ? 19 : 11);
+        for (std::size_t length = 0; length < bytes.size(); ++length) {
+            SCOPED_TRACE(std::to_string(release) + " cut to " + std::to_string(length));
+            const CollectedImport import = import_bytes("cut.dta", bytes.substr(0, length));
+            ASSERT_TRUE(import.error || length >= data_end);
+            ASSERT_TRUE(import.error || import.rows.size() == 3);
+            ASSERT_LE(import.rows.size(), whole.rows.size());
+            for (std::size_t row = 0; row < import.rows.size(); ++row) {
+                ASSERT_EQ(import.rows[row], whole.rows[row]);
+            }
+        }
+    }
+}
+
+TEST(ImportJob, NamesThatCannotBeRead) {
+    const ScratchDirectory scratch;
+    std::filesystem::create_directory(scratch.path("folder.dta"));
+    const struct {
+        std::string name;
+        Failure failure;
+        const char *sentence;
+    } cases[] = {
+        {scratch.path("nothing.dta"), Failure::machine, "No such file"},
+        {scratch.path("nothing"), Failure::machine, "nothing.dta"},
+        {scratch.path("folder.dta"), Failure::machine, "directory"},
+        {scratch.path("*.dta"), Failure::machine, ".dta"},
+    };
+    for (const auto &one : cases) {
+        SCOPED_TRACE(one.name);
+        const CollectedImport import = collect_import(one.name);
+        ASSERT_TRUE(import.error);
+        EXPECT_EQ(import.error->failure(), one.failure) << import.error->what();
+        EXPECT_NE(std::string(import.error->what()).find(one.sentence), std::string::npos) << import.error->what();
+    }
+}
+
+} // namespace
+} // namespace vor::test
