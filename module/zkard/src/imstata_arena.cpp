@@ -7,10 +7,11 @@ namespace {
 
 constexpr int64_t ALIGNMENT = 8;
 constexpr int64_t SMALLEST_BLOCK = 16384;
-constexpr int64_t LARGEST_BLOCK = 1048576;
+constexpr int64_t LARGEST_BLOCK = 262144;
+constexpr int64_t SHARE = 16; // of what was taken, a new block
 
 int64_t next_block_bytes(const session_arena *arena) {
-    const int64_t share = arena->taken_bytes / 8;
+    const int64_t share = arena->taken_bytes / SHARE;
     if (share < SMALLEST_BLOCK)
         return SMALLEST_BLOCK;
     return share < LARGEST_BLOCK ? share : LARGEST_BLOCK;

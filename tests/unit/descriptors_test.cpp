@@ -1,0 +1,272 @@
+// The set-up of whole files: offsets, classes and display formats by release, and what a damaged file is told.
+#include "driver_file.h"
+
+#include <gtest/gtest.h>
+#include <set>
+
+namespace vor::test {
+namespace {
+
+constexpr int RELEASES[] = {103, 104, 105, 108, 110, 111, 112, 113, 114, 115, 117, 118, 119};
+
+// One variable of each type, 29 bytes in a record.
+StataFile all_types(int release, ByteOrder order) {
+    StataFile file{.release = release, .order = order};
+    file.variables = {{.name = "byte", .type = Type::byte},      {.name = "short", .type = Type::int16, .label = "two"},
+                      {.name = "long", .type = Type::int32},     {.name = "float", .type = Type::float32},
+                      {.name = "double", .type = Type::float64}, {.name = "text", .type = str(10), .format = "%10s"}};
+    file.rows = {{1, -2, 3, 0.5, -1e100, "abc"}, {missing(), missing(), missing(), missing(), missing(), ""}};
+    return file;
+}
+
+TEST(Descriptors, EveryReleaseInBothOrders) {
+    const std::int32_t classes[] = {CLASS_BYTE, CLASS_SHORT, CLASS_LONG, CLASS_FLOAT, CLASS_DOUBLE, CLASS_CHARACTER};
+    const std::int32_t decoders[] = {DECODE_BYTE, DECODE_SHORT, DECODE_LONG, DECODE_FLOAT, DECODE_DOUBLE, DECODE_TEXT};
+    const std::int64_t offsets[] = {0, 1, 3, 7, 11, 19, 29};
+    const std::vector<std::vector<DriverCell>> rows = {{1.0, -2.0, 3.0, 0.5, -1e100, "abc"},
+                                                       {Missing{}, Missing{}, Missing{}, Missing{}, Missing{}, ""}};
+    for (const int release : RELEASES) {
+        for (const ByteOrder order : {ByteOrder::little, ByteOrder::big}) {
+            const StataFile file = all_types(release, order);
+            Offsets places;
+            DriverFile opened(build(file, &places));
+            ASSERT_EQ(opened.set_up(), 0) << release << ": " << opened.message();
+            EXPECT_EQ(opened.in.inreclen, 29) << release;
+            EXPECT_EQ(opened.in.intotal, 2) << release;
+            EXPECT_EQ(opened.file.at, places.at("data")) << release;
+            EXPECT_EQ(opened.info.supports_encoding, release >= 117 ? 1 : 0) << release;
+            EXPECT_EQ(opened.info.supports_multiple_missings, release >= 113 ? 1 : 0) << release;
+            for (std::size_t i = 0; i < 6; ++i) {
+                const innamerecord &variable = opened.variable(i);
+                EXPECT_EQ(variable.innamename, file.variables[i].name) << release;
+                EXPECT_EQ(variable.innamelabel, file.variables[i].label) << release;
+                EXPECT_EQ(variable.innametype, classes[i]) << release;
+                EXPECT_EQ(variable.innameftype, decoders[i]) << release;
+                EXPECT_EQ(variable.innameoffset, offsets[i]) << release;
+                EXPECT_EQ(variable.innamelength, offsets[i + 1] - offsets[i]) << release;
+            }
+            EXPECT_EQ(opened.variable(5).nextname, nullptr);
+            DriverFile again(opened.bytes);
+            std::int32_t status = 0;
+            EXPECT_EQ(again.read_all(status), rows) << release;
+            EXPECT_EQ(status, 0) << release;
+        }
+    }
+}
+
+TEST(Descriptors, DisplayFormats) {
+    const struct {
+        int release;
+        Type type;
+        const char *format;
+        std::int32_t innametype;
+        decoder_code decoder;
+        const char *name;
+        std::int32_t width;
+        std::int32_t decimals;
+        std::int32_t unit; // innametempnum
+    } rows[] = {
+        {118, Type::float64, "%10.2f", CLASS_DOUBLE, DECODE_DOUBLE, "fixed", 10, 2, '0'},
+        {118, Type::float64, "%9.3e", CLASS_DOUBLE, DECODE_DOUBLE, "e", 9, 0, '.'},
+        {118, Type::float64, "%9.0g", CLASS_DOUBLE, DECODE_DOUBLE, "", 0, 0, '.'},
+        {118, Type::float64, "%-9.2f", CLASS_DOUBLE, DECODE_DOUBLE, "", 0, 0, '.'},
+        {118, Type::float64, "%f", CLASS_DOUBLE, DECODE_DOUBLE, "fixed", 0, 0, 0},
+        {118, Type::float64, "%99999999999.1f", CLASS_DOUBLE, DECODE_DOUBLE, "fixed", 32767, 1, '9'},
+        {118, Type::float64, "%", CLASS_DOUBLE, DECODE_DOUBLE, "", 0, 0, 0},
+        {118, Type::float64, "", CLASS_DOUBLE, DECODE_DOUBLE, "", 0, 0, 0},
+        {118, str(5), "%-12s", CLASS_CHARACTER, DECODE_TEXT, "", 0, 0, '2'},
+        {118, Type::byte, "%td", CLASS_DATE, DECODE_DATE_BYTE, "mdy", 0, 0, 'd'},
+        {118, Type::int16, "%tm", CLASS_DATE, DECODE_DATE_SHORT, "mdy", 0, 0, 'm'},
+        {118, Type::int32, "%-tq", CLASS_DATE, DECODE_DATE_LONG, "mdy", 0, 0, 'q'},
+        {118, Type::float32, "%ty", CLASS_DATE, DECODE_DATE_FLOAT, "mdy", 0, 0, 'y'},
+        {118, Type::float64, "%tC", CLASS_DATE, DECODE_DATE_DOUBLE, "mdy", 0, 0, 'C'},
+        {118, Type::float64, "%tcHH:MM:SS", CLASS_TIME, DECODE_TIME_DOUBLE, "time", 0, 0, 0},
+        {118, Type::float64, "%tcHH:MM:SS.s", CLASS_TIME, DECODE_TIME_DOUBLE, "time", 0, 0, 0},
+        {118, Type::float64, "%tcHH:MM", CLASS_DATETIME, DECODE_DATETIME_DOUBLE, "mdyhm", 0, 0, 0},
+        {117, Type::float64, "%tc", CLASS_DATETIME, DECODE_DATETIME_DOUBLE, "mdyhm", 0, 0, 0},
+        {119, Type::int32, "%tcHH:MM:SS", CLASS_TIME, DECODE_TIME_LONG, "time", 0, 0, 0},
+        {118, Type::int32, "%tc", CLASS_LONG, DECODE_LONG, "mdyhm", 0, 0, 0},
+        {118, Type::float32, "%tcHH:MM:SS", CLASS_FLOAT, DECODE_FLOAT, "time", 0, 0, 0},
+        {118, Type::int16, "%tc", CLASS_SHORT, DECODE_SHORT, "mdyhm", 0, 0, 0},
+        {118, Type::byte, "%tc", CLASS_BYTE, DECODE_BYTE, "mdyhm", 0, 0, 0},
+        {115, Type::float64, "%tc", CLASS_DATE, DECODE_DATE_DOUBLE, "mdy", 0, 0, 'c'},
+        {105, Type::float64, "%d", CLASS_DATE, DECODE_DATE_DOUBLE, "mdy", 0, 0, 0},
+        {105, Type::float64, "%tm", CLASS_DATE, DECODE_DATE_DOUBLE, "mdy", 0, 0, 'm'},
+        {108, Type::float64, "%dD_m_Y", CLASS_DATE, DECODE_DATE_DOUBLE, "mdy", 0, 0, 'D'},
+        {108, Type::int16, "%-dm/d/y", CLASS_DATE, DECODE_DATE_SHORT, "mdy", 0, 0, 0},
+        {104, Type::float64, "%d", CLASS_DOUBLE, DECODE_DOUBLE, "", 0, 0, 0},
+        {103, Type::float64, "%6.2f", CLASS_DOUBLE, DECODE_DOUBLE, "fixed", 6, 2, 0},
+    };
+    for (const auto &row : rows) {
+        StataFile file{.release = row.release};
+        file.variables = {{.name = "x", .type = row.type, .format = row.format}};
+        DriverFile opened(build(file));
+        ASSERT_EQ(opened.set_up(), 0) << row.format << opened.message();
+        const innamerecord &x = opened.variable(0);
+        EXPECT_EQ(x.innametype, row.innametype) << row.release << row.format;
+        EXPECT_EQ(x.innameftype, row.decoder) << row.release << row.format;
+        EXPECT_STREQ(x.innameof, row.name) << row.release << row.format;
+        EXPECT_STREQ(x.innameif, "");
+        EXPECT_EQ(x.innameoutf[0], row.width) << row.release << row.format;
+        EXPECT_EQ(x.innameoutf[1], row.decimals) << row.release << row.format;
+        EXPECT_EQ(x.innametempnum, row.unit) << row.release << row.format;
+    }
+}
+
+TEST(Descriptors, FieldsThatAreFull) {
+    StataFile file = all_types(118, ByteOrder::little);
+    Offsets places;
+    std::string bytes = build(file, &places);
+    patch(bytes, places.at("varnames"), std::string(129, 'n'));
+    patch(bytes, places.at("formats"), "%" + std::string(56, '9'));
+    patch(bytes, places.at("variable_labels"), std::string(321, 'l'));
+    DriverFile opened(bytes);
+    ASSERT_EQ(opened.set_up(), 0) << opened.message();
+    EXPECT_EQ(opened.variable(0).innamename, std::string(129, 'n'));
+    EXPECT_EQ(opened.variable(0).variablename_length, 129);
+    EXPECT_EQ(opened.variable(0).innamelabel, std::string(321, 'l'));
+    EXPECT_EQ(opened.variable(0).variablelabel_length, 321);
+    EXPECT_STREQ(opened.variable(1).innamename, "short");
+}
+
+TEST(Descriptors, ObservationsToDeliver) {
+    const struct {
+        std::int64_t limit;
+        std::int64_t delivered;
+    } rows[] = {{-1, 2}, {5, 2}, {2, 2}, {1, 1}, {0, 0}};
+    for (const auto &row : rows) {
+        DriverFile opened(build(all_types(115, ByteOrder::little)));
+        opened.in.inobscount = row.limit;
+        ASSERT_EQ(opened.set_up(), 0);
+        EXPECT_EQ(opened.in.intotal, row.delivered) << row.limit;
+        EXPECT_EQ(opened.in.inkeynum, -1);
+    }
+    for (const int release : {104, 115, 118}) { // observations, but no variables
+        StataFile file{.release = release};
+        file.rows.assign(3, {});
+        DriverFile opened(build(file));
+        std::int32_t status = 0;
+        EXPECT_TRUE(opened.read_all(status).empty()) << release;
+        EXPECT_EQ(status, 0) << release << opened.message();
+        EXPECT_EQ(opened.in.infinish, 1) << release;
+        EXPECT_EQ(opened.in.inreclen, 0) << release;
+    }
+}
+
+// A number put into a file at a named place.
+struct Damage {
+    int release;
+    const char *place;
+    std::size_t extra; // bytes behind the place
+    std::uint64_t value;
+    std::size_t width;
+    std::int32_t status;
+    const char *message; // a part of it
+};
+
+TEST(Descriptors, DamagedFiles) {
+    const Damage rows[] = {
+        {115, "file_type", 0, 7, 1, ERROR_INPUT_INVALID, "For Stata, only filetype of 1 is supported.  You had -> 7"},
+        {115, "K", 0, 0x7FFF, 2, ERROR_INPUT_INVALID, "too short for its 32767 variables: expected "},
+        {115, "K", 0, 0xFFFF, 2, ERROR_INPUT_INVALID, "-1 variables"},
+        {115, "N", 0, 0xFFFFFFFF, 4, ERROR_INPUT_INVALID, "-1 observations"},
+        {115, "variable_types", 1, 0, 1, ERROR_INPUT_INVALID, "The variable short, number 2, has the type code 0"},
+        {110, "variable_types", 0, 'a', 1, ERROR_INPUT_INVALID, "The variable byte, number 1, has the type code 97"},
+        {110, "variable_types", 0, 127, 1, ERROR_INPUT_INVALID, "type code 127, which release 110"},
+        {117, "variable_types", 2, 2046, 2, ERROR_INPUT_INVALID, "type code 2046"},
+        {118, "variable_types", 2, 0, 2, ERROR_INPUT_INVALID, "type code 0"},
+        {118, "K", 0, 0x7FFF, 2, ERROR_INPUT_INVALID, "too short for its 32767 variables"},
+        {118, "K", 0, 5, 2, ERROR_INPUT_INVALID, "Didn't see end for |variable_types| element."},
+        {119, "K", 0, 0x7FFFFFFF, 4, ERROR_INPUT_INVALID, "too short for its 2147483647 variables"},
+        {119, "K", 0, 0x80000000, 4, ERROR_INPUT_INVALID, "variables"},
+        {118, "N", 0, 1ULL << 63, 8, ERROR_INPUT_INVALID, "-9223372036854775808 observations"},
+        {118, "N", 0, 1, 8, ERROR_INPUT_INVALID, "1 observations of 29 bytes: expected </data> at byte"},
+        {118, "map", 8 * MAP_DATA, 1ULL << 40, 8, ERROR_INPUT_INVALID, "Entry 10 of the map of the Stata file is byte"},
+        {118, "map", 8 * MAP_STRLS, ~0ULL, 8, ERROR_INPUT_INVALID, "Entry 11 of the map of the Stata file is byte -1;"},
+        {118, "map", 8 * MAP_VALUE_LABELS, 1ULL << 62, 8, ERROR_INPUT_INVALID, "Entry 12 of the map"},
+        {118, "map", 8 * MAP_DATA, 0, 8, ERROR_INPUT_INVALID, "expected </data> at byte"},
+        {118, "map", 8 * MAP_STRLS, 0, 8, ERROR_INPUT_INVALID, "<strls> not found in the stata file"},
+        {118, "<varnames>", 1, 'V', 1, ERROR_INPUT_INVALID, "Didn't see the |varnames| element.  Got -> |<Varnames>|"},
+        {118, "</map>", 1, 'x', 1, ERROR_INPUT_INVALID, "Didn't see end for |map| element.  Got -> |<xmap>|"},
+        {118, "<data>", 1, 'D', 1, ERROR_INPUT_INVALID, "<data> not found in the stata file"},
+    };
+    for (const Damage &row : rows) {
+        Offsets places;
+        std::string bytes = build(all_types(row.release, ByteOrder::little), &places);
+        patch_number(bytes, places.at(row.place) + row.extra, row.value, row.width, ByteOrder::little);
+        DriverFile opened(bytes);
+        EXPECT_EQ(opened.set_up(), row.status) << row.message;
+        EXPECT_NE(opened.message().find(row.message), std::string::npos) << row.message << " in " << opened.message();
+    }
+}
+
+// Cut at, before and behind the start of every part, a file is refused with words or delivers all it has to.
+TEST(Descriptors, CutFiles) {
+    for (const int release : {104, 110, 115, 117, 119}) {
+        StataFile file = all_types(release, ByteOrder::big);
+        file.variables[0].value_label = "yn";
+        file.value_labels = {{"yn", {{1, "yes"}}}};
+        Offsets places;
+        const std::string whole = build(file, &places);
+        std::set<std::size_t> sizes;
+        for (const auto &[name, place] : places) {
+            for (const std::size_t size : {place - 1, place, place + 1}) {
+                if (size < whole.size())
+                    sizes.insert(size);
+            }
+        }
+        for (const std::size_t size : sizes) {
+            DriverFile opened(whole.substr(0, size));
+            std::int32_t status = 0;
+            const std::size_t rows = opened.read_all(status).size();
+            if (size < places.at("data") + 2 * 29) {
+                EXPECT_TRUE(status == ERROR_READ || status == ERROR_INPUT_INVALID) << release << " at " << size;
+                EXPECT_FALSE(opened.message().empty()) << release << " at " << size;
+            }
+            if (status == 0) {
+                EXPECT_EQ(rows, 2U) << release << " at " << size;
+            }
+        }
+    }
+}
+
+TEST(Descriptors, EveryFailingReadAndAllocationIsReported) {
+    StataFile file = all_types(118, ByteOrder::little);
+    file.variables.push_back({.name = "long_text", .type = Type::strl, .format = "%9s"});
+    file.rows = {{1, 2, 3, 4, 5, "a", "b"}};
+    const std::string bytes = build(file);
+    const auto attempt = [&](int failing_read, int refused_block, std::int32_t expected) {
+        DriverFile opened(bytes);
+        opened.file.transfers_left = failing_read;
+        opened.host.refuse_block = refused_block;
+        std::int32_t status = 0;
+        const bool whole = opened.read_all(status).size() == 1 && status == 0;
+        if (!whole) {
+            EXPECT_EQ(status, expected) << failing_read << ' ' << refused_block;
+        }
+        return whole;
+    };
+    int reads = 0;
+    while (!attempt(reads, -1, ERROR_READ))
+        ++reads;
+    EXPECT_GT(reads, 20);
+    int blocks = 0;
+    while (!attempt(-1, blocks, ERROR_MEMORY))
+        ++blocks;
+    EXPECT_GT(blocks, 8);
+}
+
+TEST(Driver, DeclaresItself) {
+    DriverFile opened("");
+    EXPECT_STREQ(opened.procs.driver_default_extension(), "dta");
+    EXPECT_STREQ(opened.info.actual_disk_extend, "dta");
+    EXPECT_EQ(opened.info.version_num, 15);
+    EXPECT_EQ(opened.info.supports_encoding, 1);
+    EXPECT_EQ(opened.info.supports_multiple_missings, 1);
+    ASSERT_EQ(opened.info.help_count, 16);
+    for (int line = 0; line < 16; ++line)
+        EXPECT_NE(opened.info.help_array[line], nullptr) << line;
+}
+
+} // namespace
+} // namespace vor::test

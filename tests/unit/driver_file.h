@@ -1,0 +1,100 @@
+// A Stata file opened for the driver alone: a session record, the input record and a file of the given bytes, without
+// the access object. Reads and allocations can be made to fail.
+#pragma once
+
+#include "imglue_errors.h"
+#include "imstata.h"
+#include "imstata_decoders.h"
+#include "imstata_records.h"
+#include "scripted_host.h"
+#include "stata_file_builder.h"
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <variant>
+#include <vector>
+
+namespace vor::test {
+
+// What the driver delivers for one value: a number, a missing value, or a text without its trailing blanks.
+using DriverCell = std::variant<double, Missing, std::string>;
+
+class DriverFile {
+  public:
+    explicit DriverFile(std::string contents) : bytes(std::move(contents)), file(bytes) {
+        host.provide(xpslstv, format_text);
+        init_imstata(&procs);
+        self->dbsinfoptr = &info;
+        self->do_input = 1;
+        in.self = self.get();
+        in.mivex_infd = &file;
+        in.inobscount = -1;
+        in.inbuffsize = 32000;
+        in.message_string = message_.data();
+        procs.get_extend_info(&in, nullptr, &info);
+    }
+
+    std::int32_t set_up() { return procs.dindbssetup(&in); }
+    std::string_view message() const { return message_.data(); }
+
+    innamerecord &variable(std::size_t index) {
+        innamerecord *found = in.firstname;
+        while (index-- > 0)
+            found = found->nextname;
+        return *found;
+    }
+
+    // The value of the current record.
+    DriverCell value(innamerecord &of) {
+        if (of.innametype == CLASS_CHARACTER) {
+            std::string text(static_cast<std::size_t>(of.innamelength) + 1, '#');
+            procs.readit(&in, &of, text.data(), of.innamelength);
+            if (text.back() != '#')
+                return "written past its length";
+            text.resize(static_cast<std::size_t>(of.data_length));
+            return text;
+        }
+        mivex_num_struct number = {.num = 0, .miss_char = 0};
+        procs.readit(&in, &of, &number, 8);
+        if (number.num != MISSING_SENTINEL)
+            return number.num;
+        return Missing{number.miss_char == 0 ? '.' : static_cast<char>(number.miss_char)};
+    }
+
+    // Sets up the file and reads it whole; `status` is what ended the reading.
+    std::vector<std::vector<DriverCell>> read_all(std::int32_t &status) {
+        std::vector<std::vector<DriverCell>> rows;
+        status = set_up();
+        if (status == 0)
+            status = procs.initbuffer(&in);
+        while (status == 0 && in.infinish == 0) {
+            rows.emplace_back();
+            for (innamerecord *each = in.firstname; each != nullptr; each = each->nextname)
+                rows.back().push_back(value(*each));
+            status = procs.getrecord(&in);
+        }
+        return rows;
+    }
+
+    ScriptedHost host;
+    std::string bytes;
+    ScriptedFile file;
+    native_procs procs{};
+    std::unique_ptr<IMGLUE> self = std::make_unique<IMGLUE>();
+    indbsinfo info{};
+    indbsrec in{};
+
+  private:
+    static std::int32_t format_text(SERVICE_ID, void *, char *text, std::int32_t limit, const char *format,
+                                    std::int32_t length, va_list arguments) {
+        const std::string terminated(format, static_cast<std::size_t>(length));
+        const int written = std::vsnprintf(text, static_cast<std::size_t>(limit), terminated.c_str(), arguments);
+        return std::min(written, limit - 1);
+    }
+
+    std::vector<char> message_ = std::vector<char>(IMGLUE_SCRATCH_BYTES);
+};
+
+} // namespace vor::test
