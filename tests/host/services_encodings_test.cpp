@@ -351,9 +351,9 @@ TEST(Characters, CaseFollowsTheSessionsEncoding) {
         calls.wzstrlo(changed.data(), static_cast<int32_t>(changed.size()));
         EXPECT_EQ(lower, changed) << session;
         const uint8_t *table = calls.gcb->upper_table;
-        EXPECT_EQ('A', table['a']);
+        EXPECT_EQ('A', table[size_t{'a'}]);
         EXPECT_EQ(table, calls.gcb->translation_tables[2]);
-        EXPECT_EQ('a', calls.gcb->translation_tables[3]['A']);
+        EXPECT_EQ('a', calls.gcb->translation_tables[3][size_t{'A'}]);
         EXPECT_EQ(std::string_view(session) == "latin1" || std::string_view(session) == "wlatin1" ? 0xC9 : 0xE9,
                   table[0xE9])
             << session;

@@ -94,9 +94,9 @@ TEST_F(Numbers, ShortenedNumbersKeepTheirMostSignificantBytes) {
 TEST_F(Numbers, MissingValuesAreFoundByTheirCharacter) {
     const double *table = calls.gcb->special_missings;
     EXPECT_EQ(0xFFFF'FE00'0000'0000U, bits(missing_value('.')));
-    EXPECT_EQ(0xFFFF'FD00'0000'0000U, bits(table['A']));
-    EXPECT_EQ(0xFFFF'E400'0000'0000U, bits(table['Z']));
-    EXPECT_EQ(0xFFFF'FF00'0000'0000U, bits(table['_']));
+    EXPECT_EQ(0xFFFF'FD00'0000'0000U, bits(table[size_t{'A'}]));
+    EXPECT_EQ(0xFFFF'E400'0000'0000U, bits(table[size_t{'Z'}]));
+    EXPECT_EQ(0xFFFF'FF00'0000'0000U, bits(table[size_t{'_'}]));
     for (const char mark : {'_', 'A', 'M', 'Z'})
         EXPECT_EQ(mark, missing_mark(table[static_cast<size_t>(mark)]));
     EXPECT_EQ(0, missing_mark(0.0));

@@ -24,7 +24,7 @@ ControlBlock::ControlBlock(HostState &host) {
     special_missings_.fill(missing_value('.'));
     special_missings_['_'] = missing_value('_');
     for (char letter = 'A'; letter <= 'Z'; ++letter)
-        special_missings_[static_cast<size_t>(letter)] = missing_value(letter);
+        special_missings_[static_cast<unsigned char>(letter)] = missing_value(letter);
 
     task_.files = &host.files;
     task_.procedure = host.parser.procedure();

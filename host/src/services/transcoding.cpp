@@ -103,7 +103,7 @@ int32_t Transcoding::convert_piece(const char *&from, const char *end, size_t li
     UErrorCode output_error = U_ZERO_ERROR;
     char *byte_end = bytes.data();
     const UChar *unit = units.data();
-    const bool last = !more && U_SUCCESS(input_error);
+    const UBool last = !more && U_SUCCESS(input_error) ? 1 : 0;
     ucnv_fromUnicode(to_.get(), &byte_end, bytes.data() + bytes.size(), &unit, unit_end, units_of_bytes.data(), last,
                      &output_error);
     size_t made = static_cast<size_t>(byte_end - bytes.data());
