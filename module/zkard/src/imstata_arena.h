@@ -13,8 +13,8 @@ struct session_arena {
     int64_t taken_bytes; // of all blocks so far
 };
 
-// A block of `size` bytes, aligned for any record and zero-filled. Of what was taken from the session, about a sixteenth
-// may lie idle, or one block while there are few.
+// A block of `size` bytes, aligned for any record and zero-filled. Of what was taken from the session, about a
+// sixteenth may lie idle, or one block while there are few.
 //
 // size  bytes, 0 or more.
 // Null when memory is exhausted; the arena is then unchanged.

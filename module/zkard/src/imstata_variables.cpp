@@ -288,13 +288,15 @@ int32_t build_variables(indbsrec *in, const descrec *descriptors) {
     int64_t offset = 0;
     for (int64_t index = 0; index < in->indsn->varcount; ++index) {
         variable_parts parts;
-        int32_t status = take_parts(in, descriptors, index, &parts);
-        if (status == 0 && isnamegood(parts.name, in->indroplist, in->inkeeplist) != 0) {
-            status = build_variable(in, &parts, offset, link);
+        const int32_t taken = take_parts(in, descriptors, index, &parts);
+        if (taken != 0)
+            return taken;
+        if (isnamegood(parts.name, in->indroplist, in->inkeeplist) != 0) {
+            const int32_t built = build_variable(in, &parts, offset, link);
+            if (built != 0)
+                return built;
             link = &(*link)->nextname;
         }
-        if (status != 0)
-            return status;
         offset += parts.record_bytes;
     }
     return 0;
