@@ -75,6 +75,12 @@ int32_t AccessObject::close() {
     return object_->close(object_);
 }
 
+void AccessObject::note_remarks() {
+    const Host::FailureText remarks = host_.take_failure();
+    if (!remarks.text.empty())
+        note(remarks.text);
+}
+
 void AccessObject::note(const std::string &text) {
     log_.line(Severity::note, fmt::format("{}: {}", shown_name_, text));
 }

@@ -37,6 +37,9 @@ class AccessObject {
     // The close slot; the object counts as closed whatever it returns.
     int32_t close();
 
+    // Notes what was remarked about operations that succeeded all the same, such as a user format that was left out.
+    void note_remarks();
+
     // A note that begins with the file's name.
     void note(const std::string &text);
 

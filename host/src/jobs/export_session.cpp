@@ -77,6 +77,7 @@ struct ExportSession::State {
         object.open();
         object.check(
             object->putvars(object.get(), static_cast<int32_t>(variables.variables().size()), variables.list()));
+        object.note_remarks();
     }
 
     void put() {
@@ -86,6 +87,7 @@ struct ExportSession::State {
 
     void finish() {
         object.check(object.close());
+        object.note_remarks();
         observation.report(variables.variables(), noter());
         if (!to_stream)
             files.commit();

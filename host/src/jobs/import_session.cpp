@@ -115,6 +115,7 @@ struct ImportSession::State {
         int32_t count = 0;
         NAMELIST *list = nullptr;
         object.check(object->getvars(object.get(), &count, &list));
+        object.note_remarks();
         for (const NAMELIST *node = list; node; node = node->next)
             description.variables.push_back(describe(node->namestr, description.variables.size() + 1));
         description.observations = summary.observations;
@@ -160,6 +161,7 @@ struct ImportSession::State {
                 object.note(fmt::format("variable {}: {} values in all were taken as Windows Latin 1.",
                                         description.variables[column].name, count));
         object.check(object.close());
+        object.note_remarks();
     }
 };
 

@@ -16,8 +16,10 @@ std::string read_head_bytes(const std::string &path, FileSystem &files) {
     std::error_code error;
     std::string head(stata_head_bytes, '\0');
     const std::unique_ptr<ByteFile> file = files.open(path, OpenMode::read, error);
-    if (file && !error)
-        head.resize(file->read(0, head, error));
+    size_t done = 0;
+    for (size_t got = 1; file && !error && got > 0; done += got)
+        got = file->read(done, std::span(head).subspan(done), error);
+    head.resize(done);
     if (error)
         throw ConversionError(Failure::machine, fmt::format("{} cannot be read: {}.", path, error.message()));
     return head;

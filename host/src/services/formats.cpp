@@ -49,13 +49,14 @@ std::string plain_name(const char *name, int32_t length) {
     return plain;
 }
 
+bool is_built_in(const std::string &plain) {
+    return std::find(built_in_names.begin(), built_in_names.end(), plain) != built_in_names.end() ||
+           std::any_of(built_in_starts.begin(), built_in_starts.end(),
+                       [&](std::string_view start) { return plain.starts_with(start); });
+}
+
 int32_t xfrname(SERVICE_ID, const char *name, int32_t length, char, int32_t, int32_t *known) {
-    const std::string plain = plain_name(name, length);
-    *known = std::find(built_in_names.begin(), built_in_names.end(), plain) != built_in_names.end() ||
-                     std::any_of(built_in_starts.begin(), built_in_starts.end(),
-                                 [&](std::string_view start) { return plain.starts_with(start); })
-                 ? 1
-                 : 0;
+    *known = is_built_in(plain_name(name, length)) ? 1 : 0;
     return 0;
 }
 
@@ -105,9 +106,15 @@ int32_t xfrdfmt(SERVICE_ID, const char *name, int32_t length, XFRWSTR *format) {
     const std::string utf8_name = plain_name(name, length);
     UserFormat user_format;
     try {
+        const std::string library = utf8_of(format->libname);
+        const std::string catalog = utf8_of(format->objlibnm);
         if (host.options.catalogs == nullptr ||
-            !host.options.catalogs->read(utf8_of(format->libname), utf8_of(format->objlibnm), utf8_name, user_format))
+            !host.options.catalogs->read(library, catalog, utf8_name, user_format)) {
+            if (!is_built_in(utf8_name))
+                host.messages.gather(fmt::format("The user format {} is not in {}.{}; nothing is labelled with it.",
+                                                 utf8_name, library, catalog));
             return static_cast<int32_t>(FORMAT_NOT_FOUND);
+        }
     } catch (const std::exception &error) {
         return refusal(fmt::format("The user format {} was not read", utf8_name), error);
     }

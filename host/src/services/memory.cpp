@@ -109,8 +109,13 @@ size_t ScratchPools::blocks() const {
 
 namespace {
 
+// What a module does without a pool is its own affair; that something may be missing then, people are told here.
 POOL *xmpoolc(SERVICE_ID, int64_t) {
-    return current_host().scratch_pools.make();
+    HostState &host = current_host();
+    POOL *pool = host.scratch_pools.make();
+    if (pool == nullptr)
+        host.messages.gather("There is not enough memory for a user format.");
+    return pool;
 }
 
 void xmpoold(SERVICE_ID, POOL *pool) {

@@ -1,0 +1,196 @@
+// Whole imports and exports in which the n-th operation of each kind fails, for every n until a run has no n-th one.
+// A run that was struck either fails with a sentence or delivers what a whole run delivers; nothing is left of either.
+#include "collected_import.h"
+#include "memory_host.h"
+#include "stata_file_builder.h"
+
+#include <functional>
+#include <gtest/gtest.h>
+
+namespace vor::test {
+namespace {
+
+constexpr int64_t most_operations = 5000; // a run with more of one kind does not end
+
+// A host whose files, memory and log are the test's.
+struct FaultyHost {
+    Faults faults;
+    CountingMemory memory{faults};
+    MemoryFiles files{faults};
+    CapturedLog log;
+    CatalogMap catalogs;
+
+    HostOptions options() {
+        HostOptions host;
+        host.files = &files;
+        host.memory = &memory;
+        host.log = &log;
+        host.catalogs = &catalogs;
+        return host;
+    }
+    void expect_nothing_left() const {
+        EXPECT_EQ(memory.blocks(), 0);
+        EXPECT_EQ(files.open_files(), 0);
+    }
+};
+
+// Calls `run` with a fresh host whose n-th operation fails, for n = 1, 2, 3 ... until nothing was struck.
+void strike_each(Operation operation, const std::function<void(FaultyHost &)> &run) {
+    for (int64_t n = 1; n <= most_operations; ++n) {
+        SCOPED_TRACE("operation " + std::to_string(n));
+        FaultyHost host;
+        host.faults.fail(operation, n);
+        run(host);
+        host.expect_nothing_left();
+        if (!host.faults.struck() || ::testing::Test::HasFailure())
+            return;
+    }
+    ADD_FAILURE() << "no run came to its end";
+}
+
+struct ImportCase {
+    const char *name;
+    int release;
+    ByteOrder order;
+};
+constexpr ImportCase import_cases[] = {
+    {"letters and short labels", 104, ByteOrder::big}, {"expansion fields", 110, ByteOrder::little},
+    {"numbered types", 115, ByteOrder::big},           {"tagged", 117, ByteOrder::big},
+    {"tagged with UTF-8", 118, ByteOrder::little},
+};
+
+// Twelve observations with labels, and what the release has beyond that; long records, so that the driver's buffer is
+// filled more than once.
+StataFile sample(const ImportCase &which) {
+    StataFile file{.release = which.release, .order = which.order};
+    file.variables = {{.name = "answer", .type = Type::byte, .label = "an answer", .value_label = "yn"},
+                      {.name = "amount", .type = Type::float64},
+                      {.name = "text", .type = str(80), .format = "%80s"}};
+    if (which.release >= 117)
+        file.variables.push_back({.name = "essay", .type = Type::strl, .format = "%9s"});
+    else if (which.release >= 111)
+        file.variables.push_back({.name = "wide", .type = str(244), .format = "%244s"});
+    for (int i = 0; i < 12; ++i) {
+        file.rows.push_back({i % 2, i * 1.5, "row " + std::to_string(i)});
+        if (which.release >= 111)
+            file.rows.back().emplace_back("more of row " + std::to_string(i));
+    }
+    file.value_labels = {{.name = "other", .entries = {{7, "seven"}}},
+                         {.name = "yn", .entries = {{0, "no"}, {1, "yes"}}}};
+    if (which.release >= 105 && which.release < 117)
+        file.expansion_fields = {{1, "field"}, {2, "another field"}};
+    return file;
+}
+
+CollectedImport import_sample(FaultyHost &host, const std::string &bytes) {
+    host.files.put("sample.dta", bytes);
+    return collect_import("/memory/sample.dta", {}, host.options());
+}
+
+class ImportFaults : public ::testing::TestWithParam<ImportCase> {};
+
+TEST_P(ImportFaults, EndWithASentenceOrTheWholeDataSet) {
+    const std::string bytes = build(sample(GetParam()));
+    FaultyHost sound;
+    const CollectedImport whole = import_sample(sound, bytes);
+    ASSERT_FALSE(whole.error) << whole.error->what();
+    ASSERT_EQ(whole.rows.size(), 12U);
+    for (const Operation operation :
+         {Operation::allocation, Operation::read, Operation::size, Operation::open, Operation::close}) {
+        SCOPED_TRACE("kind " + std::to_string(static_cast<int>(operation)));
+        strike_each(operation, [&](FaultyHost &host) {
+            const CollectedImport import = import_sample(host, bytes);
+            if (import.error) {
+                EXPECT_TRUE(host.faults.struck());
+                EXPECT_GT(std::string(import.error->what()).size(), 20U);
+                EXPECT_EQ(import.error->failure(), Failure::machine) << import.error->what();
+            } else {
+                EXPECT_EQ(import.rows, whole.rows);
+            }
+        });
+    }
+}
+
+TEST_P(ImportFaults, ReadsInPiecesDeliverTheSameRows) {
+    const std::string bytes = build(sample(GetParam()));
+    FaultyHost sound;
+    const CollectedImport whole = import_sample(sound, bytes);
+    for (const size_t piece : {1, 2, 3, 7}) {
+        FaultyHost host;
+        host.files.deliver_pieces_of(piece);
+        const CollectedImport import = import_sample(host, bytes);
+        EXPECT_FALSE(import.error);
+        EXPECT_EQ(import.rows, whole.rows) << "pieces of " << piece;
+        EXPECT_EQ(import.description, whole.description);
+        host.expect_nothing_left();
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(EachRelease, ImportFaults, ::testing::ValuesIn(import_cases),
+                         [](const auto &test) { return std::to_string(test.param.release); });
+
+constexpr const char *target = "/memory/target.dta";
+constexpr const char *old_content = "what was there before";
+
+// Exports labelled numbers, dates and text; the sentence of the failure, or nothing.
+std::string export_sample(FaultyHost &host, int rows) {
+    UserFormat answers;
+    answers.name = "YN";
+    answers.ranges = {{0.0, 0.0, {"no"}}, {1.0, 1.0, {"yes"}}};
+    host.catalogs.formats["YN"] = answers;
+    DataSet description;
+    description.variables = {{"answer", "", ValueKind::numeric, 8, {"YN", 0, 0}, {}},
+                             {"day", "", ValueKind::numeric, 8, {"DATE", 9, 0}, {}},
+                             {"text", "", ValueKind::character, 1500, {}, {}}};
+    try {
+        ExportSession session(host.options(), {}, target, description);
+        for (int i = 0; i < rows; ++i) {
+            session.row().set_number(0, i % 2);
+            session.row().set_number(1, i);
+            session.row().set_text(2, "row " + std::to_string(i));
+            session.put();
+        }
+        session.finish();
+    } catch (const ConversionError &error) {
+        return error.what();
+    }
+    return {};
+}
+
+TEST(ExportFaults, LeaveTheOldFileOrTheWholeNewOne) {
+    constexpr int rows = 60; // several of the writer's buffers
+    FaultyHost sound;
+    ASSERT_EQ(export_sample(sound, rows), "");
+    const std::string whole = sound.files.get(target);
+    for (const Operation operation : {Operation::allocation, Operation::read, Operation::write, Operation::size,
+                                      Operation::open, Operation::close, Operation::make_temporary}) {
+        SCOPED_TRACE("kind " + std::to_string(static_cast<int>(operation)));
+        strike_each(operation, [&](FaultyHost &host) {
+            host.files.put(target, old_content);
+            const std::string sentence = export_sample(host, rows);
+            // Without memory for them the value labels alone may be missing, and the log says so.
+            const bool labels_told = operation == Operation::allocation && host.log.contains("not enough memory");
+            if (!labels_told || !sentence.empty()) {
+                EXPECT_EQ(host.files.get(target), sentence.empty() ? whole : old_content) << sentence;
+            }
+            EXPECT_EQ(host.files.paths(), std::vector<std::string>{target}) << sentence;
+        });
+    }
+}
+
+// A machine that stays full: every write from the n-th on fails.
+TEST(ExportFaults, AFullDiskLeavesTheOldFile) {
+    for (int64_t n = 1; n <= 3; ++n) {
+        FaultyHost host;
+        host.files.put(target, old_content);
+        host.faults.fail(Operation::write, n, true);
+        const std::string sentence = export_sample(host, 600);
+        EXPECT_NE(sentence, "") << "write " << n;
+        EXPECT_EQ(host.files.get(target), old_content);
+        EXPECT_EQ(host.files.paths(), std::vector<std::string>{target});
+        host.expect_nothing_left();
+    }
+}
+
+} // namespace
+} // namespace vor::test
