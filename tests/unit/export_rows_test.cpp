@@ -1,15 +1,16 @@
 // The export's record pump: what the writer is handed for each value of a host observation.
-#include "conversion_host.h"
+#include "conversion_test.h"
 #include "imglue_export_rows.h"
+
+#include <list>
 
 namespace {
 
-using vor::test::ConversionHost;
+using vor::test::Lines;
 
 class ExportRows : public vor::test::ConversionTest {
   protected:
     ExportRows() {
-        out.outkeyptr = this;
         procs.beginoutrec = [](outdbsrec *file) { return test(file)->begin_status; };
         procs.writeit = [](outdbsrec *file, outvarrec *variable, const void *value) {
             if (variable->outinsymbol->symtype != CLASS_CHARACTER)
@@ -22,12 +23,6 @@ class ExportRows : public vor::test::ConversionTest {
             ++file->outtotal;
             return test(file)->end_status;
         };
-        host.offer(wzrftrc, [](SERVICE_ID, const char *stored, std::int32_t length, double *value) {
-            std::uint64_t bits = 0;
-            for (int i = 0; i < length; ++i)
-                bits |= std::uint64_t{static_cast<unsigned char>(stored[i])} << 8 * (8 - length + i);
-            *value = std::bit_cast<double>(bits);
-        });
     }
     static ExportRows *test(outdbsrec *file) { return static_cast<ExportRows *>(file->outkeyptr); }
 
@@ -108,18 +103,18 @@ TEST_F(ExportRows, Text) {
     add(CLASS_CHARACTER, 3, 3);
     ASSERT_EQ(setup_write_scratch(self.get()), 0);
     ASSERT_EQ(write("abc   " + stored(2) + "xyz"), 0);
-    EXPECT_EQ(texts, (std::vector<std::string>{"abc   ", "xyz"}));
+    EXPECT_EQ(texts, (Lines{"abc   ", "xyz"}));
     EXPECT_EQ(variables.front().transcode_length, 6);
     EXPECT_EQ(numbers[0].num, 2);
 }
 
 TEST_F(ExportRows, TranscodedText) {
-    self->transpipe = host.pipeline(ConversionHost::LATIN1, ConversionHost::UTF8);
+    pipe("latin1", "utf-8");
     add(CLASS_CHARACTER, 6, 8);
     add(CLASS_CHARACTER, 2, 2);
     variables.back().write_hex = 1; // goes through as it is
     ASSERT_EQ(setup_write_scratch(self.get()), 0);
-    host.allocations_left = 0; // none for a value
+    leave_blocks(0); // none for a value
     const struct {
         std::string host;
         std::string file;
@@ -141,13 +136,13 @@ TEST_F(ExportRows, TranscodedText) {
          1},
     };
     for (const auto &c : cases) {
-        host.messages.clear();
+        messages.clear();
         ASSERT_EQ(write(c.host + "\xE4z"), 0);
-        EXPECT_EQ(texts, (std::vector<std::string>{c.file, "\xE4z"}));
-        EXPECT_EQ(host.messages, std::vector<std::string>(c.messages, "107 8"));
+        EXPECT_EQ(texts, (Lines{c.file, "\xE4z"}));
+        EXPECT_EQ(messages, std::vector<std::string>(c.messages, "107 8"));
     }
     // The variable is named once.
-    EXPECT_EQ(host.log, (std::vector<std::string>{"%3z   Text Truncated...  tx at obs 4"}));
+    EXPECT_EQ(host->log.lines, (Lines{"NOTE:    Text Truncated...  tx at obs 4"}));
 
     // A driver with limits of its own for transcoded text.
     info.supports_encoding = 2;
@@ -157,7 +152,7 @@ TEST_F(ExportRows, TranscodedText) {
               0);
     EXPECT_EQ(texts[0].substr(0, 3), "\xC3\xA4"
                                      "b");
-    EXPECT_EQ(host.messages.back(), "107 3");
+    EXPECT_EQ(messages.back(), "107 3");
     EXPECT_EQ(setup_write_scratch(self.get()), ERROR_MEMORY);
 }
 

@@ -1,10 +1,11 @@
 // Export variables: what the writer learns of the host's variables.
-#include "conversion_host.h"
+#include "collected_import.h"
+#include "conversion_test.h"
 #include "imglue_export_variables.h"
 
 namespace {
 
-using vor::test::ConversionHost;
+using vor::test::Lines;
 
 struct Variable {
     std::string name;
@@ -25,7 +26,6 @@ class ExportVariables : public vor::test::ConversionTest {
             static_cast<ExportVariables *>(file->outkeyptr)->calls += "buffer ";
             return ERROR_BUFFER_SIZE;
         };
-        out.outkeyptr = this;
     }
 
     std::int32_t map(std::vector<Variable> variables, std::int32_t count = -1) {
@@ -83,7 +83,7 @@ TEST_F(ExportVariables, Lengths) {
         {1.5, 0, NAMESTR_CHARACTER, 3, CLASS_CHARACTER, 4, 3},
     };
     for (const auto &c : cases) {
-        self->transpipe = c.ratio == 0 ? nullptr : host.pipeline(ConversionHost::LATIN1, ConversionHost::UTF8);
+        c.ratio == 0 ? drop_pipe() : pipe("latin1", "utf-8");
         self->ratio = c.ratio;
         self->from_engine = c.from_engine;
         map({{.name = "x", .type = c.type, .length = c.length}});
@@ -104,7 +104,7 @@ TEST_F(ExportVariables, NamesAndLabels) {
     EXPECT_STREQ(symbols[1]->symlabel, "");
     EXPECT_EQ(symbols[1]->symlabellength, 0);
 
-    self->transpipe = host.pipeline(ConversionHost::LATIN1, ConversionHost::UTF8);
+    pipe("latin1", "utf-8");
     map({{.name = "gr\xFC"
                   "n",
           .label = "L\xE4nge"}});
@@ -113,39 +113,27 @@ TEST_F(ExportVariables, NamesAndLabels) {
     EXPECT_STREQ(symbols[0]->symlabel, "L\xC3\xA4nge");
     EXPECT_EQ(symbols[0]->symlabellength, 6);
 
-    self->transpipe = host.pipeline(ConversionHost::UTF8, ConversionHost::LATIN1);
+    pipe("utf-8", "latin1");
     map({{.name = "ok", .label = "5 \xE2\x82\xAC"}});
     EXPECT_STREQ(symbols[0]->symlabel, "5 ");
-    EXPECT_EQ(host.messages, (std::vector<std::string>{"105 5"}));
-    EXPECT_EQ(host.log, (std::vector<std::string>{"%3z   Label Truncated...  5 \xE2\x82\xAC"}));
+    EXPECT_EQ(messages, (Lines{"105 5"}));
+    EXPECT_EQ(host->log.lines, (Lines{"NOTE:    Label Truncated...  5 \xE2\x82\xAC"}));
 }
 
 TEST_F(ExportVariables, FormatsAndValueLists) {
-    HEADSTR header{};
-    header.type = FORMAT_NUMERIC;
-    struct {
-        TREE links{};
-        IRANGESTR_N_S range{.rectype = RANGE_NUMERIC_VALUE, .flags = 0, .u = {0}, .start = {}};
-    } node;
-    const double one = 1;
-    wzcsdbl(&one, node.range.start);
-    const ILABELSTR_NCF label{.rectype = LABEL_TEXT, .length = 3, .label = {'y', 'e', 's', 0}};
-    node.range.u.label = &label;
-    host.read_format = [&](const std::string &name, XFRWSTR *format) {
-        format->hp = &header;
-        format->rp = &node.links;
-        return name == "YESNO" ? 0 : 5;
-    };
-    // A format that cannot be read costs the value labels only.
+    vor::test::CatalogMap catalog;
+    start({.catalogs = &catalog});
+    catalog.formats["YESNO"] = {.name = "YESNO", .ranges = {{1.0, 1.0, {"yes"}}}};
+    catalog.formats["SEVERAL"] = {.name = "SEVERAL", .multilabel = true, .ranges = {{1.0, 1.0, {"a", "b"}}}};
+    // A format that is not usable costs the value labels only.
     map({{.name = "a", .format = "YESNO   "},
          {.name = "b", .format = "MMDDYY  "},
-         {.name = "c", .format = "BROKEN  "}});
+         {.name = "c", .format = "SEVERAL "}});
     ASSERT_NE(symbols[0]->headvaluelist, nullptr);
     EXPECT_STREQ(symbols[0]->headvaluelist->displayvalue, "yes");
     EXPECT_EQ(symbols[1]->symtype, CLASS_DATE);
     EXPECT_STREQ(symbols[1]->symformat, "mdy");
     EXPECT_EQ(symbols[2]->headvaluelist, nullptr);
-    EXPECT_EQ(host.messages, (std::vector<std::string>{"code 5"}));
 }
 
 TEST_F(ExportVariables, Course) {
@@ -157,7 +145,7 @@ TEST_F(ExportVariables, Course) {
     EXPECT_EQ(calls, "make ");
     make_status = 0;
     for (int blocks = 0; blocks < 4; ++blocks) { // symbol, name, label, output variable
-        host.allocations_left = blocks;
+        leave_blocks(blocks);
         EXPECT_EQ(map({{.name = "a"}}), ERROR_MEMORY);
         EXPECT_EQ(calls, "");
     }

@@ -1,10 +1,11 @@
 // Import variables: the eleven ways of a name, labels, the layout of the observation, and user formats by the thousand.
-#include "conversion_host.h"
+#include "collected_import.h"
+#include "conversion_test.h"
 #include "imglue_import_variables.h"
 
 namespace {
 
-using vor::test::ConversionHost;
+using vor::test::Lines;
 
 struct Input {
     std::string name;
@@ -41,17 +42,17 @@ class ImportVariables : public vor::test::ConversionTest {
             seen.push_back(&node->namestr);
         return status;
     }
-    std::vector<std::string> names() const {
-        std::vector<std::string> made;
+    Lines names() const {
+        Lines made;
         for (const NAMESTR *np : seen)
             made.emplace_back(np->name_p, static_cast<std::size_t>(np->namelen));
         return made;
     }
-    std::string label(std::size_t i) const { return {seen[i]->label_p, static_cast<std::size_t>(seen[i]->nlablen)}; }
-    void session(const char *name, NLScei encoding, NLScei file) {
-        host.session_name = name;
-        self->server_is_wlatin1 = 0;
-        self->transpipe = file == 0 ? nullptr : host.pipeline(file, encoding);
+    Lines labels() const {
+        Lines texts_seen;
+        for (const NAMESTR *np : seen)
+            texts_seen.emplace_back(np->label_p, static_cast<std::size_t>(np->nlablen));
+        return texts_seen;
     }
 
     std::vector<Input> texts;
@@ -68,133 +69,95 @@ class ImportVariables : public vor::test::ConversionTest {
 };
 
 TEST_F(ImportVariables, WaysOfNames) {
+    const std::string umlaut = "\xC3\xA4"; // in UTF-8
     const std::string e31 = std::string(31, 'e');
-    const std::string umlaut = "\xC3\xA4"; // UTF-8
     const std::vector<std::string> plain = {"A b", "a B", e31 + umlaut + "z"};
-    const std::vector<std::string> accented = {umlaut,
-                                               "\xC3\x84"
-                                               "b",
-                                               umlaut};
-    const NLScei LATIN1 = ConversionHost::LATIN1, UTF8 = ConversionHost::UTF8, none = 0;
+    const std::vector<std::string> accented = {umlaut + "b", "2nd", umlaut + "B"};
+    const std::string two_byte = "x" + std::string(32, '\xB0');
+    const std::string cut_two_byte = two_byte.substr(0, 31);
     const struct {
         const char *session;
-        NLScei encoding;
-        NLScei file;
+        const char *file; // null: without a pipeline
         std::int32_t file_is_latin1;
         const char *allowed;
         std::vector<std::string> input;
         std::vector<std::string> expected;
         std::size_t lines;
     } cases[] = {
-        // Without a pipeline.
-        {"utf-8", UTF8, none, 0, "ANY", plain, {"A b", "a B_1", e31}, 2},
-        {"wlatin1", LATIN1, none, 0, "anylong", plain, {"A b", "a B_1", e31 + "\xC3"}, 2},
-        {"ebcdic", LATIN1, none, 0, "longany", plain, {"A b", "VAR2", e31 + "\xC3"}, 2},
-        {"utf-8", UTF8, none, 0, "V7", plain, {"A_b", "a_B_1", e31 + "_"}, 3},
-        {"utf-8", UTF8, none, 0, "long", {"A b"}, {"A_b"}, 1},
-        {"utf-8", UTF8, none, 0, "", {"A b"}, {"A_b"}, 1},
-        // Through one, between files and sessions of any encoding.
-        {"utf-8", UTF8, UTF8, 0, "any", plain, {"A b", "a B_1", e31}, 2},
-        {"gb2312",
-         UTF8,
-         UTF8,
-         0,
-         "any",
-         {"A b", "a B", "x" + std::string(15, 'y') + std::string(10, '\xB0')},
-         {"A b", "VAR2", "x" + std::string(15, 'y') + std::string(10, '\xB0')},
-         1},
-        {"ebcdic", UTF8, UTF8, 0, "any", plain, {"A b", "VAR2", e31 + "\xC3"}, 2},
-        {"utf-8", UTF8, UTF8, 0, "v7", accented, {"VAR1", "VAR2", "VAR3"}, 0},
-        {"utf-8", UTF8, UTF8, 0, "v7", plain, {"A_b", "a_B_1", "VAR3"}, 2},
-        {"utf-8", UTF8, LATIN1, 1, "v7", {"\xE4 x", "\xE4 X"}, {umlaut + " x", umlaut + " X_1"}, 1},
-        {"ebcdic", UTF8, LATIN1, 1, "v7", {"\xE4 x", "\xE4 X"}, {umlaut + " x", "VAR2"}, 1},
-        {"latin1",
-         LATIN1,
-         UTF8,
-         0,
-         "any",
-         accented,
-         {"\xE4",
-          "\xC4"
-          "b",
-          "\xE4_1"},
-         1},
-        {"latin1", LATIN1, UTF8, 0, "v7", {umlaut + "b", "2nd", umlaut + "B"}, {"_b", "_2nd", "_B_1"}, 3},
-        // A name that the session cannot hold gives way to its number.
-        {"latin1", LATIN1, UTF8, 0, "any", {"ok", "\xE2\x82\xAC"}, {"ok", "VAR2"}, 0},
-        // No name at all is no name for the host.
-        {"utf-8", UTF8, none, 0, "any", {"", "x"}, {"VAR1", "x"}, 0},
+        {"utf-8", nullptr, 0, "ANY", plain, {"A b", "a B_1", e31}, 2},
+        {"wlatin1", nullptr, 0, "anylong", plain, {"A b", "a B_1", e31 + "\xC3"}, 2},
+        {"koi8-r", nullptr, 0, "longany", plain, {"A b", "VAR2", e31 + "\xC3"}, 2},
+        {"utf-8", nullptr, 0, "V7", plain, {"A_b", "a_B_1", e31 + "_"}, 3},
+        {"utf-8", nullptr, 0, "long", {"A b"}, {"A_b"}, 1},
+        {"utf-8", "utf-8", 0, "any", plain, {"A b", "a B_1", e31}, 2},
+        {"gb2312", "gb2312", 0, "any", {"A b", "a B", two_byte}, {"A b", "VAR2", cut_two_byte}, 1},
+        {"koi8-r", "koi8-r", 0, "any", {"A b", "a B"}, {"A b", "VAR2"}, 1},
+        {"utf-8", "utf-8", 0, "v7", accented, {"VAR1", "_2nd", "VAR3"}, 1},
+        {"utf-8", "latin1", 1, "v7", {"\xE4 x", "\xE4 X"}, {umlaut + " x", umlaut + " X_1"}, 1},
+        {"koi8-r", "us-ascii", 1, "v7", {"a x", "a X"}, {"a x", "VAR2"}, 1},
+        {"latin1", "utf-8", 0, "any", {umlaut, umlaut}, {"\xE4", "\xE4_1"}, 1},
+        {"latin1", "utf-8", 0, "v7", accented, {"_b", "_2nd", "_B_1"}, 3},
+        // A name that the session cannot hold gives way to its number, and so does no name at all.
+        {"latin1", "utf-8", 0, "any", {"ok", "\xE2\x82\xAC"}, {"ok", "VAR2"}, 0},
+        {"utf-8", nullptr, 0, "any", {"", "x"}, {"VAR1", "x"}, 0},
     };
     for (const auto &c : cases) {
-        SCOPED_TRACE(std::string(c.session) + ' ' + c.allowed + ' ' + std::to_string(c.file));
-        session(c.session, c.encoding, c.file);
+        SCOPED_TRACE(std::string(c.session) + ' ' + c.allowed + ' ' + c.input[0]);
+        start({.session_encoding = c.session, .valid_variable_names = c.allowed});
+        if (c.file != nullptr)
+            pipe(c.file, c.session);
         self->incoming_file_wlatin1 = c.file_is_latin1;
-        host.valid_names = c.allowed;
-        host.log.clear();
         std::vector<Input> inputs;
         for (const std::string &name : c.input)
             inputs.push_back({.name = name});
         ASSERT_EQ(map(inputs), 0);
         EXPECT_EQ(names(), c.expected);
-        EXPECT_EQ(host.log.size(), c.lines) << (host.log.empty() ? "" : host.log[0]);
+        EXPECT_EQ(host->log.lines.size(), c.lines) << host->log.text();
     }
-    EXPECT_EQ(host.messages, (std::vector<std::string>{"207"}));
-}
-
-TEST_F(ImportVariables, NameLines) {
-    host.valid_names = "any";
+    EXPECT_EQ(messages, (Lines{"207"}));
+    // Names are no formats for the log.
+    start();
     map({{.name = "%s and more than thirty-two bytes"}, {.name = "x"}, {.name = "X  "}});
-    EXPECT_EQ(host.log,
-              (std::vector<std::string>{
-                  "%3z   Name Truncated...  %s and more than thirty-two bytes -> %s and more than thirty-two byte",
-                  "%3z   Duplicate Name Change...  X   -> X  _1"}));
+    EXPECT_EQ(
+        host->log.lines,
+        (Lines{"NOTE:    Name Truncated...  %s and more than thirty-two bytes -> %s and more than thirty-two byte",
+               "NOTE:    Duplicate Name Change...  X   -> X  _1"}));
 }
 
 TEST_F(ImportVariables, Labels) {
-    const std::string euro = "\xE2\x82\xAC";
     const std::vector<Input> inputs = {{.name = "a", .label = "An \xC3\xA4 label"},
                                        {.name = "b"},
                                        {.name = "c", .label = std::string(300, 'l')},
-                                       {.name = "d", .label = "cut " + euro}};
+                                       {.name = "d", .label = "cut \xE2\x82\xAC"}};
     map(inputs);
-    EXPECT_EQ(label(0), "An \xC3\xA4 label");
-    EXPECT_EQ(label(1), "b");
-    EXPECT_EQ(label(2), std::string(300, 'l'));
-    session("latin1", ConversionHost::LATIN1, ConversionHost::UTF8);
+    EXPECT_EQ(labels(), (Lines{inputs[0].label, "b", inputs[2].label, inputs[3].label}));
+    start({.session_encoding = "latin1"});
+    pipe("utf-8", "latin1");
     map(inputs);
-    EXPECT_EQ(label(0), "An \xE4 label");
-    EXPECT_EQ(label(1), "b");
-    EXPECT_EQ(label(2), std::string(256, 'l'));
-    EXPECT_EQ(label(3), "cut ");
-    EXPECT_EQ(host.messages, (std::vector<std::string>{"117 " + std::string(256, 'l')}));
-    EXPECT_EQ(host.log, (std::vector<std::string>{"%3z   Label Truncated...  d"}));
+    EXPECT_EQ(labels(), (Lines{"An \xE4 label", "b", std::string(256, 'l'), "cut "}));
+    EXPECT_EQ(messages, (Lines{"117 " + std::string(256, 'l')}));
+    EXPECT_EQ(host->log.lines, (Lines{"NOTE:    Label Truncated...  d"}));
 }
 
 TEST_F(ImportVariables, Layout) {
+    using Numbers = std::vector<std::int64_t>;
     const std::vector<Input> inputs = {{.name = "n"},
                                        {.name = "c", .type = CLASS_CHARACTER, .length = 5},
                                        {.name = "m"},
                                        {.name = "d", .type = CLASS_CHARACTER, .length = 0}};
     ASSERT_EQ(map(inputs), 0);
-    EXPECT_EQ(count, 4);
-    EXPECT_EQ(in.invars, 4);
+    EXPECT_EQ((Numbers{count, in.invars, self->obslen}), (Numbers{4, 4, 53}));
     const NAMESTR &c = *seen[1];
-    EXPECT_EQ((std::vector<std::int64_t>{c.ntype, c.npos, c.nipos, c.nlng, c.nlng2, c.user_lng, c.nilng}),
-              (std::vector<std::int64_t>{6, 8, 16, 8, 5, 5, 4}));
-    EXPECT_EQ(seen[0]->ntype, 1);
-    EXPECT_EQ(seen[0]->nfj, 1);
-    EXPECT_EQ(seen[2]->npos, 25);
-    EXPECT_EQ(seen[3]->npos, 40);
-    EXPECT_EQ(self->obslen, 53);
-    EXPECT_EQ(variables[1].nmptr, &c);
-    EXPECT_EQ(std::string(c.nformlong, 8), "$       ");
-    EXPECT_EQ(c.nfl, 5);
+    EXPECT_EQ((Numbers{c.ntype, c.npos, c.nipos, c.nlng, c.nlng2, c.user_lng, c.nilng}),
+              (Numbers{6, 8, 16, 8, 5, 5, 4}));
+    EXPECT_EQ((Numbers{seen[0]->ntype, seen[0]->nfj, seen[0]->npos, seen[2]->npos, seen[3]->npos}),
+              (Numbers{1, 1, 0, 25, 40}));
+    EXPECT_EQ(std::string(c.nformlong, 8) + std::to_string(c.nfl), "$       5");
 
     self->from_engine = 1; // fixed-length values
     ASSERT_EQ(map(inputs), 0);
-    EXPECT_EQ((std::vector<std::int64_t>{seen[1]->ntype, seen[1]->npos, seen[1]->nlng, seen[2]->npos, seen[3]->nlng}),
-              (std::vector<std::int64_t>{2, 8, 5, 13, 1}));
-    EXPECT_EQ(self->obslen, 22);
+    EXPECT_EQ((Numbers{seen[1]->ntype, seen[1]->npos, seen[1]->nlng, seen[2]->npos, seen[3]->nlng, self->obslen}),
+              (Numbers{2, 8, 5, 13, 1, 22}));
 
     const struct {
         double ratio;
@@ -205,24 +168,18 @@ TEST_F(ImportVariables, Layout) {
         map({{.name = "c", .type = CLASS_CHARACTER, .length = r.length}});
         EXPECT_EQ(variables[0].transcode_length, r.expected) << r.ratio << ' ' << r.length;
     }
-}
-
-TEST_F(ImportVariables, NoVariables) {
     EXPECT_EQ(map({}), 0);
-    EXPECT_EQ(count, 0);
-    EXPECT_TRUE(seen.empty());
-    EXPECT_EQ(self->obslen, 0);
+    EXPECT_EQ((Numbers{count, self->obslen, std::ssize(seen)}), (Numbers{0, 0, 0}));
 }
 
 TEST_F(ImportVariables, UserFormatsUpToTheLimit) {
+    vor::test::CatalogMap catalog;
+    start({.catalogs = &catalog});
     std::vector<Input> inputs(4088, {.name = "v", .labelled_values = true});
     inputs[5].labelled_values = false;
-    std::size_t written = 0;
-    host.write_format = [&](const std::string &, const XFRWSTR &) { return static_cast<std::int32_t>(0 * ++written); };
     ASSERT_EQ(map(inputs), 0);
-    EXPECT_EQ(written, 4086u);
-    EXPECT_EQ(std::string(seen[0]->nformlong, 8), "V       ");
-    EXPECT_EQ(seen[0]->nfl, 0);
+    EXPECT_EQ(catalog.formats.size(), 4086u);
+    EXPECT_EQ(std::string(seen[0]->nformlong, 8) + std::to_string(seen[0]->nfl), "V       0");
     EXPECT_EQ(seen[5]->nformlongl, 0);
     EXPECT_NE(variables[4086].innamevalues, nullptr);
     EXPECT_EQ(variables[4087].innamevalues, nullptr);
@@ -230,20 +187,24 @@ TEST_F(ImportVariables, UserFormatsUpToTheLimit) {
 }
 
 TEST_F(ImportVariables, Failures) {
-    session("latin1", ConversionHost::LATIN1, ConversionHost::UTF8);
+    pipe("latin1", "utf-8");
     info.supports_encoding = 0;
     EXPECT_EQ(map({{.name = "x"}}), ERROR_NO_TRANSCODING);
-    info.supports_encoding = 1;
     procs.dindbssetup = [](indbsrec *) { return ERROR_INPUT_INVALID; };
     NAMELIST *head = nullptr;
     EXPECT_EQ(mivex_read_header(self.get(), &count, &head), ERROR_INPUT_INVALID);
-    // Areas of names and labels, then node and format areas of each variable; the tree does without its nodes.
-    const std::vector<std::string> expected = {"x", "y"};
-    int blocks = 0;
-    for (host.allocations_left = 0; map({{.name = "x"}, {.name = "y"}}) != 0; host.allocations_left = ++blocks)
-        ASSERT_LT(blocks, 50);
-    EXPECT_EQ(names(), expected);
-    EXPECT_EQ(blocks, 8);
+    info.supports_encoding = 1;
+    // Whichever block is refused: the mapping ends, or does without a node of the name tree.
+    int refused = 0;
+    for (int blocks = 0; blocks < 12; ++blocks) {
+        leave_blocks(blocks);
+        const std::int32_t status = map({{.name = "x"}, {.name = "y", .labelled_values = true}});
+        refused += status == ERROR_MEMORY ? 1 : 0;
+        EXPECT_TRUE(status == ERROR_MEMORY || names() == (Lines{"x", "y"}));
+    }
+    EXPECT_GE(refused, 6);
+    leave_all_blocks();
+    EXPECT_EQ(map({{.name = "x"}}), 0);
 }
 
 } // namespace

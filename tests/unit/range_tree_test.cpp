@@ -1,8 +1,10 @@
 // The range tree: order and balance whatever comes in which order, equal keys, and a comparison that contradicts
 // itself.
-#include "conversion_host.h"
+#include "conversion_test.h"
 #include "ztrebdf.h"
 
+#include <algorithm>
+#include <list>
 #include <numeric>
 #include <random>
 
@@ -75,42 +77,28 @@ TEST(RangeTree, EveryOrderOfInsertionStaysSortedAndBalanced) {
     }
 }
 
-TEST(RangeTree, ContradictionIsReported) {
-    vor::test::ConversionHost host;
+class RangeTreeReport : public vor::test::ConversionTest {};
+
+TEST_F(RangeTreeReport, ContradictionIsReported) {
     static std::string reported;
-    host.offer(xebug, [](SERVICE_ID, const char *text) { reported = text; });
-    static int calls;
-    for (const int answer : {0, -1}) { // equal on the second walk, or off the way down
+    static int answer, calls;
+    replace(xebug, [](SERVICE_ID, const char *text) { reported = text; });
+    for (const int second : {0, -1}) { // equal on the second walk, or off the way down
         Node root{{}, 1, {}};
-        Node left{{}, 0, {}};
-        TREE *tree = nullptr;
-        ztrebdf(&tree, &root.links, 0, offsetof(Node, number), nullptr);
-        static int second_answer;
-        second_answer = answer;
+        Node other{{}, 0, {}};
+        TREE *tree = &root.links;
+        answer = second;
         calls = 0;
         reported.clear();
-        EXPECT_EQ(ztrebdf(&tree, &left.links, 0, 0,
-                          [](const TREE *, const TREE *, std::int32_t, std::int32_t) {
-                              return calls++ == 0 ? 1 : second_answer;
-                          }),
-                  nullptr);
+        const auto contradict = [](const TREE *, const TREE *, std::int32_t, std::int32_t) {
+            return calls++ == 0 ? 1 : answer;
+        };
+        EXPECT_EQ(ztrebdf(&tree, &other.links, 0, 0, contradict), nullptr);
         EXPECT_EQ(reported, "ztrebld: invalid compare");
     }
 }
 
-TEST(RangeTree, RangesCompareByTheirValues) {
-    struct Numeric {
-        TREE links{};
-        IRANGESTR_N_S range{.rectype = RANGE_NUMERIC_VALUE, .flags = 0, .u = {0}, .start = {}};
-    } low, high;
-    low.range.start[2] = 0x7F;
-    high.range.start[2] = 0x80;
-    high.range.u.number = 5; // what belongs to the value does not count
-    EXPECT_EQ(trecomp(&low.links, &high.links, 0, 0), -3);
-    EXPECT_EQ(trecomp(&high.links, &low.links, 0, 0), 3);
-    high.range.start[2] = 0x7F;
-    EXPECT_EQ(trecomp(&low.links, &high.links, 0, 0), 0);
-
+TEST(RangeTree, TextsCompareAsPaddedFields) {
     const auto text = [](const std::string &value) {
         std::vector<TREE> block(3 + value.size() / sizeof(TREE));
         auto *range = reinterpret_cast<IRANGESTR_C_S *>(block.data() + 1);

@@ -1,18 +1,35 @@
 // User formats: the names that labelled variables get, the format that is built, and the value lists read back.
-#include "conversion_host.h"
+#include "collected_import.h"
+#include "conversion_test.h"
 #include "imglue_user_formats.h"
-#include "zfmtmkfm.h"
+
+#include <list>
+#include <set>
 
 namespace {
 
+using vor::test::Lines;
+
 class UserFormats : public vor::test::ConversionTest {
   protected:
+    UserFormats() { start({.catalogs = &catalog}); }
+
     std::string name_of(const std::string &variable, bool is_character = false) {
         char format[FORMAT_NAME_BYTES + 1];
         make_unique_format(self.get(), format, variable.c_str(), &names, is_character ? 1 : 0);
         return format;
     }
+    // The format in the catalog as "value=label ...".
+    std::string stored(const std::string &name) {
+        std::string text;
+        for (const vor::FormatRange &range : catalog.formats[name].ranges) {
+            std::visit([&text](const auto &value) { text += vor::test::value_text(value); }, range.start);
+            text += '=' + range.labels[0].substr(0, 20) + ' ';
+        }
+        return text;
+    }
 
+    vor::test::CatalogMap catalog;
     outnamestruct *names = nullptr;
 };
 
@@ -25,262 +42,221 @@ TEST_F(UserFormats, Names) {
         {"AGE", false, "AGE"},
         {"age", false, "age_1A"},
         {"city", true, "$city"},
-        {"neighbourhood", true, "$neighb"},
         {"2005", false, "F2005A"},
         {"20051231", false, "F200512A"},
         {"DATE", false, "DATEA"},
         {"rate-b", false, "rateZb"},
         {"rate-bx", false, "rate_bx"},
-        {"ab cd-C", true, "$ab_cd_"},
+        {"neighbourhood", true, "$neighb"},
         {"x_c", false, "xZc"},
-        {"\xC3\xA9t\xC3\xA9", false, "__t__"},
+        {"\xC3\xA9t", false, "__t"},
         {"longname1", false, "longnam"},
-        {"longname2", false, "longna1A"},
         {"Q1A", false, "Q1A"},
-        {"Q1", false, "Q1_1A"}, // Q1A is another variable's
-        {"", false, "F"},
-        {"", true, "$F"},
+        {"longname2", false, "longna1A"},
+        {"Q1", false, "Q1_1A"}, // Q1A is another's
+        {"", false, "FA"},
+        {"", true, "$FA"},
     };
     for (const auto &c : cases)
         EXPECT_EQ(name_of(c.variable, c.is_character), c.expected) << c.variable;
-}
-
-// However many variables share a name, no two share a format.
-TEST_F(UserFormats, ManyNamesStayApart) {
+    // However many variables share a name, no two share a format.
     std::set<std::string> seen;
     for (int i = 0; i < 1200; ++i) {
         const std::string name = name_of("variable");
         EXPECT_LE(name.size(), 8u);
-        EXPECT_FALSE(std::isdigit(static_cast<unsigned char>(name.back()))) << name;
         EXPECT_TRUE(seen.insert(name).second) << name;
+        EXPECT_FALSE(name.back() >= '0' && name.back() <= '9') << name;
     }
 }
 
-// A value label as a driver attaches it.
-struct Label {
-    Label(double value, std::string label) : number(value), text(std::move(label)) { point(&number); }
-    Label(std::string value, std::string label) : characters(std::move(value)), text(std::move(label)) {
-        point(characters.data());
-    }
-    Label(const Label &) = delete;
-    void point(void *start) {
-        entry.valuetype = 1;
-        entry.startvalue = static_cast<char *>(start);
-        entry.displayvalue = text.data();
-    }
-    double number = 0;
-    std::string characters;
-    std::string text;
-    innamevaluestruct entry{};
-};
-
 TEST_F(UserFormats, Building) {
-    Label first(1.0, "yes"), second(2.0, "no"), again(1.0, "maybe"), skipped(3.0, "skipped"),
-        long_one(-0.5, std::string(40000, 'x'));
-    first.entry.nextvalue = &second.entry;
-    second.entry.nextvalue = &again.entry;
-    again.entry.nextvalue = &skipped.entry;
-    skipped.entry.nextvalue = &long_one.entry;
-    skipped.entry.valuetype = 2;
-    std::string seen;
-    std::int32_t answer = 0;
-    host.write_format = [&](const std::string &name, const XFRWSTR &format) {
-        seen = name + '|' + std::string(format.libname.text, static_cast<std::size_t>(format.libname.length)) + '.' +
-               std::string(format.objlibnm.text, static_cast<std::size_t>(format.objlibnm.length));
-        for (const LABELSTR_NCF *label = format.lp; label != nullptr; label = label->next)
-            seen += '|' + std::string(reinterpret_cast<const char *>(label) + 12,
-                                      static_cast<std::size_t>(std::min<int>(label->ncf.length, 5)));
-        return answer;
+    std::list<std::string> texts;
+    std::list<innamevaluestruct> entries;
+    const auto label = [&](std::string value, std::string text) -> innamevaluestruct & {
+        innamevaluestruct &entry = entries.emplace_back();
+        entry.valuetype = 1;
+        entry.startvalue = texts.emplace_back(std::move(value)).data();
+        entry.displayvalue = texts.emplace_back(std::move(text)).data();
+        if (entries.size() > 1)
+            std::prev(entries.end(), 2)->nextvalue = &entry;
+        return entry;
     };
+    const auto number = [](double value) { return std::string(reinterpret_cast<const char *>(&value), sizeof value); };
+    label(number(2), "no");
+    label(number(1), "yes");
+    label(number(1), "maybe");
+    label(number(3), "skipped").valuetype = 2;
+    label(number(-0.5), std::string(40000, 'x'));
     char name[] = "answer";
     innamerecord variable{};
     variable.innamename = name;
-    variable.innameoutf[0] = 9;
-    variable.innameoutf[1] = 2;
-    EXPECT_EQ(mivex_build_format_entry(self.get(), &variable, &first.entry, "ANSWER", 1), 0);
-    EXPECT_EQ(seen, "ANSWER  |WORK.FORMATS|yes|no|xxxxx");
+    variable.innameoutf[0] = variable.innameoutf[1] = 9;
+    EXPECT_EQ(mivex_build_format_entry(self.get(), &variable, &entries.front(), "ANSWER", 1), 0);
+    EXPECT_EQ(stored("ANSWER"), "-0.5=xxxxxxxxxxxxxxxxxxxx 1=yes 2=no ");
+    EXPECT_EQ(catalog.last_place, "WORK.FORMATS");
     EXPECT_STREQ(variable.innameof, "ANSWER");
     EXPECT_EQ(variable.innameoutf[0] + variable.innameoutf[1], 0);
-    EXPECT_EQ(host.log, (std::vector<std::string>{
-                            "%3zA value label of the variable answer has 40000 bytes and is cut to 32767."}));
+    EXPECT_TRUE(host->log.contains("A value label of the variable answer has 40000 bytes and is cut to 32767."));
 
     // Text values lose their trailing white space; the catalog is the options'.
-    Label blank("a b \t ", "padded"), same("a b", "the same value");
-    blank.entry.nextvalue = &same.entry;
+    entries.clear();
+    label("a b \t ", "padded");
+    label("a b", "the same value");
     std::memcpy(options.fmtlib, "LIB     ", 8);
     options.fmtliblen = 3;
     std::memcpy(options.fmtmem, "LABELS", 6);
     options.fmtmemlen = 6;
-    host.log.clear();
-    answer = static_cast<std::int32_t>(FORMAT_NOT_REPLACED);
-    EXPECT_EQ(mivex_build_format_entry(self.get(), &variable, &blank.entry, "$A", 0), 0);
-    EXPECT_EQ(seen, "$A      |LIB.LABELS|padde");
-    EXPECT_EQ(host.log, (std::vector<std::string>{"NUMFMT was not replaced due to the NOREPLACE option"}));
+    EXPECT_EQ(mivex_build_format_entry(self.get(), &variable, &entries.front(), "$A", 0), 0);
+    EXPECT_EQ(stored("$A"), "'a b'=padded ");
+    EXPECT_EQ(catalog.last_place, "LIB.LABELS");
+    host->log.lines.clear();
 
-    answer = -5;
-    EXPECT_EQ(mivex_build_format_entry(self.get(), &variable, nullptr, "EMPTY", 1), 0);
-    answer = 5; // what the writer only remarks on
-    EXPECT_EQ(mivex_build_format_entry(self.get(), &variable, nullptr, "EMPTY", 1), 0);
-    host.allocations_left = 1; // the name, then not the builder
-    EXPECT_EQ(mivex_build_format_entry(self.get(), &variable, &first.entry, "ANSWER", 1), 0);
-    EXPECT_EQ(host.messages, (std::vector<std::string>{"code -5", "code " + std::to_string(HOST_NO_MEMORY)}));
-    host.allocations_left = 0;
-    EXPECT_EQ(mivex_build_format_entry(self.get(), &variable, &first.entry, "ANSWER", 1), ERROR_MEMORY);
-    EXPECT_EQ(host.pools, 0);
+    // Failures of the builder are said and done with; only the variable must keep the format's name.
+    static std::int32_t answer;
+    replace(xfwrfmt, [](SERVICE_ID, const char *, std::int32_t, XFRWSTR *) { return answer; });
+    static Lines codes;
+    codes.clear();
+    replace(xprrlog, [](SERVICE_ID, std::int32_t, std::int32_t code) {
+        codes.push_back(std::to_string(code));
+        return 0;
+    });
+    for (const std::int32_t code : {static_cast<std::int32_t>(FORMAT_NOT_REPLACED), -5, 5}) {
+        answer = code;
+        EXPECT_EQ(mivex_build_format_entry(self.get(), &variable, nullptr, "EMPTY", 1), 0);
+    }
+    leave_blocks(1); // the name, then not the builder
+    EXPECT_EQ(mivex_build_format_entry(self.get(), &variable, &entries.front(), "$A", 0), 0);
+    leave_blocks(0);
+    EXPECT_EQ(mivex_build_format_entry(self.get(), &variable, &entries.front(), "$A", 0), ERROR_MEMORY);
+    EXPECT_EQ(codes, (Lines{"-5", std::to_string(HOST_NO_MEMORY)}));
+    EXPECT_EQ(host->log.text(), "NOTE: NUMFMT was not replaced due to the NOREPLACE option\n");
 }
-
-// A format in a catalog, as the host's reader hands it out.
-class Catalog {
-  public:
-    explicit Catalog(std::int16_t type) { header.type = type; }
-
-    const ILABELSTR_NCF *label(const std::string &text, std::int8_t rectype = LABEL_TEXT) {
-        auto *made = reinterpret_cast<ILABELSTR_NCF *>(block(8 + text.size()));
-        made->rectype = rectype;
-        made->length = static_cast<std::int16_t>(text.size());
-        text.copy(reinterpret_cast<char *>(made) + 4, text.size());
-        return made;
-    }
-    template <class Range>
-    Range &add(std::int8_t rectype, const ILABELSTR_NCF *text) {
-        auto *node = reinterpret_cast<TREE *>(block(sizeof(TREE) + sizeof(Range)));
-        (last == nullptr ? first : last->rlink) = node;
-        last = node;
-        auto *range = reinterpret_cast<Range *>(node + 1);
-        range->rectype = rectype;
-        range->u.label = text;
-        return *range;
-    }
-    void number(double start, const std::string &text) {
-        wzcsdbl(&start, add<IRANGESTR_N_S>(RANGE_NUMERIC_VALUE, label(text)).start);
-    }
-    void interval(double start, double end, const std::string &text) {
-        auto &range = add<IRANGESTR_N>(RANGE_NUMERIC_INTERVAL, label(text));
-        wzcsdbl(&start, range.start);
-        wzcsdbl(&end, range.end);
-    }
-    void text_interval(const char *start, std::int16_t end_length, const std::string &text) {
-        auto &range = add<IRANGESTR_C>(RANGE_CHARACTER_INTERVAL, label(text));
-        range.start = start;
-        range.startlen = static_cast<std::int16_t>(std::strlen(start));
-        range.end = "z";
-        range.endlen = end_length;
-    }
-    void text_16(std::int8_t rectype, const std::string &start, const std::string &end, const std::string &text) {
-        auto &range = add<IRANGESTR_C16>(rectype, label(text));
-        std::memset(range.start, ' ', 32);
-        start.copy(range.start, 16);
-        end.copy(range.end, 16);
-    }
-
-    HEADSTR header{};
-    TREE *first = nullptr;
-
-  private:
-    void *block(std::size_t bytes) { return blocks.emplace_back(std::calloc(1, bytes), std::free).get(); }
-    TREE *last = nullptr;
-    std::vector<std::unique_ptr<void, decltype(&std::free)>> blocks;
-};
 
 class GrabbedFormats : public UserFormats {
   protected:
-    // The symbol's value list after asking for a format, as "value=label ...".
-    std::string grab(Catalog &catalog) {
-        host.read_format = [&catalog](const std::string &, XFRWSTR *format) {
-            format->hp = &catalog.header;
-            format->rp = catalog.first;
-            return 0;
-        };
+    // The result of asking for a format, and the symbol's value list as "value=label ...".
+    std::string grab(const std::string &name, bool numeric = true) {
         symbolstruct symbol{};
-        status = grab_user_format_entries(self.get(), "MYFMT", 5, &symbol);
-        std::string text;
+        std::string text = std::to_string(
+            grab_user_format_entries(self.get(), name.data(), static_cast<std::int32_t>(name.size()), &symbol));
         for (const innamevaluestruct *entry = symbol.headvaluelist; entry != nullptr; entry = entry->nextvalue) {
-            double number = 0;
-            if (catalog.header.type == FORMAT_NUMERIC)
+            double number;
+            if (numeric)
                 std::memcpy(&number, entry->startvalue, sizeof number);
-            text += catalog.header.type == FORMAT_NUMERIC ? std::to_string(number) : entry->startvalue;
-            text += std::string("=") + entry->displayvalue + ';';
-            EXPECT_EQ(entry->valuetype, 1);
-            EXPECT_EQ(entry->endvalue, nullptr);
+            text += ' ' + (numeric ? vor::test::value_text(number) : std::string(entry->startvalue)) + '=' +
+                    entry->displayvalue;
+            EXPECT_TRUE(entry->valuetype == 1 && entry->endvalue == nullptr);
         }
-        EXPECT_EQ(host.pools, 0);
         return text;
     }
-    std::int32_t status = -99;
 };
 
-TEST_F(GrabbedFormats, SingleValuesOnly) {
-    Catalog numeric(FORMAT_NUMERIC);
-    numeric.number(std::bit_cast<double>(0xFFFFFD0000000000), ".A");
-    numeric.number(2, "two");
-    numeric.interval(1, 5, "range");
-    numeric.interval(7, 7, "seven");
-    numeric.add<IRANGESTR_N_S>(RANGE_NUMERIC_VALUE, nullptr);
-    numeric.add<IRANGESTR_N_S>(RANGE_NUMERIC_VALUE, numeric.label("prefix", 7));
-    numeric.add<IRANGESTR_C_S>(RANGE_CHARACTER_VALUE, numeric.label("of the other kind"));
-    numeric.add<IRANGESTR_N_S>(99, numeric.label("unknown"));
-    EXPECT_EQ(grab(numeric), "2.000000=two;7.000000=seven;");
-    EXPECT_EQ(status, 0);
-
-    Catalog character(FORMAT_CHARACTER);
-    auto &value = character.add<IRANGESTR_C_S>(RANGE_CHARACTER_VALUE, character.label("letters"));
-    std::memcpy(value.startc, "abcdefg", 7);
-    value.startlen = 7;
-    character.text_interval("from", 1, "interval");
-    character.text_interval("only", 0, "no end");
-    character.text_16(RANGE_CHARACTER_VALUE_16, "sixteen", "ignored", "value");
-    character.text_16(RANGE_CHARACTER_INTERVAL_16, "from", "to", "interval");
-    character.text_16(RANGE_CHARACTER_INTERVAL_16, "exactly 16 bytes", "", "no end");
-    EXPECT_EQ(grab(character), "abcdefg=letters;only=no end;sixteen=value;exactly 16 bytes=no end;");
-
-    for (int blocks = 0; blocks < 6; ++blocks) {
-        host.allocations_left = blocks;
-        EXPECT_EQ(grab(numeric), "");
-        EXPECT_EQ(status, ERROR_MEMORY) << blocks;
-    }
-}
-
-TEST_F(GrabbedFormats, UnusableFormats) {
-    Catalog other(12);
-    EXPECT_EQ(grab(other), "");
-    EXPECT_EQ(status, 1);
-    Catalog multilabel(FORMAT_NUMERIC);
-    multilabel.number(1, "one");
-    multilabel.header.multilabel = 1;
-    EXPECT_EQ(grab(multilabel), "");
-    EXPECT_EQ(status, 1);
-    EXPECT_EQ(host.log, (std::vector<std::string>{"Format MYFMT is not either a numeric or character format.",
-                                                  "Format MYFMT is MULTILABEL. It will be ignored."}));
-}
-
-TEST_F(GrabbedFormats, WhatIsLookedUp) {
-    std::vector<std::string> asked;
-    std::int32_t answer = static_cast<std::int32_t>(FORMAT_NOT_FOUND) | 0x00400000; // a bit that does not count
-    host.read_format = [&](const std::string &name, XFRWSTR *format) {
-        asked.push_back(name + '@' +
-                        std::string(format->libname.text, static_cast<std::size_t>(format->libname.length)) + '.' +
-                        std::string(format->objlibnm.text, static_cast<std::size_t>(format->objlibnm.length)));
-        EXPECT_NE(format->poolptr, nullptr);
-        return answer;
-    };
-    const char *const built_in[] = {"", "COMMA", "Best", "$", "DATETIME", "YYMMDDN", "ddmmyyp", "YYQR", "mmmyy"};
-    symbolstruct symbol{};
-    for (const char *name : built_in)
-        EXPECT_EQ(grab_user_format_entries(self.get(), name, static_cast<std::int32_t>(std::strlen(name)), &symbol), 0);
-    EXPECT_TRUE(asked.empty());
+TEST_F(GrabbedFormats, FromTheCatalog) {
+    catalog.formats["MIXED"] = {.name = "MIXED", .ranges = {{1.0, 5.0, {"range"}}, {7.0, 7.0, {"seven"}}}};
+    catalog.formats["$TEXT"] = {
+        .name = "$TEXT", .kind = vor::ValueKind::character, .ranges = {{"a", "c", {"range"}}, {"x y", "x y", {"one"}}}};
+    catalog.formats["SEVERAL"] = {.name = "SEVERAL", .multilabel = true, .ranges = {{1.0, 1.0, {"a", "b"}}}};
     const struct {
         const char *name;
-        std::int32_t answer;
-        std::int32_t expected;
-    } cases[] = {{"COMMAND", answer, 0}, {"$CHAR", answer, 0}, {"YYM", 3, 1}};
+        const char *expected;
+        const char *line;
+    } cases[] = {
+        {"MIXED", "0 7=seven", ""},
+        {"$TEXT", "0 x y=one", ""},
+        {"SEVERAL", "1", "Format SEVERAL is MULTILABEL. It will be ignored."},
+        {"NOWHERE", "0", ""},
+    };
     for (const auto &c : cases) {
-        answer = c.answer;
-        EXPECT_EQ(grab_user_format_entries(self.get(), c.name, static_cast<std::int32_t>(std::strlen(c.name)), &symbol),
-                  c.expected);
+        host->log.lines.clear();
+        EXPECT_EQ(grab(c.name, *c.name != '$'), c.expected);
+        EXPECT_EQ(host->log.text(), *c.line == '\0' ? "" : std::string("NOTE: ") + c.line + '\n');
     }
-    EXPECT_EQ(asked, (std::vector<std::string>{"COMMAND@WORK.FORMATS", "$CHAR@WORK.FORMATS", "YYM@WORK.FORMATS"}));
-    EXPECT_EQ(host.messages, (std::vector<std::string>{"code 3"}));
-    EXPECT_EQ(host.pools, 0);
+    // Without memory for the catalog's records the format is not usable, later the export ends.
+    std::string seen;
+    for (int blocks = 0; blocks < 20; ++blocks) {
+        leave_blocks(blocks);
+        const std::string result = grab("MIXED");
+        if (!seen.ends_with(result))
+            seen += ", " + result;
+    }
+    EXPECT_EQ(seen, ", 1, -1, 0 7=seven");
+}
+
+TEST_F(GrabbedFormats, BuiltInFormatsAreNotLookedUp) {
+    static int asked;
+    static std::int32_t answer;
+    asked = 0;
+    replace(xfrdfmt, [](SERVICE_ID, const char *, std::int32_t, XFRWSTR *) {
+        ++asked;
+        return answer;
+    });
+    for (const char *name : {"", "COMMA", "Best", "$", "DATETIME", "YYMMDDN", "ddmmyyp", "YYQR", "mmmyy"})
+        EXPECT_EQ(grab(name), "0") << name;
+    EXPECT_EQ(asked, 0);
+    answer = static_cast<std::int32_t>(FORMAT_NOT_FOUND | 0x00400000); // with a bit that does not count
+    EXPECT_EQ(grab("COMMAND"), "0");
+    answer = 3;
+    EXPECT_EQ(grab("YYM"), "1");
+    EXPECT_EQ(asked, 2);
+}
+
+template <class Range>
+struct Node {
+    TREE links;
+    Range range;
+};
+
+// Records that other hosts' catalogs hold.
+TEST_F(GrabbedFormats, RecordsOfEveryKind) {
+    static HEADSTR header;
+    static TREE *first;
+    replace(xfrdfmt, [](SERVICE_ID, const char *, std::int32_t, XFRWSTR *format) {
+        format->hp = &header;
+        format->rp = first;
+        return 0;
+    });
+    struct Labelled : ILABELSTR_NCF {
+        explicit Labelled(char letter, std::int8_t type = LABEL_TEXT) : ILABELSTR_NCF{type, 1, {letter}} {}
+    };
+    const Labelled labels[] = {Labelled('a'), Labelled('b'), Labelled('c'),   Labelled('d'),
+                               Labelled('e'), Labelled('f'), Labelled('p', 7)};
+    const auto text_16 = [](const char *text, char(&field)[16]) {
+        std::memset(field, ' ', sizeof field);
+        std::memcpy(field, text, std::strlen(text));
+    };
+    Node<IRANGESTR_C_S> single{{}, {RANGE_CHARACTER_VALUE, 3, {.label = &labels[0]}, 0, "abc"}};
+    Node<IRANGESTR_C> closed{{}, {RANGE_CHARACTER_INTERVAL, 0, 1, 1, {.label = &labels[1]}, "f", "t"}};
+    Node<IRANGESTR_C> open_ended{{}, {RANGE_CHARACTER_INTERVAL, 0, 4, 0, {.label = &labels[2]}, "only", "t"}};
+    Node<IRANGESTR_C16> value{{}, {RANGE_CHARACTER_VALUE_16, 0, {.label = &labels[3]}, {}, {}}};
+    Node<IRANGESTR_C16> interval{{}, {RANGE_CHARACTER_INTERVAL_16, 0, {.label = &labels[4]}, {}, {}}};
+    Node<IRANGESTR_C16> no_end{{}, {RANGE_CHARACTER_INTERVAL_16, 0, {.label = &labels[5]}, {}, {}}};
+    Node<IRANGESTR_C_S> unlabelled{{}, {RANGE_CHARACTER_VALUE, 1, {.label = nullptr}, 0, "u"}};
+    Node<IRANGESTR_C_S> picture{{}, {RANGE_CHARACTER_VALUE, 1, {.label = &labels[6]}, 0, "p"}};
+    Node<IRANGESTR_N_S> numeric{{}, {RANGE_NUMERIC_VALUE, 0, {.label = &labels[0]}, {0xC0}}}; // 2.0
+    Node<IRANGESTR_N_S> missing{{}, {RANGE_NUMERIC_VALUE, 0, {.label = &labels[0]}, {}}};
+    const double special = std::bit_cast<double>(0xFFFFFD0000000000); // .A
+    wzcsdbl(&special, missing.range.start);
+    Node<IRANGESTR_N_S> unknown{{}, {99, 0, {.label = &labels[0]}, {0xC0}}};
+    text_16("sixteen", value.range.start);
+    text_16("ignored", value.range.end);
+    text_16("from", interval.range.start);
+    text_16("to", interval.range.end);
+    text_16("exactly 16 bytes", no_end.range.start);
+    text_16("", no_end.range.end);
+    TREE *const nodes[] = {&single.links,   &closed.links,  &open_ended.links, &value.links,
+                           &interval.links, &no_end.links,  &unlabelled.links, &picture.links,
+                           &numeric.links,  &missing.links, &unknown.links};
+    for (std::size_t i = 0; i + 1 < std::size(nodes); ++i)
+        nodes[i]->rlink = nodes[i + 1];
+    first = nodes[0];
+    header = {};
+    header.type = FORMAT_CHARACTER;
+    EXPECT_EQ(grab("$ANY", false), "0 abc=a only=c sixteen=d exactly 16 bytes=f");
+    header.type = FORMAT_NUMERIC;
+    EXPECT_EQ(grab("ANY"), "0 2=a");
+    header.type = 12;
+    EXPECT_EQ(grab("ANY"), "1");
+    EXPECT_TRUE(host->log.contains("Format ANY is not either a numeric or character format."));
 }
 
 } // namespace

@@ -147,8 +147,8 @@ int32_t collect_entries(IMGLUE *self, const XFRWSTR *format, innamevaluestruct *
 // Why a format gives no value list, as the log has it; null for one that does.
 const char *refusal(const HEADSTR *header) {
     if (header->type != FORMAT_NUMERIC && header->type != FORMAT_CHARACTER)
-        return "Format %s is not either a numeric or character format.";
-    return header->multilabel != 0 ? "Format %s is MULTILABEL. It will be ignored." : nullptr;
+        return "%3zFormat %s is not either a numeric or character format.";
+    return header->multilabel != 0 ? "%3zFormat %s is MULTILABEL. It will be ignored." : nullptr;
 }
 
 int32_t report_unread(const char *name, int32_t length, int32_t status) {

@@ -134,7 +134,7 @@ int32_t mivex_build_format_entry(IMGLUE *self, innamerecord *inname, innamevalue
             add_entry(handle, inname, entry, var_is_num != 0);
     const int32_t finished = zfmtmakefmt_term(handle);
     if ((static_cast<uint32_t>(finished) & FORMAT_STATUS_MASK) == FORMAT_NOT_REPLACED)
-        xpslog("NUMFMT was not replaced due to the NOREPLACE option");
+        xpslog("%3zNUMFMT was not replaced due to the NOREPLACE option");
     else if (finished < 0)
         xprrlog(0, finished);
     return 0;

@@ -1,0 +1,101 @@
+// A session of the conversion layer on the host in memory, with the records that setting up leaves behind. The driver
+// is the test's own: its routines find the test through the records' key pointers.
+#pragma once
+
+#include "driver_records.h"
+#include "grammar_options.h"
+#include "memory_host.h"
+#include "output_records.h"
+#include "service_entries.h"
+
+#include <bit>
+#include <cstring>
+#include <gtest/gtest.h>
+
+namespace vor::test {
+
+using Lines = std::vector<std::string>;
+
+class ConversionTest : public testing::Test {
+  protected:
+    ConversionTest() { start(); }
+
+    // A new host and a new session; the host in use before is gone with all its blocks.
+    void start(HostOptions host_options = {}) {
+        if (self != nullptr)
+            drop_pipe();
+        host.reset();
+        host = std::make_unique<MemoryHost>(std::move(host_options));
+        GCB *gcb = (*host)->control_block();
+        mcn_main(gcb, nullptr);
+        current_ = this;
+        replace(xpmlog, keep_message);
+        self = std::make_unique<IMGLUE>();
+        self->grammar_ptr = &options;
+        self->dbsinfoptr = &info;
+        self->nprocs = &procs;
+        self->zknlsp = gcb->toolkit->nls;
+        self->inptr = &in;
+        self->outptr = &out;
+        in.self = out.self = self.get();
+        in.inkeyptr = out.outkeyptr = this;
+        info.supports_encoding = info.supports_multiple_missings = 1;
+    }
+
+    // Puts a routine in the place of a service.
+    template <std::int32_t group, std::int32_t slot, class Signature, class Routine>
+    void replace(const service_entry<group, slot, Signature> &, Routine routine) {
+        host->replace_service(group, slot, reinterpret_cast<SERVICE_ROUTINE>(+routine));
+    }
+
+    // The session's pipeline from one encoding to another; it goes with the test.
+    void pipe(const std::string &from, const std::string &to) {
+        const auto encoding = [this](const std::string &name) {
+            const std::vector<ZKChar> wide(name.begin(), name.end());
+            NLScei found = 0;
+            EXPECT_EQ(self->zknlsp->encoding_by_name(self->zknlsp, wide.data(), std::ssize(wide), &found), NLS_OK);
+            return found;
+        };
+        drop_pipe();
+        ASSERT_EQ(self->zknlsp->create_pipeline(self->zknlsp, encoding(from), encoding(to), &self->transpipe), NLS_OK);
+    }
+    void drop_pipe() {
+        if (self->transpipe != nullptr)
+            self->transpipe->destroy(self->transpipe);
+        self->transpipe = nullptr;
+    }
+    void TearDown() override { drop_pipe(); }
+
+    // Every allocation but the next n fails.
+    void leave_blocks(int n) { host->faults.fail(Operation::allocation, n + 1, true); }
+    void leave_all_blocks() { host->faults.fail(Operation::allocation, 0); }
+
+    std::unique_ptr<MemoryHost> host;
+    std::unique_ptr<IMGLUE> self;
+    Lines messages; // of the message catalog: its number and, where it has one, its text or length
+    glue_grammar_struct options{};
+    indbsinfo info{};
+    native_procs procs{};
+    indbsrec in{};
+    outdbsrec out{};
+
+  private:
+    static std::int32_t keep_message(SERVICE_ID, std::int32_t, std::int32_t number, ...) {
+        va_list arguments;
+        va_start(arguments, number);
+        std::string text = std::to_string(number);
+        if (number != MESSAGE_NAME_NOT_READ) {
+            const auto length = va_arg(arguments, std::int32_t);
+            const bool has_text = number == MESSAGE_VALUE_NOT_READ || number == MESSAGE_LABEL_CUT;
+            text += ' ' + (has_text ? std::string(va_arg(arguments, const char *), static_cast<std::size_t>(length))
+                                    : std::to_string(length));
+        }
+        va_end(arguments);
+        current_->messages.push_back(text);
+        return 0;
+    }
+
+    inline static ConversionTest *current_ = nullptr;
+};
+
+} // namespace vor::test
