@@ -1,0 +1,53 @@
+#compdef vordta
+# Completion of vordta for zsh: sub-commands, options, their values, and files of the kinds that each place takes.
+
+local -a encodings=(utf-8 wlatin1 latin1 us-ascii windows-1250 windows-1251 shift-jis euc-kr gb18030)
+local stata='_files -g "*.dta"' table='_files -g "*.(csv|tsv|db|sqlite)"' library='_files -g "*.(db|sqlite)"'
+
+local -a common=(
+  "--session-encoding[encoding of the host session]:encoding:($encodings)"
+  '--quiet[show errors only]'
+  '--log[write notes and errors to this file, too]:log file:_files'
+  '--progress[show progress]:when:(auto on off)'
+  '(-h --help)'{-h,--help}'[show help]'
+)
+local -a reading=(
+  '--validvarname[how variable names are cleaned]:rule:(v7 any)'
+  "--encoding[encoding of the text in the file]:encoding:($encodings)"
+)
+local -a catalogs=(
+  '--fmtlib[catalog of user formats]:LIBRARY.CATALOG: '
+  '*--libname[name a SQLite library]:LIBRARY=PATH: '
+)
+local labels='--labels[how labelled values are shown]:form:(codes text both)'
+local schema='--schema[names, types, labels and formats beside CSV]:schema:_files -g "*.json"'
+
+local context state state_descr line
+typeset -A opt_args
+_arguments -C '(-h --help)'{-h,--help}'[show help]' '--version[show the version]' \
+  '1:command:((import\:"a Stata file becomes a data set" export\:"a data set becomes a Stata file" describe\:"what a Stata file or a data set holds" head\:"the first observations as a table" formats\:"the user formats of a library"))' \
+  '*::arguments:->arguments'
+[[ $state == arguments ]] || return 0
+
+case $words[1] in
+  import)
+    _arguments $common $reading $catalogs $labels $schema \
+      '--value-labels[turn value labels into user formats]:whether:(on off)' \
+      '--raw[dates as days, date-times and times as seconds]' \
+      '--limit[stop after N observations]:N: ' \
+      "1:Stata file:$stata" "2:data set:$table"
+    ;;
+  export)
+    _arguments $common $catalogs $schema '--labels-as-names[variable labels become the names]' \
+      "1:data set:$table" "2:Stata file:$stata"
+    ;;
+  describe)
+    _arguments $common $reading '--json[one JSON object]' '1:file:_files -g "*.(dta|db|sqlite)"'
+    ;;
+  head)
+    _arguments $common $reading $labels '(-n --limit)'{-n,--limit}'[show N observations]:N: ' "1:Stata file:$stata"
+    ;;
+  formats)
+    _arguments $common '--json[one JSON object]' "1:library:$library" '2:format: '
+    ;;
+esac

@@ -1,0 +1,29 @@
+# Debian packages through CPack: `cpack -G DEB` in the build directory makes vordta (the command and the module) and
+# libvorhost-dev (the library and the headers).
+set(CPACK_PACKAGE_NAME vordta)
+set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
+set(CPACK_PACKAGE_CONTACT "The vordta developers <vordta@users.noreply.example>")
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY ${PROJECT_DESCRIPTION})
+set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
+set(CPACK_STRIP_FILES ON)
+set(CPACK_VERBATIM_VARIABLES ON)
+set(CPACK_GENERATOR DEB)
+set(CPACK_COMPONENTS_ALL command development)
+set(CPACK_PRE_BUILD_SCRIPTS ${CMAKE_SOURCE_DIR}/cmake/debian_layout.cmake)
+
+set(CPACK_DEB_COMPONENT_INSTALL ON)
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_PACKAGE_SECTION science)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+
+set(CPACK_DEBIAN_COMMAND_PACKAGE_NAME vordta)
+set(CPACK_COMPONENT_COMMAND_DESCRIPTION
+  "Reads and writes Stata data files (.dta), releases 103 to 119.\nCSV files and SQLite libraries in and out, with value labels, missing values\nand dates.")
+
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libvorhost-dev)
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS
+  "vordta (= ${PROJECT_VERSION}), libsqlite3-dev, libicu-dev, libfmt-dev, libcsv-dev")
+set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION
+  "The host library of vordta, for C++ programs that read and write Stata data\nfiles (.dta) themselves.")
+include(CPack)
