@@ -9,6 +9,10 @@ HostOptions Run::host() const {
     return host;
 }
 
+Notes Run::notes() const {
+    return [this](const std::string &sentence) { log.line(Severity::note, sentence); };
+}
+
 CLI::App *add_command(CommandLine &line, const std::string &name, const std::string &what_it_does) {
     CLI::App *command = line.app.add_subcommand(name, what_it_does);
     CommonOptions &common = line.common;

@@ -7,6 +7,7 @@
 #include "progress.h"
 
 #include <vorhost/host.h>
+#include <vorhost/rows.h>
 
 #include <CLI/CLI.hpp>
 #include <functional>
@@ -30,6 +31,9 @@ struct Run {
 
     // A host with the log and the session encoding of this run.
     HostOptions host() const;
+
+    // Sentences become notes in the log.
+    Notes notes() const;
 };
 
 // Throws ConversionError, or what the standard library throws.

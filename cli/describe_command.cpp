@@ -144,10 +144,10 @@ std::string rendered(const Description &description, bool json) {
     return json ? json_of(description) : text_of(description);
 }
 
-void describe_dataset(const Destination &place, bool json) {
+void describe_dataset(const Destination &place, bool json, Run &run) {
     RunLibraries libraries({}, {"SOURCE", place.path}, Library::Access::read);
     const std::string name = place.dataset.empty() ? only_dataset(*libraries.data()) : place.dataset;
-    Description description{{}, libraries.data()->describe(name), libraries.lookup()};
+    Description description{{}, libraries.data()->describe(name, run.notes()), libraries.lookup()};
     description.summary.file = place.path + ":" + name;
     description.summary.data_label = description.data_set.label;
     description.summary.observations = description.data_set.observations;
@@ -165,7 +165,7 @@ void describe_file(const DescribeOptions &options, Run &run) {
 
 void run_describe(const DescribeOptions &options, Run &run) {
     if (const auto place = parse_library(options.file))
-        describe_dataset(*place, options.json);
+        describe_dataset(*place, options.json, run);
     else
         describe_file(options, run);
 }

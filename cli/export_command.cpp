@@ -17,13 +17,13 @@ struct ExportOptions {
     bool labels_as_names = false;
 };
 
-std::unique_ptr<RowSource> text_source(const ExportOptions &options, const Destination &place,
-                                       RunLibraries &libraries) {
+std::unique_ptr<RowSource> text_source(const ExportOptions &options, const Destination &place, RunLibraries &libraries,
+                                       const Notes &notes) {
     if (options.schema.empty())
-        return delimited_source(place.path, place.separator, nullptr);
+        return delimited_source(place.path, place.separator, nullptr, notes);
     const Schema schema = read_schema(options.schema);
     libraries.offer(schema.formats);
-    return delimited_source(place.path, place.separator, &schema);
+    return delimited_source(place.path, place.separator, &schema, notes);
 }
 
 void run_export(const ExportOptions &options, Run &run) {
@@ -33,9 +33,9 @@ void run_export(const ExportOptions &options, Run &run) {
         throw ConversionError(Failure::usage,
                               "--schema goes with a CSV or TSV file; a library knows everything itself.");
     RunLibraries libraries(options.libraries, {"SOURCE", from_library ? place.path : ""}, Library::Access::read);
-    const std::unique_ptr<RowSource> source = from_library
-                                                  ? libraries.data()->dataset_source(dataset_name(place, options.file))
-                                                  : text_source(options, place, libraries);
+    const std::unique_ptr<RowSource> source =
+        from_library ? libraries.data()->dataset_source(dataset_name(place, options.file), run.notes())
+                     : text_source(options, place, libraries, run.notes());
     HostOptions host = run.host();
     host.catalogs = &libraries.all();
     ExportSession session(host, {options.labels_as_names, libraries.place()}, options.file, source->description());

@@ -3,7 +3,6 @@
 #include "run_libraries.h"
 #include "standard_output.h"
 #include "text_table.h"
-#include "user_labels.h"
 
 #include <vorhost/conversion.h>
 #include <vorhost/missing.h>
@@ -35,7 +34,7 @@ class TableSink : public RowSink {
             const Temporal temporal = numeric ? temporal_class(variable.format) : Temporal::none;
             const bool may_have_labels = labels_ != "codes" && numeric && !variable.format.name.empty();
             const UserFormat *format = may_have_labels ? lookup_(variable.format.name) : nullptr;
-            columns_.push_back({numeric, temporal, format});
+            columns_.push_back({numeric, temporal, format ? std::make_optional<LabelIndex>(*format) : std::nullopt});
             const bool code_shown = !format || labels_ == "both";
             if (code_shown)
                 titles.push_back({variable.name, numeric ? TextTable::Side::right : TextTable::Side::left});
@@ -67,17 +66,17 @@ class TableSink : public RowSink {
     struct Column {
         bool numeric;
         Temporal temporal;
-        const UserFormat *format; // null: codes only
+        std::optional<LabelIndex> labels; // none: codes only
     };
 
     void add_number(std::vector<std::string> &cells, const Column &column, double value) const {
         const auto iso =
             column.temporal != Temporal::none && !is_missing(value) ? iso_text(column.temporal, value) : std::nullopt;
         const std::string code = iso ? *iso : number_text(value);
-        const std::string *label = column.format ? label_of(*column.format, value) : nullptr;
-        if (!column.format || labels_ == "both")
+        const std::string *label = column.labels ? column.labels->find(value) : nullptr;
+        if (!column.labels || labels_ == "both")
             cells.push_back(code);
-        if (column.format)
+        if (column.labels)
             cells.push_back(label ? *label : labels_ == "both" ? "" : code);
     }
 

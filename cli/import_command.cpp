@@ -41,8 +41,8 @@ void check_usage(const ImportOptions &options, const Destination &destination) {
     }
     if (labels_shown && options.value_labels == "off")
         refuse("--labels text and --labels both need the value labels that --value-labels off leaves out.");
-    if (labels_shown && !options.schema.empty())
-        refuse("--schema describes a file of codes; it does not go with --labels text or --labels both.");
+    if (options.labels == "text" && !options.schema.empty())
+        refuse("--schema describes a file that holds the codes; it does not go with --labels text.");
 }
 
 // The description with the user formats that its variables use.
@@ -80,6 +80,7 @@ void run_import(const ImportOptions &options, Run &run) {
     RunLibraries libraries(options.libraries, {"DEST", into_library ? destination.path : ""}, Library::Access::write);
     // The sink of a library holds the transaction that the user formats of the session are part of.
     std::unique_ptr<RowSink> sink = into_library ? library_sink(options, destination, libraries) : nullptr;
+    const std::unique_ptr<Transaction> formats = libraries.begin_formats();
     HostOptions host = run.host();
     host.catalogs = &libraries.all();
     host.valid_variable_names = options.reading.valid_variable_names;
@@ -89,6 +90,8 @@ void run_import(const ImportOptions &options, Run &run) {
         sink = text_sink(options, destination, libraries);
     const int64_t rows = import_rows(session, *sink, options.limit,
                                      [&run](int64_t done, int64_t all) { run.progress.update(done, all); });
+    if (formats)
+        formats->commit();
     if (!options.schema.empty())
         write_schema(options.schema, schema_of(session.description(), rows, libraries.lookup()));
 }

@@ -102,6 +102,11 @@ std::string RunLibraries::catalog_beside_data() {
     return data_ && libraries_.find(place_.library) == data_ ? place_.catalog : std::string();
 }
 
+std::unique_ptr<Transaction> RunLibraries::begin_formats() {
+    const std::shared_ptr<Library> library = libraries_.find(place_.library);
+    return library == data_ ? nullptr : library->transaction();
+}
+
 void RunLibraries::offer(const std::vector<UserFormat> &formats) {
     if (place_is_chosen_ || formats.empty())
         return;

@@ -46,6 +46,10 @@ class RunLibraries {
     // The catalog of the data set's own library that holds its formats; empty when they are elsewhere.
     std::string catalog_beside_data();
 
+    // A transaction that the formats written from now on are part of, when they do not go to the data set's library,
+    // which has its own; else null.
+    std::unique_ptr<Transaction> begin_formats();
+
     // Finds the user formats of the run's place, each read once. Lives as long as this object.
     FormatLookup lookup();
 

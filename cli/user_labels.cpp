@@ -3,8 +3,6 @@
 #include <vorhost/missing.h>
 #include <vorhost/tables.h>
 
-#include <algorithm>
-
 namespace vor::cli {
 namespace {
 
@@ -13,21 +11,7 @@ bool same_value(double one, double other) {
     return missing_mark(one) == missing_mark(other) && (is_missing(one) || one == other);
 }
 
-bool holds(const FormatRange &range, double value) {
-    const auto *start = std::get_if<double>(&range.start);
-    const auto *end = std::get_if<double>(&range.end);
-    if (!start || !end)
-        return false;
-    return same_value(*start, value) || (*start <= value && value <= *end);
-}
-
 } // namespace
-
-const std::string *label_of(const UserFormat &format, double value) {
-    const auto found = std::find_if(format.ranges.begin(), format.ranges.end(),
-                                    [value](const FormatRange &range) { return holds(range, value); });
-    return found == format.ranges.end() || found->labels.empty() ? nullptr : &found->labels.front();
-}
 
 std::string value_text(const FormatValue &value) {
     const auto *number = std::get_if<double>(&value);

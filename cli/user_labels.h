@@ -1,4 +1,4 @@
-// What a user format shows for a value.
+// User formats as people read them.
 #pragma once
 
 #include <vorhost/user_format.h>
@@ -6,9 +6,6 @@
 #include <string>
 
 namespace vor::cli {
-
-// The (first) label of a number or missing value; null when the format has none for it.
-const std::string *label_of(const UserFormat &format, double value);
 
 // A format's value as people write it: "1", ".a", "abc".
 std::string value_text(const FormatValue &value);
