@@ -68,8 +68,7 @@ int32_t skip_binary_expansion_records(indbsrec *in) {
         if (length > dsn->file_size - body)
             return fail(in, ERROR_INPUT_INVALID,
                         "%%1zThe expansion field at byte %lld has a length of %lld bytes; the file holds %lld more.",
-                        static_cast<long long>(position), static_cast<long long>(length),
-                        static_cast<long long>(dsn->file_size - body));
+                        position, length, dsn->file_size - body);
         position = body + length;
         const int32_t moved = seek_to(in, position);
         if (moved != 0)

@@ -57,7 +57,7 @@ int32_t take_counts(indbsrec *in, const headerrec *header, int64_t *observations
     if (dsn->varcount < 0 || *observations < 0)
         return fail(in, ERROR_INPUT_INVALID,
                     "%%1zThe header of the Stata file has %d variables and %lld observations; neither may be below 0.",
-                    dsn->varcount, static_cast<long long>(*observations));
+                    dsn->varcount, *observations);
     return 0;
 }
 
@@ -115,14 +115,12 @@ int32_t allocate_descriptors(indbsrec *in, const descriptor_list *list) {
         return fail(in, ERROR_INPUT_INVALID,
                     "%%1zThe Stata file is too short for its %d variables: expected %lld bytes of descriptors at byte "
                     "%lld, found %lld.",
-                    dsn->varcount, static_cast<long long>(bytes), static_cast<long long>(position),
-                    static_cast<long long>(dsn->file_size - position));
+                    dsn->varcount, bytes, position, dsn->file_size - position);
     const int64_t widest = dsn->layout->variable_label_bytes > dsn->layout->name_bytes
                                ? dsn->layout->variable_label_bytes
                                : dsn->layout->name_bytes;
     if (reset_datalen(in->self, 1, widest * dsn->varcount) < 0)
-        return fail(in, ERROR_BUFFER_SIZE, "%%1zA descriptor of %lld bytes was refused.",
-                    static_cast<long long>(widest * dsn->varcount));
+        return fail(in, ERROR_BUFFER_SIZE, "%%1zA descriptor of %lld bytes was refused.", widest * dsn->varcount);
     for (const descriptor_array &array : list->arrays) {
         *array.storage = h_malloc1(in->self, array.entry_bytes * (dsn->varcount + array.extra_entries));
         if (*array.storage == nullptr)
@@ -158,7 +156,7 @@ int32_t read_map(indbsrec *in) {
         if (position < 0 || position > dsn->file_size)
             return fail(in, ERROR_INPUT_INVALID,
                         "%%1zEntry %d of the map of the Stata file is byte %lld; the file has %lld bytes.", used + 1,
-                        static_cast<long long>(position), static_cast<long long>(dsn->file_size));
+                        position, dsn->file_size);
     }
     return 0;
 }
@@ -237,8 +235,7 @@ int32_t check_data_end(indbsrec *in, int64_t observations) {
         in, ERROR_INPUT_INVALID,
         "%%1zThe data of the Stata file does not end with its %lld observations of %lld bytes: expected </data> "
         "at byte %lld, found |%s|.",
-        static_cast<long long>(observations), static_cast<long long>(in->inreclen), static_cast<long long>(end),
-        show_text(tag, sizeof tag).text);
+        observations, in->inreclen, end, show_text(tag, sizeof tag).text);
 }
 
 // Moves a tagged file to its first observation.

@@ -132,9 +132,9 @@ void note_damage(label_index *index, const table_head *head, int32_t status, int
 
 int32_t fail_damaged(indbsrec *in, const label_index *index) {
     const char *name = index->damaged.name;
-    const auto position = static_cast<long long>(index->damaged.position);
-    const auto expected = static_cast<long long>(index->expected_bytes);
-    const auto found = static_cast<long long>(index->found_bytes);
+    const int64_t position = index->damaged.position;
+    const int64_t expected = index->expected_bytes;
+    const int64_t found = index->found_bytes;
     if (index->damage == ERROR_READ)
         return fail(in, ERROR_READ,
                     "%%1zThe Stata file is too short: expected %lld bytes of %s at byte %lld, found %lld.", expected,

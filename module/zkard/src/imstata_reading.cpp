@@ -7,18 +7,16 @@
 namespace {
 
 int32_t fail_seek(indbsrec *in, int64_t position) {
-    return fail(in, ERROR_SEEK, "%%1zThe Stata file could not be moved to byte %lld.",
-                static_cast<long long>(position));
+    return fail(in, ERROR_SEEK, "%%1zThe Stata file could not be moved to byte %lld.", position);
 }
 
 // found: what mivex_read returned.
 int32_t fail_read(indbsrec *in, const char *what, int64_t position, int64_t expected, int64_t found) {
     if (found < 0)
         return fail(in, ERROR_READ, "%%1zThe Stata file could not be read: %s, %lld bytes at byte %lld.", what,
-                    static_cast<long long>(expected), static_cast<long long>(position));
+                    expected, position);
     return fail(in, ERROR_READ, "%%1zThe Stata file is too short: expected %lld bytes of %s at byte %lld, found %lld.",
-                static_cast<long long>(expected), what, static_cast<long long>(position),
-                static_cast<long long>(found));
+                expected, what, position, found);
 }
 
 } // namespace
@@ -33,11 +31,6 @@ shown_text show_text(const char *bytes, int64_t length) {
     }
     shown.text[count] = '\0';
     return shown;
-}
-
-int32_t fail_memory(indbsrec *in) {
-    in->message_string[0] = '\0';
-    return ERROR_MEMORY;
 }
 
 int64_t file_position(indbsrec *in) {

@@ -18,16 +18,30 @@ struct shown_text {
 };
 shown_text show_text(const char *bytes, int64_t length);
 
-// Puts a message into message_string and returns the status. format and values are those of mivex_sprintf; 64-bit
-// numbers are shown with "%lld".
+// What the host's formatter takes: "%s", "%d" and "%lld".
+inline const char *message_value(const char *text) {
+    return text;
+}
+inline int message_value(int32_t number) {
+    return number;
+}
+inline long long message_value(int64_t number) {
+    return number;
+}
+
+// Puts a message into message_string and returns the status. format is that of mivex_sprintf, values are terminated
+// texts, int32_t for "%d" and int64_t for "%lld".
 template <class... arguments>
 int32_t fail(indbsrec *in, int32_t status, const char *format, arguments... values) {
-    mivex_sprintf(in->message_string, format, values...);
+    mivex_sprintf(in->message_string, format, message_value(values)...);
     return status;
 }
 
 // ERROR_MEMORY, for which there is nothing to add: an older message must not stand before it.
-int32_t fail_memory(indbsrec *in);
+inline int32_t fail_memory(indbsrec *in) {
+    in->message_string[0] = '\0';
+    return ERROR_MEMORY;
+}
 
 // The current position, or ERROR_SEEK.
 int64_t file_position(indbsrec *in);

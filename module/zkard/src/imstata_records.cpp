@@ -21,8 +21,7 @@ int32_t fail_record(indbsrec *in, int64_t observation) {
     const int64_t position = static_cast<int64_t>(in->infirstpos_double) + observation * in->inreclen;
     return fail(in, ERROR_READ,
                 "%%1zThe Stata file is too short: expected %lld bytes of obs %lld at byte %lld, found %lld.",
-                static_cast<long long>(in->inreclen), static_cast<long long>(observation + 1),
-                static_cast<long long>(position), static_cast<long long>(in->indsn->bytes_of_next_record));
+                in->inreclen, observation + 1, position, in->indsn->bytes_of_next_record);
 }
 
 // Fills the buffer from a slot on with the records from `observation` on, as far as there is room and they are wanted.
@@ -33,8 +32,8 @@ int32_t fill_buffer(indbsrec *in, int64_t slot, int64_t observation) {
     const int64_t wanted = (left < room ? left : room) * in->inreclen;
     const int64_t found = mivex_read(in->mivex_infd, in->inbuffer + slot * in->inreclen, wanted);
     if (found < 0)
-        return fail(in, ERROR_READ, "%%1zThe Stata file could not be read: %lld bytes from obs %lld on.",
-                    static_cast<long long>(wanted), static_cast<long long>(observation + 1));
+        return fail(in, ERROR_READ, "%%1zThe Stata file could not be read: %lld bytes from obs %lld on.", wanted,
+                    observation + 1);
     in->indsn->records_in_buffer = slot + found / in->inreclen;
     in->indsn->bytes_of_next_record = found % in->inreclen;
     return 0;
@@ -76,14 +75,13 @@ int32_t allocate_buffer(indbsrec *in) {
     if (in->inbuffer == nullptr)
         return fail_memory(in);
     if (reset_datalen(in->self, 1, bytes) < 0)
-        return fail(in, ERROR_BUFFER_SIZE, "%%1zA record buffer of %lld bytes was refused.",
-                    static_cast<long long>(bytes));
+        return fail(in, ERROR_BUFFER_SIZE, "%%1zA record buffer of %lld bytes was refused.", bytes);
     return 0;
 }
 
 void note_cut_values(const indbsrec *in) {
     if (in->indsn->texts_cut > 1)
-        xpslog("%3zValues cut to the length of their variable: %lld.", static_cast<long long>(in->indsn->texts_cut));
+        xpslog("%3zValues cut to the length of their variable: %lld.", message_value(in->indsn->texts_cut));
 }
 
 } // namespace

@@ -139,13 +139,12 @@ int32_t read_head(load_state *state, string_head *head) {
     if (head->variable == 0 || head->variable > static_cast<uint32_t>(dsn->varcount))
         return fail(state->in, ERROR_INPUT_INVALID,
                     "%%1zThe long string at byte %lld belongs to variable %lld; the file has %d variables.",
-                    static_cast<long long>(head->position), static_cast<long long>(head->variable), dsn->varcount);
+                    head->position, int64_t{head->variable}, dsn->varcount);
     const int64_t left = section_left(&state->reader);
     if (head->length_bytes > left)
         return fail(state->in, ERROR_READ,
                     "%%1zThe Stata file is too short: expected %lld bytes of a long string at byte %lld, found %lld.",
-                    static_cast<long long>(head->length_bytes),
-                    static_cast<long long>(section_position(&state->reader)), static_cast<long long>(left));
+                    head->length_bytes, section_position(&state->reader), left);
     return 0;
 }
 
@@ -204,14 +203,14 @@ void note_cut_texts(const load_state *state) {
         return;
     xpslog("%3zLong strings of more than %d bytes were cut to that length: %lld in all, the first one that of variable "
            "%lld at obs %lld.",
-           LONGEST_STRL, static_cast<long long>(state->cut), static_cast<long long>(state->first_cut.variable),
-           static_cast<long long>(state->first_cut.observation));
+           LONGEST_STRL, message_value(state->cut), message_value(int64_t{state->first_cut.variable}),
+           message_value(state->first_cut.observation));
 }
 
 void note_cut_value(indbsrec *in, const innamerecord *variable) {
     if (in->indsn->texts_cut++ == 0)
         xpslog("%3zThe value of %s at obs %lld is longer than the variable's long strings and was cut to %d bytes.",
-               variable->innamename, static_cast<long long>(in->incurrent + 1), variable->innamelength);
+               variable->innamename, message_value(in->incurrent + 1), variable->innamelength);
 }
 
 // The numbers of a reference share its 8 bytes: first the variable, then the observation.

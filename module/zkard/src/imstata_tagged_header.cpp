@@ -73,7 +73,7 @@ int32_t parse_label(header_parse *parse) {
     if (length > parse->layout->data_label_bytes)
         return fail(parse->in, ERROR_INPUT_INVALID,
                     "%%1zThe data label before byte %lld has a length of %d bytes; at most %d are expected.",
-                    static_cast<long long>(file_position(parse->in)), length, parse->layout->data_label_bytes);
+                    file_position(parse->in), length, parse->layout->data_label_bytes);
     parse->header->datalabel[length] = '\0';
     return read_exactly(parse->in, parse->header->datalabel, length, "the data label");
 }
@@ -103,8 +103,7 @@ constexpr struct {
 int32_t read_byte(header_parse *parse, char *byte) {
     if (++parse->text_bytes > LONGEST_HEADER_TEXT)
         return fail(parse->in, ERROR_INPUT_INVALID,
-                    "%%1z</header> was not found in the first %lld bytes of the Stata file.",
-                    static_cast<long long>(LONGEST_HEADER_TEXT));
+                    "%%1z</header> was not found in the first %lld bytes of the Stata file.", LONGEST_HEADER_TEXT);
     return read_exactly(parse->in, byte, 1, "the header");
 }
 
@@ -122,13 +121,13 @@ int32_t read_tag(header_parse *parse, char *tag) {
         if (length == LONGEST_TAG)
             return fail(parse->in, ERROR_INPUT_INVALID,
                         "%%1zThe header's tag before byte %lld is longer than %d bytes: |%s|.",
-                        static_cast<long long>(file_position(parse->in)), LONGEST_TAG, show_text(tag, length).text);
+                        file_position(parse->in), LONGEST_TAG, show_text(tag, length).text);
         tag[length++] = byte;
     }
     tag[length] = '\0';
     if (status == 0 && length == 0)
         return fail(parse->in, ERROR_READ, "%%1zThe header's tag before byte %lld has no name.",
-                    static_cast<long long>(file_position(parse->in)));
+                    file_position(parse->in));
     return status;
 }
 
@@ -140,7 +139,7 @@ int32_t parse_element(header_parse *parse, const char *tag) {
             return fail(
                 parse->in, ERROR_INPUT_INVALID,
                 "%%1zThe header of the Stata file has <%s> before byte %lld, where <release> is expected first.",
-                element.name, static_cast<long long>(file_position(parse->in)));
+                element.name, file_position(parse->in));
         return element.parse(parse);
     }
     return 0; // closing tags, and elements of which nothing is needed
@@ -152,7 +151,7 @@ int32_t finish_header(header_parse *parse) {
     if (!parse->variables_seen || !parse->observations_seen)
         return fail(parse->in, ERROR_INPUT_INVALID,
                     "%%1zThe header of the Stata file ends at byte %lld without the element <%s>.",
-                    static_cast<long long>(file_position(parse->in)),
+                    file_position(parse->in),
                     parse->layout == nullptr ? "release" : (parse->variables_seen ? "N" : "K"));
     if (header->byteorder == 0)
         header->byteorder = LEAST_SIGNIFICANT_FIRST;
@@ -217,7 +216,7 @@ int32_t skip_block(indbsrec *in, const char *name) {
     if (length > left)
         return fail(in, ERROR_INPUT_INVALID,
                     "%%1zThe element <%s> at byte %lld has a length of %lld bytes; the file holds %lld more.", name,
-                    static_cast<long long>(position), static_cast<long long>(length), static_cast<long long>(left));
+                    position, length, left);
     return seek_to(in, position + length);
 }
 

@@ -19,9 +19,8 @@ int32_t fail_table(indbsrec *in, const label_table *table, const char *what, int
     return fail(in, ERROR_INPUT_INVALID,
                 "%%1zThe value-label table %s, whose body of %lld bytes is at byte %lld, is damaged: %s, %lld where at "
                 "most %lld fits.",
-                show_text(table->name, wzstlen(table->name)).text, static_cast<long long>(table->body_bytes),
-                static_cast<long long>(table->position), what, static_cast<long long>(found),
-                static_cast<long long>(expected));
+                show_text(table->name, wzstlen(table->name)).text, table->body_bytes, table->position, what, found,
+                expected);
 }
 
 // The entries of one list and their values, in one block with `spare_bytes` behind them. The entries are linked.

@@ -279,8 +279,7 @@ int32_t stored_variable(indbsrec *in, const descrec *descriptors, int64_t index,
     const char *name = entry(descriptors->varlist, index, layout->name_bytes);
     return fail(in, ERROR_INPUT_INVALID,
                 "%%1zThe variable %s, number %lld, has the type code %d, which release %d does not have.",
-                show_text(name, field_length(name, layout->name_bytes)).text, static_cast<long long>(index + 1), code,
-                layout->release);
+                show_text(name, field_length(name, layout->name_bytes)).text, index + 1, code, layout->release);
 }
 
 int32_t build_variables(indbsrec *in, const descrec *descriptors) {
