@@ -13,12 +13,24 @@
 
 namespace vor {
 
+// Groups what is written to a library: nothing of it is there before commit, and nothing stays when it is destroyed
+// before. One inside another commits with the outer one.
+class Transaction {
+  public:
+    virtual ~Transaction() = default;
+    virtual void commit() = 0;
+};
+
 // One library. Failures are ConversionErrors that name the file: not a database, locked, read-only, full.
+//
+// Open a file once in a run and share it: a second one would wait for what the first one has locked. Names of data
+// sets, catalogs and formats compare without regard to the case of ASCII letters. Not used from two threads at once.
 class Library {
   public:
     enum class Access { read, write };
 
-    // Opens a library file; with write access a missing one is made. The path ":memory:" gives a temporary one.
+    // Opens a library file; with write access a missing one is made, which appears under its name with the first
+    // commit. The path ":memory:" gives a temporary one.
     static std::shared_ptr<Library> open(const std::string &path, Access access);
     virtual ~Library() = default;
 
@@ -27,16 +39,23 @@ class Library {
     virtual std::vector<std::string> dataset_names() const = 0;
     virtual bool has_dataset(const std::string &name) const = 0;
 
-    // A data set's description, also of a plain table that nothing of ours wrote (then types, lengths and ISO dates are
-    // found by looking at its values). ConversionError when there is none of that name.
-    virtual DataSet describe(const std::string &dataset) = 0;
+    // A data set's description, also of a plain table or view that nothing of ours wrote (then types, lengths and ISO
+    // dates are found by looking at its values). ConversionError when there is none of that name, or a value that is no
+    // number and no text (a BLOB); it names row and column. Notes: integers that a double does not hold exactly,
+    // columns of numbers and text.
+    virtual DataSet describe(const std::string &dataset, const Notes &notes = {}) = 0;
 
-    // A sink that replaces the data set in one transaction, which also holds the user formats written meanwhile.
-    // `catalog` is where the data set's user formats are looked up for the view NAME_labelled.
+    // A sink that replaces the data set in one transaction, which begins here and also holds the user formats written
+    // meanwhile. `catalog` is where the data set's user formats are looked up for the view NAME_labelled.
+    // ConversionError (usage) for a name that cannot be a data set's.
     virtual std::unique_ptr<RowSink> dataset_sink(const std::string &dataset, const std::string &catalog) = 0;
 
-    // A source over the data set's observations in their order.
-    virtual std::unique_ptr<RowSource> dataset_source(const std::string &dataset) = 0;
+    // A source over the data set's observations in their order, all as they are at this moment. Fails and notes as
+    // describe.
+    virtual std::unique_ptr<RowSource> dataset_source(const std::string &dataset, const Notes &notes = {}) = 0;
+
+    // A transaction for what is written without a sink, such as all formats of one import.
+    virtual std::unique_ptr<Transaction> transaction() = 0;
 
     // User formats.
     virtual std::vector<std::string> catalog_names() const = 0;

@@ -1,23 +1,16 @@
 #include "tables/delimited_types.h"
 
+#include "services/utf8.h"
 #include "tables/number_text.h"
 
 #include <vorhost/error.h>
 
 #include <fmt/format.h>
-#include <unicode/ustring.h>
 #include <unordered_map>
 
 namespace vor {
 
 namespace {
-
-bool valid_utf8(std::string_view text) {
-    UErrorCode status = U_ZERO_ERROR;
-    int32_t length = 0;
-    u_strFromUTF8(nullptr, 0, &length, text.data(), static_cast<int32_t>(text.size()), &status);
-    return status != U_INVALID_CHAR_FOUND;
-}
 
 std::string_view without_trailing_blanks(std::string_view text) {
     while (text.ends_with(' '))
@@ -49,7 +42,7 @@ void check_text(const DelimitedReader &reader, std::string_view text, size_t fie
                 bool nul_allowed) {
     if (!reader.unusual_bytes())
         return;
-    const char *fault = !valid_utf8(text)                                           ? "bytes that are not UTF-8"
+    const char *fault = !services::is_utf8(text)                                    ? "bytes that are not UTF-8"
                         : !nul_allowed && text.find('\0') != std::string_view::npos ? "a NUL byte"
                                                                                     : nullptr;
     if (fault)
@@ -127,9 +120,7 @@ Variable ColumnEvidence::variable(const std::string &name) const {
 std::string ColumnEvidence::note(const std::string &name) const {
     if (kind_ != Kind::number || inexact_ == 0)
         return {};
-    return fmt::format("Column {} holds {} integer{} beyond 9007199254740992 that a double cannot hold exactly, the "
-                       "first in row {}.",
-                       name, inexact_, inexact_ == 1 ? "" : "s", first_inexact_);
+    return inexact_note(name, inexact_, first_inexact_);
 }
 
 DataSet find_types(DelimitedReader &reader, const std::vector<std::string> &names, const Notes &notes) {

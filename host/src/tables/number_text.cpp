@@ -6,6 +6,7 @@
 #include <array>
 #include <charconv>
 #include <cstdint>
+#include <fmt/format.h>
 #include <limits>
 
 namespace vor {
@@ -126,6 +127,11 @@ bool loses_digits(std::string_view text, double value) {
     const auto written = std::to_chars(exact.data(), exact.data() + exact.size(), negative ? -value : value,
                                        std::chars_format::fixed, 0);
     return text.substr(first) != std::string_view(exact.data(), static_cast<size_t>(written.ptr - exact.data()));
+}
+
+std::string inexact_note(const std::string &column, int64_t count, int64_t first_row) {
+    return fmt::format("Column {} holds {} integer{} beyond {} that a double cannot hold exactly, the first in row {}.",
+                       column, count, count == 1 ? "" : "s", exact_integers, first_row);
 }
 
 std::string number_text(double value) {

@@ -2,6 +2,8 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
+#include <string>
 #include <string_view>
 
 namespace vor {
@@ -24,5 +26,8 @@ std::string_view trimmed(std::string_view text);
 
 // Whether a text that read_number accepts is an integer that the double does not hold exactly.
 bool loses_digits(std::string_view text, double value);
+
+// What the user is told about the integers of a column that a double does not hold exactly.
+std::string inexact_note(const std::string &column, int64_t count, int64_t first_row);
 
 } // namespace vor

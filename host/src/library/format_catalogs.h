@@ -1,0 +1,28 @@
+// User formats in the tables of a library.
+#pragma once
+
+#include "library/database.h"
+
+#include <vorhost/user_format.h>
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace vor {
+
+// In the order of their names; empty when the library has no such catalog.
+std::vector<std::string> list_catalogs(Database &database);
+std::vector<std::string> list_formats(Database &database, const std::string &catalog);
+
+// The number of a format in the tables; 0 when there is none of that name. It stays the same when the format is
+// replaced.
+int64_t find_format(Database &database, const std::string &catalog, const std::string &name);
+
+// False when there is none of that name.
+bool load_format(Database &database, const std::string &catalog, const std::string &name, UserFormat &format);
+
+// Makes or replaces a format; its catalog is made when it is missing. Call within a transaction, the tables made.
+void store_format(Database &database, const std::string &catalog, const UserFormat &format);
+
+} // namespace vor

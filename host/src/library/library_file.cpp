@@ -1,0 +1,165 @@
+#include "library/library_file.h"
+
+#include "library/dataset_reading.h"
+#include "library/dataset_sink.h"
+#include "library/dataset_source.h"
+#include "library/format_catalogs.h"
+#include "library/library_tables.h"
+#include "tables/output_file.h"
+
+#include <vorhost/error.h>
+
+#include <cerrno>
+#include <filesystem>
+#include <fmt/format.h>
+#include <system_error>
+#include <unistd.h>
+
+namespace vor {
+
+namespace {
+
+constexpr const char *in_memory = ":memory:";
+
+[[noreturn]] void fail_to_make(const std::string &path, int code) {
+    throw ConversionError(Failure::machine,
+                          fmt::format("{} cannot be made: {}.", path, std::system_category().message(code)));
+}
+
+} // namespace
+
+WriteScope::WriteScope(std::shared_ptr<LibraryFile> library) : library_(std::move(library)) {
+    Database &database = library_->database();
+    if (library_->access_ == Library::Access::read || database.read_only())
+        throw ConversionError(Failure::machine, library_->path_ + " cannot be written: it is read-only.");
+    if (database.in_transaction() && library_->scopes_ > 0) {
+        savepoint_ = fmt::format("vor_{}", library_->scopes_);
+        database.run("SAVEPOINT " + savepoint_);
+    } else {
+        database.run("BEGIN IMMEDIATE");
+    }
+    ++library_->scopes_;
+    make_library_tables(database);
+}
+
+// What SQLite has already undone, because the disk was full, is not undone again.
+WriteScope::~WriteScope() {
+    if (done_)
+        return;
+    --library_->scopes_;
+    try {
+        Database &database = library_->database();
+        if (database.in_transaction())
+            database.run(savepoint_.empty() ? std::string("ROLLBACK")
+                                            : fmt::format("ROLLBACK TO {0}; RELEASE {0}", savepoint_));
+    } catch (const ConversionError &) {
+        // The library is as it was: an open transaction ends with its connection at the latest.
+    }
+}
+
+void WriteScope::commit() {
+    library_->database().run(savepoint_.empty() ? "COMMIT" : "RELEASE " + savepoint_);
+    --library_->scopes_;
+    done_ = true;
+    if (savepoint_.empty())
+        library_->put_in_place();
+}
+
+LibraryFile::LibraryFile(const std::string &path, Access access) : path_(path), access_(access) {
+    std::error_code unknown;
+    const auto status = std::filesystem::status(path, unknown);
+    if (path != in_memory && std::filesystem::is_directory(status))
+        throw ConversionError(Failure::machine, path + " is a directory; a SQLite library was expected.");
+    const bool missing = path != in_memory && status.type() == std::filesystem::file_type::not_found;
+    if (missing && access == Access::read)
+        throw ConversionError(Failure::machine, path + " cannot be opened: No such file or directory.");
+    if (missing)
+        open_new();
+    else
+        database_ = std::make_unique<Database>(path, path, path == in_memory);
+}
+
+LibraryFile::~LibraryFile() {
+    database_.reset();
+    if (!partial_.empty()) {
+        unlink(partial_.c_str());
+        unlink((partial_ + "-journal").c_str());
+    }
+}
+
+void LibraryFile::open_new() {
+    const int descriptor = make_hidden_beside(path_, partial_);
+    if (descriptor < 0) {
+        partial_.clear();
+        fail_to_make(path_, errno);
+    }
+    close(descriptor);
+    try {
+        database_ = std::make_unique<Database>(partial_, path_, false);
+    } catch (...) {
+        unlink(partial_.c_str());
+        throw;
+    }
+}
+
+// SQLite finds a file's journal by the name it was opened under, so the file is closed while it is moved.
+void LibraryFile::put_in_place() {
+    if (partial_.empty())
+        return;
+    database_.reset();
+    const int code = move_into_place(partial_, path_, true);
+    if (code != 0)
+        unlink(partial_.c_str());
+    partial_.clear();
+    database_ = std::make_unique<Database>(code == 0 ? path_ : std::string(in_memory), path_, code != 0);
+    if (code != 0)
+        fail_to_make(path_, code);
+}
+
+std::vector<std::string> LibraryFile::dataset_names() const {
+    return list_datasets(*database_);
+}
+
+bool LibraryFile::has_dataset(const std::string &name) const {
+    return is_dataset(*database_, name);
+}
+
+DataSet LibraryFile::describe(const std::string &dataset, const Notes &notes) {
+    return dataset_source(dataset, notes)->description();
+}
+
+std::unique_ptr<RowSink> LibraryFile::dataset_sink(const std::string &dataset, const std::string &catalog) {
+    return make_dataset_sink(shared_from_this(), dataset, catalog);
+}
+
+std::unique_ptr<RowSource> LibraryFile::dataset_source(const std::string &dataset, const Notes &notes) {
+    return make_dataset_source(shared_from_this(), dataset, notes);
+}
+
+std::unique_ptr<Transaction> LibraryFile::transaction() {
+    return std::make_unique<WriteScope>(shared_from_this());
+}
+
+std::vector<std::string> LibraryFile::catalog_names() const {
+    return list_catalogs(*database_);
+}
+
+std::vector<std::string> LibraryFile::format_names(const std::string &catalog) const {
+    return list_formats(*database_, catalog);
+}
+
+bool LibraryFile::read_format(const std::string &catalog, const std::string &name, UserFormat &format) const {
+    return load_format(*database_, catalog, name, format);
+}
+
+void LibraryFile::write_format(const std::string &catalog, const UserFormat &format) {
+    WriteScope scope(shared_from_this());
+    store_format(*database_, catalog, format);
+    scope.commit();
+}
+
+std::shared_ptr<Library> Library::open(const std::string &path, Access access) {
+    return std::make_shared<LibraryFile>(path, access);
+}
+
+} // namespace vor

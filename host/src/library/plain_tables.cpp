@@ -1,0 +1,161 @@
+// Plain tables that nothing of ours wrote: what their columns hold is found by looking at every value.
+#include "library/dataset_reading.h"
+#include "tables/number_text.h"
+
+#include <vorhost/error.h>
+#include <vorhost/temporal.h>
+
+#include <algorithm>
+#include <cmath>
+#include <fmt/format.h>
+#include <limits>
+#include <sqlite3.h>
+
+namespace vor {
+
+namespace {
+
+enum class Kind { unknown, number, date, date_time, time, text };
+
+constexpr Temporal temporal_of(Kind kind) {
+    switch (kind) {
+    case Kind::date:
+        return Temporal::date;
+    case Kind::date_time:
+        return Temporal::date_time;
+    case Kind::time:
+        return Temporal::time;
+    default:
+        return Temporal::none;
+    }
+}
+
+Kind kind_of(std::string_view text) {
+    for (const Kind kind : {Kind::date, Kind::date_time, Kind::time}) {
+        if (parse_iso(temporal_of(kind), text))
+            return kind;
+    }
+    return Kind::text;
+}
+
+// An empty text is a missing value among numbers and dates, and as good as any other text among texts.
+class Evidence {
+  public:
+    // A value that is no BLOB. row: counted from 1.
+    void add(sqlite3_value *value, int type, int64_t row);
+
+    Variable variable(const std::string &name, const std::string &declared_type) const;
+    std::string note(const std::string &name) const;
+
+  private:
+    void add_number(bool exact, int64_t row);
+    void add_text(std::string_view text);
+
+    Kind kind_ = Kind::unknown;
+    size_t longest_bytes_ = 0;
+    bool empty_text_ = false;
+    bool numbers_ = false;
+    int64_t inexact_ = 0;
+    int64_t first_inexact_ = 0;
+};
+
+bool held_exactly(int64_t integer) {
+    const auto number = static_cast<double>(integer);
+    return number < 0x1p63 && static_cast<int64_t>(number) == integer;
+}
+
+void Evidence::add(sqlite3_value *value, int type, int64_t row) {
+    if (type == SQLITE_INTEGER)
+        add_number(held_exactly(sqlite3_value_int64(value)), row);
+    else if (type == SQLITE_FLOAT)
+        add_number(true, row);
+    else if (type == SQLITE_TEXT)
+        add_text({reinterpret_cast<const char *>(sqlite3_value_text(value)),
+                  static_cast<size_t>(sqlite3_value_bytes(value))});
+}
+
+void Evidence::add_number(bool exact, int64_t row) {
+    numbers_ = true;
+    kind_ = kind_ == Kind::unknown || kind_ == Kind::number ? Kind::number : Kind::text;
+    if (!exact && inexact_++ == 0)
+        first_inexact_ = row;
+}
+
+void Evidence::add_text(std::string_view text) {
+    longest_bytes_ = std::max(longest_bytes_, text.size());
+    if (text.empty()) {
+        empty_text_ = true;
+        return;
+    }
+    if (kind_ == Kind::unknown)
+        kind_ = kind_of(text);
+    else if (kind_ != Kind::text && !parse_iso(temporal_of(kind_), text))
+        kind_ = Kind::text;
+}
+
+Variable Evidence::variable(const std::string &name, const std::string &declared_type) const {
+    // The shortest text of any double, "-2.2250738585072014e-308", fits too when numbers stand among the texts.
+    constexpr size_t longest_number = 24;
+    std::string declared = declared_type;
+    std::transform(declared.begin(), declared.end(), declared.begin(), [](char letter) {
+        return letter >= 'a' && letter <= 'z' ? static_cast<char>(letter - 32) : letter;
+    });
+    const bool meant_as_text = declared.find("CHAR") != std::string::npos ||
+                               declared.find("TEXT") != std::string::npos || declared.find("CLOB") != std::string::npos;
+    const bool text = kind_ == Kind::text || (kind_ == Kind::unknown && (empty_text_ || meant_as_text));
+    Variable variable{name, {}, ValueKind::numeric, 8, {}, {}};
+    if (text) {
+        variable.kind = ValueKind::character;
+        variable.length = static_cast<int>(std::max({longest_bytes_, size_t{1}, numbers_ ? longest_number : 0}));
+    } else if (kind_ == Kind::date) {
+        variable.format = {"E8601DA", 10, 0};
+    } else if (kind_ == Kind::date_time) {
+        variable.format = {"E8601DT", 26, 6};
+    } else if (kind_ == Kind::time) {
+        variable.format = {"E8601TM", 15, 6};
+    }
+    return variable;
+}
+
+std::string Evidence::note(const std::string &name) const {
+    if (kind_ == Kind::text && numbers_)
+        return fmt::format("Column {} holds numbers and text; its numbers are taken as text.", name);
+    return inexact_ == 0 ? std::string() : inexact_note(name, inexact_, first_inexact_);
+}
+
+} // namespace
+
+StoredDataset look_through_table(Database &database, const std::string &name, const Notes &notes) {
+    Statement rows = database.prepare("SELECT * FROM " + quoted(name));
+    const int width = rows.columns();
+    std::vector<Evidence> columns(static_cast<size_t>(width));
+    StoredDataset found;
+    found.description.name = name;
+    found.description.observations = 0;
+    while (rows.step()) {
+        ++found.description.observations;
+        for (int i = 0; i < width; ++i) {
+            sqlite3_value *value = rows.value(i);
+            const int type = sqlite3_value_type(value);
+            if (type == SQLITE_BLOB)
+                throw ConversionError(
+                    Failure::conversion,
+                    fmt::format("{}: row {}, column {} ({}) of {} is a BLOB; numbers and text were expected.",
+                                database.name(), found.description.observations, i + 1, rows.column_name(i), name));
+            columns[static_cast<size_t>(i)].add(value, type, found.description.observations);
+        }
+    }
+    found.tables.push_back({name, {}});
+    for (int i = 0; i < width; ++i) {
+        const Evidence &evidence = columns[static_cast<size_t>(i)];
+        const std::string column = rows.column_name(i);
+        found.tables.back().columns.push_back(column);
+        found.description.variables.push_back(evidence.variable(column, rows.declared_type(i)));
+        const std::string note = evidence.note(column);
+        if (!note.empty() && notes)
+            notes(note);
+    }
+    return found;
+}
+
+} // namespace vor
