@@ -143,12 +143,6 @@ TEST_F(ExportVariables, Course) {
     make_status = ERROR_NO_VARIABLES;
     EXPECT_EQ(map({}), ERROR_NO_VARIABLES);
     EXPECT_EQ(calls, "make ");
-    make_status = 0;
-    for (int blocks = 0; blocks < 4; ++blocks) { // symbol, name, label, output variable
-        leave_blocks(blocks);
-        EXPECT_EQ(map({{.name = "a"}}), ERROR_MEMORY);
-        EXPECT_EQ(calls, "");
-    }
 }
 
 } // namespace

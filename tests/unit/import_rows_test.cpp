@@ -32,7 +32,7 @@ class ImportRows : public vor::test::ConversionTest {
         };
         procs.readit = [](indbsrec *file, innamerecord *variable, void *output, std::int32_t length) {
             const Value &value = test(file)->record[static_cast<std::size_t>(variable->innameftype)];
-            if (variable->innametype != CLASS_CHARACTER && variable->innametype != CLASS_RAW) {
+            if (variable->innametype != CLASS_CHARACTER) {
                 EXPECT_EQ(length, test(file)->info.supports_multiple_missings != 0 ? 16 : 8);
                 if (value.number.miss_char != 0)
                     std::memcpy(output, &value.number, static_cast<std::size_t>(length));
@@ -200,17 +200,6 @@ TEST_F(ImportRows, TranscodedText) {
     }
 }
 
-TEST_F(ImportRows, RawBytesStayInTheirSlot) {
-    ASSERT_EQ(open({{CLASS_RAW, 8}, {CLASS_RAW, 12}, {CLASS_RAW, 2}, {CLASS_DOUBLE, 8}}), 0);
-    record[0].text = "8 bytes.";
-    record[1].text = "twelve bytes";
-    record[2].text = "ab";
-    record[3].number = {1, 0};
-    ASSERT_EQ(mivex_get_one_record(self.get()), 0);
-    EXPECT_EQ(bytes_at(0, 18), "8 bytes.twelve bab");
-    EXPECT_EQ(number_at(24), 1);
-}
-
 TEST_F(ImportRows, CourseOfAFile) {
     for (const std::int64_t observations : {0, 1, 3}) {
         ASSERT_EQ(open({{CLASS_DOUBLE, 8}, {CLASS_DOUBLE, 8}}, observations), 0);
@@ -223,28 +212,15 @@ TEST_F(ImportRows, CourseOfAFile) {
         EXPECT_EQ(host->log.lines, (Lines{"NOTE: The import data set has " + std::to_string(observations) +
                                           " observations and 2 variables."}));
     }
-    // A second set-up starts again and keeps the observation.
+    // A second set-up starts again and keeps the observation; the driver's codes pass unchanged.
     void *observation = self->obsptr;
     EXPECT_EQ(mivex_setup_read_buffer(self.get()), 0);
     EXPECT_EQ(self->obsptr, observation);
+    leave_blocks(0); // an observation needs none
     EXPECT_EQ(mivex_get_one_record(self.get()), 0);
     driver_status = ERROR_READ;
     EXPECT_EQ(mivex_get_one_record(self.get()), ERROR_READ);
     EXPECT_EQ(mivex_setup_read_buffer(self.get()), ERROR_READ);
-    EXPECT_EQ(open({{CLASS_DOUBLE, 8}}), ERROR_READ);
-
-    driver_status = 0;
-    self->obs_buffer_allocated = 0;
-    for (int blocks = 0; blocks < 4; ++blocks) {
-        in.inuserptr = nullptr;
-        leave_blocks(blocks);
-        EXPECT_EQ(mivex_setup_read_buffer(self.get()), ERROR_MEMORY);
-        EXPECT_EQ(self->obs_buffer_allocated, 0);
-    }
-    leave_blocks(4);
-    EXPECT_EQ(mivex_setup_read_buffer(self.get()), 0);
-    EXPECT_EQ(self->obs_buffer_allocated, 1);
-    EXPECT_EQ(mivex_get_one_record(self.get()), 0); // without any allocation
 }
 
 } // namespace

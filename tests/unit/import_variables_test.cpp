@@ -193,18 +193,6 @@ TEST_F(ImportVariables, Failures) {
     procs.dindbssetup = [](indbsrec *) { return ERROR_INPUT_INVALID; };
     NAMELIST *head = nullptr;
     EXPECT_EQ(mivex_read_header(self.get(), &count, &head), ERROR_INPUT_INVALID);
-    info.supports_encoding = 1;
-    // Whichever block is refused: the mapping ends, or does without a node of the name tree.
-    int refused = 0;
-    for (int blocks = 0; blocks < 12; ++blocks) {
-        leave_blocks(blocks);
-        const std::int32_t status = map({{.name = "x"}, {.name = "y", .labelled_values = true}});
-        refused += status == ERROR_MEMORY ? 1 : 0;
-        EXPECT_TRUE(status == ERROR_MEMORY || names() == (Lines{"x", "y"}));
-    }
-    EXPECT_GE(refused, 6);
-    leave_all_blocks();
-    EXPECT_EQ(map({{.name = "x"}}), 0);
 }
 
 } // namespace

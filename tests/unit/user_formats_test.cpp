@@ -3,6 +3,7 @@
 #include "conversion_test.h"
 #include "imglue_user_formats.h"
 
+#include <algorithm>
 #include <list>
 #include <set>
 
@@ -137,6 +138,7 @@ class GrabbedFormats : public UserFormats {
     // The result of asking for a format, and the symbol's value list as "value=label ...".
     std::string grab(const std::string &name, bool numeric = true) {
         symbolstruct symbol{};
+        const std::int64_t blocks = host->memory.blocks();
         std::string text = std::to_string(
             grab_user_format_entries(self.get(), name.data(), static_cast<std::int32_t>(name.size()), &symbol));
         for (const innamevaluestruct *entry = symbol.headvaluelist; entry != nullptr; entry = entry->nextvalue) {
@@ -147,6 +149,8 @@ class GrabbedFormats : public UserFormats {
                     entry->displayvalue;
             EXPECT_TRUE(entry->valuetype == 1 && entry->endvalue == nullptr);
         }
+        // What is left of a usable format is three blocks for each entry.
+        EXPECT_TRUE(text[0] == '-' || host->memory.blocks() - blocks == 3 * std::ranges::count(text, '='));
         return text;
     }
 };
@@ -200,12 +204,6 @@ TEST_F(GrabbedFormats, BuiltInFormatsAreNotLookedUp) {
     EXPECT_EQ(asked, 2);
 }
 
-template <class Range>
-struct Node {
-    TREE links;
-    Range range;
-};
-
 // Records that other hosts' catalogs hold.
 TEST_F(GrabbedFormats, RecordsOfEveryKind) {
     static HEADSTR header;
@@ -215,45 +213,45 @@ TEST_F(GrabbedFormats, RecordsOfEveryKind) {
         format->rp = first;
         return 0;
     });
-    struct Labelled : ILABELSTR_NCF {
-        explicit Labelled(char letter, std::int8_t type = LABEL_TEXT) : ILABELSTR_NCF{type, 1, {letter}} {}
+    std::list<ILABELSTR_NCF> labels;
+    std::list<std::array<std::uint64_t, 16>> blocks;
+    TREE *last = nullptr;
+    const auto add = [&]<class Range>(Range range, char label) { // label 0: none; 'p': not a text
+        range.u.label =
+            label == 0 ? nullptr
+                       : &labels.emplace_back(ILABELSTR_NCF{
+                             .rectype = label == 'p' ? std::int8_t{7} : LABEL_TEXT, .length = 1, .label = {label}});
+        auto *node = reinterpret_cast<TREE *>(blocks.emplace_back().data());
+        std::memcpy(node + 1, &range, sizeof range);
+        (last == nullptr ? first : last->rlink) = node;
+        last = node;
     };
-    const Labelled labels[] = {Labelled('a'), Labelled('b'), Labelled('c'),   Labelled('d'),
-                               Labelled('e'), Labelled('f'), Labelled('p', 7)};
-    const auto text_16 = [](const char *text, char(&field)[16]) {
-        std::memset(field, ' ', sizeof field);
-        std::memcpy(field, text, std::strlen(text));
+    const auto in_16 = [](std::int8_t type, const std::string &start, const std::string &end) {
+        IRANGESTR_C16 range{type, 0, {}, {}, {}};
+        (start + std::string(16, ' ')).copy(range.start, 16);
+        (end + std::string(16, ' ')).copy(range.end, 16);
+        return range;
     };
-    Node<IRANGESTR_C_S> single{{}, {RANGE_CHARACTER_VALUE, 3, {.label = &labels[0]}, 0, "abc"}};
-    Node<IRANGESTR_C> closed{{}, {RANGE_CHARACTER_INTERVAL, 0, 1, 1, {.label = &labels[1]}, "f", "t"}};
-    Node<IRANGESTR_C> open_ended{{}, {RANGE_CHARACTER_INTERVAL, 0, 4, 0, {.label = &labels[2]}, "only", "t"}};
-    Node<IRANGESTR_C16> value{{}, {RANGE_CHARACTER_VALUE_16, 0, {.label = &labels[3]}, {}, {}}};
-    Node<IRANGESTR_C16> interval{{}, {RANGE_CHARACTER_INTERVAL_16, 0, {.label = &labels[4]}, {}, {}}};
-    Node<IRANGESTR_C16> no_end{{}, {RANGE_CHARACTER_INTERVAL_16, 0, {.label = &labels[5]}, {}, {}}};
-    Node<IRANGESTR_C_S> unlabelled{{}, {RANGE_CHARACTER_VALUE, 1, {.label = nullptr}, 0, "u"}};
-    Node<IRANGESTR_C_S> picture{{}, {RANGE_CHARACTER_VALUE, 1, {.label = &labels[6]}, 0, "p"}};
-    Node<IRANGESTR_N_S> numeric{{}, {RANGE_NUMERIC_VALUE, 0, {.label = &labels[0]}, {0xC0}}}; // 2.0
-    Node<IRANGESTR_N_S> missing{{}, {RANGE_NUMERIC_VALUE, 0, {.label = &labels[0]}, {}}};
-    const double special = std::bit_cast<double>(0xFFFFFD0000000000); // .A
-    wzcsdbl(&special, missing.range.start);
-    Node<IRANGESTR_N_S> unknown{{}, {99, 0, {.label = &labels[0]}, {0xC0}}};
-    text_16("sixteen", value.range.start);
-    text_16("ignored", value.range.end);
-    text_16("from", interval.range.start);
-    text_16("to", interval.range.end);
-    text_16("exactly 16 bytes", no_end.range.start);
-    text_16("", no_end.range.end);
-    TREE *const nodes[] = {&single.links,   &closed.links,  &open_ended.links, &value.links,
-                           &interval.links, &no_end.links,  &unlabelled.links, &picture.links,
-                           &numeric.links,  &missing.links, &unknown.links};
-    for (std::size_t i = 0; i + 1 < std::size(nodes); ++i)
-        nodes[i]->rlink = nodes[i + 1];
-    first = nodes[0];
+    add(IRANGESTR_C_S{RANGE_CHARACTER_VALUE, 3, {}, 0, "abc"}, 'a');
+    add(IRANGESTR_C{RANGE_CHARACTER_INTERVAL, 0, 1, 1, {}, "f", "t"}, 'b');
+    add(IRANGESTR_C{RANGE_CHARACTER_INTERVAL, 0, 4, 0, {}, "only", "t"}, 'c');
+    add(in_16(RANGE_CHARACTER_VALUE_16, "sixteen", "ignored"), 'd');
+    add(in_16(RANGE_CHARACTER_INTERVAL_16, "from", "to"), 'e');
+    add(in_16(RANGE_CHARACTER_INTERVAL_16, "exactly 16 bytes", ""), 'f');
+    add(IRANGESTR_C_S{RANGE_CHARACTER_VALUE, 1, {}, 0, "u"}, 0);
+    add(IRANGESTR_C_S{RANGE_CHARACTER_VALUE, 1, {}, 0, "p"}, 'p');
+    for (const double number : {2.0, std::bit_cast<double>(0xFFFFFD0000000000)}) { // and .A, which is no value
+        IRANGESTR_N_S range{RANGE_NUMERIC_VALUE, 0, {}, {}};
+        wzcsdbl(&number, range.start);
+        add(range, 'n');
+        range.rectype = 99;
+        add(range, 'x');
+    }
     header = {};
     header.type = FORMAT_CHARACTER;
     EXPECT_EQ(grab("$ANY", false), "0 abc=a only=c sixteen=d exactly 16 bytes=f");
     header.type = FORMAT_NUMERIC;
-    EXPECT_EQ(grab("ANY"), "0 2=a");
+    EXPECT_EQ(grab("ANY"), "0 2=n");
     header.type = 12;
     EXPECT_EQ(grab("ANY"), "1");
     EXPECT_TRUE(host->log.contains("Format ANY is not either a numeric or character format."));

@@ -42,6 +42,7 @@ record *allocate(POOL *pool, int64_t length_bytes = static_cast<int64_t>(sizeof(
     return static_cast<record *>(pool->allocate(pool, length_bytes, POOL_ZEROED));
 }
 
+// -1 gives 0, as 0 does.
 int64_t rounded_up_to_4(int64_t bytes) {
     return (bytes + 3) / 4 * 4;
 }
@@ -254,7 +255,7 @@ int32_t zfmtmakefmt_addchar(void *handle, const char *value, int32_t valuelen, c
     case placing::no_memory:
         return HOST_NO_MEMORY;
     case placing::fresh:
-        info->headstr.totrangsize += STORED_RANGE_BYTES + (valuelen == 0 ? 0 : rounded_up_to_4(valuelen - 1));
+        info->headstr.totrangsize += STORED_RANGE_BYTES + rounded_up_to_4(valuelen - 1);
         break;
     case placing::joined:
         break;
