@@ -1,0 +1,147 @@
+// Exports of a million observations of 30 variables beside what the machine needs at least for the same bytes.
+
+#include "bench_file.h"
+#include "measure.h"
+
+#include <vorhost/conversion.h>
+#include <vorhost/library.h>
+#include <vorhost/tables.h>
+
+#include <cstdio>
+#include <cstring>
+#include <csv.h>
+#include <filesystem>
+#include <sqlite3.h>
+
+namespace vor::bench {
+namespace {
+
+constexpr int64_t observations = 1000000;
+
+std::string target() {
+    return scratch_directory() + "/out.dta";
+}
+
+// Fifteen numbers and fifteen short texts, from memory.
+struct MemorySource : RowSource {
+    DataSet data;
+    int64_t row = 0;
+    MemorySource() {
+        for (int i = 0; i < 15; ++i) {
+            data.variables.push_back({"n" + std::to_string(i), "", ValueKind::numeric, 8, {}, {}});
+            data.variables.push_back({"t" + std::to_string(i), "", ValueKind::character, 12, {}, {}});
+        }
+        data.observations = observations;
+    }
+    const DataSet &description() const override { return data; }
+    bool next(RowWriter &out) override {
+        if (row == observations)
+            return false;
+        for (size_t i = 0; i < 30; i += 2) {
+            out.set_number(i, static_cast<double>(row) * 0.5 + static_cast<double>(i));
+            out.set_text(i + 1, "text of 12");
+        }
+        ++row;
+        return true;
+    }
+};
+
+void export_values(benchmark::State &state) {
+    compare(
+        state,
+        [] {
+            const std::vector<char> piece(piece_bytes, 'x');
+            const auto total = std::filesystem::exists(target()) ? std::filesystem::file_size(target()) : 300000000;
+            std::FILE *file = std::fopen((scratch_directory() + "/plain").c_str(), "wb");
+            std::setvbuf(file, nullptr, _IONBF, 0);
+            for (uintmax_t done = 0; done < total; done += piece.size())
+                std::fwrite(piece.data(), 1, piece.size(), file);
+            std::fflush(file);
+            fsync(fileno(file));
+            std::fclose(file);
+        },
+        [] {
+            MemorySource source;
+            ExportSession session({}, {}, target(), source.description());
+            export_rows(session, source);
+        });
+}
+BENCHMARK(export_values)->Iterations(5)->UseManualTime()->Unit(benchmark::kMillisecond);
+
+const std::string &library_path() {
+    static const std::string path = [] {
+        std::string made = scratch_directory() + "/library.db";
+        ImportSession session({}, {}, mixed_file(observations));
+        import_rows(session, *Library::open(made, Library::Access::write)->dataset_sink("t", "FORMATS"));
+        return made;
+    }();
+    return path;
+}
+
+void export_library(benchmark::State &state) {
+    const std::string &path = library_path();
+    compare(
+        state,
+        [&] {
+            sqlite3 *database = nullptr;
+            sqlite3_open(path.c_str(), &database);
+            sqlite3_stmt *statement = nullptr;
+            sqlite3_prepare_v2(database, "SELECT * FROM t", -1, &statement, nullptr);
+            double total = 0;
+            while (sqlite3_step(statement) == SQLITE_ROW)
+                for (int i = 0; i < sqlite3_column_count(statement); ++i)
+                    if (sqlite3_column_type(statement, i) == SQLITE_TEXT)
+                        total += *sqlite3_column_text(statement, i);
+                    else
+                        total += sqlite3_column_double(statement, i);
+            benchmark::DoNotOptimize(total);
+            sqlite3_finalize(statement);
+            sqlite3_close(database);
+        },
+        [&] {
+            const auto source = Library::open(path, Library::Access::read)->dataset_source("t");
+            ExportSession session({}, {}, target(), source->description());
+            export_rows(session, *source);
+        });
+}
+BENCHMARK(export_library)->Iterations(3)->UseManualTime()->Unit(benchmark::kMillisecond);
+
+const std::string &csv_path() {
+    static const std::string path = [] {
+        std::string made = scratch_directory() + "/in.csv";
+        ImportSession session({}, {}, mixed_file(observations));
+        import_rows(session, *delimited_sink(made, {}));
+        return made;
+    }();
+    return path;
+}
+
+void read_csv(const std::string &path) {
+    csv_parser parser;
+    csv_init(&parser, CSV_APPEND_NULL);
+    std::FILE *file = std::fopen(path.c_str(), "rb");
+    std::vector<char> piece(piece_bytes);
+    size_t cells = 0;
+    const auto count = [](void *, size_t, void *counter) { ++*static_cast<size_t *>(counter); };
+    for (size_t got; (got = std::fread(piece.data(), 1, piece.size(), file)) > 0;)
+        csv_parse(&parser, piece.data(), got, count, nullptr, &cells);
+    csv_fini(&parser, count, nullptr, &cells);
+    csv_free(&parser);
+    std::fclose(file);
+    benchmark::DoNotOptimize(cells);
+}
+
+void export_csv(benchmark::State &state) {
+    const std::string &path = csv_path();
+    compare(
+        state, [&] { read_csv(path); },
+        [&] {
+            const auto source = delimited_source(path, ',', nullptr);
+            ExportSession session({}, {}, target(), source->description());
+            export_rows(session, *source);
+        });
+}
+BENCHMARK(export_csv)->Iterations(3)->UseManualTime()->Unit(benchmark::kMillisecond);
+
+} // namespace
+} // namespace vor::bench

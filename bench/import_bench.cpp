@@ -1,0 +1,193 @@
+// Imports of a million observations of 30 variables beside what the machine needs at least for the same values.
+
+#include "bench_file.h"
+#include "measure.h"
+
+#include <vorhost/conversion.h>
+#include <vorhost/library.h>
+#include <vorhost/missing.h>
+#include <vorhost/tables.h>
+
+#include <charconv>
+#include <cstring>
+#include <filesystem>
+#include <sqlite3.h>
+
+namespace vor::bench {
+namespace {
+
+constexpr int64_t observations = 1000000;
+
+struct AddingSink : RowSink {
+    std::vector<Variable> variables;
+    double total = 0;
+    void begin(const DataSet &description) override { variables = description.variables; }
+    void row(const Row &row) override {
+        for (size_t i = 0; i < variables.size(); ++i)
+            if (variables[i].kind == ValueKind::character)
+                total += static_cast<double>(row.text(i).size());
+            else if (const double value = row.number(i); !is_missing(value))
+                total += value;
+    }
+    void finish() override { benchmark::DoNotOptimize(total); }
+};
+
+void import_into(RowSink &sink) {
+    ImportSession session({}, {}, mixed_file(observations));
+    import_rows(session, sink);
+}
+
+double widened(const char *record, const StoredColumn &column) {
+    const auto number = [&](auto value) {
+        std::memcpy(&value, record + column.offset, sizeof value);
+        return static_cast<double>(value);
+    };
+    switch (column.type) {
+    case Stored::byte:
+        return number(int8_t{});
+    case Stored::int16:
+        return number(int16_t{});
+    case Stored::int32:
+        return number(int32_t{});
+    case Stored::float32:
+        return number(float{});
+    case Stored::float64:
+        return number(double{});
+    case Stored::text:
+        return 0;
+    }
+    return 0;
+}
+
+void import_values(benchmark::State &state) {
+    const std::string path = mixed_file(observations);
+    const std::string records = mixed_records(path, observations);
+    compare(
+        state,
+        [&] {
+            plain_read(path);
+            double total = 0;
+            for (size_t at = 0; at < records.size(); at += mixed_record_bytes())
+                for (const StoredColumn &column : mixed_columns())
+                    total += widened(records.data() + at, column);
+            benchmark::DoNotOptimize(total);
+        },
+        [] {
+            AddingSink sink;
+            import_into(sink);
+        });
+}
+BENCHMARK(import_values)->Iterations(5)->UseManualTime()->Unit(benchmark::kMillisecond);
+
+// Every value of the file, as the sinks get it.
+struct Values {
+    std::vector<double> numbers;
+    std::vector<std::string> texts;
+    std::vector<Variable> variables;
+};
+struct KeepingSink : RowSink {
+    Values &values;
+    explicit KeepingSink(Values &kept) : values(kept) {}
+    void begin(const DataSet &description) override { values.variables = description.variables; }
+    void row(const Row &row) override {
+        for (size_t i = 0; i < values.variables.size(); ++i)
+            if (values.variables[i].kind == ValueKind::character)
+                values.texts.emplace_back(row.text(i));
+            else
+                values.numbers.push_back(row.number(i));
+    }
+    void finish() override {}
+};
+const Values &values() {
+    static const Values kept = [] {
+        Values made;
+        KeepingSink sink(made);
+        import_into(sink);
+        return made;
+    }();
+    return kept;
+}
+
+void import_csv(benchmark::State &state) {
+    const Values &all = values();
+    const std::string target = scratch_directory() + "/out.csv";
+    compare(
+        state,
+        [&] {
+            std::vector<char> buffer(1 << 20);
+            char *at = buffer.data();
+            size_t text = 0;
+            size_t number = 0;
+            for (int64_t row = 0; row < observations; ++row)
+                for (const Variable &variable : all.variables) {
+                    if (buffer.data() + buffer.size() - at < 64)
+                        at = buffer.data();
+                    if (variable.kind == ValueKind::character) {
+                        const std::string &source = all.texts[text++];
+                        at = std::copy(source.begin(), source.end(), at);
+                    } else {
+                        at = std::to_chars(at, buffer.data() + buffer.size(), all.numbers[number++]).ptr;
+                    }
+                    *at++ = ',';
+                }
+            benchmark::DoNotOptimize(buffer.data());
+        },
+        [&] {
+            const auto sink = delimited_sink(target, {});
+            import_into(*sink);
+        });
+}
+BENCHMARK(import_csv)->Iterations(3)->UseManualTime()->Unit(benchmark::kMillisecond);
+
+void insert_plainly(const Values &all, const std::string &path) {
+    std::filesystem::remove(path);
+    sqlite3 *database = nullptr;
+    sqlite3_open(path.c_str(), &database);
+    std::string columns;
+    std::string marks;
+    for (const Variable &variable : all.variables) {
+        columns +=
+            (columns.empty() ? "" : ",") + variable.name + (variable.kind == ValueKind::numeric ? " REAL" : " TEXT");
+        marks += marks.empty() ? "?" : ",?";
+    }
+    sqlite3_exec(database, ("BEGIN; CREATE TABLE t(" + columns + ")").c_str(), nullptr, nullptr, nullptr);
+    sqlite3_stmt *statement = nullptr;
+    sqlite3_prepare_v2(database, ("INSERT INTO t VALUES(" + marks + ")").c_str(), -1, &statement, nullptr);
+    size_t text = 0;
+    size_t number = 0;
+    for (int64_t row = 0; row < observations; ++row) {
+        for (size_t i = 0; i < all.variables.size(); ++i) {
+            const int at = static_cast<int>(i) + 1;
+            if (all.variables[i].kind == ValueKind::character) {
+                const std::string &source = all.texts[text++];
+                sqlite3_bind_text(statement, at, source.data(), static_cast<int>(source.size()), SQLITE_STATIC);
+            } else if (const double value = all.numbers[number++]; is_missing(value)) {
+                sqlite3_bind_null(statement, at);
+            } else {
+                sqlite3_bind_double(statement, at, value);
+            }
+        }
+        sqlite3_step(statement);
+        sqlite3_reset(statement);
+    }
+    sqlite3_finalize(statement);
+    sqlite3_exec(database, "COMMIT", nullptr, nullptr, nullptr);
+    sqlite3_close(database);
+}
+
+void import_library(benchmark::State &state) {
+    const Values &all = values();
+    const std::string target = scratch_directory() + "/library.db";
+    compare(
+        state, [&] { insert_plainly(all, scratch_directory() + "/plain.db"); },
+        [&] {
+            std::filesystem::remove(target);
+            const auto library = Library::open(target, Library::Access::write);
+            const auto sink = library->dataset_sink("t", "FORMATS");
+            import_into(*sink);
+        });
+}
+BENCHMARK(import_library)->Iterations(3)->UseManualTime()->Unit(benchmark::kMillisecond);
+
+} // namespace
+} // namespace vor::bench
