@@ -64,13 +64,13 @@ bool balance_path(const key_order &order, TREE *from, TREE *leaf) {
 // The subtree at `top` has become two levels deeper on `side` than on the other; returns its new root.
 TREE *rotate(TREE *top, int32_t side) {
     TREE *below = child(top, side);
-    if (below->bal == side) {
-        child(top, side) = child(below, -side);
+    TREE *inner = child(below, -side); // not null when below leans inward
+    if (below->bal == side || inner == nullptr) {
+        child(top, side) = inner;
         child(below, -side) = top;
         top->bal = below->bal = 0;
         return below;
     }
-    TREE *inner = child(below, -side);
     child(below, -side) = child(inner, side);
     child(inner, side) = below;
     child(top, side) = child(inner, -side);
