@@ -80,15 +80,16 @@ struct Damage {
 
 TEST(ValueLabels, DamagedTables) {
     const Damage rows[] = {
-        {"more entries than bytes", 115, "value_labels[1].n", 5, 4, ERROR_INPUT_INVALID, "value-label table bad"},
+        {"more entries than bytes", 115, "value_labels[1].n", 4, 4, ERROR_INPUT_INVALID,
+         "number of entries, 4 where at most 3 fits"},
         {"a huge count", 115, "value_labels[1].n", 0x7FFFFFFF, 4, ERROR_INPUT_INVALID,
          "2147483647 where at most 3 fits"},
         {"a negative count", 115, "value_labels[1].n", 0xFFFFFFFF, 4, 0, ""},
         {"texts longer than the table", 115, "value_labels[1].text_bytes", 21, 4, ERROR_INPUT_INVALID,
          "bytes of its texts"},
         {"a huge text length", 118, "value_labels[1].text_bytes", 0xFFFFFFFF, 4, ERROR_INPUT_INVALID, "4294967295"},
-        {"an offset behind the texts", 113, "value_labels[1].offsets", 20, 4, ERROR_INPUT_INVALID,
-         "20 where at most 11 fits"},
+        {"an offset behind the texts", 113, "value_labels[1].offsets", 12, 4, ERROR_INPUT_INVALID,
+         "12 where at most 11 fits"},
         {"a negative offset", 119, "value_labels[1].offsets", 0xFFFFFFFF, 4, ERROR_INPUT_INVALID, "offset of a text"},
         {"no room for the counts", 115, "value_labels[1].length", 7, 4, ERROR_INPUT_INVALID, "bytes of its counts"},
         {"a length past the file", 115, "value_labels[1].length", 0x7FFFFFFF, 4, ERROR_INPUT_INVALID,
