@@ -24,7 +24,7 @@ constexpr const char *labelled_missing =
     "AND position = {position}), '.') ORDER BY range_position LIMIT 1)";
 
 std::string labelled_column(const StoredDataset &dataset, size_t variable, const std::string &column, int64_t format) {
-    const std::string value =
+    std::string value =
         fmt::format(fmt::runtime(labelled_value), fmt::arg("format", format), fmt::arg("column", column));
     if (dataset.description.variables[variable].kind == ValueKind::character)
         return value;

@@ -2,6 +2,7 @@
 
 #include <vorhost/error.h>
 
+#include <bit>
 #include <cstdlib>
 #include <cstring>
 #include <fmt/format.h>
@@ -22,10 +23,20 @@ void *limited_realloc(void *block, size_t bytes) {
     return bytes > DelimitedReader::longest_field_bytes ? nullptr : std::realloc(block, bytes);
 }
 
+constexpr uint64_t ones = 0x0101'0101'0101'0101;
+constexpr uint64_t tops = 0x8080'8080'8080'8080;
+
+// Which of the eight bytes at `at` equal a byte: their top bits, the first byte's the lowest.
+uint64_t bytes_equal(const char *at, char byte) {
+    static_assert(std::endian::native == std::endian::little);
+    uint64_t word = 0;
+    memcpy(&word, at, sizeof word);
+    word ^= ones * static_cast<unsigned char>(byte);
+    return ~(((word & ~tops) + ~tops) | word) & tops;
+}
+
 // Whether a byte is 0 or has its top bit set, looked for in eight bytes at a time.
 bool has_unusual_byte(const char *at, const char *end) {
-    constexpr uint64_t ones = 0x0101'0101'0101'0101;
-    constexpr uint64_t tops = 0x8080'8080'8080'8080;
     uint64_t found = 0;
     for (; end - at >= 8; at += 8) {
         uint64_t word = 0;
@@ -170,13 +181,20 @@ void DelimitedReader::split(const char *begin, const char *end) {
     if (begin == end)
         return;
     const char *field = begin;
-    for (const char *at = begin; at != end; ++at) {
-        if (*at == separator_) {
-            fields_.emplace_back(field, static_cast<size_t>(at - field));
-            field = at + 1;
-        }
+    const char *at = begin;
+    const auto end_field = [&](const char *stop) {
+        fields_.emplace_back(field, static_cast<size_t>(stop - field));
+        field = stop + 1;
+    };
+    for (; end - at >= 8; at += 8) {
+        for (uint64_t found = bytes_equal(at, separator_); found != 0; found &= found - 1)
+            end_field(at + std::countr_zero(found) / 8);
     }
-    fields_.emplace_back(field, static_cast<size_t>(end - field));
+    for (; at != end; ++at) {
+        if (*at == separator_)
+            end_field(at);
+    }
+    end_field(end);
 }
 
 // Hands a piece to the library; true when it completed a record.

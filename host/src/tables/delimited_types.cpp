@@ -18,6 +18,33 @@ std::string_view without_trailing_blanks(std::string_view text) {
     return text;
 }
 
+using Kind = ColumnEvidence::Kind;
+
+bool fits(Kind kind, std::string_view value) {
+    switch (kind) {
+    case Kind::number:
+        return is_number(value);
+    case Kind::date:
+        return parse_iso(Temporal::date, value).has_value();
+    case Kind::date_time:
+        return parse_iso(Temporal::date_time, value).has_value();
+    case Kind::time:
+        return parse_iso(Temporal::time, value).has_value();
+    case Kind::unknown:
+    case Kind::text:
+        break;
+    }
+    return true;
+}
+
+Kind kind_of(std::string_view value) {
+    for (const Kind kind : {Kind::number, Kind::date, Kind::date_time, Kind::time}) {
+        if (fits(kind, value))
+            return kind;
+    }
+    return Kind::text;
+}
+
 } // namespace
 
 std::vector<std::string> read_names(const DelimitedReader &reader) {
@@ -65,7 +92,7 @@ void ColumnEvidence::add(const DelimitedReader &reader, std::string_view field, 
     if (kind_ != Kind::text) {
         const std::string_view value = trimmed(text);
         double missing = 0;
-        if (read_missing(value, missing))
+        if (value.size() <= missing_text_max_bytes && read_missing(value, missing))
             return;
         add_value(reader, value);
     }
@@ -74,23 +101,11 @@ void ColumnEvidence::add(const DelimitedReader &reader, std::string_view field, 
 }
 
 void ColumnEvidence::add_value(const DelimitedReader &reader, std::string_view value) {
-    double number = 0;
-    if (kind_ == Kind::unknown) {
-        kind_ = read_number(value, number)              ? Kind::number
-                : parse_iso(Temporal::date, value)      ? Kind::date
-                : parse_iso(Temporal::date_time, value) ? Kind::date_time
-                : parse_iso(Temporal::time, value)      ? Kind::time
-                                                        : Kind::text;
-    }
-    const bool fits = kind_ == Kind::number      ? read_number(value, number)
-                      : kind_ == Kind::date      ? parse_iso(Temporal::date, value).has_value()
-                      : kind_ == Kind::date_time ? parse_iso(Temporal::date_time, value).has_value()
-                                                 : parse_iso(Temporal::time, value).has_value();
-    if (!fits) {
+    if (kind_ == Kind::unknown)
+        kind_ = kind_of(value);
+    else if (!fits(kind_, value))
         kind_ = Kind::text;
-        return;
-    }
-    if (kind_ == Kind::number && value.size() > 15 && loses_digits(value, number) && inexact_++ == 0)
+    if (kind_ == Kind::number && loses_digits(value) && inexact_++ == 0)
         first_inexact_ = reader.row();
 }
 

@@ -28,6 +28,8 @@ void check_width(const DelimitedReader &reader, size_t names);
 // The values of one column seen so far.
 class ColumnEvidence {
   public:
+    enum class Kind : uint8_t { unknown, number, date, date_time, time, text };
+
     // One field of the reader's current record.
     void add(const DelimitedReader &reader, std::string_view field, size_t index, const std::string &name);
 
@@ -40,7 +42,6 @@ class ColumnEvidence {
   private:
     void add_value(const DelimitedReader &reader, std::string_view value);
 
-    enum class Kind : uint8_t { unknown, number, date, date_time, time, text };
     Kind kind_ = Kind::unknown;
     size_t longest_bytes_ = 0;
     int64_t inexact_ = 0;

@@ -3,8 +3,10 @@
 #include <vorhost/missing.h>
 #include <vorhost/tables.h>
 
+#include <algorithm>
 #include <array>
 #include <charconv>
+#include <cmath>
 #include <cstdint>
 #include <fmt/format.h>
 #include <limits>
@@ -60,10 +62,6 @@ bool is_digit(char character) {
     return character >= '0' && character <= '9';
 }
 
-bool is_blank(char character) {
-    return character == ' ' || character == '\t';
-}
-
 } // namespace
 
 char *write_number(double value, char *out) {
@@ -95,6 +93,22 @@ bool read_number(std::string_view text, double &value) {
     return true;
 }
 
+bool is_number(std::string_view text) {
+    // A full stop among digits, and too few of them to go beyond a double. No branch depends on a character.
+    constexpr size_t plain_length = 300;
+    const std::string_view digits = text.starts_with('-') ? text.substr(1) : text;
+    size_t points = 0;
+    size_t others = 0;
+    for (const char character : digits) {
+        points += character == '.' ? 1 : 0;
+        others += is_digit(character) ? 0 : 1;
+    }
+    if (others == points && points <= 1 && digits.size() > points && digits.size() < plain_length)
+        return true;
+    double ignored = 0;
+    return read_number(text, ignored);
+}
+
 bool read_missing(std::string_view text, double &value) {
     if (text.empty() || (text.size() == 1 && text[0] == '.')) {
         value = missing_value('.');
@@ -109,23 +123,16 @@ bool read_missing(std::string_view text, double &value) {
     return true;
 }
 
-std::string_view trimmed(std::string_view text) {
-    while (!text.empty() && is_blank(text.front()))
-        text.remove_prefix(1);
-    while (!text.empty() && is_blank(text.back()))
-        text.remove_suffix(1);
-    return text;
-}
-
-bool loses_digits(std::string_view text, double value) {
-    const bool beyond = value >= static_cast<double>(exact_integers) || value <= -static_cast<double>(exact_integers);
-    if (!beyond || text.find_first_not_of("-0123456789") != std::string_view::npos)
+bool loses_digits(std::string_view text) {
+    constexpr size_t digits_of_every_double = 15;
+    double value = 0;
+    if (text.size() <= digits_of_every_double || !std::all_of(text.begin() + 1, text.end(), is_digit) ||
+        !read_number(text, value) || std::fabs(value) < static_cast<double>(exact_integers))
         return false;
-    const bool negative = text.front() == '-';
-    const size_t first = text.find_first_not_of('0', negative ? 1 : 0);
+    const size_t first = text.find_first_not_of("-0");
     std::array<char, std::numeric_limits<double>::max_exponent10 + 2> exact{};
-    const auto written = std::to_chars(exact.data(), exact.data() + exact.size(), negative ? -value : value,
-                                       std::chars_format::fixed, 0);
+    const auto written =
+        std::to_chars(exact.data(), exact.data() + exact.size(), std::fabs(value), std::chars_format::fixed, 0);
     return text.substr(first) != std::string_view(exact.data(), static_cast<size_t>(written.ptr - exact.data()));
 }
 

@@ -18,14 +18,25 @@ char *write_number(double value, char *out);
 // and numbers beyond the range of a double are refused.
 bool read_number(std::string_view text, double &value);
 
+// Whether read_number would accept the text, known without working out the number for most texts.
+bool is_number(std::string_view text);
+
 // Reads a missing value: "", ".", "._" or a full stop and a letter.
 bool read_missing(std::string_view text, double &value);
+inline constexpr size_t missing_text_max_bytes = 2;
 
 // The text without blanks and tabs around it.
-std::string_view trimmed(std::string_view text);
+inline std::string_view trimmed(std::string_view text) {
+    const auto is_blank = [](char character) { return character == ' ' || character == '\t'; };
+    while (!text.empty() && is_blank(text.front()))
+        text.remove_prefix(1);
+    while (!text.empty() && is_blank(text.back()))
+        text.remove_suffix(1);
+    return text;
+}
 
-// Whether a text that read_number accepts is an integer that the double does not hold exactly.
-bool loses_digits(std::string_view text, double value);
+// Whether a text is an integer that the double nearest to it does not hold exactly.
+bool loses_digits(std::string_view text);
 
 // What the user is told about the integers of a column that a double does not hold exactly.
 std::string inexact_note(const std::string &column, int64_t count, int64_t first_row);

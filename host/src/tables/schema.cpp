@@ -135,7 +135,7 @@ Format format_of(const json &object, const char *key, const Place &around) {
                 integer_of(member(*value, "width", place), -widest, widest, place),
                 integer_of(member(*value, "decimals", place), -widest, widest, place)};
     const std::string text = text_of(*value, place);
-    const Format format = parse_format(text);
+    Format format = parse_format(text);
     if (!text.empty() && format == Format{})
         place.refuse(fmt::format("\"{}\" is no format", text));
     return format;
