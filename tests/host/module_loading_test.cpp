@@ -123,7 +123,11 @@ TEST(ModuleLoading, EachHostServesItsOwnObjects) {
         EXPECT_EQ("", hosts[1 - at]->take_failure().text);
     }
     hosts[1]->delete_object(objects[1]);
-    hosts[1].reset();
+    hosts[1].reset(); // the other one serves again
+    EXPECT_EQ("caf\xE9", Host(HostOptions{.session_encoding = "latin1"}).encode("caf\xC3\xA9")) << "takes no turn";
+    EXPECT_EQ(0, objects[0]->set_fname(objects[0], "/nowhere/2", 10));
+    EXPECT_NE(0, objects[0]->open(objects[0]));
+    EXPECT_EQ("The file /nowhere/2.dta cannot be opened.", hosts[0]->take_failure().text);
     hosts[0]->delete_object(objects[0]);
     EXPECT_EQ(0U, hosts[0]->blocks_in_use());
 }

@@ -55,9 +55,9 @@ std::string return_code_text(int code);
 
 // One host. Not copied, not used from two threads at once. The module's objects must not outlive it.
 //
-// A program holds one copy of the module, and the module serves one host at a time: the current one. A new host is
-// current; so is one whose control_block, load_module, use_module, new_object or delete_object was called. Who drives
-// objects of several hosts in turn calls make_current before each turn.
+// A program holds one copy of the module, and the module works with one host at a time: the current one. A host becomes
+// current by control_block, load_module, use_module, new_object, delete_object and make_current; the first one is so
+// from the start. Who drives objects of several hosts in turn calls make_current before each turn.
 class Host {
   public:
     explicit Host(HostOptions options); // ConversionError (usage) for an unknown session encoding

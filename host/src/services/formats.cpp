@@ -104,12 +104,13 @@ int32_t xfwrfmt(SERVICE_ID, const char *name, int32_t length, XFRWSTR *format) {
 int32_t xfrdfmt(SERVICE_ID, const char *name, int32_t length, XFRWSTR *format) {
     HostState &host = current_host();
     const std::string utf8_name = plain_name(name, length);
+    if (host.options.catalogs == nullptr)
+        return static_cast<int32_t>(FORMAT_NOT_FOUND);
     UserFormat user_format;
     try {
         const std::string library = utf8_of(format->libname);
         const std::string catalog = utf8_of(format->objlibnm);
-        if (host.options.catalogs == nullptr ||
-            !host.options.catalogs->read(library, catalog, utf8_name, user_format)) {
+        if (!host.options.catalogs->read(library, catalog, utf8_name, user_format)) {
             if (!is_built_in(utf8_name))
                 host.messages.gather(fmt::format("The user format {} is not in {}.{}; nothing is labelled with it.",
                                                  utf8_name, library, catalog));

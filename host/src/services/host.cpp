@@ -7,6 +7,7 @@
 #include <vorhost/error.h>
 
 #include <fmt/format.h>
+#include <vector>
 
 namespace vor {
 namespace services {
@@ -14,6 +15,7 @@ namespace {
 
 // The module keeps one control block for the whole program, so there is one host at a time that services work for.
 HostState *serving_host = nullptr;
+std::vector<HostState *> living_hosts; // in the order in which they were made
 
 } // namespace
 
@@ -32,18 +34,24 @@ HostState::HostState(HostOptions given)
           severity == Severity::note ? messages.note(text) : messages.gather(text);
       }),
       control_block(*this) {
-    serving_host = this;
+    living_hosts.push_back(this);
+    if (serving_host == nullptr)
+        serving_host = this;
+}
+
+HostState::~HostState() {
+    std::erase(living_hosts, this);
 }
 
 void serve(HostState *host) {
     serving_host = host;
 }
 
-void HostState::make_current() {
+void HostState::make_current() noexcept {
     if (serving_host == this)
         return;
     serving_host = this;
-    module.connect(control_block.get());
+    module.reconnect(control_block.get());
 }
 
 } // namespace services
@@ -56,11 +64,16 @@ struct Host::State : HostState {
 
 Host::Host(HostOptions options) : state_(std::make_unique<State>(std::move(options))) {}
 
-// What is still open is closed by services of this host.
+// What is still open is closed by services of this host. Then the host before it serves again: the module must not keep
+// a control block that is gone.
 Host::~Host() {
+    HostState *before = services::serving_host;
+    const bool was_serving = before == state_.get();
     services::serve(state_.get());
     state_.reset();
-    services::serve(nullptr);
+    services::serve(was_serving ? nullptr : before);
+    if (was_serving && !services::living_hosts.empty())
+        services::living_hosts.back()->make_current();
 }
 
 GCB *Host::control_block() {

@@ -25,11 +25,12 @@ namespace vor::services {
 
 struct HostState {
     explicit HostState(HostOptions given);
+    ~HostState();
     HostState(const HostState &) = delete;
     HostState &operator=(const HostState &) = delete;
 
     // Makes this the host that services work for, and connects its module to it again when another host was in between.
-    void make_current();
+    void make_current() noexcept;
 
     HostOptions options;
     std::unique_ptr<FileSystem> own_files; // when the options bring none

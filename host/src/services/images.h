@@ -27,6 +27,12 @@ class Module {
     // Hands the module the control block. Nothing happens without a connection entry.
     void connect(GCB *control_block) const;
 
+    // The same for a module that was connected before.
+    void reconnect(GCB *control_block) const noexcept {
+        if (connection_ != nullptr)
+            connection_(control_block, nullptr);
+    }
+
     CONSTRUCTOR_ENTRY constructor() const { return constructor_; } // null: no module
 
   private:
