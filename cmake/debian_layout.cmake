@@ -1,14 +1,18 @@
-# Run by CPack on the installed tree before it makes a package: what Debian keeps elsewhere or compressed.
+# Run by CPack on the installed trees, one for each package, before it packs them: what Debian keeps elsewhere, wants
+# under another name, or compressed.
 file(GLOB trees ${CPACK_TEMPORARY_DIRECTORY}/*/usr)
 foreach(tree ${trees})
+  set(package vordta)
+  if(EXISTS ${tree}/include)
+    set(package libvorhost-dev)
+  endif()
+  configure_file(${CMAKE_CURRENT_LIST_DIR}/../LICENSE ${tree}/share/doc/${package}/copyright COPYONLY)
+  file(REMOVE ${tree}/share/doc/vordta/LICENSE)
   if(EXISTS ${tree}/share/zsh/site-functions)
     file(RENAME ${tree}/share/zsh/site-functions ${tree}/share/zsh/vendor-completions)
   endif()
   file(GLOB compressed ${tree}/share/man/man1/*.1 ${tree}/share/doc/vordta/CHANGELOG.md)
   if(compressed)
     execute_process(COMMAND gzip -9n ${compressed} COMMAND_ERROR_IS_FATAL ANY)
-  endif()
-  if(EXISTS ${tree}/share/doc/vordta/LICENSE)
-    file(RENAME ${tree}/share/doc/vordta/LICENSE ${tree}/share/doc/vordta/copyright)
   endif()
 endforeach()

@@ -35,6 +35,6 @@ write_basic_package_version_file(${CMAKE_BINARY_DIR}/vorhost-config-version.cmak
 install(FILES ${CMAKE_BINARY_DIR}/vorhost-config.cmake ${CMAKE_BINARY_DIR}/vorhost-config-version.cmake
   DESTINATION ${package_directory})
 
-file(RELATIVE_PATH pkgconfig_to_prefix ${CMAKE_INSTALL_PREFIX}/${pkgconfig_directory} ${CMAKE_INSTALL_PREFIX})
+string(REGEX REPLACE "[^/]+" ".." pkgconfig_to_prefix ${pkgconfig_directory})
 configure_file(cmake/vorhost.pc.in ${CMAKE_BINARY_DIR}/vorhost.pc @ONLY)
 install(FILES ${CMAKE_BINARY_DIR}/vorhost.pc DESTINATION ${pkgconfig_directory})

@@ -14,8 +14,9 @@ namespace {
 void print_variables(const NAMELIST *list) {
     for (; list; list = list->next) {
         const NAMESTR &variable = list->namestr;
-        std::printf("%.*s: %s, %d bytes at %lld, format %.*s%d.%d\n", variable.namelen, variable.name_p,
-                    variable.ntype == NAMESTR_NUMERIC ? "number" : "text", variable.nlng,
+        const bool numeric = variable.ntype == NAMESTR_NUMERIC;
+        std::printf("%.*s: %s of %d bytes at %lld, format %.*s%d.%d\n", variable.namelen, variable.name_p,
+                    numeric ? "number" : "text", numeric ? variable.nlng : variable.user_lng,
                     static_cast<long long>(variable.npos), variable.nformlongl, variable.nformlong, variable.nfl,
                     variable.nfd);
     }

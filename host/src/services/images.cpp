@@ -102,20 +102,32 @@ std::vector<std::string> module_places(const std::string &module_path) {
     return places;
 }
 
+namespace {
+
+// The first of the places where the module is. When it is at none, and nobody named one, the bare file name: programs
+// outside the installed tree are linked with a run path to the module, which only the loader follows.
+std::string find_module(const std::vector<std::string> &places) {
+    std::error_code error;
+    for (const std::string &place : places)
+        if (std::filesystem::exists(place, error))
+            return std::filesystem::absolute(place, error).string();
+    const bool is_named = places.size() == 1;
+    if (!is_named)
+        if (void *image = dlopen(MODULE_FILE, RTLD_LAZY | RTLD_LOCAL)) {
+            dlclose(image);
+            return MODULE_FILE;
+        }
+    throw refusal(fmt::format("The module is not there; looked for {}.", fmt::join(places, ", ")));
+}
+
+} // namespace
+
 void Module::CloseImage::operator()(void *image) const {
     dlclose(image);
 }
 
 void Module::load(const std::string &module_path) {
-    const std::vector<std::string> places = module_places(module_path);
-    std::error_code error;
-    const std::string *found = nullptr;
-    for (const std::string &place : places)
-        if (found == nullptr && std::filesystem::exists(place, error))
-            found = &place;
-    if (found == nullptr)
-        throw refusal(fmt::format("The module is not there; looked for {}.", fmt::join(places, ", ")));
-    const std::string path = std::filesystem::absolute(*found, error).string(); // a bare name would be searched for
+    const std::string path = find_module(module_places(module_path));
     std::unique_ptr<void, CloseImage> image(dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL));
     if (!image)
         throw refusal(fmt::format("The module {} cannot be loaded: {}.", path, loader_error()));

@@ -1,0 +1,154 @@
+#!/usr/bin/env bash
+# Checks the installation of a build: the installed tree, moved to another place, and the Debian packages. In both the
+# command converts a file, the example programs are built with the CMake package and with pkg-config and read it, and
+# what people are told about the command (manual page, completions) is what it offers.
+#
+#   scripts/check_install.sh BUILD      BUILD: a build directory without sanitizers in which everything is built
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+if [ $# -ne 1 ] || [ ! -f "$1/CMakeCache.txt" ]; then
+    echo "usage: scripts/check_install.sh BUILD" >&2
+    exit 2
+fi
+source="$PWD"
+build="$(cd "$1" && pwd)"
+work="$(mktemp -d)"
+trap 'rm -rf "$work"' EXIT
+unset VORDTA_MODULE PKG_CONFIG_PATH CMAKE_PREFIX_PATH
+
+fail() {
+    echo "check_install: $*" >&2
+    exit 1
+}
+quietly() { # COMMAND...: its output only when it fails
+    "$@" >"$work/output" 2>&1 || {
+        cat "$work/output" >&2
+        fail "failed: $*"
+    }
+}
+sample="$source/examples/stations.dta" # without line feeds in its texts, so that lines are observations
+observations() { # VORDTA
+    "$1" describe --quiet --json "$sample" | sed -nE 's/.*"observations": ?([0-9]+).*/\1/p'
+}
+
+check_command() { # PREFIX: the command there converts the sample with the module there
+    local vordta="$1/bin/vordta" rows
+    [ "$("$vordta" --version)" = "vordta $version" ] || fail "$vordta says another version than $version"
+    rows="$(observations "$vordta")"
+    rm -f "$work/rows.csv" "$work/rows.db"
+    quietly "$vordta" import "$sample" "$work/rows.csv"
+    [ "$(wc -l <"$work/rows.csv")" -eq $((rows + 1)) ] || fail "rows.csv does not have $rows observations"
+    quietly "$vordta" import "$sample" "$work/rows.db:rows"
+    quietly "$vordta" export "$work/rows.db:rows" "$work/back.dta"
+    "$vordta" import --quiet "$work/back.dta" - | cmp - "$work/rows.csv" || fail "rows change on the way back"
+    mv "$1/lib/vordta" "$1/lib/away"
+    [ ! -e "$prefix/lib/vordta" ] || fail "remove $prefix/lib/vordta first: what is installed there hides faults"
+    "$vordta" head "$sample" >"$work/output" 2>&1 && fail "$vordta works without the module beside it"
+    grep -q '^ERROR: The module is not there' "$work/output" || fail "$vordta does not say what is missing"
+    mv "$1/lib/away" "$1/lib/vordta"
+}
+
+check_program() { # PROGRAM: read_rows or drive_module, wherever it was built
+    "$1" "$sample" >"$work/output" 2>"$work/notes" || fail "$1 failed: $(cat "$work/notes")"
+    case "$1" in
+        */drive_module) grep -q "^$rows observations of " "$work/output" || fail "$1 does not find $rows observations" ;;
+        *) [ "$(wc -l <"$work/output")" -eq "$variables" ] || fail "$1 does not tell of $variables variables" ;;
+    esac
+}
+
+check_development() { # PREFIX
+    rm -rf "$work/consumer"
+    mkdir -p "$work/consumer"
+    cat >"$work/consumer/CMakeLists.txt" <<CMAKE
+cmake_minimum_required(VERSION 3.22)
+project(consumer LANGUAGES CXX)
+find_package(vorhost $version REQUIRED)
+if(NOT EXISTS \${vorhost_MODULE})
+  message(FATAL_ERROR "vorhost_MODULE: there is no \${vorhost_MODULE}")
+endif()
+foreach(program read_rows drive_module)
+  add_executable(\${program} $source/examples/\${program}.cpp)
+  target_link_libraries(\${program} PRIVATE vorhost::vorhost)
+endforeach()
+# All of the library, so that it misses nothing that it needs.
+add_executable(whole $source/examples/read_rows.cpp)
+target_link_libraries(whole PRIVATE -Wl,--whole-archive vorhost::vorhost -Wl,--no-whole-archive)
+CMAKE
+    quietly cmake -S "$work/consumer" -B "$work/consumer/build" -DCMAKE_PREFIX_PATH="$1"
+    grep -qF "vorhost_DIR:PATH=$1/" "$work/consumer/build/CMakeCache.txt" || fail "another package than that of $1 is found"
+    quietly cmake --build "$work/consumer/build"
+    check_program "$work/consumer/build/read_rows"
+    check_program "$work/consumer/build/drive_module"
+
+    export PKG_CONFIG_PATH="$1/lib/pkgconfig"
+    [ "$(pkg-config --modversion vorhost)" = "$version" ] || fail "pkg-config says another version than $version"
+    [ -f "$(pkg-config --variable=module vorhost)" ] || fail "pkg-config names a module that is not there"
+    # shellcheck disable=SC2046 # flags are words
+    quietly c++ -std=c++20 -o "$work/consumer/read_rows" examples/read_rows.cpp \
+        $(pkg-config --cflags --libs --static vorhost)
+    check_program "$work/consumer/read_rows"
+    # shellcheck disable=SC2046
+    quietly c++ -std=c++20 -o "$work/consumer/whole" examples/read_rows.cpp -Wl,--whole-archive \
+        "$1/lib/libvorhost.a" -Wl,--no-whole-archive $(pkg-config --cflags --libs --static vorhost)
+    unset PKG_CONFIG_PATH
+}
+
+# Every option of every sub-command stands in the manual page and in both completions.
+check_options_are_told() { # PREFIX
+    local vordta="$1/bin/vordta" command option
+    local page bash_text zsh_text
+    page="$(sed 's/\\-/-/g' "$source/cli/vordta.1")"
+    zsh_text="$(cat "$source/cli/completions/vordta.zsh")"
+    for command in $("$vordta" --help | sed -nE '/^Subcommands:/,$ s/^  ([a-z]+) .*/\1/p'); do
+        grep -qw "vordta $command" <<<"$page" || fail "vordta.1 does not tell of $command"
+        grep -q "^  $command)" <<<"$zsh_text" || fail "the completion for zsh does not know $command"
+        bash_text="$(bash -c 'source "$1"; COMP_WORDS=(vordta "$2" --) COMP_CWORD=2; _vordta; echo " ${COMPREPLY[*]} "' \
+            bash "$source/cli/completions/vordta.bash" "$command")"
+        for option in $("$vordta" "$command" --help | grep -oE -- '^ +(-[a-z],)?--[a-z-]+' | grep -oE -- '--[a-z-]+'); do
+            grep -qF -- "$option" <<<"$page" || fail "vordta.1 does not tell of $option"
+            grep -qE -- "$option([^a-z-]|$)" <<<"$zsh_text" || fail "the completion for zsh does not know $option"
+            [[ $bash_text == *" $option "* ]] || fail "the completion for bash does not know $option of $command"
+        done
+        for option in $bash_text; do
+            "$vordta" "$command" --help | grep -qE -- "$option([^a-z-]|$)" ||
+                fail "the completion for bash offers $option, which $command does not know"
+        done
+    done
+}
+
+check_packages() {
+    local package
+    mkdir "$work/packages"
+    (cd "$build" && quietly cpack -G DEB -B "$work/packages")
+    for package in vordta libvorhost-dev; do
+        quietly dpkg-deb --info "$work/packages/${package}_${version}_"*.deb
+        dpkg-deb -x "$work/packages/${package}_${version}_"*.deb "$work/root"
+    done
+    local field
+    for field in libsqlite3-0 libicu libfmt libcsv3 libc6; do
+        dpkg-deb -f "$work/packages/vordta_"*.deb Depends | grep -q "$field" || fail "vordta does not depend on $field"
+    done
+    (cd "$work/root/usr" && find . ! -type d | sed 's/^..//' | sort) >"$work/files"
+    local file
+    for file in bin/vordta lib/vordta/vorimdta.so share/man/man1/vordta.1.gz share/doc/vordta/copyright \
+        share/bash-completion/completions/vordta share/zsh/vendor-completions/_vordta lib/libvorhost.a \
+        include/vorhost/host.h include/vor/imglue.h lib/cmake/vorhost/vorhost-config.cmake lib/pkgconfig/vorhost.pc; do
+        grep -qx "$file" "$work/files" || fail "the packages have no $file"
+    done
+    grep -rlIF -e "$source" -e "$build" "$work/root" && fail "these files of the packages name a path of this machine"
+    check_command "$work/root/usr"
+    check_development "$work/root/usr"
+}
+
+prefix="$(sed -nE 's/^CMAKE_INSTALL_PREFIX:PATH=//p' "$build/CMakeCache.txt")"
+version="$(sed -nE 's/^CMAKE_PROJECT_VERSION:STATIC=//p' "$build/CMakeCache.txt")"
+quietly cmake --install "$build" --prefix "$work/first"
+mv "$work/first" "$work/moved"
+rows="$(observations "$work/moved/bin/vordta")"
+variables="$("$work/moved/bin/vordta" import --quiet "$sample" - | head -n 1 | awk -F, '{ print NF }')"
+check_command "$work/moved"
+check_development "$work/moved"
+check_options_are_told "$work/moved"
+check_packages
+echo "check_install: the installed tree and the packages work"
