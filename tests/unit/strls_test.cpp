@@ -30,7 +30,10 @@ TEST(LongStrings, EveryReleaseInBothOrders) {
                          {"twelve bytes", 3, reference(3, 2)},
                          {reference(1, 1), 4, reference(2, 70000)},
                          {reference(1, 9), 5, ""}};
-            file.extra_strls = {{2, 70000, 130, "e\0"s}, {1, 1, 130, "later\0"s}};
+            file.extra_strls = {{2, 70000, 130, "e\0"s},
+                                {2, 70000, 130, "later\0"s},
+                                {2, 70000, 129, "later"},
+                                {1, 1, 130, "later\0"s}};
             DriverFile opened(build(file));
             std::int32_t status = 0;
             const Rows expected = {{"abc", 1.0, ""},

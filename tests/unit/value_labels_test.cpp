@@ -148,10 +148,18 @@ TEST(ValueLabels, EndsOfTheArea) {
         ASSERT_EQ(opened.set_up(), 0) << opened.message();
         EXPECT_EQ(entries_of(opened.variable(0).innamevalues), (List{{1, "yes"}, {2, "no!"}}));
     }
+    patch_number(bytes, places.at("value_labels[0].text_bytes"), 5, 4, ByteOrder::little);
+    DriverFile short_area(bytes);
+    ASSERT_EQ(short_area.set_up(), 0) << short_area.message();
+    EXPECT_EQ(entries_of(short_area.variable(0).innamevalues), (List{{1, "yes"}, {2, "n"}}));
+
     DriverFile cut_name(bytes + std::string(20, '\0'));
     EXPECT_EQ(cut_name.set_up(), ERROR_READ);
     EXPECT_NE(cut_name.message().find("expected 40 bytes of a value-label table at byte"), std::string::npos)
         << cut_name.message();
+    patch(cut_name.bytes, places.at("value_label_names") + 33, std::string(33, '\0')); // nobody looks behind "yn"
+    DriverFile not_looked_for(cut_name.bytes);
+    EXPECT_EQ(not_looked_for.set_up(), 0) << not_looked_for.message();
 }
 
 // A file that holds fewer observations than it says has no table area.
