@@ -6,9 +6,9 @@
 
 #include <cstdint>
 
-// record_width: bytes of one value of variable `index` in the record.
+// stored_variable: how variable `index` is stored.
 //
-// type, width  out: how the value is stored, and its bytes.
+// type, width  out: the stored type, and the bytes a value takes in the record.
 // 0, or ERROR_INPUT_INVALID for a type code that the release does not have; message_string names variable and code.
 int32_t stored_variable(indbsrec *in, const descrec *descriptors, int64_t index, stored_type *type, int32_t *width);
 
