@@ -36,7 +36,7 @@ struct HostOptions {
     std::string valid_variable_names = "any"; // the option VALIDVARNAME
     std::string file_encoding = {};           // the variable DBE_NAME; empty: not set
     std::string statements = {};              // pending statement text, such as "FMTLIB=WORK.FORMATS;"
-    std::string module_path = {};             // empty: VORDTA_MODULE, beside the program, or the library directory
+    std::string module_path = {};             // empty: VORDTA_MODULE, beside the program, library directory, run path
 };
 
 // The module ended the task in the middle of an operation: thrown through the operation to its caller. The object can
