@@ -123,22 +123,22 @@ check_packages() {
     (cd "$build" && quietly cpack -G DEB -B "$work/packages")
     for package in vordta libvorhost-dev; do
         quietly dpkg-deb --info "$work/packages/${package}_${version}_"*.deb
-        dpkg-deb -x "$work/packages/${package}_${version}_"*.deb "$work/root"
+        dpkg-deb -x "$work/packages/${package}_${version}_"*.deb "$work/unpacked"
     done
     local field
     for field in libsqlite3-0 libicu libfmt libcsv3 libc6; do
         dpkg-deb -f "$work/packages/vordta_"*.deb Depends | grep -q "$field" || fail "vordta does not depend on $field"
     done
-    (cd "$work/root/usr" && find . ! -type d | sed 's/^..//' | sort) >"$work/files"
+    (cd "$work/unpacked/usr" && find . ! -type d | sed 's/^..//' | sort) >"$work/files"
     local file
     for file in bin/vordta lib/vordta/vorimdta.so share/man/man1/vordta.1.gz share/doc/vordta/copyright \
         share/bash-completion/completions/vordta share/zsh/vendor-completions/_vordta lib/libvorhost.a \
         include/vorhost/host.h include/vor/imglue.h lib/cmake/vorhost/vorhost-config.cmake lib/pkgconfig/vorhost.pc; do
         grep -qx "$file" "$work/files" || fail "the packages have no $file"
     done
-    grep -rlIF -e "$source" -e "$build" "$work/root" && fail "these files of the packages name a path of this machine"
-    check_command "$work/root/usr"
-    check_development "$work/root/usr"
+    grep -rlIF -e "$source" -e "$build" "$work/unpacked" && fail "these files of the packages name a path of this machine"
+    check_command "$work/unpacked/usr"
+    check_development "$work/unpacked/usr"
 }
 
 prefix="$(sed -nE 's/^CMAKE_INSTALL_PREFIX:PATH=//p' "$build/CMakeCache.txt")"
