@@ -150,6 +150,7 @@ TEST_F(Files, ReadsSeeWhatWasWrittenAndTheFileGetsAll) {
         {"patched after the buffer moved", {{0, 300'000}, {300'000, 300'000}, {12, 8}, {600'000, 9}}},
         {"over the buffer's end", {{0, 262'140}, {262'140, 8}, {262'130, 30}}},
         {"with a hole", {{0, 10}, {500'000, 10}, {20, 5}}},
+        {"with a hole of one byte in the buffer", {{0, 200'000}, {400'000, 10}, {400'011, 5}}},
     };
     for (const auto &[what, writes] : cases) {
         SCOPED_TRACE(what);

@@ -54,6 +54,7 @@ TEST_F(Messages, ConversionsAreTheUsualOnesAndTheHostsOwn) {
     EXPECT_EQ("1.500000 1.50 1.500e+00 1e+100", format("%f %.2f %.3e %g", 1.5, 1.5, 1.5, 1e100));
     EXPECT_EQ("x|text|  text|text  |te", format("%c|%s|%6s|%-6s|%.2s", 'x', "text", "text", "text", "text"));
     EXPECT_EQ("ab|abc", format("%.*s|%*s", 2, open_ended, 3, open_ended));
+    EXPECT_EQ("te    |    te", format("%*.*s|%*.*s", -6, 2, "text", 6, 2, "text"));
     EXPECT_EQ("|(null)", format("%*s|%s", -1, open_ended, none));
     EXPECT_EQ("100%|%1z|%3z|%q|%", format("100%%|%1z|%3z|%q|%"));
     EXPECT_EQ("%3zdone 7", format("%3zdone %d", 7));
