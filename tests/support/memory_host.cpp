@@ -11,7 +11,7 @@
 namespace vor::test {
 namespace {
 
-constexpr size_t MOST_BLOCK_BYTES = size_t{1} << 30; // larger blocks are refused, as by a small machine
+constexpr size_t MOST_BLOCK_BYTES = size_t{1} << 30;        // larger blocks are refused, as by a small machine
 constexpr int32_t FAULT = static_cast<int32_t>(0x8FFF0001); // no code of the host's own
 
 template <int32_t group, int32_t slot, class Signature>
