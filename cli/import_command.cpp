@@ -58,6 +58,33 @@ Schema schema_of(const DataSet &description, int64_t observations, const FormatL
     return schema;
 }
 
+// Writes the schema before the file that it describes appears: a schema that cannot be written leaves neither.
+class SchemaSink : public RowSink {
+  public:
+    SchemaSink(std::string path, FormatLookup lookup, std::unique_ptr<RowSink> file)
+        : path_(std::move(path)), lookup_(std::move(lookup)), file_(std::move(file)) {}
+
+    void begin(const DataSet &description) override {
+        description_ = description;
+        file_->begin(description);
+    }
+    void row(const Row &row) override {
+        ++rows_;
+        file_->row(row);
+    }
+    void finish() override {
+        write_schema(path_, schema_of(description_, rows_, lookup_));
+        file_->finish();
+    }
+
+  private:
+    std::string path_;
+    FormatLookup lookup_;
+    std::unique_ptr<RowSink> file_;
+    DataSet description_;
+    int64_t rows_ = 0;
+};
+
 std::unique_ptr<RowSink> library_sink(const ImportOptions &options, const Destination &destination,
                                       RunLibraries &libraries) {
     return libraries.data()->dataset_sink(dataset_name(destination, options.file), libraries.catalog_beside_data());
@@ -70,7 +97,10 @@ std::unique_ptr<RowSink> text_sink(const ImportOptions &options, const Destinati
     form.raw = options.raw;
     form.labels = label_form(options.labels);
     form.formats = libraries.lookup();
-    return delimited_sink(destination.path, form);
+    std::unique_ptr<RowSink> file = delimited_sink(destination.path, form);
+    if (options.schema.empty())
+        return file;
+    return std::make_unique<SchemaSink>(options.schema, libraries.lookup(), std::move(file));
 }
 
 void run_import(const ImportOptions &options, Run &run) {
@@ -88,12 +118,9 @@ void run_import(const ImportOptions &options, Run &run) {
                           options.file);
     if (!into_library)
         sink = text_sink(options, destination, libraries);
-    const int64_t rows = import_rows(session, *sink, options.limit,
-                                     [&run](int64_t done, int64_t all) { run.progress.update(done, all); });
+    import_rows(session, *sink, options.limit, [&run](int64_t done, int64_t all) { run.progress.update(done, all); });
     if (formats)
         formats->commit();
-    if (!options.schema.empty())
-        write_schema(options.schema, schema_of(session.description(), rows, libraries.lookup()));
 }
 
 void add_output_options(CLI::App &command, ImportOptions &options) {

@@ -1,0 +1,135 @@
+// Runs the command; see run_command.h. Its streams are files, so that nothing waits for anything.
+#include "run_command.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <fcntl.h>
+#include <memory>
+#include <sstream>
+#include <stdexcept>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace vor::test {
+namespace {
+
+struct Close {
+    void operator()(std::FILE *file) const { std::fclose(file); }
+};
+using File = std::unique_ptr<std::FILE, Close>;
+
+File scratch_file(const std::string &bytes) {
+    File file(std::tmpfile());
+    if (!file || std::fwrite(bytes.data(), 1, bytes.size(), file.get()) != bytes.size()) {
+        throw std::runtime_error("no temporary file");
+    }
+    std::rewind(file.get());
+    return file;
+}
+
+std::string read_from(int descriptor) {
+    std::string text;
+    char piece[4096];
+    for (ssize_t got = 0; (got = read(descriptor, piece, sizeof piece)) > 0;) {
+        text.append(piece, static_cast<std::size_t>(got));
+    }
+    return text;
+}
+
+std::string contents(std::FILE *file) {
+    std::rewind(file);
+    return read_from(fileno(file));
+}
+
+// A new terminal: the end that the test reads and the name of the other.
+int open_terminal(std::string &name) {
+    const int terminal = posix_openpt(O_RDWR | O_NOCTTY);
+    if (terminal < 0 || grantpt(terminal) != 0 || unlockpt(terminal) != 0) {
+        throw std::runtime_error("no terminal");
+    }
+    name = ptsname(terminal);
+    return terminal;
+}
+
+int closed_pipe() {
+    int ends[2];
+    if (pipe(ends) != 0) {
+        throw std::runtime_error("no pipe");
+    }
+    close(ends[0]);
+    return ends[1];
+}
+
+[[noreturn]] void become(const std::vector<std::string> &words, int in, int out, int err) {
+    dup2(in, STDIN_FILENO);
+    dup2(out, STDOUT_FILENO);
+    dup2(err, STDERR_FILENO);
+    std::vector<char *> pointers;
+    for (const std::string &word : words) {
+        pointers.push_back(const_cast<char *>(word.c_str()));
+    }
+    pointers.push_back(nullptr);
+    execv(pointers[0], pointers.data());
+    _exit(127);
+}
+
+} // namespace
+
+std::vector<std::string> CommandResult::lines(const std::string &start) const {
+    std::vector<std::string> found;
+    std::istringstream text(err);
+    for (std::string line; std::getline(text, line);) {
+        if (line.starts_with(start)) {
+            found.push_back(line);
+        }
+    }
+    return found;
+}
+
+CommandResult run_command(const std::vector<std::string> &arguments, const CommandStreams &streams) {
+    const char *command = std::getenv("VORDTA_COMMAND");
+    if (command == nullptr) {
+        throw std::runtime_error("VORDTA_COMMAND is not set");
+    }
+    std::vector<std::string> words{command};
+    words.insert(words.end(), arguments.begin(), arguments.end());
+    const File in = scratch_file(streams.input);
+    const File out = scratch_file("");
+    const File err = scratch_file("");
+    int out_descriptor = fileno(out.get());
+    if (!streams.output_path.empty()) {
+        out_descriptor = open(streams.output_path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+    } else if (streams.closed_output) {
+        out_descriptor = closed_pipe();
+    }
+    std::string terminal_name;
+    const int terminal = streams.terminal ? open_terminal(terminal_name) : -1;
+    const int err_descriptor =
+        streams.terminal ? open(terminal_name.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC) : fileno(err.get());
+    const pid_t child = fork();
+    if (child == 0) {
+        become(words, fileno(in.get()), out_descriptor, err_descriptor);
+    }
+    if (out_descriptor != fileno(out.get())) {
+        close(out_descriptor);
+    }
+    CommandResult result{};
+    if (streams.terminal) {
+        close(err_descriptor);
+        result.err = read_from(terminal); // until the command has closed its end
+        close(terminal);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    result.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    if (result.status == 127) {
+        throw std::runtime_error(std::string("cannot run ") + command);
+    }
+    result.out = contents(out.get());
+    if (!streams.terminal) {
+        result.err = contents(err.get());
+    }
+    return result;
+}
+
+} // namespace vor::test

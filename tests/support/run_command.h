@@ -1,0 +1,28 @@
+// Runs the command as people do: arguments in, exit status and what it printed out.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace vor::test {
+
+struct CommandResult {
+    int status;      // exit status; 128 and the signal's number when one ended it
+    std::string out; // standard output, unless it went elsewhere
+    std::string err;
+
+    // The lines of standard error that begin so.
+    std::vector<std::string> lines(const std::string &start) const;
+};
+
+struct CommandStreams {
+    std::string input = {};       // what standard input holds
+    std::string output_path = {}; // where standard output goes; empty: into the result
+    bool closed_output = false;   // standard output is a pipe that nobody reads
+    bool terminal = false;        // standard error is a terminal
+};
+
+// The command that VORDTA_COMMAND names. Throws std::runtime_error when it is not set or cannot be started.
+CommandResult run_command(const std::vector<std::string> &arguments, const CommandStreams &streams = {});
+
+} // namespace vor::test
