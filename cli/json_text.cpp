@@ -15,7 +15,7 @@ void JsonText::before_value() {
     if (!first_)
         text_ += ',';
     if (inline_depth_ == 0)
-        text_.append(1, '\n').append(static_cast<size_t>(2 * depth_), ' ');
+        text_.append(1, '\n').append(2 * depth_, ' ');
     else if (!first_)
         text_ += ' ';
     first_ = false;
@@ -36,7 +36,7 @@ void JsonText::end(char bracket) {
         inline_depth_ = 0;
     --depth_;
     if (!on_one_line && !first_)
-        text_.append(1, '\n').append(static_cast<size_t>(2 * depth_), ' ');
+        text_.append(1, '\n').append(2 * depth_, ' ');
     text_ += bracket;
     first_ = false;
 }

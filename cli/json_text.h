@@ -1,6 +1,7 @@
 // JSON, written front to back with two blanks for each level.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -32,9 +33,9 @@ class JsonText {
     void quoted(std::string_view utf8);
 
     std::string text_;
-    int depth_ = 0;
-    int inline_depth_ = 0; // level from which everything stays on one line; 0: none
-    bool first_ = true;    // nothing stands in the current object or array yet
+    size_t depth_ = 0;
+    size_t inline_depth_ = 0; // level from which everything stays on one line; 0: none
+    bool first_ = true;       // nothing stands in the current object or array yet
     bool after_key_ = false;
 };
 

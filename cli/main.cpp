@@ -8,6 +8,7 @@
 
 #include <clocale>
 #include <csignal>
+#include <cstdio>
 #include <fmt/format.h>
 #include <new>
 
@@ -108,5 +109,10 @@ int main(int count, char **arguments) {
     std::signal(SIGPIPE, SIG_IGN);
     // Column widths of text; numbers are formatted without the locale.
     std::setlocale(LC_CTYPE, "C.UTF-8");
-    return vor::cli::run(count, arguments);
+    try {
+        return vor::cli::run(count, arguments);
+    } catch (...) { // not even the log could be written
+        std::fputs("ERROR: There is not enough memory.\n", stderr);
+        return vor::cli::machine_refused;
+    }
 }
