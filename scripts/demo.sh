@@ -16,8 +16,8 @@ run() {
 }
 
 run scripts/install_dependencies.sh
-run cmake --preset release -DVORDTA_BENCH=OFF -DVORDTA_TESTS=OFF
-run cmake --build --preset release
+run cmake --preset release
+run cmake --build --preset release --target vordta vorimdta
 mkdir -p "$results"
 rm -f "$results"/survey.* "$results"/stations.*
 vordta=build/release/bin/vordta
