@@ -58,12 +58,21 @@ inline Variable character(const char *name, int length) {
 
 class CellRow : public Row {
   public:
-    explicit CellRow(const std::vector<Cell> &cells) : cells_(cells) {}
-    double number(size_t column) const override { return std::get<double>(cells_[column].value); }
+    explicit CellRow(const std::vector<Cell> &cells) : cells_(cells) {
+        for (const Cell &cell : cells) {
+            const auto *number = std::get_if<double>(&cell.value);
+            positions_.push_back(static_cast<int64_t>(numbers_.size() * sizeof(double)));
+            numbers_.push_back(number ? *number : 0);
+        }
+        set_positions(positions_.data());
+        set_values(numbers_.data());
+    }
     std::string_view text(size_t column) const override { return std::get<std::string>(cells_[column].value); }
 
   private:
     const std::vector<Cell> &cells_;
+    std::vector<double> numbers_;
+    std::vector<int64_t> positions_;
 };
 
 inline void put_rows(RowSink &sink, const Table &table) {

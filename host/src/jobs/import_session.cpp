@@ -195,9 +195,10 @@ void ImportSession::close() {
 int64_t import_rows(ImportSession &session, RowSink &sink, int64_t limit, const Progress &progress) {
     constexpr int64_t rows_per_report = 4096;
     sink.begin(session.description());
+    const Row &row = session.row();
     int64_t rows = 0;
     while (rows != limit && session.next()) {
-        sink.row(session.row());
+        sink.row(row);
         if (++rows % rows_per_report == 0 && progress)
             progress(rows, session.description().observations);
     }

@@ -1,5 +1,7 @@
 #include "jobs/observation_row.h"
 
+#include "services/utf8.h"
+
 #include <utility>
 
 namespace vor {
@@ -9,21 +11,24 @@ ObservationRow::ObservationRow(const Host &host, const NAMELIST *variables, BadT
     for (; variables; variables = variables->next) {
         const NAMESTR &variable = variables->namestr;
         const bool varying = variable.ntype == NAMESTR_VARYING_CHARACTER;
-        columns_.push_back({variable.npos, varying ? variable.nipos : -1, variable.nlng, 0, 0, {}});
+        positions_.push_back(variable.npos);
+        columns_.push_back({varying ? variable.nipos : -1, variable.nlng, 0, 0, {}});
     }
+    set_positions(positions_.data());
 }
 
 void ObservationRow::set(const void *bytes) {
-    observation_ = static_cast<const char *>(bytes);
+    set_values(bytes);
     ++number_;
 }
 
-std::string_view ObservationRow::bytes(const Column &column) const {
-    const char *value = observation_ + column.position;
+std::string_view ObservationRow::bytes(size_t index) const {
+    const Column &column = columns_[index];
+    const char *value = values() + positions_[index];
     int32_t length = column.length;
     if (column.length_position >= 0) {
-        std::memcpy(&length, observation_ + column.length_position, sizeof length);
-        std::memcpy(&value, observation_ + column.position, sizeof value);
+        std::memcpy(&length, values() + column.length_position, sizeof length);
+        std::memcpy(&value, values() + positions_[index], sizeof value);
     }
     while (length > 0 && value[length - 1] == ' ')
         --length;
@@ -32,7 +37,10 @@ std::string_view ObservationRow::bytes(const Column &column) const {
 
 std::string_view ObservationRow::text(size_t index) const {
     const Column &column = columns_[index];
-    const auto [text, valid] = host_.decode(bytes(column), column.decoded);
+    const std::string_view stored = bytes(index);
+    if (services::is_ascii(stored)) // ASCII is the same in every session encoding
+        return stored;
+    const auto [text, valid] = host_.decode(stored, column.decoded);
     if (!valid && column.last_bad != number_) {
         column.last_bad = number_;
         if (++column.bad_texts == 1 && note_)

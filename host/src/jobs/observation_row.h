@@ -22,11 +22,6 @@ class ObservationRow final : public Row {
     // The next observation; `bytes` stays in place until the one after.
     void set(const void *bytes);
 
-    double number(size_t column) const override {
-        double value;
-        std::memcpy(&value, observation_ + columns_[column].position, sizeof value);
-        return value;
-    }
     std::string_view text(size_t column) const override;
 
     // Texts of a column that were not valid in the session encoding.
@@ -35,19 +30,18 @@ class ObservationRow final : public Row {
 
   private:
     struct Column {
-        int64_t position;        // of the value; of the pointer to it for varying-length text
         int64_t length_position; // of the length of varying-length text, -1 for fixed-length text
         int32_t length;          // of fixed-length text
         mutable int64_t bad_texts = 0;
         mutable int64_t last_bad = 0; // the observation counted last
         mutable std::string decoded;
     };
-    std::string_view bytes(const Column &column) const;
+    std::string_view bytes(size_t column) const;
 
     const Host &host_;
     BadTextNote note_;
+    std::vector<int64_t> positions_; // of the values; of the pointers to them for varying-length text
     std::vector<Column> columns_;
-    const char *observation_ = nullptr;
     int64_t number_ = 0;
 };
 

@@ -45,8 +45,13 @@ Transcoding::Transcoding(Converter from, Converter to, bool same, bool both_tran
     : TRANSPIPE{}, from_(std::move(from)), to_(std::move(to)), same_(same), both_transparent_(both_transparent) {
     TRANSPIPE::Transcode = [](TRANSPIPE *pipe, const char *input, int64_t length_bytes, char *output,
                               int64_t limit_bytes, int64_t *converted_bytes, int32_t) {
-        return transcode(pipe, input, length_bytes, output, limit_bytes, converted_bytes,
-                         static_cast<Transcoding *>(pipe)->output_);
+        auto *self = static_cast<Transcoding *>(pipe);
+        if (self->same_ && length_bytes >= 0 && length_bytes <= limit_bytes) {
+            std::memcpy(output, input, static_cast<size_t>(length_bytes));
+            *converted_bytes = length_bytes;
+            return NLS_OK;
+        }
+        return transcode(pipe, input, length_bytes, output, limit_bytes, converted_bytes, self->output_);
     };
     TRANSPIPE::destroy = [](TRANSPIPE *pipe) { delete static_cast<Transcoding *>(pipe); };
 }

@@ -8,7 +8,6 @@
 #include <vorhost/temporal.h>
 
 #include <array>
-#include <charconv>
 #include <fmt/format.h>
 #include <unordered_set>
 
@@ -144,7 +143,7 @@ void DelimitedSink::put_number(const Column &column, double value) {
         return;
     }
     const size_t bytes = column.content == Content::date_or_time ? write_iso(column.temporal, value, out) : 0;
-    output_.wrote(bytes != 0 ? out + bytes : std::to_chars(out, out + number_text_max_bytes, value).ptr);
+    output_.wrote(bytes != 0 ? out + bytes : write_number(value, out));
 }
 
 void DelimitedSink::put_text(std::string_view text) {

@@ -62,10 +62,23 @@ bool is_digit(char character) {
     return character >= '0' && character <= '9';
 }
 
+// Whether the shortest text of a number is that of an integer: with five zeros at its end an exponent is shorter.
+bool is_written_as_integer(double value) {
+    constexpr double largest = 1e15;
+    if (!(std::fabs(value) < largest))
+        return false;
+    const auto integer = static_cast<int64_t>(value);
+    if (static_cast<double>(integer) != value)
+        return false;
+    return integer == 0 ? !std::signbit(value) : integer % 100000 != 0;
+}
+
 } // namespace
 
 char *write_number(double value, char *out) {
     const char mark = missing_mark(value);
+    if (mark == 0 && is_written_as_integer(value)) // many times faster than the search for the shortest double
+        return std::to_chars(out, out + number_text_max_bytes, static_cast<int64_t>(value)).ptr;
     if (mark == 0)
         return std::to_chars(out, out + number_text_max_bytes, value).ptr;
     *out++ = '.';
