@@ -19,7 +19,10 @@ class AccessObject {
     ~AccessObject();
 
     Host &host() { return host_; }
-    IMGLUE *operator->() { return object_; }
+    IMGLUE *operator->() {
+        host_.make_current();
+        return object_;
+    }
     IMGLUE *get() { return object_; }
 
     // Throws when an operation's code is not 0.

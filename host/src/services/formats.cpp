@@ -6,6 +6,7 @@
 
 #include <vor/imglue.h>
 #include <vor/services.h>
+#include <vorhost/temporal.h>
 
 #include <algorithm>
 #include <array>
@@ -111,7 +112,7 @@ int32_t xfrdfmt(SERVICE_ID, const char *name, int32_t length, XFRWSTR *format) {
         const std::string library = utf8_of(format->libname);
         const std::string catalog = utf8_of(format->objlibnm);
         if (!host.options.catalogs->read(library, catalog, utf8_name, user_format)) {
-            if (!is_built_in(utf8_name))
+            if (!is_built_in(utf8_name) && temporal_class({utf8_name, 0, 0}) == Temporal::none)
                 host.messages.gather(fmt::format("The user format {} is not in {}.{}; nothing is labelled with it.",
                                                  utf8_name, library, catalog));
             return static_cast<int32_t>(FORMAT_NOT_FOUND);
