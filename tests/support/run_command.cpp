@@ -87,10 +87,8 @@ std::vector<std::string> CommandResult::lines(const std::string &start) const {
 }
 
 CommandResult run_command(const std::vector<std::string> &arguments, const CommandStreams &streams) {
-    const char *command = std::getenv("VORDTA_COMMAND");
-    if (command == nullptr) {
-        throw std::runtime_error("VORDTA_COMMAND is not set");
-    }
+    const char *named = std::getenv("VORDTA_COMMAND");
+    const std::string command = named == nullptr ? VORDTA_BUILT_COMMAND : named;
     std::vector<std::string> words{command};
     words.insert(words.end(), arguments.begin(), arguments.end());
     const File in = scratch_file(streams.input);
@@ -123,7 +121,7 @@ CommandResult run_command(const std::vector<std::string> &arguments, const Comma
     waitpid(child, &status, 0);
     result.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
     if (result.status == 127) {
-        throw std::runtime_error(std::string("cannot run ") + command);
+        throw std::runtime_error("cannot run " + command);
     }
     result.out = contents(out.get());
     if (!streams.terminal) {

@@ -22,7 +22,7 @@ struct CommandStreams {
     bool terminal = false;        // standard error is a terminal
 };
 
-// The command that VORDTA_COMMAND names. Throws std::runtime_error when it is not set or cannot be started.
+// The command of this build, or the one that VORDTA_COMMAND names. Throws std::runtime_error when it cannot be started.
 CommandResult run_command(const std::vector<std::string> &arguments, const CommandStreams &streams = {});
 
 } // namespace vor::test
