@@ -76,7 +76,7 @@ class ExportSession {
         FormatPlace formats; // where the user formats come from
     };
 
-    ExportSession(HostOptions host, const Options &options, const std::string &file, const DataSet &description);
+    ExportSession(const HostOptions &host, const Options &options, const std::string &file, const DataSet &description);
     ~ExportSession();
 
     RowWriter &row(); // the observation being filled

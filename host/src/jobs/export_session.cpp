@@ -94,7 +94,7 @@ struct ExportSession::State {
     }
 };
 
-ExportSession::ExportSession(HostOptions host, const Options &options, const std::string &file,
+ExportSession::ExportSession(const HostOptions &host, const Options &options, const std::string &file,
                              const DataSet &description)
     : state_(std::make_unique<State>(host, options, file, description)) {}
 
