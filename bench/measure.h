@@ -43,4 +43,18 @@ inline void plain_read(const std::string &path) {
     close(file);
 }
 
+// Reads a file into memory, as a task must that keeps all of it.
+inline void read_whole(const std::string &path) {
+    const int file = open(path.c_str(), O_RDONLY);
+    std::vector<char> bytes(static_cast<size_t>(lseek(file, 0, SEEK_END)));
+    for (size_t done = 0; done < bytes.size();) {
+        const ssize_t got = pread(file, bytes.data() + done, bytes.size() - done, static_cast<off_t>(done));
+        if (got <= 0)
+            break;
+        done += static_cast<size_t>(got);
+    }
+    benchmark::DoNotOptimize(bytes.data());
+    close(file);
+}
+
 } // namespace vor::bench

@@ -28,7 +28,7 @@ BENCHMARK(describe)->Iterations(20)->UseManualTime()->Unit(benchmark::kMicroseco
 void strls(benchmark::State &state) {
     const std::string path = strl_file(200000);
     compare(
-        state, [&] { plain_read(path); },
+        state, [&] { read_whole(path); },
         [&] {
             ImportSession session({}, {}, path);
             size_t total = 0;

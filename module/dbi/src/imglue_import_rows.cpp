@@ -34,7 +34,8 @@ struct row_plan {
     char *scratch;        // text before it is transcoded, as wide as the widest variable; null without transcoding
     int32_t number_bytes; // what the driver's decoders fill of a mivex_num_struct
     bool multiple_missings;
-    bool encodings; // the driver tells how much of a text is meaningful
+    bool encodings;  // the driver tells how much of a text is meaningful
+    bool transcoded; // text goes through the pipeline
 };
 
 row_plan *plan_of(const indbsrec *in) {
@@ -69,6 +70,12 @@ value_step step_of(const IMGLUE *self, innamerecord *variable) {
     return step;
 }
 
+// Whether text changes on its way: a pipeline between equal encodings passes it through as it is.
+bool changes_bytes(const IMGLUE *self) {
+    return self->transpipe != nullptr &&
+           (self->zknlsp == nullptr || self->encoding_id != self->zknlsp->session_encoding);
+}
+
 // Allocates the observation, the plan and its scratch; null without memory.
 row_plan *make_plan(IMGLUE *self) {
     const indbsrec *in = self->inptr;
@@ -90,7 +97,8 @@ row_plan *make_plan(IMGLUE *self) {
              .scratch = scratch,
              .number_bytes = static_cast<int32_t>(multiple_missings ? sizeof(mivex_num_struct) : sizeof(double)),
              .multiple_missings = multiple_missings,
-             .encodings = encodings};
+             .encodings = encodings,
+             .transcoded = encodings && changes_bytes(self)};
     for (innamerecord *variable = in->firstname; variable != nullptr; variable = variable->nextname)
         *step++ = step_of(self, variable);
     return plan;
@@ -176,8 +184,8 @@ int32_t transcode_text(indbsrec *in, const row_plan *plan, const value_step *ste
     return length;
 }
 
-void store_text(indbsrec *in, const row_plan *plan, const value_step *step, bool transcoded) {
-    const int32_t length = transcoded ? transcode_text(in, plan, step) : move_text(in, plan, step);
+void store_text(indbsrec *in, const row_plan *plan, const value_step *step) {
+    const int32_t length = plan->transcoded ? transcode_text(in, plan, step) : move_text(in, plan, step);
     if (!step->varying)
         return;
     memcpy(step->position, &step->text, sizeof step->text);
@@ -192,13 +200,11 @@ void store_raw(indbsrec *in, const row_plan *plan, const value_step *step) {
 }
 
 void store_record(indbsrec *in, const row_plan *plan) {
-    const IMGLUE *self = in->self;
-    const auto readit = self->nprocs->readit;
-    const bool transcoded = self->transpipe != nullptr && plan->encodings;
+    const auto readit = in->self->nprocs->readit;
     const value_step *const end = plan->end;
     for (const value_step *step = plan->steps; step != end; ++step) {
         if (step->kind == step_kind::text) {
-            store_text(in, plan, step, transcoded);
+            store_text(in, plan, step);
             continue;
         }
         if (step->kind == step_kind::raw) {
