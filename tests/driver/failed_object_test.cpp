@@ -44,6 +44,9 @@ struct FaultCase {
     const char *name;
     Operation operation;
 };
+void PrintTo(const FaultCase &which, std::ostream *out) {
+    *out << which.name;
+}
 constexpr FaultCase fault_cases[] = {
     {"allocation", Operation::allocation}, {"read", Operation::read},         {"open", Operation::open},
     {"assign", Operation::assign},         {"position", Operation::position}, {"size", Operation::size}};

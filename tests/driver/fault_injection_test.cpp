@@ -53,6 +53,9 @@ struct ImportCase {
     int release;
     ByteOrder order;
 };
+void PrintTo(const ImportCase &which, std::ostream *out) {
+    *out << which.name;
+}
 constexpr ImportCase import_cases[] = {
     {"letters and short labels", 104, ByteOrder::big}, {"expansion fields", 110, ByteOrder::little},
     {"numbered types", 115, ByteOrder::big},           {"tagged", 117, ByteOrder::big},
