@@ -92,6 +92,7 @@ struct ImportSession::State {
         object.open();
         describe();
         summary.data_label = decode(input.head.data_label, "the data label");
+        description.label = summary.data_label;
         object.note(encoding_note(options, input.head.release));
     }
 
