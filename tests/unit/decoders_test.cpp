@@ -33,7 +33,7 @@ struct Decoder {
     void run(std::int32_t code, const std::string &stored, void *output, std::int64_t length) {
         const std::string record = "###" + stored;
         const std::vector<char> exact(record.begin(), record.end()); // its end is the end of what may be read
-        find_decoder(code, state.layout->missing)(&in, &variable, exact.data(), output, length);
+        find_decoder(code, state.layout->missing, state.byte_order)(&in, &variable, exact.data(), output, length);
     }
 
     dsnrecord state{};
@@ -220,12 +220,33 @@ TEST(Decoders, Texts) {
     }
 }
 
+// Every width up to past two words, with the NUL at every place in it and behind it, blanks before it, and text behind.
+TEST(Decoders, TextEndsAtItsNulInFieldsOfAnyWidth) {
+    for (std::size_t width = 1; width <= 26; ++width)
+        for (std::size_t end = 0; end <= width; ++end)
+            for (std::size_t blanks = 0; blanks <= end; ++blanks) {
+                std::string field(width, '\x81');
+                field.replace(end - blanks, blanks, blanks, ' ');
+                if (end < width)
+                    field[end] = '\0';
+                Decoder decoder(118, ByteOrder::little);
+                decoder.variable.innamelength = static_cast<std::int32_t>(width);
+                std::vector<char> output(width, '#');
+                decoder.run(DECODE_TEXT, field, output.data(), static_cast<std::int64_t>(width));
+                std::string expected(end - blanks, '\x81');
+                EXPECT_EQ(decoder.variable.data_length, expected.size()) << width << " " << end << " " << blanks;
+                expected.resize(width, ' ');
+                EXPECT_EQ(std::string(output.begin(), output.end()), expected) << width << " " << end << " " << blanks;
+            }
+}
+
 TEST(Decoders, OtherCodesDoNotExist) {
     const std::string known = "\4\5\12\13\14\15\16\17\20\22\24\25\26\27\32\37\41\42";
     for (char code = 0; code < 50; ++code) {
         const bool exists = code != 0 && known.find(code) != std::string::npos;
-        EXPECT_EQ(find_decoder(code, MISSING_SINGLE) != nullptr, exists) << int{code};
-        EXPECT_EQ(find_decoder(code, MISSING_EXTENDED) != nullptr, exists) << int{code};
+        for (const missing_family missing : {MISSING_SINGLE, MISSING_EXTENDED})
+            for (const std::int32_t order : {LEAST_SIGNIFICANT_FIRST, MOST_SIGNIFICANT_FIRST})
+                EXPECT_EQ(find_decoder(code, missing, order) != nullptr, exists) << int{code};
     }
 }
 

@@ -22,13 +22,12 @@ void ObservationRow::set(const void *bytes) {
     ++number_;
 }
 
-std::string_view ObservationRow::bytes(size_t index) const {
-    const Column &column = columns_[index];
-    const char *value = values() + positions_[index];
+std::string_view ObservationRow::bytes(const Column &column, int64_t position) const {
+    const char *value = values() + position;
     int32_t length = column.length;
     if (column.length_position >= 0) {
         std::memcpy(&length, values() + column.length_position, sizeof length);
-        std::memcpy(&value, values() + positions_[index], sizeof value);
+        std::memcpy(&value, value, sizeof value);
     }
     while (length > 0 && value[length - 1] == ' ')
         --length;
@@ -37,9 +36,14 @@ std::string_view ObservationRow::bytes(size_t index) const {
 
 std::string_view ObservationRow::text(size_t index) const {
     const Column &column = columns_[index];
-    const std::string_view stored = bytes(index);
+    const std::string_view stored = bytes(column, positions_[index]);
     if (services::is_ascii(stored)) // ASCII is the same in every session encoding
         return stored;
+    return decoded(index, stored);
+}
+
+std::string_view ObservationRow::decoded(size_t index, std::string_view stored) const {
+    const Column &column = columns_[index];
     const auto [text, valid] = host_.decode(stored, column.decoded);
     if (!valid && column.last_bad != number_) {
         column.last_bad = number_;

@@ -36,7 +36,8 @@ class ObservationRow final : public Row {
         mutable int64_t last_bad = 0; // the observation counted last
         mutable std::string decoded;
     };
-    std::string_view bytes(size_t column) const;
+    std::string_view bytes(const Column &column, int64_t position) const;
+    std::string_view decoded(size_t column, std::string_view stored) const;
 
     const Host &host_;
     BadTextNote note_;

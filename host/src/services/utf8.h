@@ -12,22 +12,27 @@ namespace vor::services {
 // How many bytes from the start are ASCII.
 size_t ascii_prefix(std::string_view bytes);
 
-// Whether all bytes are ASCII. Inline for the short texts of observations: a word at a time, the last one overlapping.
-inline bool is_ascii(std::string_view bytes) {
-    constexpr uint64_t high_bits = 0x8080808080808080U;
-    uint64_t seen = 0;
-    if (bytes.size() < sizeof seen) {
-        for (const char byte : bytes)
-            seen |= static_cast<unsigned char>(byte);
-        return (seen & high_bits) == 0;
-    }
-    uint64_t word;
-    for (size_t at = 0; at + sizeof word <= bytes.size(); at += sizeof word) {
+// Whether any byte of a text of at least a word is not ASCII: a word at a time, the last one overlapping.
+template <class Word>
+bool has_high_bit(std::string_view bytes) {
+    constexpr auto high_bits = static_cast<Word>(0x8080808080808080U);
+    Word seen;
+    std::memcpy(&seen, bytes.data() + bytes.size() - sizeof seen, sizeof seen);
+    for (size_t at = 0; at + sizeof seen < bytes.size(); at += sizeof seen) {
+        Word word;
         std::memcpy(&word, bytes.data() + at, sizeof word);
         seen |= word;
     }
-    std::memcpy(&word, bytes.data() + bytes.size() - sizeof word, sizeof word);
-    return ((seen | word) & high_bits) == 0;
+    return (seen & high_bits) != 0;
+}
+
+// Whether all bytes are ASCII. Inline for the short texts of observations.
+inline bool is_ascii(std::string_view bytes) {
+    if (bytes.size() >= sizeof(uint64_t))
+        return !has_high_bit<uint64_t>(bytes);
+    if (bytes.size() >= sizeof(uint32_t))
+        return !has_high_bit<uint32_t>(bytes);
+    return bytes.empty() || !has_high_bit<uint8_t>(bytes);
 }
 
 bool is_utf8(std::string_view bytes);

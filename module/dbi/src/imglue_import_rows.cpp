@@ -2,6 +2,7 @@
 // for each variable, which hangs on the input record's inuserptr; a record is then one walk over the plan.
 #include "imglue_import_rows.h"
 
+#include "blank_padding.h"
 #include "driver_records.h"
 #include "imglue_errors.h"
 #include "imglue_session.h"
@@ -154,18 +155,13 @@ void log_text(IMGLUE *self, const innamerecord *variable) {
     xpmlog(MESSAGE_GROUP_CONVERSION, MESSAGE_VALUE_NOT_READ, wzstlen(text), static_cast<const char *>(text));
 }
 
-void fill_blanks(char *text, int64_t from, int64_t to) {
-    if (from < to)
-        memset(text + from, ' ', static_cast<size_t>(to - from));
-}
-
 // The text as the driver decodes it; returns its length.
 int32_t move_text(indbsrec *in, const row_plan *plan, const value_step *step) {
     innamerecord *variable = step->variable;
     const int32_t width = variable->innamelength;
     in->self->nprocs->readit(in, variable, step->text, width);
     const int32_t length = plan->encodings && variable->data_length < width ? variable->data_length : width;
-    fill_blanks(step->text, length, variable->transcode_length);
+    blank_from(step->text, length, variable->transcode_length);
     return length;
 }
 
@@ -180,7 +176,7 @@ int32_t transcode_text(indbsrec *in, const row_plan *plan, const value_step *ste
     if (status != NLS_OK || converted > room)
         log_text(self, variable);
     const auto length = static_cast<int32_t>(converted > room ? room : converted);
-    fill_blanks(step->text, length, room);
+    blank_from(step->text, length, room);
     return length;
 }
 
@@ -201,21 +197,27 @@ void store_raw(indbsrec *in, const row_plan *plan, const value_step *step) {
 
 void store_record(indbsrec *in, const row_plan *plan) {
     const auto readit = in->self->nprocs->readit;
+    const int32_t number_bytes = plan->number_bytes;
     const value_step *const end = plan->end;
+    mivex_num_struct value = {};
     for (const value_step *step = plan->steps; step != end; ++step) {
-        if (step->kind == step_kind::text) {
+        const step_kind kind = step->kind;
+        if (kind == step_kind::text) {
             store_text(in, plan, step);
             continue;
         }
-        if (step->kind == step_kind::raw) {
+        if (kind == step_kind::raw) {
             store_raw(in, plan, step);
             continue;
         }
-        mivex_num_struct value;
-        value.miss_char = 0;
-        readit(in, step->variable, &value, plan->number_bytes);
-        const double number =
-            value.num == MISSING_SENTINEL ? missing_value(plan, value.miss_char) : host_number(step->kind, value.num);
+        readit(in, step->variable, &value, number_bytes);
+        double number = value.num;
+        if (number == MISSING_SENTINEL) {
+            number = missing_value(plan, value.miss_char);
+            value.miss_char = 0; // the driver sets it for missing values only
+        } else if (kind != step_kind::number) {
+            number = host_number(kind, number);
+        }
         memcpy(step->position, &number, sizeof number);
     }
 }

@@ -1,7 +1,8 @@
-// The decoders and their table. The numeric ones are one template over the stored type, the missing values of the
-// release and the meaning of the number.
+// The decoders and their table. The numeric ones are one template over the byte order of the file, the stored type, the
+// missing values of the release and the meaning of the number.
 #include "imstata_decoders.h"
 
+#include "blank_padding.h"
 #include "imglue_dates.h"
 #include "imstata_strls.h"
 #include "imswap.h"
@@ -21,17 +22,15 @@ constexpr int32_t HIGHEST = sizeof(stored) == 1   ? INT8_MAX
                             : sizeof(stored) == 2 ? INT16_MAX
                                                   : INT32_MAX;
 
-template <class stored>
-stored stored_value(const indbsrec *in, const innamerecord *variable, const char *record) {
+template <bool swapped, class stored>
+stored stored_value(const innamerecord *variable, const char *record) {
     stored value;
     memcpy(&value, record + variable->innameoffset, sizeof value);
-    if (sizeof value == 1 || in->indsn->byte_order != MOST_SIGNIFICANT_FIRST)
-        return value;
-    if constexpr (sizeof value == 2)
+    if constexpr (swapped && sizeof value == 2)
         from_sun_short(&value);
-    if constexpr (sizeof value == 4)
+    if constexpr (swapped && sizeof value == 4)
         from_sun_long(&value);
-    if constexpr (sizeof value == 8)
+    if constexpr (swapped && sizeof value == 8)
         from_sun_double(&value);
     return value;
 }
@@ -106,67 +105,69 @@ double as_date_and_time(const innamerecord * /*variable*/, double value) {
     return value / MILLISECONDS_PER_MINUTE + DAYS_TO_1960 * MINUTES_PER_DAY;
 }
 
-template <class stored, class family, number_meaning meaning>
+template <bool swapped, class stored, class family, number_meaning meaning>
 void decode_number(indbsrec *in, innamerecord *variable, const char *record, void *output, int64_t /*length*/) {
-    const stored value = stored_value<stored>(in, variable, record);
+    const auto value = stored_value<swapped, stored>(variable, record);
     if (family::is_missing(in, value))
         family::store_missing(output, value);
     else
         family::store(output, meaning(variable, static_cast<double>(value)));
 }
 
-constexpr innamefunct_type readbyte = decode_number<int8_t, one_missing, as_number>;
-constexpr innamefunct_type readshort = decode_number<int16_t, one_missing, as_number>;
-constexpr innamefunct_type readlong = decode_number<int32_t, one_missing, as_number>;
-constexpr innamefunct_type readfloat = decode_number<float, one_missing, as_number>;
-constexpr innamefunct_type readdouble = decode_number<double, one_missing, as_number>;
-constexpr innamefunct_type readdatebyte = decode_number<int8_t, one_missing, as_date>;
-constexpr innamefunct_type readdateshort = decode_number<int16_t, one_missing, as_date>;
-constexpr innamefunct_type readdatelong = decode_number<int32_t, one_missing, as_date>;
-constexpr innamefunct_type readdatefloat = decode_number<float, one_missing, as_date>;
-constexpr innamefunct_type readdatedouble = decode_number<double, one_missing, as_date>;
-constexpr innamefunct_type readbyte_v8 = decode_number<int8_t, extended_missing, as_number>;
-constexpr innamefunct_type readshort_v8 = decode_number<int16_t, extended_missing, as_number>;
-constexpr innamefunct_type readlong_v8 = decode_number<int32_t, extended_missing, as_number>;
-constexpr innamefunct_type readfloat_v8 = decode_number<float, extended_missing, as_number>;
-constexpr innamefunct_type readdouble_v8 = decode_number<double, extended_missing, as_number>;
-constexpr innamefunct_type readdatebyte_v8 = decode_number<int8_t, extended_missing, as_date>;
-constexpr innamefunct_type readdateshort_v8 = decode_number<int16_t, extended_missing, as_date>;
-constexpr innamefunct_type readdatelong_v8 = decode_number<int32_t, extended_missing, as_date>;
-constexpr innamefunct_type readdatefloat_v8 = decode_number<float, extended_missing, as_date>;
-constexpr innamefunct_type readdatedouble_v8 = decode_number<double, extended_missing, as_date>;
-constexpr innamefunct_type readtimelong_v8 = decode_number<int32_t, extended_missing, as_time>;
-constexpr innamefunct_type readtimedouble_v8 = decode_number<double, extended_missing, as_time>;
-constexpr innamefunct_type readdatetimedouble_v8 = decode_number<double, extended_missing, as_date_and_time>;
-
-void fill_blanks(char *text, int64_t count) {
-    memset(text, ' ', static_cast<size_t>(count));
-}
-
-// The length of a text without its trailing blanks, eight of them at a time.
-int32_t without_trailing_blanks(const char *text, int32_t length) {
-    constexpr uint64_t EIGHT_BLANKS = 0x2020202020202020;
-    constexpr int32_t WORD = sizeof EIGHT_BLANKS;
-    while (length >= WORD) {
-        uint64_t word;
-        memcpy(&word, text + length - WORD, sizeof word);
-        if (word != EIGHT_BLANKS)
-            break;
-        length -= WORD;
-    }
-    while (length > 0 && text[length - 1] == ' ')
-        --length;
-    return length;
-}
+template <bool swapped>
+constexpr innamefunct_type readbyte = decode_number<swapped, int8_t, one_missing, as_number>;
+template <bool swapped>
+constexpr innamefunct_type readshort = decode_number<swapped, int16_t, one_missing, as_number>;
+template <bool swapped>
+constexpr innamefunct_type readlong = decode_number<swapped, int32_t, one_missing, as_number>;
+template <bool swapped>
+constexpr innamefunct_type readfloat = decode_number<swapped, float, one_missing, as_number>;
+template <bool swapped>
+constexpr innamefunct_type readdouble = decode_number<swapped, double, one_missing, as_number>;
+template <bool swapped>
+constexpr innamefunct_type readdatebyte = decode_number<swapped, int8_t, one_missing, as_date>;
+template <bool swapped>
+constexpr innamefunct_type readdateshort = decode_number<swapped, int16_t, one_missing, as_date>;
+template <bool swapped>
+constexpr innamefunct_type readdatelong = decode_number<swapped, int32_t, one_missing, as_date>;
+template <bool swapped>
+constexpr innamefunct_type readdatefloat = decode_number<swapped, float, one_missing, as_date>;
+template <bool swapped>
+constexpr innamefunct_type readdatedouble = decode_number<swapped, double, one_missing, as_date>;
+template <bool swapped>
+constexpr innamefunct_type readbyte_v8 = decode_number<swapped, int8_t, extended_missing, as_number>;
+template <bool swapped>
+constexpr innamefunct_type readshort_v8 = decode_number<swapped, int16_t, extended_missing, as_number>;
+template <bool swapped>
+constexpr innamefunct_type readlong_v8 = decode_number<swapped, int32_t, extended_missing, as_number>;
+template <bool swapped>
+constexpr innamefunct_type readfloat_v8 = decode_number<swapped, float, extended_missing, as_number>;
+template <bool swapped>
+constexpr innamefunct_type readdouble_v8 = decode_number<swapped, double, extended_missing, as_number>;
+template <bool swapped>
+constexpr innamefunct_type readdatebyte_v8 = decode_number<swapped, int8_t, extended_missing, as_date>;
+template <bool swapped>
+constexpr innamefunct_type readdateshort_v8 = decode_number<swapped, int16_t, extended_missing, as_date>;
+template <bool swapped>
+constexpr innamefunct_type readdatelong_v8 = decode_number<swapped, int32_t, extended_missing, as_date>;
+template <bool swapped>
+constexpr innamefunct_type readdatefloat_v8 = decode_number<swapped, float, extended_missing, as_date>;
+template <bool swapped>
+constexpr innamefunct_type readdatedouble_v8 = decode_number<swapped, double, extended_missing, as_date>;
+template <bool swapped>
+constexpr innamefunct_type readtimelong_v8 = decode_number<swapped, int32_t, extended_missing, as_time>;
+template <bool swapped>
+constexpr innamefunct_type readtimedouble_v8 = decode_number<swapped, double, extended_missing, as_time>;
+template <bool swapped>
+constexpr innamefunct_type readdatetimedouble_v8 = decode_number<swapped, double, extended_missing, as_date_and_time>;
 
 void readchar(indbsrec * /*in*/, innamerecord *variable, const char *record, void *output, int64_t /*length*/) {
     const char *field = record + variable->innameoffset;
     const int32_t width = variable->innamelength;
-    const auto *end = static_cast<const char *>(memchr(field, '\0', static_cast<size_t>(width)));
-    const int32_t length = end == nullptr ? width : static_cast<int32_t>(end - field);
+    const int32_t length = length_to_nul(field, width);
     char *text = static_cast<char *>(output);
-    memcpy(text, field, static_cast<size_t>(length));
-    fill_blanks(text + length, width - length);
+    copy_field(text, field, width);
+    blank_from(text, length, width);
     variable->data_length = without_trailing_blanks(field, length);
 }
 
@@ -178,16 +179,16 @@ void readpadc(indbsrec * /*in*/, innamerecord *variable, const char *record, voi
         return;
     char *text = static_cast<char *>(output);
     memcpy(text, record + variable->innameoffset, static_cast<size_t>(copied));
-    fill_blanks(text + copied, length - copied);
+    blank_from(text, copied, length);
     int64_t kept = 0;
     while (kept<copied &&static_cast<unsigned char>(text[kept])> HIGHEST_CONTROL)
         ++kept;
-    fill_blanks(text + kept, copied - kept);
+    blank_from(text, kept, copied);
     variable->data_length = without_trailing_blanks(text, static_cast<int32_t>(kept));
 }
 
 void readcmiss(indbsrec * /*in*/, innamerecord *variable, const char * /*record*/, void *output, int64_t /*length*/) {
-    fill_blanks(static_cast<char *>(output), variable->innamelength);
+    blank_from(static_cast<char *>(output), 0, variable->innamelength);
     variable->data_length = 0;
 }
 
@@ -196,29 +197,32 @@ void readdmiss(indbsrec * /*in*/, innamerecord * /*variable*/, const char * /*re
     *static_cast<double *>(output) = MISSING_SENTINEL;
 }
 
-constexpr struct {
+struct decoder_row {
     decoder_code code;
     innamefunct_type older; // one missing value
     innamefunct_type newer; // extended missing values
-} DECODERS[] = {
+};
+
+template <bool swapped>
+constexpr decoder_row DECODERS[] = {
     {.code = DECODE_NO_TEXT, .older = readcmiss, .newer = readcmiss},
     {.code = DECODE_NO_NUMBER, .older = readdmiss, .newer = readdmiss},
-    {.code = DECODE_SHORT, .older = readshort, .newer = readshort_v8},
-    {.code = DECODE_LONG, .older = readlong, .newer = readlong_v8},
-    {.code = DECODE_FLOAT, .older = readfloat, .newer = readfloat_v8},
-    {.code = DECODE_DOUBLE, .older = readdouble, .newer = readdouble_v8},
+    {.code = DECODE_SHORT, .older = readshort<swapped>, .newer = readshort_v8<swapped>},
+    {.code = DECODE_LONG, .older = readlong<swapped>, .newer = readlong_v8<swapped>},
+    {.code = DECODE_FLOAT, .older = readfloat<swapped>, .newer = readfloat_v8<swapped>},
+    {.code = DECODE_DOUBLE, .older = readdouble<swapped>, .newer = readdouble_v8<swapped>},
     {.code = DECODE_TEXT, .older = readchar, .newer = readchar},
     {.code = DECODE_PADDED_TEXT, .older = readpadc, .newer = readpadc},
-    {.code = DECODE_BYTE, .older = readbyte, .newer = readbyte_v8},
+    {.code = DECODE_BYTE, .older = readbyte<swapped>, .newer = readbyte_v8<swapped>},
     {.code = DECODE_STRL, .older = readstrl, .newer = readstrl},
-    {.code = DECODE_DATE_SHORT, .older = readdateshort, .newer = readdateshort_v8},
-    {.code = DECODE_DATE_LONG, .older = readdatelong, .newer = readdatelong_v8},
-    {.code = DECODE_DATE_FLOAT, .older = readdatefloat, .newer = readdatefloat_v8},
-    {.code = DECODE_DATE_DOUBLE, .older = readdatedouble, .newer = readdatedouble_v8},
-    {.code = DECODE_DATE_BYTE, .older = readdatebyte, .newer = readdatebyte_v8},
-    {.code = DECODE_TIME_LONG, .older = readtimelong_v8, .newer = readtimelong_v8},
-    {.code = DECODE_TIME_DOUBLE, .older = readtimedouble_v8, .newer = readtimedouble_v8},
-    {.code = DECODE_DATETIME_DOUBLE, .older = readdatetimedouble_v8, .newer = readdatetimedouble_v8},
+    {.code = DECODE_DATE_SHORT, .older = readdateshort<swapped>, .newer = readdateshort_v8<swapped>},
+    {.code = DECODE_DATE_LONG, .older = readdatelong<swapped>, .newer = readdatelong_v8<swapped>},
+    {.code = DECODE_DATE_FLOAT, .older = readdatefloat<swapped>, .newer = readdatefloat_v8<swapped>},
+    {.code = DECODE_DATE_DOUBLE, .older = readdatedouble<swapped>, .newer = readdatedouble_v8<swapped>},
+    {.code = DECODE_DATE_BYTE, .older = readdatebyte<swapped>, .newer = readdatebyte_v8<swapped>},
+    {.code = DECODE_TIME_LONG, .older = readtimelong_v8<swapped>, .newer = readtimelong_v8<swapped>},
+    {.code = DECODE_TIME_DOUBLE, .older = readtimedouble_v8<swapped>, .newer = readtimedouble_v8<swapped>},
+    {.code = DECODE_DATETIME_DOUBLE, .older = readdatetimedouble_v8<swapped>, .newer = readdatetimedouble_v8<swapped>},
 };
 
 // Towards zero; a value outside the range becomes its end.
@@ -253,8 +257,8 @@ double read_stata_date(double value, int32_t kind) {
     }
 }
 
-innamefunct_type find_decoder(int32_t code, missing_family missing) {
-    for (const auto &decoder : DECODERS) {
+innamefunct_type find_decoder(int32_t code, missing_family missing, int32_t byte_order) {
+    for (const decoder_row &decoder : byte_order == MOST_SIGNIFICANT_FIRST ? DECODERS<true> : DECODERS<false>) {
         if (decoder.code == code)
             return missing == MISSING_EXTENDED ? decoder.newer : decoder.older;
     }

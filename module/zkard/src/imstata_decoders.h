@@ -31,8 +31,8 @@ enum decoder_code : int32_t {
     DECODE_DATETIME_DOUBLE = 34,
 };
 
-// The decoder of a code for files with those missing values; null for a code that does not exist.
-innamefunct_type find_decoder(int32_t code, missing_family missing);
+// The decoder of a code for files with those missing values and that byte order; null for a code that does not exist.
+innamefunct_type find_decoder(int32_t code, missing_family missing, int32_t byte_order);
 
 // read_stata_date: the day count of a date value of one kind.
 //

@@ -59,7 +59,7 @@ int32_t finish_without_records(indbsrec *in) {
 
 int32_t assign_decoders(indbsrec *in) {
     for (innamerecord *variable = in->firstname; variable != nullptr; variable = variable->nextname) {
-        variable->innamefunct = find_decoder(variable->innameftype, in->indsn->layout->missing);
+        variable->innamefunct = find_decoder(variable->innameftype, in->indsn->layout->missing, in->indsn->byte_order);
         if (variable->innamefunct == nullptr)
             return fail(in, ERROR_VARIABLE_TYPE, "%%1zThe variable %s has the unknown decoder code %d.",
                         variable->innamename, variable->innameftype);
