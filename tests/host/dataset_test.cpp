@@ -4,7 +4,9 @@
 #include <vorhost/tables.h>
 #include <vorhost/user_format.h>
 
+#include <array>
 #include <bit>
+#include <charconv>
 #include <cmath>
 #include <gtest/gtest.h>
 #include <limits>
@@ -87,16 +89,27 @@ TEST(Numbers, Reading) {
     EXPECT_EQ(std::bit_cast<uint64_t>(*parse_number_text("")), std::bit_cast<uint64_t>(missing_value('.')));
 }
 
-TEST(Numbers, EveryDoubleComesBack) {
+// The shortest text there is, by the standard library, and one that reads back to the same double: any bits, decimals
+// of every count and size, their neighbours, and numbers that were narrow ones.
+TEST(Numbers, EveryDoubleComesBackFromItsShortestText) {
     std::mt19937_64 random(11);
-    for (int i = 0; i < 200000; ++i) {
+    for (int i = 0; i < 400000; ++i) {
         double value = std::bit_cast<double>(random());
-        if (i % 2 == 0)
-            value = std::round(std::fmod(value, 1e9) * 100) / 100;
+        const double power = std::pow(10, static_cast<double>(random() % 9));
+        if (i % 4 != 0)
+            value = std::round(std::fmod(value, std::pow(10, static_cast<double>(random() % 17)))) / power;
+        if (i % 4 == 2)
+            value = std::nextafter(value, 0);
+        if (i % 4 == 3)
+            value = static_cast<float>(value);
         if (!std::isfinite(value))
             continue;
-        const auto back = parse_number_text(number_text(value));
-        ASSERT_TRUE(back) << number_text(value);
+        std::array<char, 32> shortest{};
+        const char *end = std::to_chars(shortest.begin(), shortest.end(), value).ptr;
+        const std::string text = number_text(value);
+        ASSERT_EQ(text, std::string_view(shortest.begin(), static_cast<size_t>(end - shortest.begin())));
+        const auto back = parse_number_text(text);
+        ASSERT_TRUE(back) << text;
         ASSERT_EQ(std::bit_cast<uint64_t>(*back), std::bit_cast<uint64_t>(value));
     }
 }

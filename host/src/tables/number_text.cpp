@@ -73,14 +73,43 @@ bool is_written_as_integer(double value) {
     return integer == 0 ? !std::signbit(value) : integer % 100000 != 0;
 }
 
+// Writes a number with one to six decimals; null when it is none. A quotient of two exact doubles is rounded correctly,
+// so the digits read back to the same number; below 2^50 units no other count of them does, and without zeros at the
+// end they are the shortest. Most fractions of real tables are such numbers.
+char *write_short_decimal(double value, char *out) {
+    constexpr int decimals = 6;
+    constexpr int64_t units = 1000000;
+    constexpr double smallest = 0.01; // an exponent may be shorter below
+    constexpr double largest = 1e9;
+    const double magnitude = std::fabs(value);
+    if (!(magnitude >= smallest && magnitude < largest))
+        return nullptr;
+    auto scaled = static_cast<int64_t>(magnitude * units + 0.5);
+    const int64_t integer = scaled / units;
+    if (scaled == integer * units || static_cast<double>(scaled) / units != magnitude)
+        return nullptr;
+    if (value < 0)
+        *out++ = '-';
+    out = std::to_chars(out, out + number_text_max_bytes, integer).ptr;
+    *out = '.';
+    for (int place = decimals; place > 0; --place, scaled /= 10)
+        out[place] = static_cast<char>('0' + scaled % 10);
+    out += decimals;
+    while (*out == '0')
+        --out;
+    return out + 1;
+}
+
 } // namespace
 
 char *write_number(double value, char *out) {
     const char mark = missing_mark(value);
     if (mark == 0 && is_written_as_integer(value)) // many times faster than the search for the shortest double
         return std::to_chars(out, out + number_text_max_bytes, static_cast<int64_t>(value)).ptr;
-    if (mark == 0)
-        return std::to_chars(out, out + number_text_max_bytes, value).ptr;
+    if (mark == 0) {
+        char *end = write_short_decimal(value, out);
+        return end ? end : std::to_chars(out, out + number_text_max_bytes, value).ptr;
+    }
     *out++ = '.';
     if (mark != '.')
         *out++ = mark == '_' ? mark : static_cast<char>(mark - 'A' + 'a');
