@@ -195,6 +195,13 @@ void store_raw(indbsrec *in, const row_plan *plan, const value_step *step) {
     memcpy(step->position, plan->scratch, static_cast<size_t>(width < NUMBER_BYTES ? width : NUMBER_BYTES));
 }
 
+// Compares bits: the sentinel has one form only, and the value stays out of the floating-point unit.
+bool is_sentinel(const double &number) {
+    uint64_t bits;
+    memcpy(&bits, &number, sizeof bits);
+    return bits == __builtin_bit_cast(uint64_t, MISSING_SENTINEL);
+}
+
 void store_record(indbsrec *in, const row_plan *plan) {
     const auto readit = in->self->nprocs->readit;
     const int32_t number_bytes = plan->number_bytes;
@@ -211,14 +218,13 @@ void store_record(indbsrec *in, const row_plan *plan) {
             continue;
         }
         readit(in, step->variable, &value, number_bytes);
-        double number = value.num;
-        if (number == MISSING_SENTINEL) {
-            number = missing_value(plan, value.miss_char);
+        if (is_sentinel(value.num)) {
+            value.num = missing_value(plan, value.miss_char);
             value.miss_char = 0; // the driver sets it for missing values only
         } else if (kind != step_kind::number) {
-            number = host_number(kind, number);
+            value.num = host_number(kind, value.num);
         }
-        memcpy(step->position, &number, sizeof number);
+        memcpy(step->position, &value.num, sizeof value.num);
     }
 }
 

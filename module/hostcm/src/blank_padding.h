@@ -15,21 +15,24 @@ word load_word(const char *bytes) {
     return value;
 }
 
-// The length of the text in a field of `width` bytes: up to the first NUL, or the whole field.
+// Marks the first byte of a word that is zero with its highest bit; 0 when none is.
+inline uint64_t first_zero(uint64_t word) {
+    return (word - 0x0101010101010101) & ~word & 0x8080808080808080;
+}
+
+// The length of the text in a field of `width` bytes: up to the first NUL, or the whole field. Up to two words it takes
+// no branch that depends on the text: where texts end is what a processor cannot guess.
 inline int32_t length_to_nul(const char *field, int32_t width) {
     constexpr int32_t WORD = WORD_BYTES;
-    const auto first_zero = [](uint64_t word) { // marks the first byte that is zero with its highest bit
-        return (word - 0x0101010101010101) & ~word & 0x8080808080808080;
-    };
-    for (int32_t at = 0; width >= WORD && at < width; at += WORD) {
-        const int32_t start = at + WORD <= width ? at : width - WORD;
-        if (const uint64_t zero = first_zero(load_word<uint64_t>(field + start)); zero != 0)
-            return start + __builtin_ctzll(zero) / 8;
+    if (width < WORD || width > 2 * WORD) {
+        const void *end = memchr(field, '\0', static_cast<size_t>(width));
+        return end == nullptr ? width : static_cast<int32_t>(static_cast<const char *>(end) - field);
     }
-    int32_t length = width >= WORD ? width : 0;
-    while (length < width && field[length] != '\0')
-        ++length;
-    return length;
+    const uint64_t first = first_zero(load_word<uint64_t>(field));
+    const uint64_t last = first_zero(load_word<uint64_t>(field + width - WORD));
+    const uint64_t zero = first != 0 ? first : last;
+    const int32_t start = first != 0 ? 0 : width - WORD;
+    return zero == 0 ? width : start + __builtin_ctzll(zero) / 8;
 }
 
 // Copies a field of `width` bytes; both sides hold that many.
