@@ -27,8 +27,9 @@ std::string utf8(const icu::UnicodeString &text) {
     return text.toUTF8String(bytes);
 }
 
+// A copy: what tempSubString returns stays a view of `text`.
 icu::UnicodeString first_characters(const icu::UnicodeString &text, int32_t characters) {
-    return text.tempSubString(0, text.moveIndex32(0, characters));
+    return {text, 0, text.moveIndex32(0, characters)};
 }
 
 // Every character that is not a letter, a digit or an underscore becomes an underscore; a digit in front gets one.
