@@ -65,7 +65,7 @@ StataFile stations() {
 }
 
 TEST(ExampleFiles, AreTheOnesDescribedHere) {
-    const std::filesystem::path folder = std::filesystem::path(__FILE__).parent_path() / "../../examples";
+    const std::filesystem::path folder = VORDTA_EXAMPLES;
     const std::pair<const char *, StataFile> files[] = {{"survey.dta", survey()}, {"stations.dta", stations()}};
     for (const auto &[name, file] : files) {
         const std::string path = (folder / name).string();
