@@ -34,7 +34,7 @@ TEST(BinaryHeader, FieldsAndEnd) {
     for (const auto &row : rows) {
         for (const ByteOrder order : {ByteOrder::little, ByteOrder::big}) {
             DriverFile opened(build(small_file(row.release, order)));
-            opened.file.at = 19; // wherever recognising the file left it
+            opened.file.move(19); // wherever recognising the file left it
             headerrec header{};
             ASSERT_EQ(parse_binary_header(&opened.in, &header), 0) << row.release;
             EXPECT_EQ(header.release, row.release);
@@ -43,7 +43,7 @@ TEST(BinaryHeader, FieldsAndEnd) {
             EXPECT_EQ(header.nvar_2byte, 3);
             EXPECT_EQ(header.nobs_4byte, 10);
             EXPECT_STREQ(header.datalabel, "label");
-            EXPECT_EQ(opened.file.at, row.end) << row.release;
+            EXPECT_EQ(opened.file.at(), row.end) << row.release;
         }
     }
 }
@@ -100,9 +100,9 @@ TEST(BinaryHeader, ExpansionFields) {
             Offsets offsets;
             DriverFile opened(build(file, &offsets));
             describe(opened, each.release, order);
-            opened.file.at = each.release < 105 ? offsets.at("data") : offsets.at("characteristics");
+            opened.file.move(each.release < 105 ? offsets.at("data") : offsets.at("characteristics"));
             EXPECT_EQ(skip_binary_expansion_records(&opened.in), 0) << each.what << opened.message();
-            EXPECT_EQ(opened.file.at, offsets.at("data")) << each.what;
+            EXPECT_EQ(opened.file.at(), offsets.at("data")) << each.what;
         }
     }
 }
@@ -132,7 +132,7 @@ TEST(BinaryHeader, DamagedExpansionFields) {
         patch_number(bytes, field + 1, row.length, 4, ByteOrder::little);
         DriverFile opened(bytes.substr(0, row.size));
         describe(opened, 115, ByteOrder::little);
-        opened.file.at = field;
+        opened.file.move(field);
         EXPECT_EQ(skip_binary_expansion_records(&opened.in), row.status) << row.what;
         EXPECT_NE(opened.message().find(row.message), std::string::npos) << row.what << ": " << opened.message();
     }

@@ -4,9 +4,8 @@
 
 #include "driver_records.h"
 #include "grammar_options.h"
-#include "memory_host.h"
+#include "module_host.h"
 #include "output_records.h"
-#include "service_entries.h"
 
 #include <bit>
 #include <cstring>
@@ -25,16 +24,14 @@ class ConversionTest : public testing::Test {
         if (self != nullptr)
             drop_pipe();
         host.reset();
-        host = std::make_unique<MemoryHost>(std::move(host_options));
-        GCB *gcb = (*host)->control_block();
-        mcn_main(gcb, nullptr);
+        host = std::make_unique<ModuleHost>(std::move(host_options));
         current_ = this;
         replace(xpmlog, keep_message);
         self = std::make_unique<IMGLUE>();
         self->grammar_ptr = &options;
         self->dbsinfoptr = &info;
         self->nprocs = &procs;
-        self->zknlsp = gcb->toolkit->nls;
+        self->zknlsp = (*host)->control_block()->toolkit->nls;
         self->inptr = &in;
         self->outptr = &out;
         in.self = out.self = self.get();
@@ -42,10 +39,9 @@ class ConversionTest : public testing::Test {
         info.supports_encoding = info.supports_multiple_missings = 1;
     }
 
-    // Puts a routine in the place of a service.
-    template <std::int32_t group, std::int32_t slot, class Signature, class Routine>
-    void replace(const service_entry<group, slot, Signature> &, Routine routine) {
-        host->replace_service(group, slot, reinterpret_cast<SERVICE_ROUTINE>(+routine));
+    template <class Service, class Routine>
+    void replace(const Service &service, Routine routine) {
+        host->replace(service, routine);
     }
 
     // The session's pipeline from one encoding to another; it goes with the test.
@@ -65,12 +61,10 @@ class ConversionTest : public testing::Test {
         self->transpipe = nullptr;
     }
     void TearDown() override { drop_pipe(); }
+    void leave_blocks(int n) { host->leave_blocks(n); }
+    void leave_all_blocks() { host->leave_all_blocks(); }
 
-    // Every allocation but the next n fails.
-    void leave_blocks(int n) { host->faults.fail(Operation::allocation, n + 1, true); }
-    void leave_all_blocks() { host->faults.fail(Operation::allocation, 0); }
-
-    std::unique_ptr<MemoryHost> host;
+    std::unique_ptr<ModuleHost> host;
     std::unique_ptr<IMGLUE> self;
     Lines messages; // of the message catalog: its number and, where it has one, its text or length
     glue_grammar_struct options{};

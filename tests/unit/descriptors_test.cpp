@@ -33,7 +33,7 @@ TEST(Descriptors, EveryReleaseInBothOrders) {
             ASSERT_EQ(opened.set_up(), 0) << release << ": " << opened.message();
             EXPECT_EQ(opened.in.inreclen, 29) << release;
             EXPECT_EQ(opened.in.intotal, 2) << release;
-            EXPECT_EQ(opened.file.at, places.at("data")) << release;
+            EXPECT_EQ(opened.file.at(), places.at("data")) << release;
             EXPECT_EQ(opened.info.supports_encoding, release >= 117 ? 1 : 0) << release;
             EXPECT_EQ(opened.info.supports_multiple_missings, release >= 113 ? 1 : 0) << release;
             for (std::size_t i = 0; i < 6; ++i) {
@@ -238,7 +238,8 @@ TEST(Descriptors, EveryFailingReadAndAllocationIsReported) {
     const auto attempt = [&](int failing_read, int refused_block, std::int32_t expected) {
         DriverFile opened(bytes);
         opened.file.transfers_left = failing_read;
-        opened.host.refuse_block = refused_block;
+        if (refused_block >= 0)
+            opened.host.faults.fail(Operation::allocation, refused_block + 1);
         std::int32_t status = 0;
         const bool whole = opened.read_all(status).size() == 1 && status == 0;
         if (!whole) {

@@ -6,10 +6,9 @@
 #include "imstata.h"
 #include "imstata_decoders.h"
 #include "imstata_records.h"
-#include "scripted_host.h"
+#include "module_host.h"
 #include "stata_file_builder.h"
 
-#include <cstdint>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -23,13 +22,12 @@ using DriverCell = std::variant<double, Missing, std::string>;
 
 class DriverFile {
   public:
-    explicit DriverFile(std::string contents) : bytes(std::move(contents)), file(bytes) {
-        host.provide(xpslstv, format_text);
+    explicit DriverFile(std::string contents) : bytes(std::move(contents)) {
         init_imstata(&procs);
         self->dbsinfoptr = &info;
         self->do_input = 1;
         in.self = self.get();
-        in.mivex_infd = &file;
+        in.mivex_infd = file.handle;
         in.inobscount = -1;
         in.inbuffsize = 32000;
         in.message_string = message_.data();
@@ -78,20 +76,18 @@ class DriverFile {
         return rows;
     }
 
-    ScriptedHost host;
+    ModuleHost host;
     std::string bytes;
-    ScriptedFile file;
+    WatchedFile file = open(host, bytes);
     native_procs procs{};
     std::unique_ptr<IMGLUE> self = std::make_unique<IMGLUE>();
     indbsinfo info{};
     indbsrec in{};
 
   private:
-    static std::int32_t format_text(SERVICE_ID, void *, char *text, std::int32_t limit, const char *format,
-                                    std::int32_t length, va_list arguments) {
-        const std::string terminated(format, static_cast<std::size_t>(length));
-        const int written = std::vsnprintf(text, static_cast<std::size_t>(limit), terminated.c_str(), arguments);
-        return std::min(written, limit - 1);
+    static WatchedFile open(ModuleHost &host, const std::string &bytes) {
+        host.files.put("file.dta", bytes);
+        return {"file.dta", WX_OPEN_INPUT};
     }
 
     std::vector<char> message_ = std::vector<char>(IMGLUE_SCRATCH_BYTES);

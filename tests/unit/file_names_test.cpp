@@ -1,6 +1,6 @@
 #include "driver_records.h"
 #include "imdtam_names.h"
-#include "scripted_host.h"
+#include "module_host.h"
 
 #include <gtest/gtest.h>
 
@@ -93,39 +93,36 @@ struct NamedSession {
 const std::string eight_blanks(8, ' ');
 
 TEST(SetFname, ResolvesPaths) {
-    const std::string deep = "/" + std::string(1020, 'd');
     struct {
         std::string given;
         std::int32_t length;
         std::int32_t code;
         std::string name;
     } const cases[] = {
-        {"mydata", -1, HOST_OK, "/data/mydata.dta"},
-        {"mydata.dta", -1, HOST_OK, "/data/mydata.dta"},
-        {"mydata.DTA", -1, HOST_OK, "/data/mydata.DTA"},
-        {"mydata.dTaX", -1, HOST_OK, "/data/mydata.dTaX.dta"},
-        {"mydata.dt", -1, HOST_OK, "/data/mydata.dt.dta"},
-        {"survey.csv", -1, HOST_OK, "/data/survey.csv.dta"},
+        {"mydata", -1, HOST_OK, "/memory/mydata.dta"},
+        {"mydata.dta", -1, HOST_OK, "/memory/mydata.dta"},
+        {"mydata.DTA", -1, HOST_OK, "/memory/mydata.DTA"},
+        {"mydata.dTaX", -1, HOST_OK, "/memory/mydata.dTaX.dta"},
+        {"mydata.dt", -1, HOST_OK, "/memory/mydata.dt.dta"},
+        {"survey.csv", -1, HOST_OK, "/memory/survey.csv.dta"},
         {"/other/a.b.c", -1, HOST_OK, "/other/a.b.c.dta"},
-        {"ends.", -1, HOST_OK, "/data/ends.dta"},
-        {"  blanks in front", -1, HOST_OK, "/data/blanks in front.dta"},
-        {"mydata.dta and more", 10, HOST_OK, "/data/mydata.dta"},
-        {"no more than 1024 bytes: " + std::string(1100, 'x'), -1, HOST_NAME_TOO_LONG, ""},
-        {deep + "/x", -1, HOST_NAME_TOO_LONG, ""},
+        {"ends.", -1, HOST_OK, "/memory/ends.dta"},
+        {"  blanks in front", -1, HOST_OK, "/memory/blanks in front.dta"},
+        {"mydata.dta and more", 10, HOST_OK, "/memory/mydata.dta"},
+        {"/" + std::string(1020, 'd'), -1, HOST_NAME_TOO_LONG, ""}, // with its extension
         {"", -1, HOST_NAME_BLANK, ""},
         {"   ", -1, HOST_NAME_BLANK, ""},
         {"           ", 11, HOST_NAME_BLANK, ""},
         {"data*.dta", -1, HOST_NAME_WILDCARD, ""},
         {"what?", 5, HOST_NAME_WILDCARD, ""},
     };
+    ModuleHost host;
     for (const auto &row : cases) {
         SCOPED_TRACE(row.given);
-        ScriptedHost host;
         NamedSession session;
         EXPECT_EQ(s_fname(session.self.get(), row.given.c_str(), row.length), row.code);
         EXPECT_EQ(session.self->isfref, 0);
         EXPECT_EQ(session.logname(), eight_blanks);
-        EXPECT_TRUE(host.assignments.empty()) << "an assignment was left behind";
         if (row.code == HOST_OK) {
             EXPECT_EQ(session.name(), row.name);
         }
@@ -133,20 +130,20 @@ TEST(SetFname, ResolvesPaths) {
 }
 
 TEST(SetFname, ReturnsTheHostsCodes) {
-    struct {
-        std::string failing;
-        std::vector<std::string> trace;
-    } const cases[] = {
-        {"xxrasgn /data/mydata", {"xxrasgn /data/mydata"}},
-        {"xxrinfo /data/mydata", {"xxrasgn /data/mydata", "xxrinfo /data/mydata", "xxrdasg /data/mydata"}},
-    };
-    for (const auto &row : cases) {
-        ScriptedHost host;
-        NamedSession session;
-        host.failing[row.failing] = 47;
-        EXPECT_EQ(s_fname(session.self.get(), "  mydata", -1), 47);
-        EXPECT_EQ(host.trace, row.trace);
-        EXPECT_EQ(session.name(), "mydata  ") << "the name stays as it was given, moved to the left";
+    ModuleHost host;
+    NamedSession session;
+    host.faults.fail(Operation::assign, 1);
+    EXPECT_LT(s_fname(session.self.get(), "  mydata", -1), 0);
+    EXPECT_EQ(session.name(), "mydata  ") << "the name stays as it was given, moved to the left";
+    static std::int32_t length;
+    for (const auto &[given, code] : {std::pair{-1, 47}, {1025, HOST_NAME_TOO_LONG}}) {
+        length = given;
+        host.replace(xxrinfo, [](SERVICE_ID, WX_FILE *, const char *, FILE_CONTEXT *, std::int32_t, std::int32_t,
+                                 WX_INFOPARM *info) {
+            info->namelen = length;
+            return length < 0 ? 47 : 0;
+        });
+        EXPECT_EQ(s_fname(session.self.get(), "mydata", -1), code);
     }
 }
 
@@ -156,25 +153,26 @@ TEST(SetFname, RecognisesFileReferences) {
         bool import;
         std::int32_t code;
         std::int32_t isfref;
-        std::string logname;
+        std::string logname; // empty: one of the host's
     } const cases[] = {
-        {"MYFILE", true, HOST_OK, 1, "MYFILE  "},
-        {"EIGHTLNG", true, HOST_OK, 1, "EIGHTLNG"},
-        {"EIGHTLNGX", true, HOST_OK, 0, eight_blanks},
-        {"UNKNOWN", true, HOST_OK, 0, eight_blanks},
-        {"MYFILE", false, HOST_NAME_NO_EXTENSION, 1, "#FN10001"},
+        {"MYFILE", true, HOST_OK, 1, "MYFILE  "},         {"EIGHTLNG", true, HOST_OK, 1, "EIGHTLNG"},
+        {"EIGHTLNGX", true, HOST_OK, 0, eight_blanks},    {"UNKNOWN", true, HOST_OK, 0, eight_blanks},
+        {"MYFILE", false, HOST_NAME_NO_EXTENSION, 1, ""},
     };
+    ModuleHost host;
+    for (const char *name : {"MYFILE", "EIGHTLNG"})
+        host->assign_reference(name, host.files.sequential(std::make_shared<std::string>()));
     for (const auto &row : cases) {
         SCOPED_TRACE(row.given);
-        ScriptedHost host;
         NamedSession session;
-        host.assignments = {{"MYFILE  ", "/ref/one"}, {"EIGHTLNG", "/ref/two"}, {"EIGHTLNG", "/ref/three"}};
         session.self->outmode = row.import ? OUTMODE_IMPORT : 0;
         session.self->do_input = row.import ? 0 : 1;
         EXPECT_EQ(s_fname(session.self.get(), row.given.c_str(), -1), row.code);
         EXPECT_EQ(session.self->isfref, row.isfref);
-        EXPECT_EQ(session.logname(), row.logname);
-        EXPECT_EQ(host.substitutions, row.code == HOST_NAME_NO_EXTENSION ? " 1 " : "");
+        if (row.logname.empty())
+            EXPECT_EQ(xxrexsl(session.self->logname, file_context()), 0);
+        else
+            EXPECT_EQ(session.logname(), row.logname);
         if (row.isfref != 0) {
             EXPECT_EQ(session.name(), row.given);
             EXPECT_EQ(session.self->do_input, row.import ? 1 : 0);
@@ -184,27 +182,26 @@ TEST(SetFname, RecognisesFileReferences) {
 }
 
 TEST(SetFname, NeedsANameAndASession) {
-    ScriptedHost host;
+    ModuleHost host;
     NamedSession session;
     EXPECT_EQ(s_fname(nullptr, "x", -1), HOST_NO_NAME);
     EXPECT_EQ(s_fname(session.self.get(), nullptr, -1), HOST_NO_NAME);
-    EXPECT_EQ(host.substitutions, "set_fname 10 vorimdf 8 set_fname 10 vorimdf 8 ");
 }
 
 TEST(AssignAgain, OnlyPaths) {
-    ScriptedHost host;
+    ModuleHost host;
     NamedSession session;
     IMGLUE *self = session.self.get();
     std::memcpy(self->filename, "/a/b.dta", 8);
     self->filenamelen = 8;
     std::memcpy(self->logname, "#FN77777", 8);
     EXPECT_EQ(asg_lname(self), HOST_OK);
-    EXPECT_EQ(host.assignments["#FN77777"], "/a/b.dta");
-    host.failing["xxrasgn /a/b.dta"] = 47;
-    EXPECT_EQ(asg_lname(self), 47);
+    EXPECT_EQ(xxrexsl("#FN77777", file_context()), 0);
+    host.faults.fail(Operation::assign, 1);
+    EXPECT_LT(asg_lname(self), 0);
     self->isfref = 1;
+    host.faults.fail(Operation::assign, 1);
     EXPECT_EQ(asg_lname(self), HOST_OK);
-    EXPECT_STREQ(mivex_get_default_extension(self), "dta");
 }
 
 } // namespace

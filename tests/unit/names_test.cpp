@@ -1,14 +1,12 @@
 // Names: cutting, uniqueness, cleaning and what the log says of it.
 #include "imglue_names.h"
-#include "small_host.h"
+#include "module_host.h"
 
 #include <gtest/gtest.h>
 #include <memory>
 #include <set>
 
 namespace {
-
-using vor::test::SmallHost;
 
 class Names : public testing::Test {
   protected:
@@ -31,7 +29,7 @@ class Names : public testing::Test {
         return made.data();
     }
 
-    SmallHost host;
+    vor::test::ModuleHost host;
     std::unique_ptr<IMGLUE> session = std::make_unique<IMGLUE>();
     outnamestruct *root = nullptr;
     std::int32_t suffixed = -1;
@@ -132,19 +130,19 @@ TEST_F(Names, AHundredThousandEqualNames) {
 }
 
 TEST_F(Names, WithoutMemoryTheNameIsStillWritten) {
-    host.allocations_left = 0;
+    host.leave_blocks(0);
     EXPECT_EQ(unique("NAME"), "NAME");
     EXPECT_EQ(root, nullptr);
-    host.allocations_left = 1;
+    host.leave_blocks(1);
     EXPECT_EQ(unique("NAME"), "NAME");
     EXPECT_EQ(unique("NAME"), "NAME_1");
     EXPECT_EQ(suffixed, 1);
 }
 
 TEST_F(Names, Cleaning) {
-    const std::string change = "%3z   Variable Name Change.  ";
-    const std::string suffix = "%3z   Variable Name Change...  ";
-    const std::string cut = "%3z   Name Truncated...  ";
+    const std::string change = "NOTE:    Variable Name Change.  ";
+    const std::string suffix = "NOTE:    Variable Name Change...  ";
+    const std::string cut = "NOTE:    Name Truncated...  ";
     const std::string long_name = std::string(31, 'q') + " tail";
     const struct {
         std::string name, expected, line;
@@ -171,9 +169,9 @@ TEST_F(Names, Cleaning) {
     };
     for (const auto &step : steps) {
         SCOPED_TRACE(step.name);
-        host.log.clear();
+        host.log.lines.clear();
         EXPECT_EQ(cleaned(step.name), step.expected);
-        EXPECT_EQ(host.log, step.line.empty() ? std::vector<std::string>{} : std::vector{step.line});
+        EXPECT_EQ(host.log.lines, step.line.empty() ? std::vector<std::string>{} : std::vector{step.line});
     }
     // As long as the scratch buffers and longer: cut, and nothing written outside.
     EXPECT_EQ(cleaned(std::string(70000, 'w')), std::string(32, 'w'));
@@ -186,7 +184,7 @@ TEST_F(Names, CuttingTwoByteCharacters) {
             text += "\xB0\xA1";
         return text;
     }();
-    const std::string line = "%3z   Duplicate Name Change...  ";
+    const std::string line = "NOTE:    Duplicate Name Change...  ";
     const struct {
         std::string name;
         std::int32_t is_latin1;
@@ -201,7 +199,7 @@ TEST_F(Names, CuttingTwoByteCharacters) {
     };
     for (const auto &step : steps) {
         SCOPED_TRACE(step.expected);
-        host.log.clear();
+        host.log.lines.clear();
         std::vector<char> made(33);
         // The name's bytes only: the caller gives a length, not a terminated string.
         const std::vector<unsigned char> name(step.name.begin(), step.name.end());
@@ -210,7 +208,7 @@ TEST_F(Names, CuttingTwoByteCharacters) {
                                                         static_cast<std::int32_t>(name.size()), step.is_latin1, 32);
         EXPECT_EQ(std::string(made.data()), step.expected);
         EXPECT_EQ(length, static_cast<std::int32_t>(step.expected.size()));
-        EXPECT_EQ(host.log, step.line.empty() ? std::vector<std::string>{} : std::vector{step.line});
+        EXPECT_EQ(host.log.lines, step.line.empty() ? std::vector<std::string>{} : std::vector{step.line});
     }
 }
 

@@ -1,18 +1,21 @@
+// A session from set-up to clean-up: its memory, its files in either direction, and what is left of it on every way
+// out.
 #include "grammar_options.h"
 #include "imdtam_names.h"
 #include "imglue_files.h"
 #include "imglue_session.h"
+#include "module_host.h"
 #include "output_records.h"
-#include "scripted_host.h"
 
 #include <gtest/gtest.h>
 
 namespace vor::test {
 namespace {
 
-using Lines = std::vector<std::string>;
+const std::string main_path = "/d/name.dta";
+const std::string reference_path = "/ref";
 
-// A host, a driver of three entries and a session that is as far as an opened main file.
+// A host, a driver of two entries and a session that is as far as an opened main file.
 struct Bench {
     explicit Bench(bool importing, bool reference = false) : import(importing) {
         procs.get_extend_info = [](indbsrec *, const char *, indbsinfo *info) {
@@ -20,7 +23,6 @@ struct Bench {
             info->create_tempfile = current->create_tempfile;
         };
         procs.finoutdbs = [](outdbsrec *out) {
-            current->host.trace.emplace_back("finoutdbs");
             out->outtotal = 5000000000;
             out->outvars = 3;
             return current->finish_result;
@@ -31,62 +33,58 @@ struct Bench {
         self->isfref = reference ? 1 : 0;
         std::memset(self->logname, ' ', 8);
         reference ? name_reference() : name_path();
-        open_main();
-        host.trace.clear();
+        open_file(&self->fileptr, self->logname, self->do_input);
     }
 
     void name_path() {
-        std::memcpy(self->filename, "/d/name.dta", 11);
-        self->filenamelen = 11;
-        host.files["/d/name.dta"] = import ? "contents" : "";
+        main_path.copy(self->filename, main_path.size());
+        self->filenamelen = static_cast<std::int32_t>(main_path.size());
+        host.files.put(main_path, import ? "contents" : "");
         asg_lname(self.get());
     }
 
-    // An export to a reference goes to a temporary file first: /tmp/1.
+    // An export to a reference goes to a temporary file first.
     void name_reference() {
         std::memcpy(self->filename, "MYFILE", 6);
         self->filenamelen = 6;
         std::memcpy(self->actual_logname, "MYFILE  ", 8);
-        host.assignments["MYFILE  "] = "/ref";
-        host.files["/ref"] = import ? "contents" : "old";
+        host.files.put(reference_path, import ? "contents" : "old");
+        xxrasgn(self->actual_logname, file_context(), nullptr, reference_path.data(), 4, 0);
         if (import)
             std::memcpy(self->logname, "MYFILE  ", 8);
         else
             xxrasgn(self->logname, file_context(), "TEMP    ", nullptr, 0, 0);
     }
 
-    void open_main() {
+    static void open_file(WX_FILE **handle, const char *name, std::int32_t direction) {
         WX_OPENPARM request;
-        setup_xxopenparm(self->do_input, &request, FILE_PIECE_BYTES);
-        xxropen(&self->fileptr, self->logname, file_context(), &request);
+        setup_xxopenparm(direction, &request, FILE_PIECE_BYTES);
+        xxropen(handle, name, file_context(), &request);
     }
 
     std::int32_t set_up(const char *directory = "/d/", const char *name = "name") {
         return setup_self(self.get(), directory, name, "dta");
     }
 
-    // Ends the session and checks that nothing of it is left.
-    Lines clean_up() {
-        host.trace.clear();
+    // Ends the session, twice, and checks that nothing of it is left.
+    void clean_up() {
         EXPECT_EQ(mivex_clean_up(self.get()), 0);
-        EXPECT_TRUE(host.blocks.empty());
-        EXPECT_EQ(host.open_files(), 0);
-        const Lines first = host.trace;
         EXPECT_EQ(mivex_clean_up(self.get()), 0);
-        EXPECT_EQ(host.trace, first) << "a second clean-up has nothing to do";
-        return first;
+        EXPECT_EQ(host.left_over(), "");
+        EXPECT_EQ(self->inptr, nullptr);
+        EXPECT_EQ(self->outptr, nullptr);
+        EXPECT_EQ(self->path_part, nullptr);
+        EXPECT_TRUE(self->isfref == 0 || xxrexsl("MYFILE  ", file_context()) == 0) << "the user's reference stays";
     }
 
     static inline Bench *current = nullptr;
     bool import;
-    ScriptedHost host;
+    ModuleHost host;
     native_procs procs{};
     std::unique_ptr<IMGLUE> self = std::make_unique<IMGLUE>();
     std::int32_t create_tempfile = 0;
     std::int32_t finish_result = 0;
 };
-
-const std::string eight_zeros(8, '\0');
 
 TEST(SessionMemory, IsZeroedChainedAndReleasedAtOnce) {
     struct {
@@ -94,12 +92,9 @@ TEST(SessionMemory, IsZeroedChainedAndReleasedAtOnce) {
         bool given;
     } const cases[] = {{0, true}, {1, true}, {100, true}, {-1, false}, {INT64_MIN, false}, {INT64_MAX - 14, false}};
     Bench bench(true);
-    std::size_t blocks = 0;
     for (const auto &row : cases) {
         auto *block = static_cast<char *>(h_malloc1(bench.self.get(), row.size));
         EXPECT_EQ(block != nullptr, row.given) << row.size;
-        blocks += row.given ? 1 : 0;
-        EXPECT_EQ(bench.host.blocks.size(), blocks);
         EXPECT_EQ(reinterpret_cast<std::uintptr_t>(block) % 8, 0u);
         if (row.given) {
             const auto size = static_cast<std::size_t>(row.size);
@@ -107,12 +102,12 @@ TEST(SessionMemory, IsZeroedChainedAndReleasedAtOnce) {
             std::memset(block, 'x', size);
         }
     }
-    bench.host.refuse_block = 0;
+    bench.host.leave_blocks(0);
     EXPECT_EQ(h_malloc1(bench.self.get(), 8), nullptr);
     bench.clean_up();
 }
 
-TEST(SetUp, NamesTheDataSetByItsParts) {
+TEST(SetUp, NamesTheDataSetAndForgetsEarlierFailures) {
     struct {
         const char *directory, *name;
         std::string data_set;
@@ -121,27 +116,15 @@ TEST(SetUp, NamesTheDataSetByItsParts) {
         for (const bool import : {true, false}) {
             SCOPED_TRACE(row.data_set);
             Bench bench(import);
-            ASSERT_EQ(bench.set_up(row.directory, row.name), 0);
             IMGLUE *self = bench.self.get();
+            self->haderror = ERROR_POSITION_SIZE;
+            ASSERT_EQ(bench.set_up(row.directory, row.name), 0);
             EXPECT_EQ(import ? self->inptr->indsnname : self->outptr->outdsnname, row.data_set);
-            EXPECT_STREQ(self->path_part, row.directory);
-            EXPECT_STREQ(self->name_part, row.name);
-            EXPECT_STREQ(self->extend_part, "dta");
+            EXPECT_STREQ(import ? self->inptr->message_string : self->outptr->message_string, "");
+            EXPECT_EQ(import ? self->inptr->mivex_infd : self->outptr->mivex_outfd, self->fileptr);
+            EXPECT_EQ(self->haderror, 0);
+            bench.clean_up();
         }
-    }
-}
-
-TEST(SetUp, StartsWithoutAnEarlierFailure) {
-    for (const bool import : {true, false}) {
-        Bench bench(import);
-        bench.self->haderror = ERROR_POSITION_SIZE;
-        ASSERT_EQ(bench.set_up(), 0);
-        const IMGLUE *self = bench.self.get();
-        EXPECT_EQ(self->haderror, 0);
-        EXPECT_STREQ(import ? self->inptr->message_string : self->outptr->message_string, "");
-        EXPECT_EQ(import ? self->inptr->mivex_infd : self->outptr->mivex_outfd, self->fileptr);
-        EXPECT_EQ(import ? self->inptr->self : self->outptr->self, self);
-        EXPECT_EQ(self->outptr == nullptr, import);
     }
 }
 
@@ -157,64 +140,53 @@ TEST(SetUp, OptionsOfItsOwnGoWithTheSession) {
     }
 }
 
-TEST(SetUp, EveryRefusedBlockEndsIt) {
+// A scratch file where the driver wants one, a copy of a reference; every step of the way there may fail.
+TEST(SetUp, EveryFailureIsUndone) {
     for (const bool import : {true, false}) {
         for (const bool reference : {true, false}) {
-            int refused = 0;
-            for (std::int32_t result = ERROR_MEMORY; result != 0; ++refused) {
-                SCOPED_TRACE(refused);
-                Bench bench(import, reference);
-                bench.create_tempfile = 3;
-                bench.host.refuse_block = refused;
-                result = bench.set_up();
-                // A copy of the reference that fails is a temporary file that could not be made, whatever the reason.
-                EXPECT_TRUE(result == 0 || result == ERROR_MEMORY || (reference && result == ERROR_TEMP_OPEN));
-                bench.self->haderror = result;
-                bench.clean_up();
+            for (const Operation operation :
+                 {Operation::allocation, Operation::assign, Operation::open, Operation::read}) {
+                int failing = 0;
+                for (std::int32_t result = -1; result != 0;) {
+                    SCOPED_TRACE(testing::Message() << import << reference << static_cast<int>(operation) << failing);
+                    Bench bench(import, reference);
+                    bench.create_tempfile = 3;
+                    bench.host.faults.fail(operation, ++failing);
+                    result = bench.set_up();
+                    EXPECT_EQ(result != 0, bench.host.faults.struck());
+                    // A copy of the reference that fails is a temporary file that could not be made.
+                    const bool copied = import && reference;
+                    EXPECT_TRUE(result == 0 || (operation == Operation::allocation && result == ERROR_MEMORY) ||
+                                (operation == Operation::assign && !copied && result == ERROR_TEMP_ASSIGN) ||
+                                (operation != Operation::assign && !copied && result == ERROR_TEMP_OPEN) ||
+                                (copied && result == ERROR_TEMP_OPEN))
+                        << result;
+                    bench.self->haderror = result;
+                    bench.clean_up();
+                }
             }
-            EXPECT_GE(refused, 8);
         }
     }
 }
 
-TEST(SetUp, ScratchFiles) {
-    struct {
-        bool import;
-        std::int32_t create_tempfile;
-        std::string failing;
-        std::int32_t result;
-        Lines trace; // of the set-up
-    } const cases[] = {
-        {true, 2, "", 0, {}},
-        {false, 1, "", 0, {}},
-        {true, 1, "", 0, {"xxrasgn /tmp/1", "xxropen /tmp/1"}},
-        {false, 2, "", 0, {"xxrasgn /d/name.$$1", "xxropen /d/name.$$1"}},
-        {true, 3, "xxrasgn /tmp/1", ERROR_TEMP_ASSIGN, {"xxrasgn /tmp/1"}},
-        {true, 3, "xxropen /tmp/1", ERROR_TEMP_OPEN, {"xxrasgn /tmp/1", "xxropen /tmp/1", "xxrdasg /tmp/1"}},
-        {false, 3, "xxrasgn /d/name.$$1", ERROR_TEMP_ASSIGN, {"xxrasgn /d/name.$$1"}},
-        {false,
-         3,
-         "xxropen /d/name.$$1",
-         ERROR_TEMP_OPEN,
-         {"xxrasgn /d/name.$$1", "xxropen /d/name.$$1", "xxrdasg /d/name.$$1"}},
-    };
-    for (const auto &row : cases) {
-        SCOPED_TRACE(row.failing + (row.import ? " import" : " export"));
-        Bench bench(row.import);
-        bench.create_tempfile = row.create_tempfile;
-        bench.host.failing[row.failing] = 47;
-        IMGLUE *self = bench.self.get();
-        EXPECT_EQ(bench.set_up(), row.result);
-        EXPECT_EQ(bench.host.trace, row.trace);
-        const bool opened = row.result == 0 && !row.trace.empty();
-        EXPECT_EQ(row.import ? self->inptr->mivex_tempfd : self->outptr->mivex_tempfd,
-                  opened ? self->temp_fileptr : nullptr);
-        if (opened && row.import) {
-            EXPECT_STREQ(self->inptr->indsnname, "/d/name.dta");
+TEST(SetUp, ScratchFilesAreWhereTheDirectionKeepsThem) {
+    for (const bool import : {true, false}) {
+        for (const std::int32_t wanted : {0, 1, 2, 3}) {
+            Bench bench(import);
+            bench.create_tempfile = wanted;
+            ASSERT_EQ(bench.set_up(), 0);
+            const IMGLUE *self = bench.self.get();
+            const bool made = (wanted & (import ? 1 : 2)) != 0;
+            EXPECT_EQ(import ? self->inptr->mivex_tempfd : self->outptr->mivex_tempfd, self->temp_fileptr);
+            EXPECT_EQ(self->temp_fileptr != nullptr, made);
+            EXPECT_EQ(bench.host.files.exists("/d/name.$$1"), made && !import);
+            EXPECT_EQ(bench.host.files.paths().size(), made ? 2u : 1u);
+            if (made && import) {
+                EXPECT_STREQ(self->inptr->indsnname, main_path.c_str());
+            }
+            bench.clean_up();
+            EXPECT_EQ(bench.host.files.paths(), std::vector<std::string>{main_path});
         }
-        bench.clean_up();
-        EXPECT_EQ(bench.host.files.size(), 1u) << "the scratch file is deleted";
-        EXPECT_TRUE(bench.host.assignments.empty());
     }
 }
 
@@ -222,35 +194,18 @@ TEST(SetUp, AReferenceIsCopied) {
     for (const std::string &contents : {std::string("contents"), std::string(), std::string(130000, 'c')}) {
         Bench bench(true, true);
         IMGLUE *self = bench.self.get();
-        bench.host.files["/ref"] = contents;
+        xxclose(self->fileptr);
+        bench.host.files.put(reference_path, contents);
+        Bench::open_file(&self->fileptr, self->logname, 1);
         ASSERT_EQ(bench.set_up("", "MYFILE"), 0);
-        EXPECT_EQ(bench.host.trace,
-                  (Lines{"xxrasgn /tmp/1", "xxrdele /tmp/1", "xxropen /tmp/1", "xxrinfo /tmp/1", "xxclose /ref"}));
-        EXPECT_EQ(bench.host.files["/tmp/1"], contents);
         EXPECT_EQ(self->fileref_exists, contents.empty() ? 0 : 1);
-        EXPECT_STREQ(self->inptr->indsnname, "/tmp/1");
-        EXPECT_EQ(self->inptr->mivex_infd, self->copy_fileptr);
-        EXPECT_EQ(self->fileptr, self->copy_fileptr);
-        EXPECT_EQ(static_cast<ScriptedFile *>(self->fileptr)->at, 0u);
-
-        EXPECT_EQ(bench.clean_up(), (Lines{"xxclose /tmp/1", "xxrdele /tmp/1", "xxrdasg /tmp/1"}));
-        EXPECT_EQ(self->fileptr, nullptr);
-        EXPECT_TRUE(bench.host.assignments.contains("MYFILE  ")) << "the user's reference stays";
-        EXPECT_TRUE(bench.host.files.contains("/ref"));
-    }
-}
-
-TEST(SetUp, AReferenceThatCannotBeCopied) {
-    for (const char *failing : {"xxrasgn /tmp/1", "xxropen /tmp/1", "xxrinfo /tmp/1", "read"}) {
-        SCOPED_TRACE(failing);
-        Bench bench(true, true);
-        bench.host.failing[failing] = 47;
-        if (failing == std::string("read"))
-            bench.host.handles.front()->transfers_left = 0;
-        EXPECT_EQ(bench.set_up(), ERROR_TEMP_OPEN);
+        EXPECT_EQ(self->inptr->mivex_infd, self->fileptr);
+        EXPECT_EQ(std::string(self->inptr->indsnname).substr(0, 11), "/temporary/");
+        std::string copy(contents.size() + 1, '#');
+        EXPECT_EQ(mivex_read(self->fileptr, copy.data(), std::ssize(copy)), std::ssize(contents));
+        EXPECT_TRUE(copy == contents + '#');
         bench.clean_up();
-        EXPECT_FALSE(bench.host.files.contains("/tmp/1"));
-        EXPECT_EQ(bench.host.assignments.size(), 1u);
+        EXPECT_TRUE(bench.host.files.get(reference_path) == contents);
     }
 }
 
@@ -307,98 +262,72 @@ TEST(InformationRecord, OlderVersionsGetLaterDefaults) {
     }
 }
 
-TEST(Finish, ClosesTheExportWithANote) {
-    const Lines note = {"%3zThe export data set has 5000000000 observations and 3 variables."};
+TEST(Finish, WritesEverythingOrSaysWhy) {
     struct {
+        const char *what;
         bool reference;
         std::int32_t recorded;
         std::int32_t driver;
-        std::string failing;
+        Operation failing; // `count`: none
         std::int32_t result;
-        Lines trace;
-        Lines log;
     } const cases[] = {
-        {false, 0, 0, "", 0, {"finoutdbs", "xxflush /d/name.dta"}, note},
-        {false, ERROR_READ, 0, "", ERROR_READ, {}, {}},
-        {false, ERROR_REPORTED, 0, "", ERROR_REPORTED, {}, {}},
-        {false, 0, ERROR_SEEK, "", ERROR_SEEK, {"finoutdbs"}, {}},
-        {true, 0, ERROR_WRITE, "", ERROR_WRITE, {"finoutdbs"}, {}},
-        {false, 0, 0, "xxflush /d/name.dta", ERROR_WRITE, {"finoutdbs", "xxflush /d/name.dta"}, {}},
-        {true,
-         0,
-         0,
-         "",
-         0,
-         {"finoutdbs", "xxflush /tmp/1", "xxropen /ref", "xxflush /ref", "xxclose /ref", "xxclose /tmp/1",
-          "xxrdele /tmp/1", "xxrdasg /tmp/1"},
-         note},
-        {true, 0, 0, "xxropen /ref", ERROR_TEMP_ASSIGN, {"finoutdbs", "xxflush /tmp/1", "xxropen /ref"}, {}},
-        {true,
-         0,
-         0,
-         "xxclose /ref",
-         ERROR_WRITE,
-         {"finoutdbs", "xxflush /tmp/1", "xxropen /ref", "xxflush /ref", "xxclose /ref"},
-         {}},
+        {"a file", false, 0, 0, Operation::count, 0},
+        {"a reference", true, 0, 0, Operation::count, 0},
+        {"a failure before", false, ERROR_READ, 0, Operation::count, ERROR_READ},
+        {"a failure that was said", false, ERROR_REPORTED, 0, Operation::count, ERROR_REPORTED},
+        {"the driver", false, 0, ERROR_SEEK, Operation::count, ERROR_SEEK},
+        {"the driver, of a reference", true, 0, ERROR_WRITE, Operation::count, ERROR_WRITE},
+        {"a full disk", false, 0, 0, Operation::write, ERROR_WRITE},
+        {"a reference that does not open", true, 0, 0, Operation::open, ERROR_TEMP_ASSIGN},
+        {"a reference that does not close", true, 0, 0, Operation::close, ERROR_WRITE},
     };
     for (const auto &row : cases) {
-        SCOPED_TRACE(row.failing);
+        SCOPED_TRACE(row.what);
         Bench bench(false, row.reference);
         ASSERT_EQ(bench.set_up(), 0);
         ASSERT_EQ(mivex_write(bench.self->fileptr, "written", 7), 7);
-        bench.host.trace.clear();
-        bench.host.failing[row.failing] = 47;
+        if (row.failing != Operation::count)
+            bench.host.faults.fail(row.failing, 1);
         bench.finish_result = row.driver;
         bench.self->haderror = row.recorded;
         EXPECT_EQ(mivex_finish_output(bench.self.get()), row.result);
-        EXPECT_EQ(bench.host.trace, row.trace);
-        EXPECT_EQ(bench.host.log, row.log);
-        if (row.reference && row.result == 0) {
-            EXPECT_EQ(bench.host.files["/ref"], "written");
+        using Lines = std::vector<std::string>;
+        const Lines note = {"NOTE: The export data set has 5000000000 observations and 3 variables."};
+        EXPECT_EQ(bench.host.log.lines, row.result == 0 ? note : Lines{});
+        const std::string target = row.reference ? reference_path : main_path;
+        if (row.result == 0) {
+            EXPECT_EQ(bench.host.files.get(target), "written");
         }
         bench.self->haderror = row.result;
         bench.clean_up();
-        EXPECT_FALSE(bench.host.files.contains("/tmp/1")) << "the temporary file is deleted in any case";
+        EXPECT_EQ(bench.host.files.exists(target), row.reference || row.result == 0);
     }
 }
 
 TEST(Finish, AFullTargetOfTheCopyIsNoSuccess) {
     Bench bench(false, true);
     ASSERT_EQ(bench.set_up(), 0);
-    bench.host.files["/tmp/1"] = "written";
-    // The handle of the reference is the next to be opened; its first write fails.
-    static std::string full;
-    static std::unique_ptr<ScriptedFile> handle;
-    handle = std::make_unique<ScriptedFile>(full, "/ref");
-    handle->transfers_left = 0;
-    bench.host.provide(
-        xxropen, +[](SERVICE_ID, WX_FILE **opened, const char *, FILE_CONTEXT *, const WX_OPENPARM *) {
-            *opened = handle.get();
-            return 0;
-        });
+    const std::string contents(400000, 'w'); // more than the host's buffers hold
+    ASSERT_EQ(mivex_write(bench.self->fileptr, contents.data(), std::ssize(contents)), std::ssize(contents));
+    ASSERT_EQ(xxflush(bench.self->fileptr), 0);
+    bench.host.faults.fail(Operation::write, 1);
     EXPECT_EQ(mivex_finish_output(bench.self.get()), ERROR_WRITE);
-    EXPECT_EQ(handle->bytes, nullptr) << "closed";
-    EXPECT_TRUE(bench.host.log.empty());
+    EXPECT_TRUE(bench.host.log.lines.empty());
+    bench.clean_up();
 }
 
-TEST(CleanUp, ReleasesEverythingInItsOrder) {
-    static Lines *trace;
+TEST(CleanUp, ReleasesEverything) {
     struct {
         bool import;
         std::int32_t haderror;
         bool name_is_gone;
-        Lines main_file;
         bool kept;
     } const cases[] = {
-        {true, 0, false, {"xxclose /d/name.dta", "xxrdasg /d/name.dta"}, true},
-        {true, ERROR_READ, false, {"xxclose /d/name.dta", "xxrdasg /d/name.dta"}, true},
-        {false, 0, false, {"xxclose /d/name.dta", "xxrdasg /d/name.dta"}, true},
-        {false, ERROR_WRITE, false, {"xxclose /d/name.dta", "xxrdele /d/name.dta", "xxrdasg /d/name.dta"}, false},
-        {false,
-         ERROR_WRITE,
-         true,
-         {"xxclose /d/name.dta", "xxrasgn /d/name.dta", "xxrdele /d/name.dta", "xxrdasg /d/name.dta"},
-         false},
+        {true, 0, false, true},
+        {true, ERROR_READ, false, true},
+        {false, 0, false, true},
+        {false, ERROR_WRITE, false, false},
+        {false, ERROR_WRITE, true, false},
     };
     for (const auto &row : cases) {
         SCOPED_TRACE(testing::Message() << row.import << row.haderror << row.name_is_gone);
@@ -408,34 +337,24 @@ TEST(CleanUp, ReleasesEverythingInItsOrder) {
         ASSERT_EQ(bench.set_up(), 0);
         // What this file type has no use for.
         xxrasgn(self->aux_logname, file_context(), nullptr, "/aux", 4, 0);
-        xxrasgn(self->copy_logname, file_context(), nullptr, "/copy", 5, 0);
-        WX_OPENPARM request;
-        setup_xxopenparm(0, &request, FILE_PIECE_BYTES);
-        xxropen(&self->aux_fileptr, self->aux_logname, file_context(), &request);
-        xxropen(&self->copy_fileptr, self->copy_logname, file_context(), &request);
-        TRANSPIPE pipes[2] = {{.Transcode = nullptr, .destroy = [](TRANSPIPE *) { trace->push_back("destroy"); }},
-                              {.Transcode = nullptr, .destroy = [](TRANSPIPE *) { trace->push_back("destroy"); }}};
+        xxrasgn(self->copy_logname, file_context(), "TEMP    ", nullptr, 0, 0);
+        Bench::open_file(&self->aux_fileptr, self->aux_logname, 0);
+        Bench::open_file(&self->copy_fileptr, self->copy_logname, 0);
+        static int destroyed;
+        destroyed = 0;
+        TRANSPIPE pipes[2] = {{.Transcode = nullptr, .destroy = [](TRANSPIPE *) { ++destroyed; }},
+                              {.Transcode = nullptr, .destroy = [](TRANSPIPE *) { ++destroyed; }}};
         self->transpipe = &pipes[0];
         self->tp_utf16_to_utf8 = &pipes[1];
-        trace = &bench.host.trace;
         self->haderror = row.haderror;
         if (row.name_is_gone)
             xxrdasg(self->logname, file_context());
-
-        const std::string scratch = row.import ? "/tmp/1" : "/d/name.$$1";
-        Lines expected = row.main_file;
-        for (const std::string &line :
-             {"xxclose " + scratch, "xxrdele " + scratch, "xxrdasg " + scratch, std::string("xxrdasg /aux"),
-              std::string("xxclose /aux"), std::string("xxclose /copy"), std::string("xxrdele /copy"),
-              std::string("xxrdasg /copy"), std::string("destroy"), std::string("destroy")})
-            expected.push_back(line);
-        EXPECT_EQ(bench.clean_up(), expected);
-        EXPECT_EQ(bench.host.files.contains("/d/name.dta"), row.kept);
-        EXPECT_EQ(std::string(self->logname, 8), eight_zeros);
+        bench.clean_up();
+        EXPECT_EQ(destroyed, 2);
+        EXPECT_EQ(bench.host.files.exists(main_path), row.kept);
+        EXPECT_EQ(bench.host.files.paths().size(), row.kept ? 2u : 1u) << "the auxiliary file is not the session's";
+        EXPECT_EQ(std::string(self->logname, 8), std::string(8, '\0'));
         EXPECT_EQ(self->haderror, row.haderror);
-        EXPECT_EQ(self->inptr, nullptr);
-        EXPECT_EQ(self->outptr, nullptr);
-        EXPECT_EQ(self->path_part, nullptr);
     }
 }
 

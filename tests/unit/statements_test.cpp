@@ -3,9 +3,9 @@
 #include "grammar_options.h"
 #include "imdtag.h"
 #include "imdtam_statements.h"
+#include "module_host.h"
 #include "services/parsing.h"
 #include "services/parsing_grammar.h"
-#include "small_host.h"
 #include "xsparse.h"
 
 #include <cstring>
@@ -26,11 +26,10 @@ class Statements : public testing::Test {
   protected:
     Statements() {
         current_ = this;
-        task_.procedure = parser.procedure();
-        host.control_block.task = &task_;
+        host->control_block()->task->procedure = parser.procedure();
         enter(
             39, 4, +[](SERVICE_ID, std::int32_t code, std::int32_t) { throw TaskEnded{code}; });
-        host.enter(39, 70, reinterpret_cast<SERVICE_ROUTINE>(&catalog_message));
+        host.replace_service(39, 70, reinterpret_cast<SERVICE_ROUTINE>(&catalog_message));
         enter(
             40, 137, +[](SERVICE_ID) { return current_->parser.xtanch(); });
         enter(
@@ -58,8 +57,8 @@ class Statements : public testing::Test {
     }
 
     template <class result, class... parameters>
-    void enter(std::size_t group, std::size_t slot, result (*routine)(parameters...)) {
-        host.enter(group, slot, reinterpret_cast<SERVICE_ROUTINE>(routine));
+    void enter(std::int32_t group, std::int32_t slot, result (*routine)(parameters...)) {
+        host.replace_service(group, slot, reinterpret_cast<SERVICE_ROUTINE>(routine));
     }
 
     static std::int32_t catalog_message(SERVICE_ID, std::int32_t group, std::int32_t number, ...) {
@@ -84,7 +83,7 @@ class Statements : public testing::Test {
     inline static Statements *current_ = nullptr;
 
   public:
-    SmallHost host;
+    ModuleHost host;
     std::vector<std::string> lines;
     std::vector<std::string> messages;
     std::string missing_routine;
@@ -93,9 +92,6 @@ class Statements : public testing::Test {
     }};
     std::unique_ptr<IMGLUE> session;
     std::unique_ptr<glue_grammar_struct> options;
-
-  private:
-    TASK task_{};
 };
 
 TEST_F(Statements, TablesAgreeWithEachOther) {
@@ -345,14 +341,14 @@ TEST_F(Statements, MissingRoutinesAndMemoryEndTheTask) {
         EXPECT_EQ(messages, std::vector<std::string>{"129/54 " + std::string(name)});
     }
     missing_routine.clear();
-    host.allocations_left = 0;
+    host.leave_blocks(0);
     try {
         prsiprc(session.get(), nullptr);
         FAIL();
     } catch (const TaskEnded &end) {
         EXPECT_EQ(end.code, HOST_TASK_NO_MEMORY);
     }
-    host.allocations_left = -1;
+    host.leave_all_blocks();
     parser.set_statements("FMTLIB=A.B;");
     EXPECT_EQ(prsiprc(session.get(), nullptr), HOST_OK);
     EXPECT_EQ(place(), "A|B");

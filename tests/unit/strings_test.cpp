@@ -1,6 +1,6 @@
 // The string routines: fields, terminated strings, numbers in fields, missing values, translation.
 #include "hcstrings.h"
-#include "small_host.h"
+#include "module_host.h"
 #include "wzclchr.h"
 #include "wzmis.h"
 #include "wzst.h"
@@ -11,8 +11,6 @@
 #include <limits>
 
 namespace {
-
-using vor::test::SmallHost;
 
 std::int32_t length_of(const std::string &text) {
     return static_cast<std::int32_t>(text.size());
@@ -223,11 +221,19 @@ void lower(SERVICE_ID, char *text, std::int32_t) {
 }
 
 TEST(HostTables, TranslationAndFolding) {
-    SmallHost host;
-    host.enter(4, 7, reinterpret_cast<SERVICE_ROUTINE>(&to_host));
-    host.enter(4, 39, reinterpret_cast<SERVICE_ROUTINE>(&from_host));
-    host.enter(0, 331, reinterpret_cast<SERVICE_ROUTINE>(&upper));
-    host.enter(0, 330, reinterpret_cast<SERVICE_ROUTINE>(&lower));
+    vor::test::ModuleHost host;
+    host.replace_service(4, 7, reinterpret_cast<SERVICE_ROUTINE>(&to_host));
+    host.replace_service(4, 39, reinterpret_cast<SERVICE_ROUTINE>(&from_host));
+    host.replace_service(0, 331, reinterpret_cast<SERVICE_ROUTINE>(&upper));
+    host.replace_service(0, 330, reinterpret_cast<SERVICE_ROUTINE>(&lower));
+    std::uint8_t tables[3][256];
+    for (int byte = 0; byte < 256; ++byte) {
+        tables[0][byte] = static_cast<std::uint8_t>(byte + 1);
+        tables[1][byte] = static_cast<std::uint8_t>(byte - 1);
+        tables[2][byte] = static_cast<std::uint8_t>(255 - byte);
+    }
+    for (const auto &[function, table] : {std::pair{0, 0}, {1, 1}, {4, 2}})
+        host->control_block()->translation_tables[function] = tables[table];
     const struct {
         std::int32_t multibyte, function, result;
         std::string expected;
@@ -247,7 +253,7 @@ TEST(HostTables, TranslationAndFolding) {
     };
     for (const auto &c : cases) {
         SCOPED_TRACE(std::to_string(c.multibyte) + "/" + std::to_string(c.function));
-        host.control_block.multibyte_session = c.multibyte;
+        host->control_block()->multibyte_session = c.multibyte;
         std::string target = "###";
         EXPECT_EQ(wztxxlt(c.function, "aB\xE4", target.data(), 3), c.result);
         EXPECT_EQ(target, c.expected);

@@ -135,12 +135,12 @@ TEST(LongStrings, TextsThatAreCut) {
     EXPECT_TRUE(opened.read_all(status) == expected);
     EXPECT_EQ(status, 0) << opened.message();
     const std::vector<std::string> log = {
-        "%3zLong strings of more than 32000 bytes were cut to that length: 2 in all, the first one that of variable 1 "
-        "at "
-        "obs 1.",
-        "%3zThe value of second at obs 2 is longer than the variable's long strings and was cut to 1 bytes.",
-        "%3zValues cut to the length of their variable: 2."};
-    EXPECT_EQ(opened.host.log, log);
+        "NOTE: Long strings of more than 32000 bytes were cut to that length: 2 in all, the first one that of variable "
+        "1 "
+        "at obs 1.",
+        "NOTE: The value of second at obs 2 is longer than the variable's long strings and was cut to 1 bytes.",
+        "NOTE: Values cut to the length of their variable: 2."};
+    EXPECT_EQ(opened.host.log.lines, log);
 }
 
 TEST(LongStrings, DamagedSections) {

@@ -12,7 +12,7 @@ using namespace std::string_literals;
 // A file positioned behind its opening tags.
 struct OpenedHeader : DriverFile {
     explicit OpenedHeader(const std::string &elements) : DriverFile(TAGGED_OPENING + elements) {
-        file.at = static_cast<std::size_t>(TAGGED_OPENING_BYTES);
+        file.move(static_cast<std::size_t>(TAGGED_OPENING_BYTES));
     }
 };
 
@@ -27,7 +27,7 @@ TEST(TaggedHeader, ReadsWhatTheBuilderWrites) {
             file.rows.assign(3, {1, 2});
             Offsets offsets;
             DriverFile opened(build(file, &offsets));
-            opened.file.at = static_cast<std::size_t>(TAGGED_OPENING_BYTES);
+            opened.file.move(static_cast<std::size_t>(TAGGED_OPENING_BYTES));
             headerrec header{};
             ASSERT_EQ(parse_xml_header(&opened.in, &header), 0) << release << opened.message();
             EXPECT_EQ(header.release, release);
@@ -36,7 +36,7 @@ TEST(TaggedHeader, ReadsWhatTheBuilderWrites) {
             EXPECT_EQ(release == 119 ? header.nvar_4byte : header.nvar_2byte, 2);
             EXPECT_EQ(release == 117 ? header.nobs_4byte : header.nobs_8byte, 3);
             EXPECT_STREQ(header.datalabel, "some label");
-            EXPECT_EQ(opened.file.at, offsets.at("<map>"));
+            EXPECT_EQ(opened.file.at(), offsets.at("<map>"));
         }
     }
 }
@@ -141,7 +141,7 @@ TEST(TaggedElement, Forms) {
         EXPECT_EQ(parse_xml_item(&opened.in, "map", row.length, storage.data()), row.status) << row.contents;
         EXPECT_EQ(opened.message(), row.message);
         if (row.status != ERROR_READ) {
-            EXPECT_EQ(opened.file.at, row.position) << row.contents;
+            EXPECT_EQ(opened.file.at(), row.position) << row.contents;
         }
         if (row.status == 0 && row.length > 0) {
             EXPECT_EQ(storage, "abc");
@@ -171,7 +171,7 @@ TEST(TaggedElement, Characteristics) {
         EXPECT_EQ(skip_xml_expansion_records(&opened.in), row.status) << row.contents;
         EXPECT_NE(opened.message().find(row.message), std::string::npos) << row.message << " in " << opened.message();
         if (row.status == 0) {
-            EXPECT_EQ(opened.file.at, row.contents.size()) << row.contents;
+            EXPECT_EQ(opened.file.at(), row.contents.size()) << row.contents;
         }
     }
 }

@@ -131,8 +131,8 @@ TEST(ValueLabels, DamageBehindTheWantedTable) {
     ASSERT_EQ(opened.set_up(), 0) << opened.message();
     EXPECT_EQ(entries_of(opened.variable(0).innamevalues), (List{{1, "one"}}));
     innamevaluestruct *list = nullptr;
-    EXPECT_EQ(load_stata_valuelist_v6(&opened.in, &opened.file, &list, "missing", 33), ERROR_INPUT_INVALID);
-    EXPECT_EQ(load_stata_valuelist_v6(&opened.in, &opened.file, &list, "GOOD  ", 33), 0);
+    EXPECT_EQ(load_stata_valuelist_v6(&opened.in, opened.file.handle, &list, "missing", 33), ERROR_INPUT_INVALID);
+    EXPECT_EQ(load_stata_valuelist_v6(&opened.in, opened.file.handle, &list, "GOOD  ", 33), 0);
     EXPECT_EQ(entries_of(list), (List{{1, "one"}}));
 }
 

@@ -3,7 +3,7 @@
 #include "imstata_write_finish.h"
 #include "imstata_write_header.h"
 #include "imstata_write_records.h"
-#include "scripted_host.h"
+#include "module_host.h"
 
 #include <bit>
 #include <deque>
@@ -21,11 +21,6 @@ std::string padded(std::string text, std::size_t width) {
 template <class number>
 std::string little(number value) {
     return {reinterpret_cast<const char *>(&value), sizeof value};
-}
-
-std::int32_t format_text(SERVICE_ID, void *, char *text, std::int32_t limit, const char *format, std::int32_t,
-                         va_list values) {
-    return std::vsnprintf(text, static_cast<std::size_t>(limit), format, values);
 }
 
 struct Label {
@@ -48,10 +43,9 @@ struct Symbol {
 class Export {
   public:
     explicit Export(std::deque<Symbol> variables) : symbols_(std::move(variables)) {
-        host.provide(xpslstv, format_text);
         session->grammar_ptr = &options;
         out.self = session.get();
-        out.mivex_outfd = &file;
+        out.mivex_outfd = file.handle;
         out.outbuffsize = 32000;
         out.message_string = message;
         outvarrec **link = &out.outtemphead;
@@ -89,17 +83,22 @@ class Export {
     }
 
     // The slot of a variable in a section of fixed-width slots.
-    std::string slot(const std::string &section, std::size_t width, std::size_t index) const {
+    std::string slot(const std::string &section, std::size_t width, std::size_t index) {
         const std::string tag = "<" + section + ">";
-        const std::size_t start = bytes.find(tag) + tag.size() + index * width;
-        return bytes.substr(start, width);
+        const std::string all = bytes();
+        return all.substr(all.find(tag) + tag.size() + index * width, width);
+    }
+
+    // What the file holds so far.
+    std::string bytes() {
+        xxflush(file.handle);
+        return host.files.get("out.dta");
     }
 
     outvarrec &variable(std::size_t index) { return variables_[index]; }
 
-    ScriptedHost host;
-    std::string bytes;
-    ScriptedFile file{bytes};
+    ModuleHost host;
+    WatchedFile file{"out.dta", WX_OPEN_OUTPUT};
     glue_grammar_struct options{};
     std::unique_ptr<IMGLUE> session = std::make_unique<IMGLUE>();
     outdbsrec out{};
@@ -169,7 +168,7 @@ TEST(Writer, AWholeFile) {
                 little<std::int32_t>(2) + little<std::int32_t>(7) + little<std::int32_t>(0) + little<std::int32_t>(3) +
                 little<std::int32_t>(0) + little<std::int32_t>(1) + padded("no", 3) + padded("yes", 4) + "</lbl>";
     expected += "</value_labels></stata_dta>";
-    EXPECT_EQ(file.bytes, expected);
+    EXPECT_EQ(file.bytes(), expected);
 }
 
 TEST(Writer, ReleaseFollowsTheNumberOfVariables) {
@@ -186,12 +185,13 @@ TEST(Writer, ReleaseFollowsTheNumberOfVariables) {
         SCOPED_TRACE(expected.variables);
         Export file(std::deque<Symbol>(expected.variables, Symbol{.name = "v", .type = CLASS_DATE}));
         ASSERT_EQ(file.whole(), 0);
-        EXPECT_EQ(file.bytes.substr(28, 3), expected.release);
-        EXPECT_EQ(file.bytes.substr(67, 7 + expected.count.size()), "<K>" + expected.count + "</K>");
-        EXPECT_EQ(file.bytes.find("<map>"), expected.map);
+        const std::string bytes = file.bytes();
+        EXPECT_EQ(bytes.substr(28, 3), expected.release);
+        EXPECT_EQ(bytes.substr(67, 7 + expected.count.size()), "<K>" + expected.count + "</K>");
+        EXPECT_EQ(bytes.find("<map>"), expected.map);
         EXPECT_EQ(file.out.outhead->header_length, static_cast<std::int32_t>(expected.map));
-        EXPECT_EQ(file.bytes.find("<variable_types>"), expected.variable_types);
-        EXPECT_EQ(file.bytes.find("</sortlist>") - file.bytes.find("<sortlist>") - 10, expected.sort_bytes);
+        EXPECT_EQ(bytes.find("<variable_types>"), expected.variable_types);
+        EXPECT_EQ(bytes.find("</sortlist>") - bytes.find("<sortlist>") - 10, expected.sort_bytes);
         for (const auto &[entry, tag] : {std::pair{2, "<variable_types>"},
                                          {3, "<varnames>"},
                                          {4, "<sortlist>"},
@@ -203,8 +203,7 @@ TEST(Writer, ReleaseFollowsTheNumberOfVariables) {
                                          {10, "<strls>"},
                                          {11, "<value_labels>"},
                                          {12, "</stata_dta>"}})
-            EXPECT_EQ(file.bytes.substr(expected.map + 5 + 8 * static_cast<std::size_t>(entry), 8),
-                      little(file.bytes.find(tag)))
+            EXPECT_EQ(bytes.substr(expected.map + 5 + 8 * static_cast<std::size_t>(entry), 8), little(bytes.find(tag)))
                 << tag;
     }
 }
@@ -267,8 +266,8 @@ TEST(Writer, NamesAndLabels) {
             EXPECT_EQ(file.slot("value_label_names", 129, i), padded(i < 3 ? names[i] : "", 129));
             EXPECT_EQ(file.slot("variable_labels", 321, i), padded(labels[i], 321));
         }
-        EXPECT_NE(file.bytes.find("<lbl>" + little<std::int32_t>(20) + padded(names[0], 132)), std::string::npos);
-        EXPECT_NE(file.bytes.find(padded(std::string(128, 'n'), 132) + little<std::int32_t>(1)), std::string::npos);
+        EXPECT_NE(file.bytes().find("<lbl>" + little<std::int32_t>(20) + padded(names[0], 132)), std::string::npos);
+        EXPECT_NE(file.bytes().find(padded(std::string(128, 'n'), 132) + little<std::int32_t>(1)), std::string::npos);
     }
 }
 
@@ -338,7 +337,8 @@ TEST(Writer, Characters) {
         const auto slot_bytes = static_cast<std::size_t>(file.out.outreclen);
         ASSERT_EQ(file.row({{.text = std::string(slot_bytes, '#')}}), 0);
         ASSERT_EQ(file.row({{.text = value}}), 0);
-        EXPECT_EQ(file.bytes.substr(file.bytes.size() - slot_bytes), padded(slot, slot_bytes));
+        const std::string bytes = file.bytes();
+        EXPECT_EQ(bytes.substr(bytes.size() - slot_bytes), padded(slot, slot_bytes));
     }
 }
 
@@ -364,10 +364,10 @@ TEST(Writer, RecordsLeaveInFullBuffers) {
         ASSERT_EQ(finoutdbs(&file.out), 0);
         file.file.requests.resize(expected.writes.size());
         EXPECT_EQ(file.file.requests, expected.writes);
-        EXPECT_EQ(file.bytes.substr(79, 8), little<std::int64_t>(expected.rows));
-        EXPECT_NE(file.bytes.find("<data>" +
-                                  std::string(static_cast<std::size_t>(expected.width * expected.rows), 'r') +
-                                  "</data>"),
+        EXPECT_EQ(file.bytes().substr(79, 8), little<std::int64_t>(expected.rows));
+        EXPECT_NE(file.bytes().find("<data>" +
+                                    std::string(static_cast<std::size_t>(expected.width * expected.rows), 'r') +
+                                    "</data>"),
                   std::string::npos);
     }
 
@@ -389,7 +389,7 @@ TEST(Writer, ValueLabelTables) {
     for (const std::int32_t number : {3, 5, 0, 2, 3, 1, -1, INT32_MIN})
         table += little(number);
     table += std::string("b\0\0c\0", 5) + "</lbl></value_labels></stata_dta>";
-    EXPECT_EQ(file.bytes.substr(file.bytes.size() - table.size()), table);
+    EXPECT_TRUE(file.bytes().ends_with(table));
 
     // A table far longer than the record buffer it passes through.
     std::vector<Label> many;
@@ -398,7 +398,7 @@ TEST(Writer, ValueLabelTables) {
     Export large({{.name = "a", .labels = many}});
     large.out.outbuffsize = 1;
     ASSERT_EQ(large.whole(), 0);
-    EXPECT_NE(large.bytes.find(padded("label 2998", 11) + padded("label 2999", 11) + "</lbl></value_labels>"),
+    EXPECT_NE(large.bytes().find(padded("label 2998", 11) + padded("label 2999", 11) + "</lbl></value_labels>"),
               std::string::npos);
 }
 
@@ -425,7 +425,7 @@ TEST(Writer, FailuresEndTheExport) {
     int refused = 0;
     for (;; ++refused) {
         Export file(symbols);
-        file.host.refuse_block = refused;
+        file.host.faults.fail(Operation::allocation, refused + 1);
         const std::int32_t status = run(file);
         if (status == 0)
             break;
@@ -434,10 +434,10 @@ TEST(Writer, FailuresEndTheExport) {
     EXPECT_GT(refused, 7);
 
     Export unknown_position(symbols);
-    unknown_position.file.note = [](WX_FILE *, void *) { return 17; };
+    unknown_position.file.handle->note = [](WX_FILE *, void *) { return 17; };
     EXPECT_EQ(run(unknown_position), ERROR_SEEK);
     Export immovable(symbols);
-    immovable.file.point = [](WX_FILE *, const void *) { return 17; };
+    immovable.file.handle->point = [](WX_FILE *, const void *) { return 17; };
     EXPECT_EQ(run(immovable), ERROR_SEEK);
     Export empty({});
     EXPECT_EQ(run(empty), ERROR_NO_VARIABLES);
