@@ -1,6 +1,7 @@
 // Runs the command; see run_command.h. Its streams are files, so that nothing waits for anything.
 #include "run_command.h"
 
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
@@ -8,6 +9,7 @@
 #include <sstream>
 #include <stdexcept>
 #include <sys/wait.h>
+#include <thread>
 #include <unistd.h>
 
 namespace vor::test {
@@ -110,6 +112,10 @@ CommandResult run_command(const std::vector<std::string> &arguments, const Comma
     }
     if (out_descriptor != fileno(out.get())) {
         close(out_descriptor);
+    }
+    if (streams.signal != 0) {
+        std::this_thread::sleep_for(streams.signal_after);
+        kill(child, streams.signal); // a child that has ended keeps its number until it is waited for
     }
     CommandResult result{};
     if (streams.terminal) {

@@ -1,6 +1,7 @@
 // Runs the command as people do: arguments in, exit status and what it printed out.
 #pragma once
 
+#include <chrono>
 #include <string>
 #include <vector>
 
@@ -20,6 +21,8 @@ struct CommandStreams {
     std::string output_path = {}; // where standard output goes; empty: into the result
     bool closed_output = false;   // standard output is a pipe that nobody reads
     bool terminal = false;        // standard error is a terminal
+    int signal = 0;               // sent to the command that long after its start, unless it has ended by then
+    std::chrono::microseconds signal_after = {};
 };
 
 // The command of this build, or the one that VORDTA_COMMAND names. Throws std::runtime_error when it cannot be started.
