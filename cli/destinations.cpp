@@ -1,6 +1,7 @@
 #include "destinations.h"
 
 #include <vorhost/error.h>
+#include <vorhost/files.h>
 
 #include <algorithm>
 #include <array>
@@ -33,9 +34,20 @@ size_t library_path_end(const std::string &text) {
     return end;
 }
 
+// SQLite goes back and forth in its file, which compression rules out.
+void refuse_compressed_library(const std::string &text) {
+    const std::string path = text.substr(0, text.find_last_of(':'));
+    const std::string plain = uncompressed_name(path);
+    if (plain != path && library_path_end(plain) == plain.size())
+        throw ConversionError(Failure::usage, fmt::format("\"{}\": a library cannot be compressed; name it {}, or name "
+                                                          "a compressed CSV file, such as NAME.csv.gz.",
+                                                          text, plain));
+}
+
 } // namespace
 
 std::optional<Destination> parse_library(const std::string &text) {
+    refuse_compressed_library(text);
     const size_t end = library_path_end(text);
     if (end == std::string::npos)
         return std::nullopt;
@@ -51,13 +63,14 @@ std::optional<Destination> parse_library(const std::string &text) {
 Destination parse_destination(const std::string &text) {
     if (text == "-")
         return {Destination::Kind::delimited, text, ',', {}};
-    const std::string extension = lower_case(std::filesystem::path(text).extension().string());
+    const std::string extension = lower_case(std::filesystem::path(uncompressed_name(text)).extension().string());
     if (extension == ".csv" || extension == ".tsv")
         return {Destination::Kind::delimited, text, extension == ".csv" ? ',' : '\t', {}};
     if (const auto library = parse_library(text))
         return *library;
-    throw ConversionError(Failure::usage, fmt::format("\"{}\" is no data set; write NAME.csv, NAME.tsv, - for CSV on "
-                                                      "standard input or output, or LIBRARY.db:DATASET.",
+    throw ConversionError(Failure::usage, fmt::format("\"{}\" is no data set; write NAME.csv, NAME.tsv (also .gz, .xz, "
+                                                      ".zst, .zip), - for CSV on standard input or output, or "
+                                                      "LIBRARY.db:DATASET.",
                                                       text));
 }
 
@@ -68,7 +81,7 @@ std::string dataset_name(const Destination &destination, const std::string &file
         throw ConversionError(Failure::usage, fmt::format("Standard input and output have no name; name the data set: "
                                                           "{}:DATASET.",
                                                           destination.path));
-    const std::filesystem::path path(file);
+    const std::filesystem::path path(uncompressed_name(file));
     return lower_case(path.extension().string()) == ".dta" ? path.stem().string() : path.filename().string();
 }
 

@@ -14,11 +14,12 @@ struct Destination {
     std::string dataset;  // library only; empty: not named
 };
 
-// "-", "name.csv", "name.tsv", "library.db", "library.sqlite:dataset"; letter case of the extension does not count.
+// "-", "name.csv", "name.tsv.gz", "library.db", "library.sqlite:dataset"; letter case of the extension does not count.
 // ConversionError (usage) for anything else.
 Destination parse_destination(const std::string &text);
 
-// The same for a text that may also be the name of a Stata file: nothing unless it names a library.
+// The same for a text that may also be the name of a Stata file: nothing unless it names a library. ConversionError
+// (usage) for a library that is to be compressed.
 std::optional<Destination> parse_library(const std::string &text);
 
 // The destination's data set, by default the stem of `file`. ConversionError (usage) when that is a stream.

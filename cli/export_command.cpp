@@ -49,9 +49,10 @@ void add_export_command(CommandLine &line) {
     const auto options = std::make_shared<ExportOptions>();
     command
         ->add_option("SOURCE", options->source,
-                     "NAME.csv, NAME.tsv, - for CSV on standard input, or LIBRARY.db[:DATASET]")
+                     "NAME.csv, NAME.tsv, may be compressed, - for CSV on standard input, or LIBRARY.db[:DATASET]")
         ->required();
-    command->add_option("FILE", options->file, "Stata file, or - for standard output")->required();
+    command->add_option("FILE", options->file, "Stata file (also .gz, .xz, .zst, .zip), or - for standard output")
+        ->required();
     command
         ->add_option("--schema", options->schema,
                      "Beside CSV: read names, types, labels, formats and user formats from this JSON file")

@@ -147,10 +147,11 @@ void add_output_options(CLI::App &command, ImportOptions &options) {
 void add_import_command(CommandLine &line) {
     CLI::App *command = add_command(line, "import", "A Stata file becomes a data set");
     const auto options = std::make_shared<ImportOptions>();
-    command->add_option("FILE", options->file, "Stata file, or - for standard input")->required();
+    command->add_option("FILE", options->file, "Stata file, may be compressed, or - for standard input")->required();
     command
-        ->add_option("DEST", options->destination,
-                     "NAME.csv, NAME.tsv, - for CSV on standard output, or LIBRARY.db[:DATASET]")
+        ->add_option(
+            "DEST", options->destination,
+            "NAME.csv, NAME.tsv (also .gz, .xz, .zst, .zip), - for CSV on standard output, or LIBRARY.db[:DATASET]")
         ->required();
     add_reading_options(*command, options->reading);
     add_output_options(*command, *options);

@@ -23,7 +23,7 @@ set(CPACK_COMPONENT_COMMAND_DESCRIPTION
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libvorhost-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS
-  "vordta (= ${PROJECT_VERSION}), libsqlite3-dev, libicu-dev, libfmt-dev, libcsv-dev")
+  "vordta (= ${PROJECT_VERSION}), libsqlite3-dev, libicu-dev, libfmt-dev, libcsv-dev, libarchive-dev, zlib1g-dev")
 set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION
   "The host library of vordta, for C++ programs that read and write Stata data\nfiles (.dta) themselves.")
 include(CPack)

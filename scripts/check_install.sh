@@ -126,7 +126,7 @@ check_packages() {
         dpkg-deb -x "$work/packages/${package}_${version}_"*.deb "$work/unpacked"
     done
     local field
-    for field in libsqlite3-0 libicu libfmt libcsv3 libc6; do
+    for field in libsqlite3-0 libicu libfmt libcsv3 libarchive13 zlib1g libc6; do
         dpkg-deb -f "$work/packages/vordta_"*.deb Depends | grep -q "$field" || fail "vordta does not depend on $field"
     done
     (cd "$work/unpacked/usr" && find . ! -type d | sed 's/^..//' | sort) >"$work/files"

@@ -7,7 +7,7 @@ set -euo pipefail
 
 packages=(
     g++ cmake ninja-build ccache pkg-config
-    libsqlite3-dev libicu-dev libcli11-dev nlohmann-json3-dev libfmt-dev libcsv-dev libarchive-dev
+    libsqlite3-dev libicu-dev libcli11-dev nlohmann-json3-dev libfmt-dev libcsv-dev libarchive-dev zlib1g-dev
     libgtest-dev libbenchmark-dev sqlite3 dpkg-dev file
     clang clang-tidy clang-format
 )

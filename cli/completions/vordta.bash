@@ -26,11 +26,13 @@ declare -gA _vordta_values=(
     [--libname]="none"
 )
 # Extensions of the files at each place after a sub-command.
+_vordta_stata="dta dta.gz dta.xz dta.zst dta.zip"
+_vordta_tables="csv csv.gz csv.xz csv.zst csv.zip tsv tsv.gz tsv.xz tsv.zst tsv.zip db sqlite"
 declare -gA _vordta_places=(
-    [import]="dta|csv tsv db sqlite"
-    [export]="csv tsv db sqlite|dta"
-    [describe]="dta db sqlite"
-    [head]="dta"
+    [import]="$_vordta_stata|$_vordta_tables"
+    [export]="$_vordta_tables|$_vordta_stata"
+    [describe]="$_vordta_stata db sqlite"
+    [head]="$_vordta_stata"
     [formats]="db sqlite"
 )
 

@@ -2,7 +2,8 @@
 # Completion of vordta for zsh: sub-commands, options, their values, and files of the kinds that each place takes.
 
 local -a encodings=(utf-8 wlatin1 latin1 us-ascii windows-1250 windows-1251 shift-jis euc-kr gb18030)
-local stata='_files -g "*.dta"' table='_files -g "*.(csv|tsv|db|sqlite)"' library='_files -g "*.(db|sqlite)"'
+local stata='_files -g "*.dta(|.gz|.xz|.zst|.zip)"' library='_files -g "*.(db|sqlite)"'
+local table='_files -g "*.((csv|tsv)(|.gz|.xz|.zst|.zip)|db|sqlite)"'
 
 local -a common=(
   "--session-encoding[encoding of the host session]:encoding:($encodings)"
@@ -42,7 +43,7 @@ case $words[1] in
       "1:data set:$table" "2:Stata file:$stata"
     ;;
   describe)
-    _arguments $common $reading '--json[one JSON object]' '1:file:_files -g "*.(dta|db|sqlite)"'
+    _arguments $common $reading '--json[one JSON object]' '1:file:_files -g "*.(dta(|.gz|.xz|.zst|.zip)|db|sqlite)"'
     ;;
   head)
     _arguments $common $reading $labels '(-n --limit)'{-n,--limit}'[show N observations]:N: ' "1:Stata file:$stata"

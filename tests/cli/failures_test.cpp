@@ -1,6 +1,7 @@
 // How the command fails: one ERROR line, the exit status, and nothing left behind.
 #include "collected_import.h"
 #include "command_files.h"
+#include "packed_bytes.h"
 #include "run_command.h"
 
 #include <csignal>
@@ -15,8 +16,8 @@ namespace {
 
 using Words = std::vector<std::string>;
 
-// %: the scratch directory, which holds visits.dta, damaged.dta, folder.dta, text.db, good.db, v.csv, v.json, bad.json,
-// ragged.csv and a target, old.csv.
+// %: the scratch directory, which holds visits.dta, visits.dta.gz, damaged.dta, folder.dta, text.db, good.db, v.csv,
+// v.json, bad.json, ragged.csv and a target, old.csv.
 struct FailingCase {
     const char *arguments;
     int status;
@@ -31,6 +32,8 @@ const FailingCase usage_cases[] = {
     {"import %/visits.dta %/o.csv more", 2, "more"},
     {"import %/visits.dta %/o.txt", 2, "o.txt"},
     {"import %/visits.dta %/o.db:", 2, "colon"},
+    {"import %/visits.dta %/o.db.gz", 2, "cannot be compressed; name it"},
+    {"import %/visits.dta %/o.sqlite.zip:visits", 2, "cannot be compressed; name it"},
     {"import %/visits.dta - --limit -1", 2, "limit"},
     {"import %/visits.dta - --limit x", 2, "limit"},
     {"import %/visits.dta - --labels some", 2, "labels"},
@@ -75,11 +78,13 @@ const FailingCase machine_cases[] = {
     {"import %/nothing.dta %/o.db", 3, "No such file"},
     {"import %/folder.dta %/o.csv", 3, "directory"},
     {"import %/visits.dta %/none/o.csv", 3, "No such file"},
+    {"import %/visits.dta %/none/o.csv.gz", 3, "No such file"},
     {"import %/visits.dta %/none/o.db", 3, "none/o.db"},
     {"import %/visits.dta %/o.csv --schema %/none/o.json", 3, "none/o.json"},
     {"import %/visits.dta - --log %/none/log.txt", 3, "none/log.txt"},
     {"import %/visits.dta - --log /dev/full", 3, "No space left"},
     {"export %/v.csv %/none/o.dta", 3, "No such file"},
+    {"export %/v.csv %/none/o.dta.gz", 3, "No such file"},
     {"export %/none.csv %/o.dta", 3, "No such file"},
     {"export %/none.db:a %/o.dta", 3, "none.db"},
     {"export %/v.csv %/o.dta --schema %/none.json", 3, "none.json"},
@@ -91,6 +96,7 @@ class Failures : public ::testing::Test {
   protected:
     Failures() {
         const std::string file = scratch_.write("visits.dta", visits_file());
+        scratch_.write("visits.dta.gz", packed(".gz", {{"", visits_file()}}));
         scratch_.write("damaged.dta", visits_file().substr(0, visits_file().find("</data>") - 1));
         scratch_.write("ragged.csv", "id,day,at,x,note\n1,2,3,4,5\n1,2\n");
         scratch_.write("text.db", std::string(5000, 'x'));
@@ -175,7 +181,8 @@ TEST_F(Failures, FullDisk) {
     ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &old), 0);
     const auto previous = std::signal(SIGXFSZ, SIG_IGN);
     for (const char *arguments : {"import %/visits.dta %/o.csv", "import %/visits.dta %/o.db", "export %/v.csv %/o.dta",
-                                  "import %/visits.dta %/old.csv"}) {
+                                  "import %/visits.dta %/old.csv", "import %/visits.dta.gz %/o.csv",
+                                  "import %/visits.dta %/o.csv.xz", "export %/v.csv %/o.dta.gz"}) {
         for (const rlim_t bytes : {0, 100}) {
             SCOPED_TRACE(arguments);
             rlimit limit = old;

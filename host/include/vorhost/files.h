@@ -56,6 +56,10 @@ class FileSystem {
     virtual void replace(const std::string &complete, const std::string &path, std::error_code &error) = 0;
 };
 
+// The path without the suffix of a compressed file (.gz, .xz, .zst, .zip; letter case does not count); any other path
+// as it is.
+std::string uncompressed_name(const std::string &path);
+
 // The machine's files. temporary_directory: where temporary files go; empty for the system's own.
 std::unique_ptr<FileSystem> disk_files(std::string temporary_directory = {});
 

@@ -31,8 +31,9 @@ struct DelimitedOptions {
     FormatLookup formats; // needed for labels other than codes; what it finds must last as long as the sink
 };
 
-// A sink that writes delimited text to `path` ("-": standard output, which gets its lines as they come). A file appears
-// under its name only with finish. ConversionError (machine) with the system's words when it cannot be written.
+// A sink that writes delimited text to `path` ("-": standard output, which gets its lines as they come), compressed
+// when its name ends in .gz, .xz, .zst or .zip. A file appears under its name only with finish. ConversionError
+// (machine) with the system's words when it cannot be written.
 std::unique_ptr<RowSink> delimited_sink(const std::string &path, const DelimitedOptions &options);
 
 // Names, types, labels, formats and user formats beside a delimited file.
@@ -45,10 +46,10 @@ Schema parse_schema(const std::string &json, const std::string &file); // Conver
 Schema read_schema(const std::string &file);
 void write_schema(const std::string &file, const Schema &schema); // replaced whole
 
-// A source over delimited text ("-": standard input). Lines may end in a line feed, a carriage return or both; a byte
-// order mark is passed over; empty lines do not count. ConversionErrors name row (1 is the first after the names), line
-// and column: rows of another number of fields, stray quotes, bytes that are not UTF-8, names that are empty or
-// repeated, values that do not fit.
+// A source over delimited text ("-": standard input), which may be compressed whatever its name. Lines may end in a
+// line feed, a carriage return or both; a byte order mark is passed over; empty lines do not count. ConversionErrors
+// name row (1 is the first after the names), line and column: rows of another number of fields, stray quotes, bytes
+// that are not UTF-8, names that are empty or repeated, values that do not fit.
 //
 // Without a schema (null) the file is read twice, first for types and lengths, then for its rows, and never held in
 // memory; standard input is kept in a temporary file for that. A column is a date, date-time or time when every value

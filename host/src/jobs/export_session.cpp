@@ -32,13 +32,14 @@ struct ExportSession::State {
     ExportObservation observation;
 
     State(const HostOptions &host, const Options &options, const std::string &file, const DataSet &description)
-        : disk(host.files ? nullptr : disk_files()), files(base(host), base(host).absolute(stata_path(file))),
+        : disk(host.files ? nullptr : disk_files()),
+          files(base(host), base(host).absolute(unpacked_stata_path(file)), base(host).absolute(stata_path(file))),
           to_stream(file == standard_stream),
           object(prepared(host, options), to_stream ? "standard output" : stata_path(file)),
           variables(object.host(), description, options.labels_as_names, noter()),
           observation(object.host(), variables.columns()) {
         note_losses(options, description);
-        start(options, to_stream ? output_reference : stata_path(file));
+        start(options, to_stream ? output_reference : unpacked_stata_path(file));
     }
 
     ~State() { *stream_open = false; }

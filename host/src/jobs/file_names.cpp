@@ -1,5 +1,9 @@
 #include "jobs/file_names.h"
 
+#include "files/compression.h"
+
+#include <vorhost/files.h>
+
 #include <algorithm>
 
 namespace vor {
@@ -12,6 +16,11 @@ std::string lower_case(std::string_view text) {
 }
 
 std::string stata_path(const std::string &name) {
+    return compression_of_name(name) == Compression::none ? unpacked_stata_path(name) : name;
+}
+
+std::string unpacked_stata_path(const std::string &path) {
+    const std::string name = uncompressed_name(path);
     constexpr std::string_view extension = ".dta";
     const size_t slash = name.find_last_of("/\\");
     const size_t start = slash == std::string::npos ? 0 : slash + 1;

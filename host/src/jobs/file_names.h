@@ -8,8 +8,13 @@ namespace vor {
 
 inline constexpr std::string_view standard_stream = "-"; // standard input or output in place of a file
 
-// The name with the extension "dta" added when it has none or another one, as the module does.
+// The name with the extension "dta" added when it has none or another one, as the module does; the name of a
+// compressed file is complete.
 std::string stata_path(const std::string &name);
+
+// What the module is told of a file that is compressed once it is written: the name of the content, with the extension
+// "dta". For any other file the same as stata_path.
+std::string unpacked_stata_path(const std::string &name);
 
 // A text with the letters A to Z in lower case.
 std::string lower_case(std::string_view text);

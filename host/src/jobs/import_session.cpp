@@ -84,16 +84,29 @@ struct ImportSession::State {
         summary.release = input.head.release;
         summary.big_endian = input.head.big_endian;
         summary.observations = input.head.observations;
+        if (!input.remark.empty())
+            object.note(input.remark);
         if (input.stream)
             object.host().assign_reference(input.name, std::move(input.stream));
         object.set_outmode(OUTMODE_IMPORT | (options.value_labels ? OUTMODE_WRITE_LABELS : 0));
         object.check(object->set_fname(object.get(), input.name.c_str(), static_cast<int32_t>(input.name.size())));
         object.check(object->parseimproc(object.get(), nullptr));
-        object.open();
+        open(input);
         describe();
         summary.data_label = decode(input.head.data_label, "the data label");
         description.label = summary.data_label;
         object.note(encoding_note(options, input.head.release));
+    }
+
+    // A stream is read to its end here. What it failed of is known better than the module can say it.
+    void open(const StataInput &input) {
+        try {
+            object.open();
+        } catch (const ConversionError &) {
+            if (input.stream_failure && *input.stream_failure)
+                std::rethrow_exception(*input.stream_failure);
+            throw;
+        }
     }
 
     HostOptions prepared(HostOptions host, const Options &options) {

@@ -1,6 +1,8 @@
-// A file system on which one target is replaced only as a whole: what is written under its name goes into a temporary
-// file beside it until commit.
+// A file system on which one target is replaced only as a whole: what is written for it goes into a temporary file
+// beside it until commit, which compresses it when the target's name says so.
 #pragma once
+
+#include "files/packer.h"
 
 #include <vorhost/files.h>
 
@@ -11,8 +13,8 @@ namespace vor {
 
 class ReplacingFiles : public FileSystem {
   public:
-    // target: as the module will name it (absolute).
-    ReplacingFiles(FileSystem &files, std::string target);
+    // written: the target as the module will name it. Both absolute.
+    ReplacingFiles(FileSystem &files, std::string written, std::string target);
 
     // Removes the temporary file when commit was not reached.
     ~ReplacingFiles() override;
@@ -29,7 +31,12 @@ class ReplacingFiles : public FileSystem {
     void replace(const std::string &complete, const std::string &path, std::error_code &error) override;
 
   private:
+    void pack(Compression compression);
+    void feed(Packer &packer, ByteFile &plain, uint64_t bytes) const;
+    void check(std::error_code error) const;
+
     FileSystem &files_;
+    std::string written_;
     std::string target_;
     std::string partial_; // the temporary file's path; empty when there is none
 };

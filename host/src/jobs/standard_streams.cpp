@@ -1,5 +1,5 @@
-// A stream cannot go back: a read or write anywhere but at the next byte is an error, except within the bytes of
-// standard input that were read ahead.
+// A stream cannot go back: a read or write anywhere but at the next byte is an error, except within the bytes
+// that were read ahead.
 
 #include "jobs/standard_streams.h"
 
@@ -13,35 +13,35 @@
 namespace vor {
 namespace {
 
-// Fills the buffer as far as the stream goes; the bytes read.
-size_t read_fully(std::span<char> buffer, std::error_code &error) {
-    size_t done = 0;
-    while (done < buffer.size()) {
-        const ssize_t got = ::read(STDIN_FILENO, buffer.data() + done, buffer.size() - done);
-        if (got < 0 && errno == EINTR)
-            continue;
-        if (got < 0)
-            error = {errno, std::system_category()};
-        if (got <= 0)
-            break;
-        done += static_cast<size_t>(got);
-    }
-    return done;
-}
-
 const std::error_code cannot_seek = std::make_error_code(std::errc::invalid_seek);
 
 } // namespace
 
-StandardInput::StandardInput(size_t head_bytes) : head_(head_bytes, '\0'), position_(0) {
-    std::error_code error;
-    head_.resize(read_fully(head_, error));
-    if (error)
-        throw ConversionError(Failure::machine, "Standard input cannot be read: " + error.message() + ".");
+size_t read_standard_input(std::span<char> buffer) {
+    for (;;) {
+        const ssize_t got = ::read(STDIN_FILENO, buffer.data(), buffer.size());
+        if (got >= 0)
+            return static_cast<size_t>(got);
+        if (errno != EINTR)
+            throw ConversionError(Failure::machine,
+                                  "Standard input cannot be read: " + std::system_category().message(errno) + ".");
+    }
+}
+
+InputStream::InputStream(Source source, size_t head_bytes) : source_(std::move(source)), head_(head_bytes, '\0') {
+    head_.resize(fill(head_));
     position_ = head_.size();
 }
 
-size_t StandardInput::read(uint64_t position, std::span<char> buffer, std::error_code &error) {
+// Fills the buffer as far as the stream goes; the bytes read.
+size_t InputStream::fill(std::span<char> buffer) {
+    size_t done = 0;
+    for (size_t got = 1; got > 0 && done < buffer.size(); done += got)
+        got = source_(buffer.subspan(done));
+    return done;
+}
+
+size_t InputStream::read(uint64_t position, std::span<char> buffer, std::error_code &error) {
     size_t done = 0;
     if (position < head_.size()) {
         done = std::min(buffer.size(), head_.size() - static_cast<size_t>(position));
@@ -53,21 +53,27 @@ size_t StandardInput::read(uint64_t position, std::span<char> buffer, std::error
         error = cannot_seek;
         return done;
     }
-    const size_t got = read_fully(buffer.subspan(done), error);
-    position_ += got;
-    return done + got;
+    try {
+        const size_t got = fill(buffer.subspan(done));
+        position_ += got;
+        return done + got;
+    } catch (...) {
+        *failure_ = std::current_exception();
+        error = std::make_error_code(std::errc::io_error);
+        return done;
+    }
 }
 
-void StandardInput::write(uint64_t, std::span<const char>, std::error_code &error) {
+void InputStream::write(uint64_t, std::span<const char>, std::error_code &error) {
     error = std::make_error_code(std::errc::bad_file_descriptor);
 }
 
-uint64_t StandardInput::size(std::error_code &error) {
+uint64_t InputStream::size(std::error_code &error) {
     error = cannot_seek;
     return 0;
 }
 
-void StandardInput::close(std::error_code &) {}
+void InputStream::close(std::error_code &) {}
 
 size_t StandardOutput::read(uint64_t, std::span<char>, std::error_code &error) {
     error = std::make_error_code(std::errc::bad_file_descriptor);

@@ -1,5 +1,6 @@
 #include "jobs/stata_input.h"
 
+#include "files/unpacker.h"
 #include "jobs/file_names.h"
 #include "jobs/standard_streams.h"
 
@@ -12,29 +13,78 @@ namespace {
 
 constexpr const char *input_reference = "VORIN";
 
-std::string read_head_bytes(const std::string &path, FileSystem &files) {
+[[noreturn]] void fail(const std::string &path, std::error_code error) {
+    throw ConversionError(Failure::machine, fmt::format("{} cannot be read: {}.", path, error.message()));
+}
+
+PackedFile open_file(const std::string &path, FileSystem &files) {
     std::error_code error;
-    std::string head(stata_head_bytes, '\0');
-    const std::unique_ptr<ByteFile> file = files.open(path, OpenMode::read, error);
-    size_t done = 0;
-    for (size_t got = 1; file && !error && got > 0; done += got)
-        got = file->read(done, std::span(head).subspan(done), error);
-    head.resize(done);
-    if (error)
-        throw ConversionError(Failure::machine, fmt::format("{} cannot be read: {}.", path, error.message()));
-    return head;
+    const std::shared_ptr<ByteFile> file = files.open(path, OpenMode::read, error);
+    const uint64_t bytes = error || !file ? 0 : file->size(error);
+    if (error || !file)
+        fail(path, error);
+    const auto read = [file, path](uint64_t position, std::span<char> buffer) {
+        std::error_code failure;
+        const size_t got = file->read(position, buffer, failure);
+        if (failure)
+            fail(path, failure);
+        return got;
+    };
+    return {path, read, bytes};
+}
+
+// Standard input, of which the head is known.
+PackedFile packed_input(std::shared_ptr<InputStream> stream) {
+    const auto read = [stream](uint64_t position, std::span<char> buffer) {
+        std::error_code error;
+        const size_t got = stream->read(position, buffer, error);
+        if (*stream->failure())
+            std::rethrow_exception(*stream->failure());
+        return got;
+    };
+    return {"Standard input", read};
+}
+
+InputStream::Source content(Compression compression, const PackedFile &file) {
+    if (compression == Compression::none)
+        return [read = file.read, position = uint64_t{0}](std::span<char> buffer) mutable {
+            const size_t got = read(position, buffer);
+            position += got;
+            return got;
+        };
+    const std::shared_ptr<Unpacker> unpacker = unpack(compression, file);
+    return [unpacker](std::span<char> buffer) { return unpacker->read(buffer); };
+}
+
+StataInput input_of(std::unique_ptr<InputStream> stream, const std::string &shown_name) {
+    const StataHead head = read_stata_head(stream->head());
+    const auto failure = stream->failure();
+    return {input_reference, shown_name, head, std::move(stream), failure};
+}
+
+StataInput open_standard_input() {
+    auto stream = std::make_unique<InputStream>(read_standard_input, stata_head_bytes);
+    const Compression compression = compression_of_bytes(stream->head());
+    if (compression != Compression::none)
+        stream = std::make_unique<InputStream>(content(compression, packed_input(std::move(stream))), stata_head_bytes);
+    return input_of(std::move(stream), "standard input");
 }
 
 } // namespace
 
 StataInput open_stata_input(const std::string &file, FileSystem &files) {
-    if (file == standard_stream) {
-        auto stream = std::make_unique<StandardInput>(stata_head_bytes);
-        const StataHead head = read_stata_head(stream->head());
-        return {input_reference, "standard input", head, std::move(stream)};
-    }
+    if (file == standard_stream)
+        return open_standard_input();
     const std::string path = stata_path(file);
-    return {path, path, read_stata_head(read_head_bytes(path, files)), nullptr};
+    const PackedFile packed = open_file(path, files);
+    const InputStream plain(content(Compression::none, packed), stata_head_bytes);
+    const Compression compression = compression_of_bytes(plain.head());
+    const bool by_name = compression == Compression::none && compression_of_name(path) == Compression::none;
+    if (by_name)
+        return {path, path, read_stata_head(plain.head()), nullptr};
+    StataInput input = input_of(std::make_unique<InputStream>(content(compression, packed), stata_head_bytes), path);
+    input.remark = misnamed(path, compression);
+    return input;
 }
 
 } // namespace vor

@@ -3,6 +3,7 @@
 #include "tables/delimited_types.h"
 #include "tables/number_text.h"
 
+#include <vorhost/files.h>
 #include <vorhost/tables.h>
 #include <vorhost/temporal.h>
 
@@ -40,13 +41,15 @@ class DelimitedSource : public RowSource {
   public:
     DelimitedSource(const std::string &path, char separator, const Schema *schema, const Notes &notes)
         : file_(path, schema == nullptr), reader_(file_, separator), given_(schema != nullptr) {
+        if (notes && !file_.remark().empty())
+            notes(file_.name() + ": " + file_.remark());
         read_header();
         if (schema)
             use_schema(*schema);
         else
             look_through(notes);
         if (path != "-")
-            description_.name = std::filesystem::path(path).stem().string();
+            description_.name = std::filesystem::path(uncompressed_name(path)).stem().string();
     }
 
     const DataSet &description() const override { return description_; }

@@ -2,6 +2,7 @@
 
 #include <vorhost/error.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdio>
@@ -30,20 +31,43 @@ int open_nameless() {
 } // namespace
 
 InputFile::InputFile(const std::string &path, bool repeatable) : name_(path == "-" ? "Standard input" : path) {
-    descriptor_ = path == "-" ? fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 3) : open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    descriptor_.number =
+        path == "-" ? fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 3) : open(path.c_str(), O_RDONLY | O_CLOEXEC);
     struct stat status {};
-    if (descriptor_ < 0 || fstat(descriptor_, &status) != 0)
+    if (descriptor_.number < 0 || fstat(descriptor_.number, &status) != 0)
         fail(errno, "read");
     if (S_ISDIR(status.st_mode))
         fail(EISDIR, "read");
-    // Standard input may be a file that somebody has already read a part of, so it is copied even then.
-    if (repeatable && (path == "-" || !S_ISREG(status.st_mode)))
+    // Standard input may be a file that somebody has already read a part of, so it counts as a stream even then.
+    seekable_ = path != "-" && S_ISREG(status.st_mode);
+    look_at_start();
+    if (!seekable_ && (repeatable || compression_ != Compression::none))
         keep_copy();
+    if (compression_ != Compression::none)
+        unpack_from_start();
 }
 
-InputFile::~InputFile() {
-    if (descriptor_ >= 0)
-        close(descriptor_);
+// The bytes looked at stay to be read.
+void InputFile::look_at_start() {
+    start_.resize(compression_mark_bytes);
+    size_t done = 0;
+    for (size_t got = 1; got > 0 && done < start_.size(); done += got)
+        got = read_descriptor(std::span(start_).subspan(done));
+    start_.resize(done);
+    compression_ = compression_of_bytes(start_);
+    if (seekable_)
+        rewind();
+}
+
+void InputFile::unpack_from_start() {
+    unpacker_ = unpack(
+        compression_,
+        {name_, [this](uint64_t position, std::span<char> buffer) { return read_at(position, buffer); }, file_bytes()});
+}
+
+InputFile::Descriptor::~Descriptor() {
+    if (number >= 0)
+        close(number);
 }
 
 void InputFile::keep_copy() {
@@ -64,14 +88,35 @@ void InputFile::keep_copy() {
         close(copy);
         throw;
     }
-    close(descriptor_);
-    descriptor_ = copy;
+    close(descriptor_.number);
+    descriptor_.number = copy;
     rewind();
 }
 
 size_t InputFile::read(std::span<char> buffer) {
+    if (unpacker_)
+        return unpacker_->read(buffer);
+    if (start_.empty())
+        return read_descriptor(buffer);
+    const size_t count = std::min(buffer.size(), start_.size());
+    std::copy_n(start_.begin(), count, buffer.begin());
+    start_.erase(0, count);
+    return count;
+}
+
+size_t InputFile::read_descriptor(std::span<char> buffer) const {
     for (;;) {
-        const ssize_t count = ::read(descriptor_, buffer.data(), buffer.size());
+        const ssize_t count = ::read(descriptor_.number, buffer.data(), buffer.size());
+        if (count >= 0)
+            return static_cast<size_t>(count);
+        if (errno != EINTR)
+            fail(errno, "read");
+    }
+}
+
+size_t InputFile::read_at(uint64_t position, std::span<char> buffer) const {
+    for (;;) {
+        const ssize_t count = pread(descriptor_.number, buffer.data(), buffer.size(), static_cast<off_t>(position));
         if (count >= 0)
             return static_cast<size_t>(count);
         if (errno != EINTR)
@@ -80,13 +125,20 @@ size_t InputFile::read(std::span<char> buffer) {
 }
 
 void InputFile::rewind() {
-    if (lseek(descriptor_, 0, SEEK_SET) < 0)
+    start_.clear();
+    if (unpacker_)
+        unpack_from_start();
+    else if (lseek(descriptor_.number, 0, SEEK_SET) < 0)
         fail(errno, "read");
 }
 
 uint64_t InputFile::size() const {
+    return unpacker_ ? 0 : file_bytes();
+}
+
+uint64_t InputFile::file_bytes() const {
     struct stat status {};
-    const bool regular = fstat(descriptor_, &status) == 0 && S_ISREG(status.st_mode);
+    const bool regular = fstat(descriptor_.number, &status) == 0 && S_ISREG(status.st_mode);
     return regular ? static_cast<uint64_t>(status.st_size) : 0;
 }
 

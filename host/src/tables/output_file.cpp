@@ -1,5 +1,7 @@
 #include "tables/output_file.h"
 
+#include <vorhost/files.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <fcntl.h>
@@ -70,6 +72,7 @@ OutputFile::OutputFile(const std::string &target)
     : name_(target == "-" ? "Standard output" : target), buffer_(new char[buffer_bytes]), at_(buffer_.get()),
       end_(buffer_.get() + buffer_bytes) {
     static_assert(piece_bytes <= buffer_bytes);
+    pack();
     if (target == "-") {
         descriptor_ = STDOUT_FILENO;
         return;
@@ -94,6 +97,15 @@ OutputFile::OutputFile(const std::string &target)
     }
 }
 
+void OutputFile::pack() {
+    const Compression compression = compression_of_name(name_);
+    if (compression == Compression::none)
+        return;
+    const std::string member = std::filesystem::path(uncompressed_name(name_)).filename().string();
+    packer_ = std::make_unique<Packer>(compression, name_, member, -1,
+                                       [this](std::span<const char> bytes) { write_all(bytes.data(), bytes.size()); });
+}
+
 OutputFile::~OutputFile() {
     if (descriptor_ > STDERR_FILENO)
         close(descriptor_);
@@ -105,7 +117,7 @@ void OutputFile::append(std::string_view bytes) {
     if (static_cast<size_t>(end_ - at_) < bytes.size()) {
         flush();
         if (bytes.size() > buffer_bytes)
-            return write_all(bytes.data(), bytes.size());
+            return pass_on(bytes.data(), bytes.size());
     }
     at_ = std::copy(bytes.begin(), bytes.end(), at_);
 }
@@ -113,7 +125,14 @@ void OutputFile::append(std::string_view bytes) {
 void OutputFile::flush() {
     const auto count = static_cast<size_t>(at_ - buffer_.get());
     at_ = buffer_.get();
-    write_all(buffer_.get(), count);
+    pass_on(buffer_.get(), count);
+}
+
+void OutputFile::pass_on(const char *bytes, size_t count) {
+    if (packer_)
+        packer_->write({bytes, count});
+    else
+        write_all(bytes, count);
 }
 
 void OutputFile::write_all(const char *bytes, size_t count) {
@@ -130,6 +149,8 @@ void OutputFile::write_all(const char *bytes, size_t count) {
 
 void OutputFile::finish() {
     flush();
+    if (packer_)
+        packer_->finish();
     if (target_.empty())
         return;
     if (fsync(descriptor_) != 0)

@@ -1,6 +1,8 @@
 // Files that appear under their name only when they are complete, written front to back through one buffer.
 #pragma once
 
+#include "files/packer.h"
+
 #include <vorhost/error.h>
 
 #include <memory>
@@ -21,7 +23,8 @@ int move_into_place(const std::string &complete, const std::string &target, bool
 class OutputFile {
   public:
     // "-" is standard output, which gets its bytes as they come, as does an existing target that is no regular file (a
-    // pipe, a device). A symbolic link is followed, so that the file it names is replaced and not the link.
+    // pipe, a device). The name of a compressed file gets compressed bytes. A symbolic link is followed, so that the
+    // file it names is replaced and not the link.
     explicit OutputFile(const std::string &target);
 
     // Removes what was written when finish was not reached.
@@ -45,7 +48,9 @@ class OutputFile {
     void finish();
 
   private:
+    void pack();
     void flush();
+    void pass_on(const char *bytes, size_t count);
     void write_all(const char *bytes, size_t count);
     [[noreturn]] void fail(int code) const;
 
@@ -56,6 +61,7 @@ class OutputFile {
     std::unique_ptr<char[]> buffer_;
     char *at_;
     char *end_;
+    std::unique_ptr<Packer> packer_; // null: the bytes go into the file as they are
 };
 
 } // namespace vor

@@ -1,0 +1,101 @@
+#include "files/packer.h"
+
+#include <vorhost/error.h>
+
+#include <archive.h>
+#include <archive_entry.h>
+#include <cerrno>
+#include <ctime>
+#include <fmt/format.h>
+#include <new>
+
+namespace vor {
+namespace {
+
+constexpr int block_bytes = 64 * 1024;
+constexpr int member_permissions = 0644;
+
+void choose(archive *writer, Compression compression) {
+    switch (compression) {
+    case Compression::gzip:
+        archive_write_add_filter_gzip(writer);
+        archive_write_set_filter_option(writer, "gzip", "timestamp", nullptr); // the same data give the same bytes
+        break;
+    case Compression::xz:
+        archive_write_add_filter_xz(writer);
+        break;
+    case Compression::zstd:
+        archive_write_add_filter_zstd(writer);
+        break;
+    case Compression::zip:
+    case Compression::none:
+        break;
+    }
+    compression == Compression::zip ? archive_write_set_format_zip(writer) : archive_write_set_format_raw(writer);
+}
+
+} // namespace
+
+Packer::Packer(Compression compression, std::string target, const std::string &member, int64_t size_bytes,
+               Output output)
+    : target_(std::move(target)), output_(std::move(output)), archive_(archive_write_new()) {
+    if (!archive_)
+        throw std::bad_alloc();
+    const auto write_block = [](archive *writer, void *self, const void *bytes, size_t count) -> la_ssize_t {
+        auto *packer = static_cast<Packer *>(self);
+        try {
+            packer->output_({static_cast<const char *>(bytes), count});
+            return static_cast<la_ssize_t>(count);
+        } catch (...) {
+            packer->failure_ = std::current_exception();
+            archive_set_error(writer, EIO, "it cannot be written");
+            return ARCHIVE_FATAL;
+        }
+    };
+    choose(archive_.get(), compression);
+    archive_write_set_bytes_per_block(archive_.get(), block_bytes);
+    archive_write_set_bytes_in_last_block(archive_.get(), 1); // no padding
+    check(archive_write_open(archive_.get(), this, nullptr, write_block, nullptr));
+    add_member(member, size_bytes);
+}
+
+void Packer::Abandon::operator()(archive *writer) const {
+    archive_write_fail(writer);
+    archive_write_free(writer);
+}
+
+void Packer::add_member(const std::string &name, int64_t size_bytes) {
+    const std::unique_ptr<archive_entry, void (*)(archive_entry *)> entry(archive_entry_new(), archive_entry_free);
+    if (!entry)
+        throw std::bad_alloc();
+    archive_entry_update_pathname_utf8(entry.get(), name.c_str());
+    archive_entry_set_filetype(entry.get(), AE_IFREG);
+    archive_entry_set_perm(entry.get(), member_permissions);
+    archive_entry_set_mtime(entry.get(), std::time(nullptr), 0);
+    if (size_bytes >= 0)
+        archive_entry_set_size(entry.get(), size_bytes);
+    check(archive_write_header(archive_.get(), entry.get()));
+}
+
+void Packer::write(std::span<const char> bytes) {
+    check(archive_write_data(archive_.get(), bytes.data(), bytes.size()));
+}
+
+void Packer::finish() {
+    check(archive_write_close(archive_.get()));
+}
+
+// Warnings, such as one about a name outside the locale, do not count.
+void Packer::check(int64_t code) {
+    if (code >= ARCHIVE_WARN)
+        return;
+    if (failure_)
+        std::rethrow_exception(failure_);
+    if (archive_errno(archive_.get()) == ENOMEM)
+        throw std::bad_alloc();
+    const char *words = archive_error_string(archive_.get());
+    throw ConversionError(Failure::machine,
+                          fmt::format("{} cannot be compressed: {}.", target_, words ? words : "no reason is known"));
+}
+
+} // namespace vor
