@@ -207,7 +207,10 @@ TEST(Library, NamesThatNeedCare) {
     };
     for (const auto &row : refused)
         EXPECT_EQ(sentence_of([&] { library->dataset_sink(row.name, ""); }), row.sentence);
-    EXPECT_EQ(sentence_of([&] { library->describe("nobody"); }), "c: " + path + " has no data set nobody.");
+    EXPECT_EQ(sentence_of([&] { library->describe("nobody"); }),
+              "c: " + path +
+                  " has no data set nobody; it has it's \"odd\", order, people, people_labelled, people_labelled_x, "
+                  "\xC3\xA9.");
 }
 
 TEST(Library, ShapesAtTheEdge) {

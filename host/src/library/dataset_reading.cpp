@@ -92,9 +92,12 @@ bool is_dataset(Database &database, const std::string &name) {
 
 StoredDataset find_dataset(Database &database, const std::string &name, const Notes &notes) {
     if (!is_dataset(database, name)) {
-        const std::string fault = fault_of_dataset_name(name);
+        if (const std::string fault = fault_of_dataset_name(name); !fault.empty())
+            throw ConversionError(Failure::conversion, fault);
+        const std::vector<std::string> names = list_datasets(database);
         throw ConversionError(Failure::conversion,
-                              fault.empty() ? fmt::format("{} has no data set {}.", database.name(), name) : fault);
+                              fmt::format("{} has no data set {}; it has {}.", database.name(), name,
+                                          names.empty() ? "none" : fmt::format("{}", fmt::join(names, ", "))));
     }
     return held_under(database, name) == Held::dataset ? load_dataset(database, name)
                                                        : look_through_table(database, name, notes);
