@@ -1,6 +1,6 @@
 // IMGLUE: one conversion session and, at the same time, the access object that the host drives. The operation slots
 // keep this order, on which hosts rely. The host reads the slots, outmode, obslen and obsptr; everything behind them
-// belongs to the module.
+// belongs to the module, except that the host may set current_record_number.
 //
 // `new` and `delete` cannot name members in C++; they carry an underscore.
 #pragma once
@@ -158,7 +158,8 @@ struct IMGLUE {
     void *record_buffer;
     int64_t records_in_buffer;
     void *start_current_record_ptr;
-    int64_t current_record_number;
+    int64_t
+        current_record_number; // observations that an import passes over; the host may set it before its first getrow
     glue_grammar_struct *grammar_ptr;
     TOOLKIT *zkp;
     NLS_EXTENSION *zknlsp;

@@ -1,6 +1,9 @@
-// Formats as people write them, numbers as text, labels of values.
+// Formats as people write them, numbers as text, parts of data sets, labels of values.
+#include "tables_in_memory.h"
+
 #include <vorhost/dataset.h>
 #include <vorhost/missing.h>
+#include <vorhost/selection.h>
 #include <vorhost/tables.h>
 #include <vorhost/user_format.h>
 
@@ -111,6 +114,30 @@ TEST(Numbers, EveryDoubleComesBackFromItsShortestText) {
         const auto back = parse_number_text(text);
         ASSERT_TRUE(back) << text;
         ASSERT_EQ(std::bit_cast<uint64_t>(*back), std::bit_cast<uint64_t>(value));
+    }
+}
+
+TEST(Selections, RowsOfASource) {
+    const test::Scratch scratch;
+    const std::string csv = scratch.write("s.csv", "a,b,c,d\n1,x,2,.a\n3,\"y \",4,5\n,,,.z\n6,w,7,\n");
+    const struct {
+        Selection selection;
+        int64_t limit;
+        int64_t rows;
+        const char *expected;
+    } cases[] = {
+        {{}, -1, 4, "a,b,c,d\n1,x,2,.a\n3,y,4,5\n,,,.z\n6,w,7,\n"},
+        {{.keep = {"d", "b"}, .first_row = 2}, 2, 2, "b,d\ny,5\n,.z\n"},
+        {{.drop = {"b", "d"}, .first_row = 4}, -1, 1, "a,c\n6,7\n"},
+        {{.first_row = 5}, -1, 0, "a,b,c,d\n"},
+        {{.first_row = 6}, -1, 0, "a,b,c,d\n"},
+        {{.drop = {"a"}}, 0, 0, "b,c,d\n"},
+    };
+    for (const auto &one : cases) {
+        const auto source = delimited_source(csv, ',', nullptr);
+        const auto sink = delimited_sink(scratch.file("o.csv"), {});
+        EXPECT_EQ(copy_rows(*source, csv, one.selection, *sink, one.limit), one.rows);
+        EXPECT_EQ(scratch.read("o.csv"), one.expected);
     }
 }
 

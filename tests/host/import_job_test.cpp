@@ -4,6 +4,7 @@
 #include "stata_file_builder.h"
 #include "whole_file.h"
 
+#include <algorithm>
 #include <gtest/gtest.h>
 
 namespace vor::test {
@@ -73,6 +74,117 @@ TEST(ImportJob, EveryReleaseInEitherByteOrder) {
             }
             expect_whole_file(collect_import(scratch.write("whole.dta", build(file))), release, order);
         }
+    }
+}
+
+ImportSession::Options selecting(Selection selection) {
+    ImportSession::Options options;
+    options.selection = std::move(selection);
+    return options;
+}
+
+// The rows of a whole import that a selection leaves.
+std::vector<std::vector<std::string>> part_of(const CollectedImport &whole, std::size_t first_row,
+                                              const std::vector<std::size_t> &columns) {
+    std::vector<std::vector<std::string>> rows;
+    for (std::size_t row = first_row - 1; row < whole.rows.size(); ++row) {
+        rows.emplace_back();
+        for (const std::size_t column : columns) {
+            rows.back().push_back(whole.rows[row][column]);
+        }
+    }
+    return rows;
+}
+
+TEST(ImportJob, SelectionsOfEveryReleaseInEitherByteOrder) {
+    constexpr std::size_t all = 5 + ordinary_rows;
+    const ScratchDirectory scratch;
+    for (const int release : all_releases()) {
+        for (const ByteOrder order : {ByteOrder::little, ByteOrder::big}) {
+            SCOPED_TRACE(std::to_string(release) + (order == ByteOrder::big ? " big" : " little"));
+            StataFile file = whole_file(release, order, ordinary_rows);
+            if (is_tagged(release)) {
+                add_tagged_variables(file);
+            }
+            const std::string path = scratch.write("whole.dta", build(file));
+            const CollectedImport whole = collect_import(path);
+            const std::vector<vor::Variable> &variables = whole.description.variables;
+            const std::vector<std::string> names = {variables.back().name, variables[1].name};
+            // The last rows, one buffer and several into the file, and behind its end.
+            for (const std::size_t first : {std::size_t{2}, std::size_t{1200}, all, all + 1, all + 1000}) {
+                SCOPED_TRACE(first);
+                const CollectedImport part =
+                    collect_import(path, selecting({.keep = names, .first_row = static_cast<int64_t>(first)}));
+                ASSERT_FALSE(part.error) << part.error->what();
+                EXPECT_EQ(part.rows, part_of(whole, std::min(first, all + 1), {1, variables.size() - 1}));
+                EXPECT_EQ(part.description.observations, static_cast<int64_t>(part.rows.size()));
+                EXPECT_TRUE(part.log.contains("has " + std::to_string(part.rows.size()) + " observations"))
+                    << part.log.text();
+                EXPECT_TRUE(part.catalogs.formats.empty()) << "the labels of a variable left out";
+            }
+        }
+    }
+}
+
+TEST(ImportJob, SelectedVariables) {
+    StataFile file{.release = 114,
+                   .variables = {{.name = "a", .type = Type::byte, .value_label = "t"},
+                                 {.name = "S", .type = str(2)},
+                                 {.name = "b", .type = Type::byte, .value_label = "u"}}};
+    file.rows = {{1, "x", 3}, {2, "\xE4", 4}};
+    file.value_labels = {{"t", {{1, "one"}}}, {"u", {{3, "three"}}}};
+    const ScratchDirectory scratch;
+    const std::string path = scratch.write("f.dta", build(file));
+    const struct {
+        Selection selection;
+        std::vector<std::string> last_row; // empty: refused
+        std::string sentence;              // of the refusal, or of the log
+    } cases[] = {
+        {{.keep = {"b", "a"}}, {"2", "4"}, "2 of 3 variables are kept."},
+        {{.keep = {"S"}, .first_row = 2}, {"'\xC3\xA4'"}, "first in observation 2"},
+        {{.drop = {"S", "b"}}, {"2"}, "1 of 3 variables are kept."},
+        {{.keep = {"a", "b"}, .drop = {"b"}}, {"2"}, "1 of 3"},
+        {{.drop = {"a"}, .first_row = 3}, {}, ""},
+        {{.keep = {"a", "c"}}, {}, "f.dta has no variable c; it has a, S, b."},
+        {{.drop = {"s"}}, {}, "has no variable s, but one named S."},
+        {{.drop = {"a", "S", "b"}}, {}, "No variable of"},
+    };
+    for (const auto &one : cases) {
+        SCOPED_TRACE(one.sentence);
+        const CollectedImport import = collect_import(path, selecting(one.selection));
+        if (import.error) {
+            EXPECT_EQ(import.error->failure(), Failure::usage);
+            EXPECT_NE(std::string(import.error->what()).find(one.sentence), std::string::npos) << import.error->what();
+            EXPECT_TRUE(one.last_row.empty());
+            EXPECT_TRUE(import.catalogs.formats.empty());
+            continue;
+        }
+        EXPECT_EQ(import.rows.empty() ? std::vector<std::string>{} : import.rows.back(), one.last_row);
+        EXPECT_TRUE(import.log.contains(one.sentence)) << import.log.text();
+        for (const auto &[name, format] : import.catalogs.formats) {
+            EXPECT_TRUE(std::any_of(import.description.variables.begin(), import.description.variables.end(),
+                                    [&](const vor::Variable &variable) { return variable.format.name == format.name; }))
+                << name;
+        }
+    }
+    EXPECT_EQ(collect_import(path, selecting({.drop = {"b"}})).catalogs.formats.size(), 1U);
+}
+
+// A file that ends within its data says where, also when the observations before are passed over.
+TEST(ImportJob, RowsBehindTheEndOfACutFile) {
+    StataFile file{.release = 115, .variables = {{.name = "x", .type = Type::int32}}};
+    for (int row = 0; row < 10; ++row) {
+        file.rows.push_back({row});
+    }
+    Offsets offsets;
+    std::string bytes = build(file, &offsets);
+    patch_number(bytes, offsets.at("N"), 0x7FFFFFFF, release_layout(115).observation_count_bytes, file.order);
+    const ScratchDirectory scratch;
+    for (const std::int64_t first : {std::int64_t{3}, std::int64_t{20000}, std::int64_t{0x7FFFFFFF}}) {
+        const CollectedImport import = collect_import(scratch.write("cut.dta", bytes), selecting({.first_row = first}));
+        ASSERT_TRUE(import.error);
+        EXPECT_EQ(import.error->failure(), Failure::conversion);
+        EXPECT_NE(std::string(import.error->what()).find("too short"), std::string::npos) << import.error->what();
     }
 }
 

@@ -8,6 +8,7 @@
 #include <vorhost/error.h>
 #include <vorhost/host.h>
 #include <vorhost/rows.h>
+#include <vorhost/selection.h>
 
 #include <cstdint>
 #include <functional>
@@ -43,8 +44,9 @@ class ImportSession {
   public:
     struct Options {
         bool value_labels = true;
-        std::string encoding; // of the file's text; empty: as the release says
-        FormatPlace formats;  // where the user formats go
+        std::string encoding;     // of the file's text; empty: as the release says
+        FormatPlace formats;      // where the user formats go
+        Selection selection = {}; // user formats of variables that it leaves out go nowhere
     };
 
     // Opens the file and reads its header and descriptors; its user formats go to the host's catalogs.
@@ -52,7 +54,7 @@ class ImportSession {
     ~ImportSession();
 
     const FileSummary &summary() const;
-    const DataSet &description() const; // observations: as the file's head says
+    const DataSet &description() const; // observations: as the file's head says, without those passed over
 
     bool next(); // moves to the next observation; false at the end
     const Row &row() const;

@@ -67,6 +67,9 @@ class RowSource {
     virtual ~RowSource() = default;
     virtual const DataSet &description() const = 0;
     virtual bool next(RowWriter &row) = 0; // false at the end, with nothing set
+
+    // Passes over observations. The number passed: fewer than asked for only at the end.
+    virtual int64_t skip(int64_t rows);
 };
 
 } // namespace vor

@@ -16,10 +16,12 @@
 namespace vor {
 namespace {
 
-// User formats of an import on their way to the catalogs; with labels unwanted none of them gets there.
+// User formats of an import on their way to the catalogs; with labels unwanted none of them gets there, with variables
+// chosen they wait until it is known which ones are used.
 class ImportedFormats : public FormatCatalogs {
   public:
-    ImportedFormats(FormatCatalogs *catalogs, bool wanted) : catalogs_(catalogs), wanted_(wanted) {}
+    ImportedFormats(FormatCatalogs *catalogs, bool wanted, bool waiting)
+        : catalogs_(catalogs), wanted_(wanted), waiting_(waiting) {}
 
     Written write(const std::string &library, const std::string &catalog, const UserFormat &format,
                   bool keep_existing) override {
@@ -27,7 +29,10 @@ class ImportedFormats : public FormatCatalogs {
             unwanted_.insert(lower_case(format.name));
             return Written::stored;
         }
-        return catalogs_->write(library, catalog, format, keep_existing);
+        if (!waiting_)
+            return store(library, catalog, format, keep_existing);
+        held_.push_back({library, catalog, format, keep_existing});
+        return Written::stored;
     }
 
     bool read(const std::string &library, const std::string &catalog, const std::string &name,
@@ -37,10 +42,43 @@ class ImportedFormats : public FormatCatalogs {
 
     bool unwanted(const std::string &name) const { return unwanted_.contains(lower_case(name)); }
 
+    // Writes those of the waiting formats that a variable has.
+    void release(const std::vector<Variable> &variables) {
+        std::unordered_set<std::string> used;
+        for (const Variable &variable : variables)
+            used.insert(lower_case(variable.format.name));
+        for (const Held &one : held_)
+            if (used.contains(lower_case(one.format.name)))
+                store(one.library, one.catalog, one.format, one.keep_existing);
+        held_.clear();
+    }
+
+    // Those in whose place there were other labels, which other data sets may have used.
+    const std::vector<std::string> &replaced() const { return replaced_; }
+
   private:
+    Written store(const std::string &library, const std::string &catalog, const UserFormat &format,
+                  bool keep_existing) {
+        UserFormat old;
+        const bool is_there = !keep_existing && catalogs_->read(library, catalog, format.name, old);
+        const Written written = catalogs_->write(library, catalog, format, keep_existing);
+        if (is_there && old.ranges != format.ranges)
+            replaced_.push_back(format.name);
+        return written;
+    }
+
+    struct Held {
+        std::string library;
+        std::string catalog;
+        UserFormat format;
+        bool keep_existing;
+    };
     FormatCatalogs *catalogs_;
     bool wanted_;
+    bool waiting_;
     std::unordered_set<std::string> unwanted_;
+    std::vector<Held> held_;
+    std::vector<std::string> replaced_;
 };
 
 // Which encodings the host is told of. The text of older files is not transcoded by the module: the session takes the
@@ -79,7 +117,8 @@ struct ImportSession::State {
     bool at_end = false;
 
     State(const HostOptions &host, const Options &options, StataInput input)
-        : formats(host.catalogs, options.value_labels), object(prepared(host, options), input.shown_name) {
+        : formats(host.catalogs, options.value_labels, options.selection.chooses_variables()),
+          object(prepared(host, options), input.shown_name) {
         summary.file = input.shown_name;
         summary.release = input.head.release;
         summary.big_endian = input.head.big_endian;
@@ -92,7 +131,7 @@ struct ImportSession::State {
         object.check(object->set_fname(object.get(), input.name.c_str(), static_cast<int32_t>(input.name.size())));
         object.check(object->parseimproc(object.get(), nullptr));
         open(input);
-        describe();
+        describe(options.selection);
         summary.data_label = decode(input.head.data_label, "the data label");
         description.label = summary.data_label;
         object.note(encoding_note(options, input.head.release));
@@ -125,20 +164,44 @@ struct ImportSession::State {
         return std::string(text);
     }
 
-    void describe() {
+    void describe(const Selection &selection) {
         int32_t count = 0;
         NAMELIST *list = nullptr;
         object.check(object->getvars(object.get(), &count, &list));
         object.note_remarks();
-        for (const NAMELIST *node = list; node; node = node->next)
-            description.variables.push_back(describe(node->namestr, description.variables.size() + 1));
-        description.observations = summary.observations;
-        row = std::make_unique<ObservationRow>(object.host(), list, [this](size_t column, int64_t first) {
-            object.note(fmt::format("variable {} has text that is not valid {}, first in observation {}; such text is "
-                                    "taken as Windows Latin 1.",
-                                    description.variables[column].name, object.host().options().session_encoding,
-                                    first));
-        });
+        std::vector<const NAMESTR *> variables;
+        for (const NAMELIST *node = list; node; node = node->next) {
+            variables.push_back(&node->namestr);
+            description.variables.push_back(describe(node->namestr, variables.size()));
+        }
+        if (selection.chooses_variables())
+            choose(selection, variables);
+        for (const std::string &name : formats.replaced())
+            object.note(fmt::format("the user format {} had other labels, which are replaced.", name));
+        pass_over(selection.first_row - 1);
+        row = std::make_unique<ObservationRow>(
+            object.host(), variables, selection.first_row - 1, [this](size_t column, int64_t first) {
+                object.note(fmt::format("variable {} has text that is not valid {}, first in observation {}; such text "
+                                        "is taken as Windows Latin 1.",
+                                        description.variables[column].name, object.host().options().session_encoding,
+                                        first));
+            });
+    }
+
+    void choose(const Selection &selection, std::vector<const NAMESTR *> &variables) {
+        const std::vector<size_t> columns = chosen_columns(description.variables, selection, summary.file);
+        object.note(fmt::format("{} of {} variables are kept.", columns.size(), variables.size()));
+        description = described(description, columns);
+        std::vector<const NAMESTR *> chosen;
+        for (const size_t column : columns)
+            chosen.push_back(variables[column]);
+        variables = std::move(chosen);
+        formats.release(description.variables);
+    }
+
+    void pass_over(int64_t observations) {
+        object->current_record_number = observations;
+        description.observations = std::max<int64_t>(summary.observations - observations, 0);
     }
 
     Variable describe(const NAMESTR &source, size_t ordinal) {
@@ -210,11 +273,13 @@ int64_t import_rows(ImportSession &session, RowSink &sink, int64_t limit, const 
     constexpr int64_t rows_per_report = 4096;
     sink.begin(session.description());
     const Row &row = session.row();
+    const int64_t there = session.description().observations;
+    const int64_t wanted = limit < 0 ? there : std::min(there, limit);
     int64_t rows = 0;
     while (rows != limit && session.next()) {
         sink.row(row);
         if (++rows % rows_per_report == 0 && progress)
-            progress(rows, session.description().observations);
+            progress(rows, wanted);
     }
     session.close();
     if (progress)

@@ -6,13 +6,13 @@
 
 namespace vor {
 
-ObservationRow::ObservationRow(const Host &host, const NAMELIST *variables, BadTextNote note)
-    : host_(host), note_(std::move(note)) {
-    for (; variables; variables = variables->next) {
-        const NAMESTR &variable = variables->namestr;
-        const bool varying = variable.ntype == NAMESTR_VARYING_CHARACTER;
-        positions_.push_back(variable.npos);
-        columns_.push_back({varying ? variable.nipos : -1, variable.nlng, 0, 0, {}});
+ObservationRow::ObservationRow(const Host &host, const std::vector<const NAMESTR *> &variables, int64_t passed_over,
+                               BadTextNote note)
+    : host_(host), note_(std::move(note)), number_(passed_over) {
+    for (const NAMESTR *variable : variables) {
+        const bool varying = variable->ntype == NAMESTR_VARYING_CHARACTER;
+        positions_.push_back(variable->npos);
+        columns_.push_back({varying ? variable->nipos : -1, variable->nlng, 0, 0, {}});
     }
     set_positions(positions_.data());
 }

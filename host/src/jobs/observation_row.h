@@ -17,7 +17,9 @@ class ObservationRow final : public Row {
     // Called once for each column whose text is not valid in the session encoding, with its first observation.
     using BadTextNote = std::function<void(size_t column, int64_t observation)>;
 
-    ObservationRow(const Host &host, const NAMELIST *variables, BadTextNote note);
+    // A column for each of the variables. passed_over: observations before the first one.
+    ObservationRow(const Host &host, const std::vector<const NAMESTR *> &variables, int64_t passed_over,
+                   BadTextNote note);
 
     // The next observation; `bytes` stays in place until the one after.
     void set(const void *bytes);
@@ -43,7 +45,7 @@ class ObservationRow final : public Row {
     BadTextNote note_;
     std::vector<int64_t> positions_; // of the values; of the pointers to them for varying-length text
     std::vector<Column> columns_;
-    int64_t number_ = 0;
+    int64_t number_; // of the current observation in the file, from 1
 };
 
 } // namespace vor

@@ -65,6 +65,7 @@ class DatasetSource : public RowSource {
     DatasetSource(std::shared_ptr<LibraryFile> library, const std::string &name, const Notes &notes);
     const DataSet &description() const override { return dataset_.description; }
     bool next(RowWriter &row) override;
+    int64_t skip(int64_t rows) override;
 
   private:
     bool step_all();
@@ -102,7 +103,7 @@ DatasetSource::DatasetSource(std::shared_ptr<LibraryFile> library, const std::st
         specials_ = SpecialValues(database, dataset_.number);
 }
 
-// Moves every table of the data set to its next row.
+// Moves every table of the data set to its next row; at the end, ends the snapshot.
 bool DatasetSource::step_all() {
     const bool more = parts_.front().step();
     rowid_ = more && dataset_.number != 0 ? parts_.front().integer(0) : 0;
@@ -113,15 +114,22 @@ bool DatasetSource::step_all() {
                                               library_->path(), dataset_.tables[0].name, dataset_.tables[part].name,
                                               dataset_.description.name));
     }
+    if (!more)
+        snapshot_ = {};
+    row_ += more ? 1 : 0;
     return more;
 }
 
+int64_t DatasetSource::skip(int64_t rows) {
+    int64_t passed = 0;
+    while (passed < rows && step_all())
+        ++passed;
+    return passed;
+}
+
 bool DatasetSource::next(RowWriter &row) {
-    if (!step_all()) {
-        snapshot_ = {};
+    if (!step_all())
         return false;
-    }
-    ++row_;
     const int first_column = dataset_.number != 0 ? 1 : 0;
     const bool special_row = dataset_.number != 0 && specials_.any_in(rowid_);
     size_t variable = 0;

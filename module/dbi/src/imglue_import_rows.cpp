@@ -229,7 +229,8 @@ void store_record(indbsrec *in, const row_plan *plan) {
 }
 
 void log_counts(const indbsrec *in) {
-    const long long observations = in->intotal == 0 ? 0 : static_cast<long long>(in->incurrent) + 1;
+    const int64_t passed_over = in->self->current_record_number;
+    const long long observations = passed_over >= in->intotal ? 0 : in->incurrent + 1 - passed_over;
     xpslog("%3zThe import data set has %lld observations and %d variables.", observations,
            static_cast<int32_t>(in->invars));
 }

@@ -3,6 +3,7 @@
 // behind it is always there too.
 //
 // Only records that are still to be delivered are read, and one that the file does not hold whole is never current.
+// Those that the host passes over (current_record_number) are not read at all: the first fill begins behind them.
 #include "imstata_records.h"
 
 #include "imglue_files.h"
@@ -39,14 +40,28 @@ int32_t fill_buffer(indbsrec *in, int64_t slot, int64_t observation) {
     return 0;
 }
 
-// The first record becomes the current one.
+// The first record to deliver, from 0: intotal when the host passes over all of them.
+int64_t first_record(const indbsrec *in) {
+    const int64_t wanted = in->self->current_record_number;
+    if (wanted < 0)
+        return 0;
+    return wanted < in->intotal ? wanted : in->intotal;
+}
+
+// The first record to deliver becomes the current one. In a file that is too short for it, the first one that is not
+// whole is asked for instead, which says where the file ends.
 int32_t start_reading(indbsrec *in) {
     in->inbuffptr = in->inbuffer;
     in->inbuffp2 = in->inbuffer + in->inreclen;
-    const int32_t status = fill_buffer(in, 0, 0);
+    const auto start = static_cast<int64_t>(in->infirstpos_double);
+    const int64_t whole_records = (in->indsn->file_size - start) / in->inreclen;
+    const int64_t first = in->incurrent < whole_records ? in->incurrent : whole_records;
+    int32_t status = first == 0 ? 0 : seek_to(in, start + first * in->inreclen);
+    if (status == 0)
+        status = fill_buffer(in, 0, first);
     if (status != 0)
         return status;
-    return in->indsn->records_in_buffer > 0 ? 0 : fail_record(in, 0);
+    return first == in->incurrent && in->indsn->records_in_buffer > 0 ? 0 : fail_record(in, first);
 }
 
 int32_t finish_without_records(indbsrec *in) {
@@ -87,14 +102,16 @@ void note_cut_values(const indbsrec *in) {
 } // namespace
 
 int32_t initbuffer(indbsrec *in) {
-    if (in->intotal == 1)
-        in->ineof = 1;
-    if (in->intotal == 0)
+    const int64_t first = first_record(in);
+    in->self->current_record_number = first;
+    if (first == in->intotal)
         return finish_without_records(in);
+    if (first == in->intotal - 1)
+        in->ineof = 1;
     int32_t status = assign_decoders(in);
     if (status != 0)
         return status;
-    in->incurrent = 0;
+    in->incurrent = first;
     in->inbuffcurr = 0;
     in->inbyfirstrec = 0;
     status = allocate_buffer(in);
@@ -108,13 +125,13 @@ int32_t initbuffer(indbsrec *in) {
 }
 
 int32_t re_initbuffer(indbsrec *in) {
-    in->incurrent = 0;
+    in->incurrent = first_record(in);
     in->inbuffcurr = 0;
     in->infinish = 0;
     in->inmerge = 0;
-    in->ineof = in->intotal == 1 ? 1 : 0;
+    in->ineof = in->incurrent == in->intotal - 1 ? 1 : 0;
     in->indsn->texts_cut = 0;
-    if (in->intotal == 0)
+    if (in->incurrent == in->intotal)
         return finish_without_records(in);
     const int32_t status = seek_to(in, static_cast<int64_t>(in->infirstpos_double));
     return status != 0 ? status : start_reading(in);

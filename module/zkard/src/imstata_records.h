@@ -90,14 +90,15 @@ struct descrec {
 
 // initbuffer: choose every variable's decoder and read the first records.
 //
-// in  set up by dindbssetup, the file at the first observation.
-// 0                    the current record is the first one, or infinish is set because there is none
+// in  set up by dindbssetup, the file at the first observation; the session's current_record_number says how many
+//     records are passed over, and is at most intotal afterwards.
+// 0                    the current record is the first one to deliver, or infinish is set because there is none
 // ERROR_VARIABLE_TYPE  a variable has a decoder code that does not exist
 // ERROR_READ           the first record is not all there; message_string tells
 // ERROR_MEMORY, ERROR_BUFFER_SIZE, ERROR_SEEK
 int32_t initbuffer(indbsrec *in);
 
-// re_initbuffer: back to the first record, after an initbuffer that succeeded. 0, ERROR_SEEK or ERROR_READ.
+// re_initbuffer: back to the first record to deliver, after an initbuffer that succeeded. 0, ERROR_SEEK or ERROR_READ.
 int32_t re_initbuffer(indbsrec *in);
 
 // getrecord: move to the next record; from the last one, set infinish.
