@@ -1,5 +1,7 @@
 #include "commands.h"
 
+#include <vorhost/error.h>
+
 namespace vor::cli {
 
 HostOptions Run::host() const {
@@ -13,8 +15,22 @@ Notes Run::notes() const {
     return [this](const std::string &sentence) { log.line(Severity::note, sentence); };
 }
 
-CLI::App *add_command(CommandLine &line, const std::string &name, const std::string &what_it_does) {
+void Run::note(const std::string &sentence) const {
+    if (!sentence.empty())
+        log.line(Severity::note, sentence);
+}
+
+std::string example_lines(const std::vector<std::string> &examples) {
+    std::string lines = "Examples:";
+    for (const std::string &example : examples)
+        lines += "\n    " + example;
+    return lines;
+}
+
+CLI::App *add_command(CommandLine &line, const std::string &name, const std::string &what_it_does,
+                      const std::vector<std::string> &examples) {
     CLI::App *command = line.app.add_subcommand(name, what_it_does);
+    command->footer(example_lines(examples));
     CommonOptions &common = line.common;
     command->add_option("--session-encoding", common.session_encoding, "Encoding of the host session")
         ->type_name("NAME")
@@ -37,6 +53,15 @@ void add_reading_options(CLI::App &command, ReadingOptions &options) {
         ->capture_default_str();
     command.add_option("--encoding", options.encoding, "Encoding of the file's text; default: as its release says")
         ->type_name("NAME");
+}
+
+void refuse_reading_options(const ReadingOptions &options) {
+    const ReadingOptions as_always;
+    if (!options.encoding.empty())
+        throw ConversionError(Failure::usage, "--encoding goes with a Stata file; the text of a library is UTF-8.");
+    if (options.valid_variable_names != as_always.valid_variable_names)
+        throw ConversionError(Failure::usage,
+                              "--validvarname goes with a Stata file; a library shows the names that it has.");
 }
 
 } // namespace vor::cli

@@ -12,6 +12,7 @@
 #include <CLI/CLI.hpp>
 #include <functional>
 #include <string>
+#include <vector>
 
 namespace vor::cli {
 
@@ -34,6 +35,9 @@ struct Run {
 
     // Sentences become notes in the log.
     Notes notes() const;
+
+    // A note, unless the sentence is empty.
+    void note(const std::string &sentence) const;
 };
 
 // Throws ConversionError, or what the standard library throws.
@@ -51,8 +55,12 @@ void add_describe_command(CommandLine &line);
 void add_head_command(CommandLine &line);
 void add_formats_command(CommandLine &line);
 
-// A new sub-command with the options that all of them have.
-CLI::App *add_command(CommandLine &line, const std::string &name, const std::string &what_it_does);
+// A new sub-command with the options that all of them have; its help ends with the examples.
+CLI::App *add_command(CommandLine &line, const std::string &name, const std::string &what_it_does,
+                      const std::vector<std::string> &examples);
+
+// The end of a help text: examples, one on each line.
+std::string example_lines(const std::vector<std::string> &examples);
 
 // How a Stata file is read.
 struct ReadingOptions {
@@ -60,5 +68,8 @@ struct ReadingOptions {
     std::string encoding; // empty: as the file's release says
 };
 void add_reading_options(CLI::App &command, ReadingOptions &options);
+
+// ConversionError (usage) for options that say how a Stata file is read, where a data set of a library is shown.
+void refuse_reading_options(const ReadingOptions &options);
 
 } // namespace vor::cli

@@ -126,35 +126,23 @@ std::string text_of(const Description &description) {
     return text;
 }
 
-// The data set that is meant when a library is named alone: its only one.
-std::string only_dataset(const Library &library) {
-    const std::vector<std::string> names = library.dataset_names();
-    if (names.size() == 1)
-        return names.front();
-    std::string list;
-    for (const std::string &name : names)
-        list += (list.empty() ? "" : ", ") + name;
-    throw ConversionError(Failure::usage,
-                          names.empty() ? fmt::format("{} holds no data set.", library.path())
-                                        : fmt::format("{} holds several data sets; name one of them, {}:NAME: {}.",
-                                                      library.path(), library.path(), list));
-}
-
 std::string rendered(const Description &description, bool json) {
     return json ? json_of(description) : text_of(description);
 }
 
-void describe_dataset(const Destination &place, bool json, Run &run) {
+void describe_dataset(const DescribeOptions &options, const Destination &place, Run &run) {
+    refuse_reading_options(options.reading);
     RunLibraries libraries({}, {"SOURCE", place.path}, Library::Access::read);
     const std::string name = place.dataset.empty() ? only_dataset(*libraries.data()) : place.dataset;
     Description description{{}, libraries.data()->describe(name, run.notes()), libraries.lookup()};
     description.summary.file = place.path + ":" + name;
     description.summary.data_label = description.data_set.label;
     description.summary.observations = description.data_set.observations;
-    write_standard_output(rendered(description, json));
+    write_standard_output(rendered(description, options.json));
 }
 
 void describe_file(const DescribeOptions &options, Run &run) {
+    check_stata_name(options.file);
     RunLibraries libraries({}, {}, Library::Access::write);
     HostOptions host = run.host();
     host.catalogs = &libraries.all();
@@ -165,7 +153,7 @@ void describe_file(const DescribeOptions &options, Run &run) {
 
 void run_describe(const DescribeOptions &options, Run &run) {
     if (const auto place = parse_library(options.file))
-        describe_dataset(*place, options.json, run);
+        describe_dataset(options, *place, run);
     else
         describe_file(options, run);
 }
@@ -173,7 +161,8 @@ void run_describe(const DescribeOptions &options, Run &run) {
 } // namespace
 
 void add_describe_command(CommandLine &line) {
-    CLI::App *command = add_command(line, "describe", "What a Stata file, or a data set of a library, holds");
+    CLI::App *command = add_command(line, "describe", "What a Stata file, or a data set of a library, holds",
+                                    {"vordta describe survey.dta", "vordta describe survey.db:survey --json"});
     const auto options = std::make_shared<DescribeOptions>();
     command->add_option("FILE", options->file, "Stata file, - for standard input, or LIBRARY.db[:DATASET]")->required();
     command->add_flag("--json", options->json, "One JSON object");

@@ -44,6 +44,30 @@ void refuse_compressed_library(const std::string &text) {
                                                           text, plain));
 }
 
+bool is_stata_name(const std::string &text) {
+    return lower_case(uncompressed_name(text)).ends_with(".dta");
+}
+
+std::optional<Destination> parse_place(const std::string &text) {
+    if (text == "-")
+        return Destination{Destination::Kind::delimited, text, ',', {}};
+    const std::string extension = lower_case(std::filesystem::path(uncompressed_name(text)).extension().string());
+    if (extension == ".csv" || extension == ".tsv")
+        return Destination{Destination::Kind::delimited, text, extension == ".csv" ? ',' : '\t', {}};
+    return parse_library(text);
+}
+
+std::string no_data_set(const std::string &text, const char *standard_stream) {
+    return fmt::format(
+        "\"{}\" is no data set; write NAME.csv, NAME.tsv (also .gz, .xz, .zst, .zip), - for CSV on standard {}, or "
+        "LIBRARY.db:DATASET.",
+        text, standard_stream);
+}
+
+[[noreturn]] void refuse(const std::string &sentence) {
+    throw ConversionError(Failure::usage, sentence);
+}
+
 } // namespace
 
 std::optional<Destination> parse_library(const std::string &text) {
@@ -60,18 +84,25 @@ std::optional<Destination> parse_library(const std::string &text) {
     return library;
 }
 
-Destination parse_destination(const std::string &text) {
-    if (text == "-")
-        return {Destination::Kind::delimited, text, ',', {}};
-    const std::string extension = lower_case(std::filesystem::path(uncompressed_name(text)).extension().string());
-    if (extension == ".csv" || extension == ".tsv")
-        return {Destination::Kind::delimited, text, extension == ".csv" ? ',' : '\t', {}};
-    if (const auto library = parse_library(text))
-        return *library;
-    throw ConversionError(Failure::usage, fmt::format("\"{}\" is no data set; write NAME.csv, NAME.tsv (also .gz, .xz, "
-                                                      ".zst, .zip), - for CSV on standard input or output, or "
-                                                      "LIBRARY.db:DATASET.",
-                                                      text));
+Destination parse_destination(const std::string &text, const std::string &other) {
+    if (const auto place = parse_place(text))
+        return *place;
+    refuse(is_stata_name(text) ? fmt::format("{0} is a Stata file; to write one: vordta export {1} {0}.", text, other)
+                               : no_data_set(text, "output"));
+}
+
+Destination parse_source(const std::string &text, const std::string &other) {
+    if (const auto place = parse_place(text))
+        return *place;
+    refuse(is_stata_name(text) ? fmt::format("{0} is a Stata file; to read one: vordta import {0} {1}.", text, other)
+                               : no_data_set(text, "input"));
+}
+
+void check_stata_name(const std::string &file) {
+    std::error_code ignored;
+    if (file == "-" || !parse_place(file) || std::filesystem::exists(file + ".dta", ignored))
+        return;
+    refuse(fmt::format("{0} is no Stata file; to make one of it: vordta export {0} NAME.dta.", file));
 }
 
 std::string dataset_name(const Destination &destination, const std::string &file) {

@@ -15,8 +15,14 @@ struct Destination {
 };
 
 // "-", "name.csv", "name.tsv.gz", "library.db", "library.sqlite:dataset"; letter case of the extension does not count.
-// ConversionError (usage) for anything else.
-Destination parse_destination(const std::string &text);
+// ConversionError (usage) for anything else, with the command that was meant: `other` is the other argument, which is
+// the Stata file.
+Destination parse_destination(const std::string &text, const std::string &other);
+Destination parse_source(const std::string &text, const std::string &other);
+
+// ConversionError (usage) for the name of a table or library where a Stata file should be read, unless there is a file
+// of that name with .dta behind it.
+void check_stata_name(const std::string &file);
 
 // The same for a text that may also be the name of a Stata file: nothing unless it names a library. ConversionError
 // (usage) for a library that is to be compressed.

@@ -27,7 +27,7 @@ std::unique_ptr<RowSource> text_source(const ExportOptions &options, const Desti
 }
 
 void run_export(const ExportOptions &options, Run &run) {
-    const Destination place = parse_destination(options.source);
+    const Destination place = parse_source(options.source, options.file);
     const bool from_library = place.kind == Destination::Kind::library;
     if (from_library && !options.schema.empty())
         throw ConversionError(Failure::usage,
@@ -45,7 +45,9 @@ void run_export(const ExportOptions &options, Run &run) {
 } // namespace
 
 void add_export_command(CommandLine &line) {
-    CLI::App *command = add_command(line, "export", "A data set becomes a Stata file");
+    CLI::App *command = add_command(line, "export", "A data set becomes a Stata file",
+                                    {"vordta export survey.db:survey copy.dta", "vordta export prices.csv prices.dta",
+                                     "vordta export survey.csv survey.dta --schema survey.json"});
     const auto options = std::make_shared<ExportOptions>();
     command
         ->add_option("SOURCE", options->source,

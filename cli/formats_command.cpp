@@ -153,7 +153,9 @@ void run_formats(const FormatsOptions &options) {
 } // namespace
 
 void add_formats_command(CommandLine &line) {
-    CLI::App *command = add_command(line, "formats", "The user formats of a library's catalogs");
+    CLI::App *command = add_command(
+        line, "formats", "The user formats of a library's catalogs",
+        {"vordta formats survey.db", "vordta formats survey.db sex", "vordta formats survey.db:OLD --json"});
     const auto options = std::make_shared<FormatsOptions>();
     command->add_option("LIBRARY", options->place, "LIBRARY.db[:CATALOG]; all catalogs when none is named")->required();
     command->add_option("NAME", options->name, "One format, with all its values and labels");

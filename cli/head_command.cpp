@@ -1,6 +1,8 @@
-// vordta head: the first observations of a Stata file as a table.
+// vordta head: the first observations of a Stata file, or of a data set of a library, as a table.
 #include "commands.h"
+#include "destinations.h"
 #include "run_libraries.h"
+#include "selection_options.h"
 #include "standard_output.h"
 #include "text_table.h"
 
@@ -15,12 +17,13 @@ namespace {
 // Rows that are measured, and held, before they are shown.
 constexpr size_t rows_per_block = 1000;
 constexpr size_t longest_cell = 40;
+constexpr int64_t default_limit = 10;
 
 struct HeadOptions {
     std::string file;
     ReadingOptions reading;
     std::string labels = "codes";
-    int64_t limit = 10;
+    SelectionOptions selection;
 };
 
 class TableSink : public RowSink {
@@ -86,27 +89,51 @@ class TableSink : public RowSink {
     std::optional<TextTable> table_;
 };
 
-void run_head(const HeadOptions &options, Run &run) {
+void show_dataset(const HeadOptions &options, const WantedPart &part, const Destination &place, Run &run) {
+    refuse_reading_options(options.reading);
+    RunLibraries libraries({}, {"SOURCE", place.path}, Library::Access::read);
+    const std::string dataset = place.dataset.empty() ? only_dataset(*libraries.data()) : place.dataset;
+    const std::string name = place.path + ":" + dataset;
+    const std::unique_ptr<RowSource> source = libraries.data()->dataset_source(dataset, run.notes());
+    TableSink sink(options.labels, libraries.lookup());
+    const int64_t rows = copy_rows(*source, name, part.selection, sink, part.limit);
+    run.note(note_of_empty_rows(options.selection, name, source->description().observations, rows));
+}
+
+void show_file(const HeadOptions &options, const WantedPart &part, Run &run) {
+    check_stata_name(options.file);
     RunLibraries libraries({}, {}, Library::Access::write);
     HostOptions host = run.host();
     host.catalogs = &libraries.all();
     host.valid_variable_names = options.reading.valid_variable_names;
     const bool labels_wanted = options.labels != "codes";
-    ImportSession session(host, {labels_wanted, options.reading.encoding, libraries.place()}, options.file);
+    ImportSession session(host, {labels_wanted, options.reading.encoding, libraries.place(), part.selection},
+                          options.file);
     TableSink sink(options.labels, libraries.lookup());
-    import_rows(session, sink, options.limit);
+    const int64_t rows = import_rows(session, sink, part.limit);
+    const FileSummary &summary = session.summary();
+    run.note(note_of_empty_rows(options.selection, summary.file, summary.observations, rows));
+}
+
+void run_head(const HeadOptions &options, Run &run) {
+    const WantedPart part = wanted_part(options.selection, default_limit);
+    if (const auto place = parse_library(options.file))
+        show_dataset(options, part, *place, run);
+    else
+        show_file(options, part, run);
 }
 
 } // namespace
 
 void add_head_command(CommandLine &line) {
-    CLI::App *command = add_command(line, "head", "The first observations of a Stata file as a table");
+    CLI::App *command =
+        add_command(line, "head", "The first observations of a Stata file, or of a data set of a library",
+                    {"vordta head survey.dta --labels text", "vordta head survey.dta --rows 101:120",
+                     "vordta head survey.db:survey -n 5 --keep id,sex"});
     const auto options = std::make_shared<HeadOptions>();
-    command->add_option("FILE", options->file, "Stata file, or - for standard input")->required();
-    command->add_option("-n,--limit", options->limit, "Show N observations")
-        ->type_name("N")
-        ->check(CLI::NonNegativeNumber)
-        ->capture_default_str();
+    command->add_option("FILE", options->file, "Stata file, - for standard input, or LIBRARY.db[:DATASET]")->required();
+    add_selection_options(*command, options->selection, "-n,--limit",
+                          "Show N observations; default: 10, or all of --rows when it names the last one");
     command->add_option("--labels", options->labels, "Labelled values as numbers, as label text, or as both")
         ->type_name("codes|text|both")
         ->check(CLI::IsMember({"codes", "text", "both"}))

@@ -1,27 +1,35 @@
-// vordta import: a Stata file becomes a CSV file or a data set of a SQLite library.
+// vordta import: Stata files become a CSV file or data sets of a SQLite library.
 #include "commands.h"
 #include "destinations.h"
 #include "run_libraries.h"
+#include "selection_options.h"
 
 #include <vorhost/conversion.h>
 #include <vorhost/tables.h>
 
 #include <fmt/format.h>
+#include <map>
 #include <set>
 
 namespace vor::cli {
 namespace {
 
 struct ImportOptions {
-    std::string file;
-    std::string destination;
+    std::vector<std::string> places; // the Stata files, and last the destination
     ReadingOptions reading;
     LibraryOptions libraries;
     std::string value_labels = "on";
     std::string labels = "codes";
     bool raw = false;
-    int64_t limit = -1;
+    SelectionOptions selection;
     std::string schema;
+};
+
+// What the arguments name.
+struct ImportPlaces {
+    std::vector<std::string> files;
+    Destination destination;
+    std::vector<std::string> datasets; // library only: the name that each file gets
 };
 
 LabelForm label_form(const std::string &name) {
@@ -43,6 +51,48 @@ void check_usage(const ImportOptions &options, const Destination &destination) {
         refuse("--labels text and --labels both need the value labels that --value-labels off leaves out.");
     if (options.labels == "text" && !options.schema.empty())
         refuse("--schema describes a file that holds the codes; it does not go with --labels text.");
+}
+
+std::string lower_case(std::string text) {
+    for (char &c : text)
+        c = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+    return text;
+}
+
+void check_several_files(const ImportPlaces &places) {
+    const auto refuse = [](const std::string &sentence) { throw ConversionError(Failure::usage, sentence); };
+    if (places.destination.kind != Destination::Kind::library)
+        refuse(fmt::format("{} takes one Stata file; several go into a library: LIBRARY.db.",
+                           places.destination.path == "-" ? "Standard output" : places.destination.path));
+    if (!places.destination.dataset.empty())
+        refuse(fmt::format("The data set {} is made of one Stata file; for several write {} alone, and each is named "
+                           "after its file.",
+                           places.destination.dataset, places.destination.path));
+    std::map<std::string, size_t> taken;
+    for (size_t i = 0; i < places.files.size(); ++i)
+        if (const auto [entry, is_new] = taken.try_emplace(lower_case(places.datasets[i]), i); !is_new)
+            refuse(fmt::format("{} and {} would both become the data set {}; import one of them as {}:NAME.",
+                               places.files[entry->second], places.files[i], places.datasets[i],
+                               places.destination.path));
+}
+
+ImportPlaces import_places(const ImportOptions &options) {
+    ImportPlaces places{options.places, {}, {}};
+    if (places.files.size() < 2)
+        throw ConversionError(Failure::usage,
+                              fmt::format("DEST is missing; write vordta import {0} NAME.csv, or vordta import {0} "
+                                          "LIBRARY.db. (vordta import --help tells more.)",
+                                          places.files.front()));
+    places.destination = parse_destination(places.files.back(), places.files.front());
+    places.files.pop_back();
+    for (const std::string &file : places.files)
+        check_stata_name(file);
+    for (const std::string &file : places.files)
+        if (places.destination.kind == Destination::Kind::library)
+            places.datasets.push_back(dataset_name(places.destination, file));
+    if (places.files.size() > 1)
+        check_several_files(places);
+    return places;
 }
 
 // The description with the user formats that its variables use.
@@ -85,11 +135,6 @@ class SchemaSink : public RowSink {
     int64_t rows_ = 0;
 };
 
-std::unique_ptr<RowSink> library_sink(const ImportOptions &options, const Destination &destination,
-                                      RunLibraries &libraries) {
-    return libraries.data()->dataset_sink(dataset_name(destination, options.file), libraries.catalog_beside_data());
-}
-
 std::unique_ptr<RowSink> text_sink(const ImportOptions &options, const Destination &destination,
                                    RunLibraries &libraries) {
     DelimitedOptions form;
@@ -103,25 +148,57 @@ std::unique_ptr<RowSink> text_sink(const ImportOptions &options, const Destinati
     return std::make_unique<SchemaSink>(options.schema, libraries.lookup(), std::move(file));
 }
 
-void run_import(const ImportOptions &options, Run &run) {
-    const Destination destination = parse_destination(options.destination);
-    check_usage(options, destination);
+// One file, in a transaction of its own. dataset: its name in the library.
+void import_file(const ImportOptions &options, const WantedPart &part, const std::string &file,
+                 const Destination &destination, const std::string &dataset, RunLibraries &libraries, Run &run) {
     const bool into_library = destination.kind == Destination::Kind::library;
-    RunLibraries libraries(options.libraries, {"DEST", into_library ? destination.path : ""}, Library::Access::write);
     // The sink of a library holds the transaction that the user formats of the session are part of.
-    std::unique_ptr<RowSink> sink = into_library ? library_sink(options, destination, libraries) : nullptr;
+    std::unique_ptr<RowSink> sink =
+        into_library ? libraries.data()->dataset_sink(dataset, libraries.catalog_beside_data()) : nullptr;
     const std::unique_ptr<Transaction> formats = libraries.begin_formats();
     HostOptions host = run.host();
     host.catalogs = &libraries.all();
     host.valid_variable_names = options.reading.valid_variable_names;
-    ImportSession session(host, {options.value_labels == "on", options.reading.encoding, libraries.place()},
-                          options.file);
+    ImportSession session(
+        host, {options.value_labels == "on", options.reading.encoding, libraries.place(), part.selection}, file);
     if (!into_library)
         sink = text_sink(options, destination, libraries);
-    import_rows(session, *sink, options.limit, [&run](int64_t done, int64_t all) { run.progress.update(done, all); });
+    const int64_t rows =
+        import_rows(session, *sink, part.limit, [&run](int64_t done, int64_t all) { run.progress.update(done, all); });
     if (formats)
         formats->commit();
+    const FileSummary &summary = session.summary();
+    run.note(note_of_empty_rows(options.selection, summary.file, summary.observations, rows));
 }
+
+void run_import(const ImportOptions &options, Run &run) {
+    const ImportPlaces places = import_places(options);
+    check_usage(options, places.destination);
+    const WantedPart part = wanted_part(options.selection);
+    const bool into_library = places.destination.kind == Destination::Kind::library;
+    RunLibraries libraries(options.libraries, {"DEST", into_library ? places.destination.path : ""},
+                           Library::Access::write);
+    for (size_t i = 0; i < places.files.size(); ++i)
+        import_file(options, part, places.files[i], places.destination, into_library ? places.datasets[i] : "",
+                    libraries, run);
+}
+
+// Tells of FILE and DEST, which are one option to the parser.
+class ImportHelp : public CLI::Formatter {
+  public:
+    std::string make_usage(const CLI::App *, std::string name) const override {
+        return fmt::format("Usage: {} [OPTIONS] FILE... DEST\n", name);
+    }
+    std::string make_positionals(const CLI::App *) const override {
+        return "\nPositionals:\n"
+               "  FILE ...                    Stata file, may be compressed, or - for standard input; several when "
+               "DEST is "
+               "a library\n"
+               "  DEST                        NAME.csv, NAME.tsv (also .gz, .xz, .zst, .zip), - for CSV on standard "
+               "output, or "
+               "LIBRARY.db[:DATASET]\n";
+    }
+};
 
 void add_output_options(CLI::App &command, ImportOptions &options) {
     command.add_option("--value-labels", options.value_labels, "Turn value labels into user formats")
@@ -133,9 +210,6 @@ void add_output_options(CLI::App &command, ImportOptions &options) {
         ->check(CLI::IsMember({"codes", "text", "both"}))
         ->capture_default_str();
     command.add_flag("--raw", options.raw, "In CSV: dates as days, date-times and times as seconds");
-    command.add_option("--limit", options.limit, "Stop after N observations")
-        ->type_name("N")
-        ->check(CLI::NonNegativeNumber);
     command
         .add_option("--schema", options.schema,
                     "Beside CSV: write names, types, labels, formats and user formats to this JSON file")
@@ -145,15 +219,16 @@ void add_output_options(CLI::App &command, ImportOptions &options) {
 } // namespace
 
 void add_import_command(CommandLine &line) {
-    CLI::App *command = add_command(line, "import", "A Stata file becomes a data set");
+    CLI::App *command = add_command(line, "import", "A Stata file becomes a data set",
+                                    {"vordta import survey.dta survey.csv",
+                                     "vordta import survey.dta survey.db --keep id,sex,income --rows :1000",
+                                     "vordta import wave1.dta wave2.dta study.db"});
     const auto options = std::make_shared<ImportOptions>();
-    command->add_option("FILE", options->file, "Stata file, may be compressed, or - for standard input")->required();
-    command
-        ->add_option(
-            "DEST", options->destination,
-            "NAME.csv, NAME.tsv (also .gz, .xz, .zst, .zip), - for CSV on standard output, or LIBRARY.db[:DATASET]")
-        ->required();
+    // One option: which argument is the last one is known only when all have been read.
+    command->add_option("FILE", options->places)->required();
+    command->formatter(std::make_shared<ImportHelp>());
     add_reading_options(*command, options->reading);
+    add_selection_options(*command, options->selection, "--limit", "Stop after N observations");
     add_output_options(*command, *options);
     add_library_options(*command, options->libraries);
     command->callback([&line, options] { line.chosen = [options](Run &run) { run_import(*options, run); }; });

@@ -11,6 +11,8 @@
 #include <cstdio>
 #include <fmt/format.h>
 #include <new>
+#include <string>
+#include <vector>
 
 namespace vor::cli {
 namespace {
@@ -34,6 +36,9 @@ void define(CommandLine &line) {
     line.app.description("Reads and writes Stata data files (.dta): CSV files and SQLite libraries in and out.");
     line.app.set_version_flag("--version", "vordta " VORDTA_VERSION);
     line.app.require_subcommand(1);
+    line.app.footer(example_lines({"vordta import survey.dta survey.db", "vordta head survey.dta",
+                                   "vordta export survey.db:survey survey_again.dta"}) +
+                    "\n\nvordta COMMAND --help shows the options of a command.");
     add_import_command(line);
     add_export_command(line);
     add_describe_command(line);
@@ -59,6 +64,19 @@ ExitStatus guarded(LogOutput &log, Body body) {
     }
 }
 
+// Throws ConversionError when what stands first is no command: options come behind it.
+void refuse_without_command(const CommandLine &line, int count, char **arguments) {
+    if (!line.app.get_subcommands().empty())
+        return;
+    std::vector<std::string> names;
+    for (const CLI::App *command : line.app.get_subcommands({}))
+        names.push_back(command->get_name());
+    throw ConversionError(Failure::usage, fmt::format("{} The commands are {}. (vordta --help tells more.)",
+                                                      count < 2 ? "Nothing was asked for."
+                                                                : fmt::format("\"{}\" is no command.", arguments[1]),
+                                                      fmt::join(names, ", ")));
+}
+
 // Parses; throws ConversionError for wrong usage. False when all that was asked for was help or the version.
 bool parse(CommandLine &line, int count, char **arguments) {
     try {
@@ -71,6 +89,7 @@ bool parse(CommandLine &line, int count, char **arguments) {
     } catch (const CLI::CallForVersion &) {
         write_standard_output(line.app.version() + "\n");
     } catch (const CLI::ParseError &error) {
+        refuse_without_command(line, count, arguments);
         const auto commands = line.app.get_subcommands();
         const std::string name = commands.empty() ? "vordta" : "vordta " + commands.front()->get_name();
         throw ConversionError(Failure::usage, fmt::format("{} ({} --help tells more.)", error.what(), name));

@@ -50,6 +50,16 @@ void add_library_options(CLI::App &command, LibraryOptions &options) {
         ->allow_extra_args(false);
 }
 
+std::string only_dataset(const Library &library) {
+    const std::vector<std::string> names = library.dataset_names();
+    if (names.size() == 1)
+        return names.front();
+    throw ConversionError(Failure::usage,
+                          names.empty() ? fmt::format("{} holds no data set.", library.path())
+                                        : fmt::format("{0} holds several data sets; name one of them, {0}:NAME: {1}.",
+                                                      library.path(), fmt::join(names, ", ")));
+}
+
 RunLibraries::RunLibraries(const LibraryOptions &options, const Data &data, Library::Access access)
     : place_{data.path.empty() ? work_name : data.name, default_catalog},
       place_is_chosen_(!options.format_library.empty()) {

@@ -20,6 +20,10 @@ struct LibraryOptions {
 };
 void add_library_options(CLI::App &command, LibraryOptions &options);
 
+// The name of the data set that is meant when a library is named alone: its only one. ConversionError (usage) when
+// there is none or several.
+std::string only_dataset(const Library &library);
+
 class RunLibraries {
   public:
     // The library that holds the data set and the name under which it takes part; an empty path when none does.

@@ -3,10 +3,10 @@
 # Options of each sub-command; "common" belongs to all of them.
 declare -gA _vordta_options=(
     [common]="--session-encoding --quiet --log --progress --help"
-    [import]="--validvarname --encoding --value-labels --labels --raw --limit --schema --fmtlib --libname"
+    [import]="--validvarname --encoding --value-labels --labels --raw --keep --drop --rows --limit --schema --fmtlib --libname"
     [export]="--schema --labels-as-names --fmtlib --libname"
     [describe]="--validvarname --encoding --json"
-    [head]="--validvarname --encoding --limit --labels"
+    [head]="--validvarname --encoding --keep --drop --rows --limit --labels"
     [formats]="--json"
 )
 # What stands behind an option: words, files of an extension, any file, or something that cannot be guessed.
@@ -19,20 +19,23 @@ declare -gA _vordta_values=(
     [--validvarname]="words v7 any"
     [--value-labels]="words on off"
     [--labels]="words codes text both"
+    [--keep]="none"
+    [--drop]="none"
+    [--rows]="none"
     [--limit]="none"
     [-n]="none"
     [--schema]="files json"
     [--fmtlib]="none"
     [--libname]="none"
 )
-# Extensions of the files at each place after a sub-command.
+# Extensions of the files at each place after a sub-command; the last place of an import may come again.
 _vordta_stata="dta dta.gz dta.xz dta.zst dta.zip"
 _vordta_tables="csv csv.gz csv.xz csv.zst csv.zip tsv tsv.gz tsv.xz tsv.zst tsv.zip db sqlite"
 declare -gA _vordta_places=(
-    [import]="$_vordta_stata|$_vordta_tables"
+    [import]="$_vordta_stata|$_vordta_tables $_vordta_stata"
     [export]="$_vordta_tables|$_vordta_stata"
     [describe]="$_vordta_stata db sqlite"
-    [head]="$_vordta_stata"
+    [head]="$_vordta_stata db sqlite"
     [formats]="db sqlite"
 )
 
@@ -94,6 +97,7 @@ _vordta() {
     else
         local -a places extensions
         IFS='|' read -ra places <<<"${_vordta_places[$command]}"
+        [ "$command" != import ] || [ "$place" -lt "${#places[@]}" ] || place=$((${#places[@]} - 1))
         read -ra extensions <<<"${places[place]}"
         [ "${#extensions[@]}" -eq 0 ] || _vordta_files "$word" "${extensions[@]}"
     fi

@@ -20,6 +20,11 @@ local -a catalogs=(
   '--fmtlib[catalog of user formats]:LIBRARY.CATALOG: '
   '*--libname[name a SQLite library]:LIBRARY=PATH: '
 )
+local -a selection=(
+  '(--drop)*--keep[only these variables]:NAME,NAME: '
+  '(--keep)*--drop[all variables but these]:NAME,NAME: '
+  '--rows[only these observations]:FIRST\:LAST: '
+)
 local labels='--labels[how labelled values are shown]:form:(codes text both)'
 local schema='--schema[names, types, labels and formats beside CSV]:schema:_files -g "*.json"'
 
@@ -32,11 +37,11 @@ _arguments -C '(-h --help)'{-h,--help}'[show help]' '--version[show the version]
 
 case $words[1] in
   import)
-    _arguments $common $reading $catalogs $labels $schema \
+    _arguments $common $reading $selection $catalogs $labels $schema \
       '--value-labels[turn value labels into user formats]:whether:(on off)' \
       '--raw[dates as days, date-times and times as seconds]' \
       '--limit[stop after N observations]:N: ' \
-      "1:Stata file:$stata" "2:data set:$table"
+      "1:Stata file:$stata" '*:data set or Stata file:_files -g "*.((csv|tsv|dta)(|.gz|.xz|.zst|.zip)|db|sqlite)"'
     ;;
   export)
     _arguments $common $catalogs $schema '--labels-as-names[variable labels become the names]' \
@@ -46,7 +51,8 @@ case $words[1] in
     _arguments $common $reading '--json[one JSON object]' '1:file:_files -g "*.(dta(|.gz|.xz|.zst|.zip)|db|sqlite)"'
     ;;
   head)
-    _arguments $common $reading $labels '(-n --limit)'{-n,--limit}'[show N observations]:N: ' "1:Stata file:$stata"
+    _arguments $common $reading $selection $labels '(-n --limit)'{-n,--limit}'[show N observations]:N: ' \
+      '1:file:_files -g "*.(dta(|.gz|.xz|.zst|.zip)|db|sqlite)"'
     ;;
   formats)
     _arguments $common '--json[one JSON object]' "1:library:$library" '2:format: '

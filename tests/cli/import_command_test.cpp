@@ -44,6 +44,10 @@ TEST(ImportCommand, FormsOfDelimitedText) {
          "1,Anna,2000-02-29,2000-02-29T12:34:56,0.1,\"caf\xC3\xA9, \"\"ok\"\"\"\n"},
         {{"--limit", "0"}, "f.csv", "id,day,at,x,note\n"},
         {{"--value-labels", "off"}, "g.csv", visits_csv},
+        {{"--keep", "note,id", "--rows", "2:2"}, "h.csv", "id,note\n2,plain\n"},
+        {{"--drop", "day,at,note", "--rows", "2:", "--limit", "1"}, "i.csv", "id,x\n2,-2\n"},
+        {{"--keep", "id", "--keep", "x", "--rows", ":2"}, "j.csv", "id,x\n1,0.1\n2,-2\n"},
+        {{"--keep", "id", "--rows", "9:"}, "k.csv", "id\n"},
     };
     for (const auto &one : cases) {
         SCOPED_TRACE(one.name);
@@ -63,6 +67,9 @@ TEST(ImportCommand, StandardStreams) {
     const CommandResult through = run_command({"import", "-", "-"}, {.input = visits_file()});
     EXPECT_EQ(through.status, 0) << through.err;
     EXPECT_EQ(through.out, visits_csv);
+    const CommandResult part =
+        run_command({"import", "-", "-", "--keep", "x", "--rows", "2:3"}, {.input = visits_file()});
+    EXPECT_EQ(part.out, "x\n-2\n.z\n") << part.err;
     const CommandResult completed = run_command({"import", scratch.path("visits"), "-"});
     EXPECT_EQ(completed.out, visits_csv) << "the extension is added";
     EXPECT_EQ(run_command({"import", "-", scratch.path("v.db")}, {.input = visits_file()}).status, 2)
@@ -125,6 +132,36 @@ TEST(ImportCommand, LibraryIsReplacedAsAWholeOrNotAtAll) {
     EXPECT_EQ(opened->describe("two words").observations, 1);
     EXPECT_EQ(opened->format_names("FORMATS"), Words{"ID"});
     EXPECT_EQ(scratch.names(), (Words{"damaged.dta", "l.db", "visits.dta"}));
+    const std::string replaced = "the user format ID had other labels";
+    EXPECT_EQ(run_command({"import", file, library}).err.find(replaced), std::string::npos);
+    std::string relabelled = visits_file();
+    relabelled.replace(relabelled.find("Anna"), 4, "Anne");
+    EXPECT_NE(run_command({"import", scratch.write("other.dta", relabelled), library}).err.find(replaced),
+              std::string::npos)
+        << "the data sets share the format";
+}
+
+TEST(ImportCommand, SeveralFilesIntoOneLibrary) {
+    const ScratchDirectory scratch;
+    const std::string one = scratch.write("one.dta", visits_file());
+    const std::string two = scratch.write("two.dta", visits_file());
+    const std::string damaged =
+        scratch.write("damaged.dta", visits_file().substr(0, visits_file().find("</data>") - 1));
+    const std::string library = scratch.path("l.db");
+    ASSERT_EQ(run_command({"import", one, two, library, "--rows", "2:", "--drop", "id"}).status, 0);
+    const auto opened = Library::open(library, Library::Access::read);
+    EXPECT_EQ(opened->dataset_names(), (Words{"one", "two"}));
+    for (const char *name : {"one", "two"}) {
+        EXPECT_EQ(opened->describe(name).observations, 2);
+        EXPECT_EQ(opened->describe(name).variables.size(), 4U);
+    }
+    EXPECT_TRUE(opened->format_names("FORMATS").empty()) << "only the variable left out has labels";
+    const CommandResult stopped = run_command({"import", one, damaged, two, library});
+    EXPECT_EQ(stopped.status, 1);
+    EXPECT_NE(stopped.lines("ERROR: ").at(0).find("damaged.dta"), std::string::npos);
+    EXPECT_EQ(opened->describe("one").observations, 3) << "the files before are done";
+    EXPECT_EQ(opened->describe("two").observations, 2) << "those behind are not begun";
+    EXPECT_EQ(opened->dataset_names(), (Words{"one", "two"}));
 }
 
 TEST(ImportCommand, FormatsGoWhereFmtlibSays) {

@@ -35,6 +35,7 @@ TEST(DescribeCommand, JsonOfFileAndDataSet) {
     const json of_library = json::parse(run_command({"describe", library + ":visits", "--json"}).out);
     EXPECT_EQ(of_library.at("variables"), visits_variables);
     EXPECT_EQ(of_library.at("observations"), 3);
+    EXPECT_EQ(of_library.at("data_label"), "Visits") << "the import keeps it";
     EXPECT_TRUE(of_library.at("release").is_null());
     EXPECT_EQ(json::parse(run_command({"describe", library, "--json"}).out), of_library) << "its only data set";
     ASSERT_EQ(run_command({"import", file, library + ":more"}).status, 0);
@@ -91,14 +92,24 @@ TEST(HeadCommand, Tables) {
          "id           day                   at    x  note\n"
          "Anna  2000-02-29  2000-02-29T12:34:56  0.1  caf\xC3\xA9, \"ok\"\n"},
         {{"-n", "0"}, "id  day  at  x  note\n"},
+        {{"--keep", "x, id", "--rows", "2:"}, "id   x\n 2  -2\n.a  .z\n"},
+        {{"--drop", "day,at", "--drop=note", "--rows", "2:3", "--limit", "1", "--labels", "text"},
+         "id        x\nBo, jr.  -2\n"},
+        {{"--keep=id", "--rows", "4:9"}, "id\n"},
     };
-    for (const auto &one : cases) {
-        std::vector<std::string> arguments{"head", file};
-        arguments.insert(arguments.end(), one.options.begin(), one.options.end());
-        const CommandResult result = run_command(arguments);
-        EXPECT_EQ(result.status, 0) << result.err;
-        EXPECT_EQ(result.out, one.expected);
+    const std::string library = scratch.path("l.db");
+    ASSERT_EQ(run_command({"import", file, library}).status, 0);
+    for (const std::string &source : {file, library, library + ":VISITS"}) {
+        for (const auto &one : cases) {
+            std::vector<std::string> arguments{"head", source};
+            arguments.insert(arguments.end(), one.options.begin(), one.options.end());
+            const CommandResult result = run_command(arguments);
+            EXPECT_EQ(result.status, 0) << result.err;
+            EXPECT_EQ(result.out, one.expected) << source;
+        }
     }
+    EXPECT_EQ(run_command({"head", library, "--rows", "4:9"}).lines("NOTE: ").at(0),
+              "NOTE: " + library + ":visits: there are 3 observations; --rows 4:9 takes none of them.");
 }
 
 TEST(HeadCommand, LongRunsAndWideCells) {
@@ -112,6 +123,22 @@ TEST(HeadCommand, LongRunsAndWideCells) {
     EXPECT_NE(result.out.find("  " + std::string(39, 'w') + "\xE2\x80\xA6\n"), std::string::npos);
     EXPECT_NE(result.out.find("  \xE6\x97\xA5\xE6\x9C\xAC\\nx\n"), std::string::npos);
     EXPECT_TRUE(result.out.ends_with("\n2399  s\n"));
+    const std::string file_path = scratch.path("f.dta");
+    const struct {
+        std::vector<std::string> options;
+        int lines;
+        const char *last;
+    } ranges[] = {{{"--rows", "2301:"}, 11, "\n2309  s\n"}, // ten are enough when no end is named
+                  {{"--rows", "2301:2500"}, 201, "\n2499  s\n"},
+                  {{"--rows", ":12"}, 13, "\n11  s\n"},
+                  {{"--rows", "2499:9999", "-n", "5"}, 3, "\n2499  s\n"}};
+    for (const auto &range : ranges) {
+        std::vector<std::string> arguments{"head", file_path};
+        arguments.insert(arguments.end(), range.options.begin(), range.options.end());
+        const CommandResult part = run_command(arguments);
+        EXPECT_EQ(std::count(part.out.begin(), part.out.end(), '\n'), range.lines) << range.options[1];
+        EXPECT_TRUE(part.out.ends_with(range.last)) << part.out;
+    }
 }
 
 TEST(FormatsCommand, CatalogsAndFormats) {
