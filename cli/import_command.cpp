@@ -191,12 +191,10 @@ class ImportHelp : public CLI::Formatter {
     }
     std::string make_positionals(const CLI::App *) const override {
         return "\nPositionals:\n"
-               "  FILE ...                    Stata file, may be compressed, or - for standard input; several when "
-               "DEST is "
-               "a library\n"
-               "  DEST                        NAME.csv, NAME.tsv (also .gz, .xz, .zst, .zip), - for CSV on standard "
-               "output, or "
-               "LIBRARY.db[:DATASET]\n";
+               "  FILE ...                    Stata file, may be compressed, or - for standard input;\n"
+               "                              several when DEST is a library\n"
+               "  DEST                        NAME.csv, NAME.tsv (also .gz, .xz, .zst, .zip),\n"
+               "                              - for CSV on standard output, or LIBRARY.db[:DATASET]\n";
     }
 };
 

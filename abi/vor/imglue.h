@@ -158,8 +158,7 @@ struct IMGLUE {
     void *record_buffer;
     int64_t records_in_buffer;
     void *start_current_record_ptr;
-    int64_t
-        current_record_number; // observations that an import passes over; the host may set it before its first getrow
+    int64_t current_record_number; // observations an import passes over; a host sets it before the first getrow
     glue_grammar_struct *grammar_ptr;
     TOOLKIT *zkp;
     NLS_EXTENSION *zknlsp;
