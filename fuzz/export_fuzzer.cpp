@@ -62,7 +62,7 @@ std::string expected_text(std::string text, int length) {
 
 using Rows = std::vector<std::vector<Cell>>;
 
-Rows write(FuzzedDataProvider &input, vor::fuzz::FuzzHost &host, const vor::DataSet &description) {
+Rows write(FuzzedDataProvider &input, vor::test::HostResources &host, const vor::DataSet &description) {
     Rows rows(input.ConsumeIntegralInRange<size_t>(0, most_rows));
     vor::ExportSession session(host.options(), {}, "/memory/output.dta", description);
     for (auto &row : rows) {
@@ -83,7 +83,7 @@ Rows write(FuzzedDataProvider &input, vor::fuzz::FuzzHost &host, const vor::Data
     return rows;
 }
 
-void read_back(vor::fuzz::FuzzHost &host, const vor::DataSet &description, const Rows &rows) {
+void read_back(vor::test::HostResources &host, const vor::DataSet &description, const Rows &rows) {
     vor::ImportSession session(host.options(), {}, "/memory/output.dta");
     const auto &variables = session.description().variables;
     vor::fuzz::require(variables.size() == description.variables.size(), "every variable comes back");
@@ -107,7 +107,7 @@ void read_back(vor::fuzz::FuzzHost &host, const vor::DataSet &description, const
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     FuzzedDataProvider input(data, size);
-    vor::fuzz::FuzzHost host;
+    vor::test::HostResources host;
     const vor::DataSet description = describe(input);
     const Rows rows = write(input, host, description);
     read_back(host, description, rows);

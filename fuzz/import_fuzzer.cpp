@@ -26,7 +26,7 @@ void read_all(vor::ImportSession &session) {
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
-    vor::fuzz::FuzzHost host;
+    vor::test::HostResources host;
     host.files.put("input.dta", std::string(reinterpret_cast<const char *>(data), size));
     try {
         vor::ImportSession session(host.options(), {}, "/memory/input.dta");

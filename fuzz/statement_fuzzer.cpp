@@ -9,7 +9,7 @@
 namespace {
 
 void parse(const std::string &statements, bool import) {
-    vor::fuzz::FuzzHost resources;
+    vor::test::HostResources resources;
     vor::HostOptions options = resources.options();
     options.statements = statements;
     {

@@ -12,22 +12,10 @@ namespace {
 
 constexpr int64_t most_operations = 5000; // a run with more of one kind does not end
 
-// A host whose files, memory and log are the test's.
-struct FaultyHost {
-    Faults faults;
-    CountingMemory memory{faults};
-    MemoryFiles files{faults};
-    CapturedLog log;
+struct FaultyHost : HostResources {
     CatalogMap catalogs;
 
-    HostOptions options() {
-        HostOptions host;
-        host.files = &files;
-        host.memory = &memory;
-        host.log = &log;
-        host.catalogs = &catalogs;
-        return host;
-    }
+    HostOptions options() { return HostResources::options({.catalogs = &catalogs}); }
     void expect_nothing_left() const {
         EXPECT_EQ(memory.blocks(), 0);
         EXPECT_EQ(files.open_files(), 0);

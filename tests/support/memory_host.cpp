@@ -113,11 +113,14 @@ std::string CapturedLog::text() const {
     return all;
 }
 
-MemoryHost::MemoryHost(HostOptions options) {
-    options.files = &files;
-    options.memory = &memory;
-    options.log = &log;
-    host_ = std::make_unique<Host>(std::move(options));
+HostOptions HostResources::options(HostOptions others) {
+    others.files = &files;
+    others.memory = &memory;
+    others.log = &log;
+    return others;
+}
+
+MemoryHost::MemoryHost(HostOptions others) : host_(std::make_unique<Host>(options(std::move(others)))) {
     front = {&faults, nullptr, nullptr, nullptr, nullptr, -1};
     front.assign = put_in_front<Assign>(*this, assign);
     front.information = put_in_front<Information>(*this, information);

@@ -50,8 +50,19 @@ class CapturedLog : public Log {
     std::string text() const;                   // all lines, each with a line end
 };
 
+// What a host lives on, all of it in the test's hands. Outlives the host.
+struct HostResources {
+    Faults faults;
+    CountingMemory memory{faults};
+    MemoryFiles files{faults};
+    CapturedLog log;
+
+    // The given options with these files, this memory and this log.
+    HostOptions options(HostOptions others = {});
+};
+
 // One at a time: the services that are made to fail belong to the one made last.
-class MemoryHost {
+class MemoryHost : public HostResources {
   public:
     // Files, memory and log of the options are replaced; everything else holds.
     explicit MemoryHost(HostOptions options = {});
@@ -69,11 +80,6 @@ class MemoryHost {
 
     // What the module still holds, in words; empty when it holds nothing: no block, no open file, no temporary file.
     std::string left_over();
-
-    Faults faults;
-    CountingMemory memory{faults};
-    MemoryFiles files{faults};
-    CapturedLog log;
 
   private:
     std::unique_ptr<Host> host_;
