@@ -2,7 +2,6 @@
 #include "stata_file_builder.h"
 
 #include <gtest/gtest.h>
-#include <stdexcept>
 
 namespace vor::test {
 namespace {
@@ -201,45 +200,6 @@ TEST(StataFileBuilder, OffsetsPointAtWhatTheyName) {
     }
     EXPECT_EQ(offsets.at("end"), bytes.size());
     EXPECT_EQ(record_bytes(file), 9U);
-}
-
-TEST(StataFileBuilder, RefusesWhatTheReleaseCannotStore) {
-    const auto one = [](int release, Type type, Cell cell) {
-        StataFile file{.release = release};
-        file.variables = {{.name = "x", .type = type, .format = "%9s"}};
-        file.rows = {{std::move(cell)}};
-        return file;
-    };
-    const struct {
-        const char *what;
-        StataFile file;
-    } rows[] = {
-        {"an extended missing value before 113", one(112, Type::byte, missing('a'))},
-        {"a strL before 117", one(115, Type::strl, "x")},
-        {"a byte of 128", one(118, Type::byte, 128)},
-        {"half an integer", one(118, Type::int32, 0.5)},
-        {"a text too long", one(118, str(2), "abc")},
-        {"a text in a number", one(118, Type::int16, "ab")},
-        {"raw bytes of another width", one(118, Type::int16, raw("abc"))},
-        {"a string longer than the release has", one(110, str(129), "x")},
-        {"a name too long", {.release = 105, .variables = {{.name = "ten_letters"}}}},
-        {"an expansion field in 104", {.release = 104, .expansion_fields = {{1, ""}}}},
-        {"fewer cells than variables", {.variables = {{.name = "x"}}, .rows = {{}}}},
-    };
-    for (const auto &row : rows) {
-        EXPECT_THROW(build(row.file), std::invalid_argument) << row.what;
-    }
-    EXPECT_NO_THROW(build(one(113, Type::byte, missing('a'))));
-}
-
-TEST(StataFileBuilder, PatchStaysInsideTheFile) {
-    std::string bytes = "abcdef";
-    patch_number(bytes, 1, 0x0102, 2, ByteOrder::big);
-    patch_number(bytes, 4, 0x0102, 2, ByteOrder::little);
-    EXPECT_EQ(bytes, "a\x01\x02"
-                     "d\x02\x01");
-    EXPECT_THROW(patch(bytes, 5, "xy"), std::out_of_range);
-    EXPECT_THROW(patch(bytes, 7, ""), std::out_of_range);
 }
 
 } // namespace
