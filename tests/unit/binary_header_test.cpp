@@ -25,29 +25,6 @@ void describe(DriverFile &opened, int release, ByteOrder order) {
     opened.in.indsn = &state;
 }
 
-TEST(BinaryHeader, FieldsAndEnd) {
-    const struct {
-        int release;
-        std::size_t end; // and start of the type list
-    } rows[] = {{103, 42},  {104, 42},  {105, 60},  {108, 109}, {110, 109},
-                {111, 109}, {113, 109}, {114, 109}, {115, 109}};
-    for (const auto &row : rows) {
-        for (const ByteOrder order : {ByteOrder::little, ByteOrder::big}) {
-            DriverFile opened(build(small_file(row.release, order)));
-            opened.file.move(19); // wherever recognising the file left it
-            headerrec header{};
-            ASSERT_EQ(parse_binary_header(&opened.in, &header), 0) << row.release;
-            EXPECT_EQ(header.release, row.release);
-            EXPECT_EQ(header.byteorder, order == ByteOrder::big ? 1 : 2);
-            EXPECT_EQ(header.filetype, 1);
-            EXPECT_EQ(header.nvar_2byte, 3);
-            EXPECT_EQ(header.nobs_4byte, 10);
-            EXPECT_STREQ(header.datalabel, "label");
-            EXPECT_EQ(opened.file.at(), row.end) << row.release;
-        }
-    }
-}
-
 TEST(BinaryHeader, OtherReleasesAndShortFilesAreRefused) {
     const std::string whole = build(small_file(115));
     const struct {
@@ -77,33 +54,6 @@ TEST(BinaryHeader, OtherReleasesAndShortFilesAreRefused) {
         headerrec header{};
         EXPECT_EQ(parse_binary_header(&opened.in, &header), row.status) << row.message;
         EXPECT_EQ(opened.message(), row.message);
-    }
-}
-
-TEST(BinaryHeader, ExpansionFields) {
-    struct Case {
-        const char *what;
-        int release;
-        std::vector<ExpansionField> fields;
-    };
-    const Case cases[] = {
-        {"none before 105", 104, {}},
-        {"an empty chain", 110, {}},
-        {"one of ten bytes", 110, {{1, std::string(10, 'x')}}},
-        {"short lengths", 105, {{1, std::string(10, 'x')}, {2, ""}}},
-        {"several", 115, {{1, ""}, {255, std::string(70000, '\0')}, {1, "abc"}}},
-    };
-    for (const Case &each : cases) {
-        for (const ByteOrder order : {ByteOrder::little, ByteOrder::big}) {
-            StataFile file = small_file(each.release, order);
-            file.expansion_fields = each.fields;
-            Offsets offsets;
-            DriverFile opened(build(file, &offsets));
-            describe(opened, each.release, order);
-            opened.file.move(each.release < 105 ? offsets.at("data") : offsets.at("characteristics"));
-            EXPECT_EQ(skip_binary_expansion_records(&opened.in), 0) << each.what << opened.message();
-            EXPECT_EQ(opened.file.at(), offsets.at("data")) << each.what;
-        }
     }
 }
 

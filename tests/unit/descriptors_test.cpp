@@ -2,12 +2,9 @@
 #include "driver_file.h"
 
 #include <gtest/gtest.h>
-#include <set>
 
 namespace vor::test {
 namespace {
-
-constexpr int RELEASES[] = {103, 104, 105, 108, 110, 111, 112, 113, 114, 115, 117, 118, 119};
 
 // One variable of each type, 29 bytes in a record.
 StataFile all_types(int release, ByteOrder order) {
@@ -17,41 +14,6 @@ StataFile all_types(int release, ByteOrder order) {
                       {.name = "double", .type = Type::float64}, {.name = "text", .type = str(10), .format = "%10s"}};
     file.rows = {{1, -2, 3, 0.5, -1e100, "abc"}, {missing(), missing(), missing(), missing(), missing(), ""}};
     return file;
-}
-
-TEST(Descriptors, EveryReleaseInBothOrders) {
-    const std::int32_t classes[] = {CLASS_BYTE, CLASS_SHORT, CLASS_LONG, CLASS_FLOAT, CLASS_DOUBLE, CLASS_CHARACTER};
-    const std::int32_t decoders[] = {DECODE_BYTE, DECODE_SHORT, DECODE_LONG, DECODE_FLOAT, DECODE_DOUBLE, DECODE_TEXT};
-    const std::int64_t offsets[] = {0, 1, 3, 7, 11, 19, 29};
-    const std::vector<std::vector<DriverCell>> rows = {{1.0, -2.0, 3.0, 0.5, -1e100, "abc"},
-                                                       {Missing{}, Missing{}, Missing{}, Missing{}, Missing{}, ""}};
-    for (const int release : RELEASES) {
-        for (const ByteOrder order : {ByteOrder::little, ByteOrder::big}) {
-            const StataFile file = all_types(release, order);
-            Offsets places;
-            DriverFile opened(build(file, &places));
-            ASSERT_EQ(opened.set_up(), 0) << release << ": " << opened.message();
-            EXPECT_EQ(opened.in.inreclen, 29) << release;
-            EXPECT_EQ(opened.in.intotal, 2) << release;
-            EXPECT_EQ(opened.file.at(), places.at("data")) << release;
-            EXPECT_EQ(opened.info.supports_encoding, release >= 117 ? 1 : 0) << release;
-            EXPECT_EQ(opened.info.supports_multiple_missings, release >= 113 ? 1 : 0) << release;
-            for (std::size_t i = 0; i < 6; ++i) {
-                const innamerecord &variable = opened.variable(i);
-                EXPECT_EQ(variable.innamename, file.variables[i].name) << release;
-                EXPECT_EQ(variable.innamelabel, file.variables[i].label) << release;
-                EXPECT_EQ(variable.innametype, classes[i]) << release;
-                EXPECT_EQ(variable.innameftype, decoders[i]) << release;
-                EXPECT_EQ(variable.innameoffset, offsets[i]) << release;
-                EXPECT_EQ(variable.innamelength, offsets[i + 1] - offsets[i]) << release;
-            }
-            EXPECT_EQ(opened.variable(5).nextname, nullptr);
-            DriverFile again(opened.bytes);
-            std::int32_t status = 0;
-            EXPECT_EQ(again.read_all(status), rows) << release;
-            EXPECT_EQ(status, 0) << release;
-        }
-    }
 }
 
 TEST(Descriptors, DisplayFormats) {
@@ -198,63 +160,6 @@ TEST(Descriptors, DamagedFiles) {
         EXPECT_EQ(opened.set_up(), row.status) << row.message;
         EXPECT_NE(opened.message().find(row.message), std::string::npos) << row.message << " in " << opened.message();
     }
-}
-
-// Cut at, before and behind the start of every part, a file is refused with words or delivers all it has to.
-TEST(Descriptors, CutFiles) {
-    for (const int release : {104, 110, 115, 117, 119}) {
-        StataFile file = all_types(release, ByteOrder::big);
-        file.variables[0].value_label = "yn";
-        file.value_labels = {{"yn", {{1, "yes"}}}};
-        Offsets places;
-        const std::string whole = build(file, &places);
-        std::set<std::size_t> sizes;
-        for (const auto &[name, place] : places) {
-            for (const std::size_t size : {place - 1, place, place + 1}) {
-                if (size < whole.size())
-                    sizes.insert(size);
-            }
-        }
-        for (const std::size_t size : sizes) {
-            DriverFile opened(whole.substr(0, size));
-            std::int32_t status = 0;
-            const std::size_t rows = opened.read_all(status).size();
-            if (size < places.at("data") + 2 * 29) {
-                EXPECT_TRUE(status == ERROR_READ || status == ERROR_INPUT_INVALID) << release << " at " << size;
-                EXPECT_FALSE(opened.message().empty()) << release << " at " << size;
-            }
-            if (status == 0) {
-                EXPECT_EQ(rows, 2U) << release << " at " << size;
-            }
-        }
-    }
-}
-
-TEST(Descriptors, EveryFailingReadAndAllocationIsReported) {
-    StataFile file = all_types(118, ByteOrder::little);
-    file.variables.push_back({.name = "long_text", .type = Type::strl, .format = "%9s"});
-    file.rows = {{1, 2, 3, 4, 5, "a", "b"}};
-    const std::string bytes = build(file);
-    const auto attempt = [&](int failing_read, int refused_block, std::int32_t expected) {
-        DriverFile opened(bytes);
-        opened.file.transfers_left = failing_read;
-        if (refused_block >= 0)
-            opened.host.faults.fail(Operation::allocation, refused_block + 1);
-        std::int32_t status = 0;
-        const bool whole = opened.read_all(status).size() == 1 && status == 0;
-        if (!whole) {
-            EXPECT_EQ(status, expected) << failing_read << ' ' << refused_block;
-        }
-        return whole;
-    };
-    int reads = 0;
-    while (!attempt(reads, -1, ERROR_READ))
-        ++reads;
-    EXPECT_GT(reads, 20);
-    int blocks = 0;
-    while (!attempt(-1, blocks, ERROR_MEMORY))
-        ++blocks;
-    EXPECT_GT(blocks, 8);
 }
 
 TEST(Driver, DeclaresItself) {

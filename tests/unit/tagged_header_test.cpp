@@ -18,29 +18,6 @@ struct OpenedHeader : DriverFile {
 
 const std::string COUNTS_118 = "<K>\2\0</K><N>\3\0\0\0\0\0\0\0</N>"s;
 
-TEST(TaggedHeader, ReadsWhatTheBuilderWrites) {
-    for (const int release : {117, 118, 119}) {
-        for (const ByteOrder order : {ByteOrder::little, ByteOrder::big}) {
-            StataFile file{
-                .release = release, .order = order, .data_label = "some label", .timestamp = "1 Jan 2020 10:00"};
-            file.variables = {{.name = "a", .type = Type::byte}, {.name = "b"}};
-            file.rows.assign(3, {1, 2});
-            Offsets offsets;
-            DriverFile opened(build(file, &offsets));
-            opened.file.move(static_cast<std::size_t>(TAGGED_OPENING_BYTES));
-            headerrec header{};
-            ASSERT_EQ(parse_xml_header(&opened.in, &header), 0) << release << opened.message();
-            EXPECT_EQ(header.release, release);
-            EXPECT_EQ(header.filetype, 1);
-            EXPECT_EQ(header.byteorder, order == ByteOrder::big ? 1 : 2);
-            EXPECT_EQ(release == 119 ? header.nvar_4byte : header.nvar_2byte, 2);
-            EXPECT_EQ(release == 117 ? header.nobs_4byte : header.nobs_8byte, 3);
-            EXPECT_STREQ(header.datalabel, "some label");
-            EXPECT_EQ(opened.file.at(), offsets.at("<map>"));
-        }
-    }
-}
-
 TEST(TaggedHeader, WhatIsAccepted) {
     const struct {
         const char *what;
