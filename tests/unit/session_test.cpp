@@ -209,56 +209,41 @@ TEST(SetUp, AReferenceIsCopied) {
     }
 }
 
-// The fields that later versions brought, as one line.
-std::string late_fields_of(const indbsinfo &info) {
-    std::string line;
-    for (const int field :
-         {int{info.out_filename_len}, int{info.out_newname_okay}, int{info.out_table_len}, int{info.check_out_table},
-          int{info.in_filename_len}, int{info.get_empty_vars}, int{info.empty_var_count}, int{info.help_count},
-          int{info.get_table_names[0]}, int{info.get_table_names[1]}, int{info.show_brackets[0]},
-          int{info.show_brackets[1]}, int{info.multiple_runs}, int{info.is_spreadsheet}, int{info.is_timeseries},
-          int{info.is_ascii}, int{info.variables_have_values}, int{info.supports_multiple_missings}})
-        line += std::to_string(field) + ' ';
-    return line + (info.help_array == nullptr ? "none" : "some");
+TEST(SetUp, ACopyWithoutANameIsNoCopy) {
+    Bench bench(true, true);
+    bench.host.replace(xxrinfo, [](SERVICE_ID, WX_FILE *, const char *, FILE_CONTEXT *, std::int32_t, std::int32_t,
+                                   WX_INFOPARM *) { return 47; });
+    EXPECT_EQ(bench.set_up(), ERROR_TEMP_OPEN);
+    bench.clean_up();
 }
 
 TEST(InformationRecord, OlderVersionsGetLaterDefaults) {
-    const std::string untouched = "7 7 7 7 7 7 7 7 7 7 7 7 7 7 7 7 7 7 some";
     struct {
         std::int16_t version;
-        std::string fields;
+        std::int16_t table_length, help_count, table_name, runs, has_values, missings;
     } const cases[] = {
-        {0, untouched},
-        {1, "8 1 8 0 8 0 0 0 5 5 1 1 1 0 0 0 0 0 none"},
-        {2, "7 7 7 7 8 0 0 0 5 5 1 1 1 0 0 0 0 0 none"},
-        {4, "7 7 7 7 7 7 7 0 5 5 1 1 1 0 0 0 0 0 none"},
-        {5, "7 7 7 7 7 7 7 7 5 5 1 1 1 0 0 0 0 0 some"},
-        {6, "7 7 7 7 7 7 7 7 7 7 1 1 1 0 0 0 0 0 some"},
-        {7, "7 7 7 7 7 7 7 7 7 7 7 7 1 0 0 0 0 0 some"},
-        {10, "7 7 7 7 7 7 7 7 7 7 7 7 7 7 7 0 0 0 some"},
-        {11, untouched},
-        {12, untouched},
-        {13, "7 7 7 7 7 7 7 7 7 7 7 7 7 7 7 7 0 0 some"},
-        {14, "7 7 7 7 7 7 7 7 7 7 7 7 7 7 7 7 7 0 some"},
-        {15, untouched},
+        {0, 7, 7, 7, 7, 7, 7},  {1, 8, 0, 5, 1, 0, 0},  {4, 7, 0, 5, 1, 0, 0},  {5, 7, 7, 5, 1, 0, 0},
+        {6, 7, 7, 7, 1, 0, 0},  {10, 7, 7, 7, 7, 0, 0}, {11, 7, 7, 7, 7, 7, 7}, {12, 7, 7, 7, 7, 7, 7},
+        {13, 7, 7, 7, 7, 0, 0}, {14, 7, 7, 7, 7, 7, 0}, {15, 7, 7, 7, 7, 7, 7},
     };
     for (const auto &row : cases) {
         SCOPED_TRACE(row.version);
         const char *help = "help";
         indbsinfo info{};
-        for (std::int16_t *field :
-             {&info.out_filename_len, &info.out_newname_okay, &info.out_table_len, &info.check_out_table,
-              &info.in_filename_len, &info.get_empty_vars, &info.empty_var_count, &info.help_count,
-              &info.get_table_names[0], &info.get_table_names[1], &info.show_brackets[0], &info.show_brackets[1],
-              &info.multiple_runs, &info.is_spreadsheet, &info.is_timeseries, &info.is_ascii,
-              &info.variables_have_values})
-            *field = 7;
+        info.out_table_len = info.help_count = info.get_table_names[1] = info.multiple_runs = 7;
+        info.variables_have_values = 7;
         info.supports_multiple_missings = 7;
         info.help_array = &help;
         info.get_table_name = 5;
         info.version_num = row.version;
         update_inforec(&info);
-        EXPECT_EQ(late_fields_of(info), row.fields);
+        EXPECT_EQ(info.out_table_len, row.table_length);
+        EXPECT_EQ(info.help_count, row.help_count);
+        EXPECT_EQ(info.help_array != nullptr, row.help_count != 0);
+        EXPECT_EQ(info.get_table_names[1], row.table_name);
+        EXPECT_EQ(info.multiple_runs, row.runs);
+        EXPECT_EQ(info.variables_have_values, row.has_values);
+        EXPECT_EQ(info.supports_multiple_missings, row.missings);
     }
 }
 

