@@ -5,6 +5,7 @@
 #include "standard_output.h"
 
 #include <vorhost/error.h>
+#include <vorhost/files.h>
 
 #include <clocale>
 #include <csignal>
@@ -120,12 +121,27 @@ int run(int count, char **arguments) {
     return ran == done ? closed : ran;
 }
 
+// The files that are being written go, then the signal does what it does to every program.
+void end_by_signal(int signal) {
+    remove_unfinished_files();
+    std::signal(signal, SIG_DFL);
+    std::raise(signal);
+}
+
+// What is ignored (a hang-up under nohup) stays ignored.
+void watch_signals() {
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP})
+        if (std::signal(signal, end_by_signal) == SIG_IGN)
+            std::signal(signal, SIG_IGN);
+}
+
 } // namespace
 } // namespace vor::cli
 
 int main(int count, char **arguments) {
     // A reader that goes away is an error of the write, told in a sentence.
     std::signal(SIGPIPE, SIG_IGN);
+    vor::cli::watch_signals();
     // Column widths of text; numbers are formatted without the locale.
     std::setlocale(LC_CTYPE, "C.UTF-8");
     try {

@@ -1,4 +1,5 @@
-// The command is killed at random moments: what it was writing is there whole, as it was before or as it was to be.
+// The command is killed or interrupted at random moments: what it was writing is there whole, as it was before or as it
+// was to be.
 #include "collected_import.h"
 #include "run_command.h"
 #include "stata_file_builder.h"
@@ -17,9 +18,6 @@ namespace {
 
 using Words = std::vector<std::string>;
 using Microseconds = std::chrono::microseconds;
-
-constexpr int kills = 50;
-constexpr int fewest_kills_in_time = 10;
 
 // Text enough that a library outgrows SQLite's memory and is written long before its transaction ends.
 std::string long_file() {
@@ -110,19 +108,21 @@ class Kill : public ::testing::Test {
         return shortest;
     }
 
-    // Removes what a killed run may leave, its hidden files and a journal; fails for anything else that is new.
-    void clear(const KillCase &one, const Words &names) const {
+    // Removes what may be left, a library's journal and after SIGKILL hidden files; fails for anything else that is
+    // new.
+    void clear(const KillCase &one, int signal, const Words &names) const {
         const std::string target = std::filesystem::path(one.target).filename();
-        const std::regex left(R"(\.)" + target + R"(\.[A-Za-z0-9]{6,8}(-journal)?|)" + target + "-journal");
+        const std::regex journal(target + "-journal");
+        const std::regex hidden(R"(\.)" + target + R"(\.[A-Za-z0-9]{6,8}(-journal)?)");
         for (const std::string &name : scratch_.names()) {
-            if (std::regex_match(name, left))
+            if (std::regex_match(name, journal) || (signal == SIGKILL && std::regex_match(name, hidden)))
                 std::filesystem::remove(path(name));
             else if (name != target && std::find(names.begin(), names.end(), name) == names.end())
                 ADD_FAILURE() << name << " was left behind";
         }
     }
 
-    void expect_old_or_new(const KillCase &one) {
+    void expect_old_or_new(const KillCase &one, int signal, int times) {
         SCOPED_TRACE(one.name);
         std::filesystem::remove(one.target);
         const Words names = scratch_.names();
@@ -134,37 +134,50 @@ class Kill : public ::testing::Test {
         const auto seed = std::random_device{}();
         std::mt19937 random(seed);
         int in_time = 0;
-        for (int i = 0; i < kills; ++i) {
-            const double part = (i + std::uniform_real_distribution(0.0, 1.0)(random)) / kills;
+        for (int i = 0; i < times; ++i) {
+            const double part = (i + std::uniform_real_distribution(0.0, 1.0)(random)) / times;
             const auto moment = std::chrono::duration_cast<Microseconds>(whole * part);
             SCOPED_TRACE(testing::Message() << "seed " << seed << ", kill " << i << " after " << moment.count()
                                             << " of " << whole.count() << " microseconds");
             put_back(one);
-            const int status = run_command(one.arguments, {.signal = SIGKILL, .signal_after = moment}).status;
-            in_time += status == 128 + SIGKILL;
+            const int status = run_command(one.arguments, {.signal = signal, .signal_after = moment}).status;
+            in_time += status == 128 + signal;
             const std::string found = contents(one.target);
             EXPECT_TRUE(found == before || found == after) << found.size() << " bytes: " << found.substr(0, 300);
-            clear(one, names);
+            clear(one, signal, names);
         }
-        EXPECT_GE(in_time, fewest_kills_in_time) << "too few runs were killed before their end";
+        EXPECT_GE(in_time, times / 5) << "too few runs were killed before their end";
         run(one.arguments);
         EXPECT_EQ(contents(one.target), after) << "the next run after a kill";
-        clear(one, names);
+        clear(one, signal, names);
+    }
+
+    std::vector<KillCase> cases() const {
+        return {
+            {"a CSV file is replaced", {"import", path("long.dta"), path("o.csv")}, path("o.csv"), path("short.dta")},
+            {"a data set is replaced", {"import", path("long.dta"), path("o.db:t")}, path("o.db"), path("old.db")},
+            {"a new library", {"import", path("long.dta"), path("n.db:t")}, path("n.db"), ""},
+            {"a Stata file is replaced",
+             {"export", path("long.db:t"), path("o.dta")},
+             path("o.dta"),
+             path("short.dta")},
+            {"a new Stata file", {"export", path("long.csv"), path("n.dta")}, path("n.dta"), ""},
+        };
     }
 
     ScratchDirectory scratch_;
 };
 
 TEST_F(Kill, LeavesTheOldOrTheNew) {
-    const KillCase cases[] = {
-        {"a CSV file is replaced", {"import", path("long.dta"), path("o.csv")}, path("o.csv"), path("short.dta")},
-        {"a data set is replaced", {"import", path("long.dta"), path("o.db:t")}, path("o.db"), path("old.db")},
-        {"a new library", {"import", path("long.dta"), path("n.db:t")}, path("n.db"), ""},
-        {"a Stata file is replaced", {"export", path("long.db:t"), path("o.dta")}, path("o.dta"), path("short.dta")},
-        {"a new Stata file", {"export", path("long.csv"), path("n.dta")}, path("n.dta"), ""},
-    };
-    for (const KillCase &one : cases)
-        expect_old_or_new(one);
+    for (const KillCase &one : cases())
+        expect_old_or_new(one, SIGKILL, 50);
+}
+
+TEST_F(Kill, InterruptionLeavesNothingElse) {
+    for (const KillCase &one : cases()) {
+        expect_old_or_new(one, SIGINT, 10);
+        expect_old_or_new(one, SIGTERM, 10);
+    }
 }
 
 } // namespace

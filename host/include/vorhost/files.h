@@ -63,4 +63,8 @@ std::string uncompressed_name(const std::string &path);
 // The machine's files. temporary_directory: where temporary files go; empty for the system's own.
 std::unique_ptr<FileSystem> disk_files(std::string temporary_directory = {});
 
+// Removes the hidden and temporary files that this process is still writing, for a program that is told to end. May be
+// called from a signal handler; afterwards the process must end, because what it was writing is gone.
+void remove_unfinished_files() noexcept;
+
 } // namespace vor

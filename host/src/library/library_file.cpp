@@ -5,6 +5,7 @@
 #include "library/dataset_source.h"
 #include "library/format_catalogs.h"
 #include "library/library_tables.h"
+#include "services/unfinished_files.h"
 #include "tables/output_file.h"
 
 #include <vorhost/error.h>
@@ -20,6 +21,10 @@ namespace vor {
 namespace {
 
 constexpr const char *in_memory = ":memory:";
+
+std::string journal_of(const std::string &database) {
+    return database + "-journal";
+}
 
 [[noreturn]] void fail_to_make(const std::string &path, int code) {
     throw ConversionError(Failure::machine,
@@ -82,8 +87,8 @@ LibraryFile::LibraryFile(const std::string &path, Access access) : path_(path), 
 LibraryFile::~LibraryFile() {
     database_.reset();
     if (!partial_.empty()) {
-        unlink(partial_.c_str());
-        unlink((partial_ + "-journal").c_str());
+        remove_hidden(partial_);
+        remove_hidden(journal_of(partial_));
     }
 }
 
@@ -94,10 +99,12 @@ void LibraryFile::open_new() {
         fail_to_make(path_, errno);
     }
     close(descriptor);
+    remember_unfinished(journal_of(partial_)); // it comes and goes
     try {
         database_ = std::make_unique<Database>(partial_, path_, false);
     } catch (...) {
-        unlink(partial_.c_str());
+        remove_hidden(partial_);
+        forget_unfinished(journal_of(partial_));
         throw;
     }
 }
@@ -109,7 +116,8 @@ void LibraryFile::put_in_place() {
     database_.reset();
     const int code = move_into_place(partial_, path_, true);
     if (code != 0)
-        unlink(partial_.c_str());
+        remove_hidden(partial_);
+    forget_unfinished(journal_of(partial_));
     partial_.clear();
     database_ = std::make_unique<Database>(code == 0 ? path_ : std::string(in_memory), path_, code != 0);
     if (code != 0)

@@ -1,5 +1,7 @@
 // The machine's files through the system's calls, each error as the system gives it.
 
+#include "services/unfinished_files.h"
+
 #include <vorhost/files.h>
 
 #include <cerrno>
@@ -106,9 +108,12 @@ std::string make_file(const std::string &start, mode_t mode, std::error_code &er
         std::string path = start;
         for (int letter = 0; letter < 8; ++letter)
             path += letters[random() % (sizeof letters - 1)];
+        const SignalsHeld held;
         const Descriptor made(::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode));
-        if (made.number() >= 0)
+        if (made.number() >= 0) {
+            remember_unfinished(path);
             return path;
+        }
         if (errno != EEXIST)
             break;
     }
@@ -147,6 +152,7 @@ class DiskFiles : public FileSystem {
     void remove(const std::string &path, std::error_code &error) override {
         if (::unlink(path.c_str()) != 0)
             error = last_error();
+        forget_unfinished(path);
     }
 
     bool exists(const std::string &path) override { return ::access(path.c_str(), F_OK) == 0; }
@@ -171,7 +177,8 @@ class DiskFiles : public FileSystem {
         struct stat status {};
         if (!error && ::stat(target.c_str(), &status) == 0 && ::chmod(made.c_str(), status.st_mode & 07777) != 0) {
             error = last_error();
-            ::unlink(made.c_str());
+            std::error_code ignored;
+            remove(made, ignored);
             made.clear();
         }
         return made;
@@ -186,6 +193,7 @@ class DiskFiles : public FileSystem {
             error = last_error();
             return;
         }
+        forget_unfinished(complete);
         std::error_code ignored; // the file is in its place; some file systems cannot store a directory by itself
         store(target.has_parent_path() ? target.parent_path() : std::filesystem::path("."), ignored);
     }

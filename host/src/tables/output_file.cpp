@@ -1,5 +1,7 @@
 #include "tables/output_file.h"
 
+#include "services/unfinished_files.h"
+
 #include <vorhost/files.h>
 
 #include <algorithm>
@@ -53,18 +55,28 @@ int rename_keeping_existing(const char *from, const char *to) {
 int make_hidden_beside(const std::string &target, std::string &path) {
     const std::filesystem::path name = std::filesystem::path(target).filename();
     path = (directory_of(target) / fmt::format(".{}.XXXXXX", name.string().substr(0, 200))).string();
+    const SignalsHeld held;
     const int descriptor = mkostemp(path.data(), O_CLOEXEC);
-    if (descriptor >= 0)
-        fchmod(descriptor, new_file_mode());
+    if (descriptor < 0)
+        return descriptor;
+    remember_unfinished(path);
+    fchmod(descriptor, new_file_mode());
     return descriptor;
+}
+
+void remove_hidden(const std::string &path) {
+    unlink(path.c_str());
+    forget_unfinished(path);
 }
 
 int move_into_place(const std::string &complete, const std::string &target, bool keep_existing) {
     const int code = keep_existing ? rename_keeping_existing(complete.c_str(), target.c_str())
                      : rename(complete.c_str(), target.c_str()) == 0 ? 0
                                                                      : errno;
-    if (code == 0)
-        store_directory(target);
+    if (code != 0)
+        return code;
+    forget_unfinished(complete);
+    store_directory(target);
     return code;
 }
 
@@ -110,7 +122,7 @@ OutputFile::~OutputFile() {
     if (descriptor_ > STDERR_FILENO)
         close(descriptor_);
     if (!partial_.empty())
-        unlink(partial_.c_str());
+        remove_hidden(partial_);
 }
 
 void OutputFile::append(std::string_view bytes) {

@@ -15,6 +15,9 @@ namespace vor {
 // `path`. The descriptor, or -1 with errno.
 int make_hidden_beside(const std::string &target, std::string &path);
 
+// Removes such a file.
+void remove_hidden(const std::string &path);
+
 // Moves a complete file to its name and stores the directory. keep_existing: fails with EEXIST when the name is taken.
 // 0, or errno.
 int move_into_place(const std::string &complete, const std::string &target, bool keep_existing);
