@@ -137,6 +137,33 @@ TEST(RoundTrip, LabelsOfMissingValuesComeBack) {
     expect_round_trip(path, scratch);
 }
 
+// Texts among the labels of a numeric variable would be taken for the bytes of numbers.
+TEST(RoundTrip, FormatsOfTheOtherKindAreLeftOut) {
+    const ScratchDirectory scratch;
+    const std::string back = scratch.path("back.dta");
+    const UserFormat texts{.name = "TEXTS", .kind = ValueKind::character, .ranges = {{"x", "x", {"ex"}}}};
+    UserFormat dollar = texts;
+    dollar.name = "$TEXTS";
+    CatalogMap catalogs;
+    catalogs.formats = {
+        {"TEXTS", texts}, {"$TEXTS", dollar}, {"NUMBERS", {.name = "NUMBERS", .ranges = {{1.0, 1.0, {"one"}}}}}};
+    HostOptions host;
+    host.catalogs = &catalogs;
+    DataSet data;
+    data.variables = {{"a", "", ValueKind::numeric, 8, {"TEXTS", 0, 0}, {}},
+                      {"b", "", ValueKind::numeric, 8, {"$TEXTS", 0, 0}, {}},
+                      {"c", "", ValueKind::character, 4, {"NUMBERS", 0, 0}, {}}};
+    ExportSession session(host, {}, back, data);
+    session.row().set_number(0, 1);
+    session.row().set_number(1, 2);
+    session.row().set_text(2, "x");
+    session.put();
+    session.finish();
+    const CollectedImport import = collect_import(back);
+    EXPECT_EQ(import.rows, (std::vector<std::vector<std::string>>{{"1", "2", "'x'"}}));
+    EXPECT_TRUE(import.catalogs.formats.empty());
+}
+
 TEST(RoundTrip, TheCollectionComesBack) {
     const auto folder = corpus_folder();
     if (!folder)

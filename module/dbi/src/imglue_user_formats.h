@@ -7,11 +7,11 @@
 
 #include <cstdint>
 
-struct glue_grammar_struct;
-struct symbolstruct;
-
 // Most user formats that one import makes.
 inline constexpr int32_t MOST_USER_FORMATS = 4086;
+
+struct glue_grammar_struct;
+struct symbolstruct;
 
 // Longest name of a format made here; the area that receives one has a byte more.
 inline constexpr int32_t FORMAT_NAME_BYTES = 8;
@@ -52,11 +52,14 @@ int32_t mivex_build_format_entry(IMGLUE *self, innamerecord *inname, innamevalue
 // of the catalog. Ranges, missing values, values without a label of their own and the label of all other values are
 // left out.
 //
-// name  len bytes, not terminated; len at most 32.
+// name         len bytes, not terminated; len at most 32.
+// wanted_type  FORMAT_NUMERIC or FORMAT_CHARACTER: a format of the other type gives no list, since its values would not
+//              be of the variable's kind; 0: either.
 // 0             also for a built-in format, which is not looked up, and for one that the catalog does not have
 // 1             the format is not usable (logged); the symbol has no value list
 // ERROR_MEMORY
-int32_t grab_user_format_entries(IMGLUE *self, const char *name, int32_t len, symbolstruct *symbol);
+int32_t grab_user_format_entries(IMGLUE *self, const char *name, int32_t len, symbolstruct *symbol,
+                                 int16_t wanted_type = 0);
 
 // create_value_list_entry, create_value_list_entry_character: append one entry to a value list.
 //
