@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <gtest/gtest.h>
+#include <vor/format_limits.h>
 
 namespace vor::test {
 namespace {
@@ -345,6 +346,23 @@ TEST(ImportJob, FilesCutAnywhere) {
             }
         }
     }
+}
+
+TEST(ImportJob, MoreLabelledVariablesThanFormats) {
+    const char *left_out = "those of variables after v4086 are left out";
+    StataFile file{.release = 118, .value_labels = {{"yn", {{1, "yes"}}}}};
+    for (int i = 1; i <= MOST_USER_FORMATS; ++i)
+        file.variables.push_back({.name = "v" + std::to_string(i), .type = Type::byte, .value_label = "yn"});
+    const CollectedImport most = import_bytes("most.dta", build(file));
+    EXPECT_FALSE(most.log.contains(left_out)) << most.log.text();
+    EXPECT_EQ(most.catalogs.formats.size(), file.variables.size());
+
+    file.variables.push_back({.name = "last", .type = Type::byte, .value_label = "yn"});
+    const CollectedImport more = import_bytes("more.dta", build(file));
+    EXPECT_TRUE(more.log.contains(left_out)) << more.log.text();
+    EXPECT_EQ(more.catalogs.formats.size(), static_cast<std::size_t>(MOST_USER_FORMATS));
+    ASSERT_EQ(more.description.variables.size(), file.variables.size());
+    EXPECT_EQ(more.description.variables.back().format.name, "");
 }
 
 TEST(ImportJob, NamesThatCannotBeRead) {

@@ -7,6 +7,7 @@
 #include "jobs/observation_row.h"
 #include "jobs/stata_input.h"
 
+#include <vor/format_limits.h>
 #include <vorhost/conversion.h>
 
 #include <algorithm>
@@ -25,6 +26,8 @@ class ImportedFormats : public FormatCatalogs {
 
     Written write(const std::string &library, const std::string &catalog, const UserFormat &format,
                   bool keep_existing) override {
+        ++made_;
+        last_ = lower_case(format.name);
         if (!wanted_ || !catalogs_) {
             unwanted_.insert(lower_case(format.name));
             return Written::stored;
@@ -38,6 +41,11 @@ class ImportedFormats : public FormatCatalogs {
     bool read(const std::string &library, const std::string &catalog, const std::string &name,
               UserFormat &format) override {
         return catalogs_ && catalogs_->read(library, catalog, name, format);
+    }
+
+    // Whether `variable` has the last format that the module makes of a file.
+    bool ends_with(const Variable &variable) const {
+        return wanted_ && made_ == MOST_USER_FORMATS && lower_case(variable.format.name) == last_;
     }
 
     bool unwanted(const std::string &name) const { return unwanted_.contains(lower_case(name)); }
@@ -79,6 +87,8 @@ class ImportedFormats : public FormatCatalogs {
     std::unordered_set<std::string> unwanted_;
     std::vector<Held> held_;
     std::vector<std::string> replaced_;
+    int32_t made_ = 0;
+    std::string last_;
 };
 
 // Which encodings the host is told of. The text of older files is not transcoded by the module: the session takes the
@@ -174,6 +184,7 @@ struct ImportSession::State {
             variables.push_back(&node->namestr);
             description.variables.push_back(describe(node->namestr, variables.size()));
         }
+        note_last_format();
         if (selection.chooses_variables())
             choose(selection, variables);
         for (const std::string &name : formats.replaced())
@@ -202,6 +213,16 @@ struct ImportSession::State {
     void pass_over(int64_t observations) {
         object->current_record_number = observations;
         description.observations = std::max<int64_t>(summary.observations - observations, 0);
+    }
+
+    void note_last_format() {
+        const auto &variables = description.variables;
+        const auto last = std::find_if(variables.begin(), variables.end(),
+                                       [this](const Variable &variable) { return formats.ends_with(variable); });
+        if (last != variables.end() && last + 1 != variables.end())
+            object.note(fmt::format("{} variables have value labels, the most that are kept; those of variables after "
+                                    "{} are left out.",
+                                    MOST_USER_FORMATS, last->name));
     }
 
     Variable describe(const NAMESTR &source, size_t ordinal) {

@@ -5,10 +5,9 @@
 #include "driver_records.h"
 #include "imglue_names.h"
 
-#include <cstdint>
+#include <vor/format_limits.h>
 
-// Most user formats that one import makes.
-inline constexpr int32_t MOST_USER_FORMATS = 4086;
+#include <cstdint>
 
 struct glue_grammar_struct;
 struct symbolstruct;
