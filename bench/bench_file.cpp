@@ -5,6 +5,8 @@
 
 #include "stata_file_builder.h"
 
+#include <array>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
@@ -91,9 +93,10 @@ void write_around(const std::string &path, const StataFile &description, const s
                   int64_t observations, uint64_t added_bytes, const std::function<void(std::ofstream &)> &rows) {
     Offsets offsets;
     std::string bytes = build(description, &offsets);
-    test::patch_number(bytes, offsets.at("N"), static_cast<uint64_t>(observations), 8, ByteOrder::little);
+    test::patch_number(bytes, offsets.at("N"), static_cast<uint64_t>(observations), description.release < 118 ? 4 : 8,
+                       ByteOrder::little);
     const size_t split = offsets.at(section);
-    for (size_t entry = 0; entry < 14; ++entry) {
+    for (size_t entry = 0; offsets.contains("map") && entry < 14; ++entry) {
         uint64_t position;
         std::memcpy(&position, bytes.data() + offsets.at("map") + 8 * entry, 8);
         if (position > split)
@@ -169,11 +172,11 @@ std::string strl_file(int64_t texts) {
     return path;
 }
 
-std::string labelled_file(int variables, size_t *table_bytes) {
+std::string labelled_file(int variables, size_t *table_bytes, const std::string &stem) {
     StataFile file{.release = 118};
     test::Row row;
     for (int i = 1; i <= variables; ++i) {
-        const std::string name = "v" + std::to_string(i);
+        const std::string name = stem + std::to_string(i);
         file.variables.push_back({.name = name, .type = Type::byte, .value_label = name});
         test::LabelTable table{.name = name, .entries = {}};
         for (int value = 1; value <= 20; ++value)
@@ -184,9 +187,64 @@ std::string labelled_file(int variables, size_t *table_bytes) {
     file.rows = {row};
     Offsets offsets;
     const std::string bytes = build(file, &offsets);
-    *table_bytes = offsets.at("end") - offsets.at("value_labels");
-    std::string path = scratch_directory() + "/labels" + std::to_string(variables) + ".dta";
+    if (table_bytes)
+        *table_bytes = offsets.at("end") - offsets.at("value_labels");
+    std::string path = scratch_directory() + "/labels_" + stem + std::to_string(variables) + ".dta";
     std::ofstream(path, std::ios::binary) << bytes;
+    return path;
+}
+
+std::string counted_file(int release, int64_t observations) {
+    constexpr size_t text_bytes = 116;
+    const StataFile description{.release = release,
+                                .variables = {{.name = "row", .type = Type::int32},
+                                              {.name = "half", .type = Type::float64},
+                                              {.name = "text", .type = test::str(text_bytes), .format = "%116s"}}};
+    const size_t width = record_bytes(description);
+    std::string path = scratch_directory() + "/counted" + std::to_string(release) + ".dta";
+    write_around(path, description, "data", observations, width * static_cast<uint64_t>(observations),
+                 [&](std::ofstream &file) {
+                     std::string record(width, '\0');
+                     for (int32_t i = 1; i <= observations; ++i) {
+                         put(record.data(), 0, i);
+                         put(record.data(), 4, i / 2.0);
+                         std::snprintf(record.data() + 12, text_bytes, "row %d", i);
+                         file.write(record.data(), static_cast<std::streamsize>(width));
+                     }
+                 });
+    return path;
+}
+
+std::string counted_line(int64_t observation) {
+    const std::string half = std::to_string(observation / 2) + (observation % 2 == 0 ? "" : ".5");
+    return std::to_string(observation) + "," + half + ",row " + std::to_string(observation);
+}
+
+std::string wide_file(int variables, int observations) {
+    constexpr auto kinds = std::to_array<std::pair<Type, const char *>>({{Type::byte, "%8.0g"},
+                                                                         {Type::int16, "%8.0g"},
+                                                                         {Type::int32, "%12.0g"},
+                                                                         {Type::float32, "%9.0g"},
+                                                                         {Type::float64, "%10.2f"},
+                                                                         {Type::byte, "%8.0g"}, // labelled
+                                                                         {Type::int32, "%td"},
+                                                                         {Type::float64, "%tc"},
+                                                                         {test::str(8), "%8s"},
+                                                                         {Type::strl, "%9s"}});
+    constexpr size_t labelled = 5;
+    StataFile file{.release = 119, .value_labels = {{"yesno", {{0, "no"}, {1, "yes"}}}}};
+    file.rows.resize(static_cast<size_t>(observations));
+    for (size_t i = 0; i < static_cast<size_t>(variables); ++i) {
+        const auto &[type, format] = kinds[i % kinds.size()];
+        file.variables.push_back({.name = "variable" + std::to_string(i + 1), .type = type, .format = format});
+        if (i % kinds.size() == labelled)
+            file.variables.back().value_label = "yesno";
+        const bool text = type.kind == Type::Kind::string || type.kind == Type::Kind::strl;
+        for (size_t row = 0; row < file.rows.size(); ++row)
+            file.rows[row].push_back(text ? test::Cell("r" + std::to_string(row + 1)) : test::Cell(row % 100));
+    }
+    std::string path = scratch_directory() + "/wide.dta";
+    std::ofstream(path, std::ios::binary) << build(file);
     return path;
 }
 

@@ -31,8 +31,17 @@ std::string mixed_records(const std::string &path, int64_t observations);
 // A file with one strL variable and that many texts of 2 to 4000 bytes.
 std::string strl_file(int64_t texts);
 
-// A file with one observation and that many variables, each with a value-label table of 20 entries of its own; reports
-// the bytes of the tables.
-std::string labelled_file(int variables, size_t *table_bytes);
+// A file with one observation and that many variables, named by `stem` and a number, each with a value-label table of
+// 20 entries of its own; reports the bytes of the tables when asked for.
+std::string labelled_file(int variables, size_t *table_bytes = nullptr, const std::string &stem = "v");
+
+// A file of that release with observations of 128 bytes: their number as an integer, half of it, and a text with it.
+// Its path; the last observation is counted_line(observations) in CSV.
+std::string counted_file(int release, int64_t observations);
+std::string counted_line(int64_t observation);
+
+// A release 119 file with that many variables, one of each kind in turn: numbers of every type, a labelled one, a date,
+// a date-time, a string and a strL.
+std::string wide_file(int variables, int observations);
 
 } // namespace vor::bench
