@@ -4,9 +4,10 @@
 #include "stata_file_builder.h"
 #include "whole_file.h"
 
+#include <vor/format_limits.h>
+
 #include <algorithm>
 #include <gtest/gtest.h>
-#include <vor/format_limits.h>
 
 namespace vor::test {
 namespace {

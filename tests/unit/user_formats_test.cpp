@@ -138,6 +138,7 @@ class GrabbedFormats : public UserFormats {
     // The result of asking for a format, and the symbol's value list as "value=label ...".
     std::string grab(const std::string &name, bool numeric = true) {
         symbolstruct symbol{};
+        symbol.symtype = numeric ? CLASS_DOUBLE : CLASS_CHARACTER;
         const std::int64_t blocks = host->memory.blocks();
         std::string text = std::to_string(
             grab_user_format_entries(self.get(), name.data(), static_cast<std::int32_t>(name.size()), &symbol));
@@ -159,6 +160,7 @@ TEST_F(GrabbedFormats, FromTheCatalog) {
     catalog.formats["MIXED"] = {.name = "MIXED", .ranges = {{1.0, 5.0, {"range"}}, {7.0, 7.0, {"seven"}}}};
     catalog.formats["$TEXT"] = {
         .name = "$TEXT", .kind = vor::ValueKind::character, .ranges = {{"a", "c", {"range"}}, {"x y", "x y", {"one"}}}};
+    catalog.formats["WORDS"] = {.name = "WORDS", .kind = vor::ValueKind::character, .ranges = {{"a", "a", {"one"}}}};
     catalog.formats["SEVERAL"] = {.name = "SEVERAL", .multilabel = true, .ranges = {{1.0, 1.0, {"a", "b"}}}};
     const struct {
         const char *name;
@@ -167,6 +169,7 @@ TEST_F(GrabbedFormats, FromTheCatalog) {
     } cases[] = {
         {"MIXED", "0 7=seven", ""},
         {"$TEXT", "0 x y=one", ""},
+        {"WORDS", "0", ""}, // of text, for a numeric variable
         {"SEVERAL", "1", "Format SEVERAL is MULTILABEL. It will be ignored."},
         {"NOWHERE", "0", ""},
     };

@@ -185,8 +185,7 @@ int32_t append_entry(IMGLUE *self, char *startvalue, int32_t display_length, con
 
 } // namespace
 
-int32_t grab_user_format_entries(IMGLUE *self, const char *name, int32_t len, symbolstruct *symbol,
-                                 int16_t wanted_type) {
+int32_t grab_user_format_entries(IMGLUE *self, const char *name, int32_t len, symbolstruct *symbol) {
     char terminated[LONGEST_NAME + 1] = {};
     const int32_t length = min(len > 0 ? len : 0, LONGEST_NAME);
     if (length > 0)
@@ -204,7 +203,8 @@ int32_t grab_user_format_entries(IMGLUE *self, const char *name, int32_t len, sy
     format.poolptr = pool;
     const int32_t status = xfrdfmt(terminated, length, &format);
     const char *why_not = status == 0 ? refusal(format.hp) : nullptr;
-    const bool usable = status == 0 && why_not == nullptr && (wanted_type == 0 || wanted_type == format.hp->type);
+    const int16_t kind = symbol->symtype == CLASS_CHARACTER ? FORMAT_CHARACTER : FORMAT_NUMERIC;
+    const bool usable = status == 0 && why_not == nullptr && format.hp->type == kind;
     innamevaluestruct *head = nullptr;
     const int32_t collected = usable ? collect_entries(self, &format, &head) : 0;
     xmpoold(pool);

@@ -73,8 +73,7 @@ symbolstruct *make_symbol(IMGLUE *self, const NAMESTR *np) {
     if (symbol->symname == nullptr || symbol->symlabel == nullptr)
         return nullptr;
     set_lengths(self, np, symbol);
-    const int16_t labelled = symbol->symtype == CLASS_CHARACTER ? FORMAT_CHARACTER : FORMAT_NUMERIC;
-    if (grab_user_format_entries(self, np->nformlong, np->nformlongl, symbol, labelled) == ERROR_MEMORY)
+    if (grab_user_format_entries(self, np->nformlong, np->nformlongl, symbol) == ERROR_MEMORY)
         return nullptr;
     from_vor_formats(symbol, np);
     return symbol;

@@ -51,14 +51,12 @@ int32_t mivex_build_format_entry(IMGLUE *self, innamerecord *inname, innamevalue
 // of the catalog. Ranges, missing values, values without a label of their own and the label of all other values are
 // left out.
 //
-// name         len bytes, not terminated; len at most 32.
-// wanted_type  FORMAT_NUMERIC or FORMAT_CHARACTER: a format of the other type gives no list, since its values would not
-//              be of the variable's kind; 0: either.
+// name    len bytes, not terminated; len at most 32.
+// symbol  its symtype is set: a format of the other kind gives no list, since its values would not be the variable's.
 // 0             also for a built-in format, which is not looked up, and for one that the catalog does not have
 // 1             the format is not usable (logged); the symbol has no value list
 // ERROR_MEMORY
-int32_t grab_user_format_entries(IMGLUE *self, const char *name, int32_t len, symbolstruct *symbol,
-                                 int16_t wanted_type = 0);
+int32_t grab_user_format_entries(IMGLUE *self, const char *name, int32_t len, symbolstruct *symbol);
 
 // create_value_list_entry, create_value_list_entry_character: append one entry to a value list.
 //
