@@ -15,6 +15,9 @@ class ModuleHost : public MemoryHost {
     explicit ModuleHost(HostOptions options = {}) : MemoryHost(std::move(options)) {
         mcn_main((*this)->control_block(), nullptr);
     }
+    ~ModuleHost() { v_global_gcb_anchor = before_; } // a host made earlier goes on
+    ModuleHost(const ModuleHost &) = delete;
+    ModuleHost &operator=(const ModuleHost &) = delete;
 
     // Puts a routine in the place of a service.
     template <std::int32_t group, std::int32_t slot, class Signature, class Routine>
@@ -32,6 +35,9 @@ class ModuleHost : public MemoryHost {
         xxrasgn(name.data(), file_context(), nullptr, path.data(), static_cast<std::int32_t>(path.size()), 0);
         return name;
     }
+
+  private:
+    GCB *before_ = v_global_gcb_anchor;
 };
 
 // An open file of the current host. It counts and, on request, fails the transfers that the module asks for.

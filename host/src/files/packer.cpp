@@ -4,7 +4,6 @@
 
 #include <archive.h>
 #include <archive_entry.h>
-#include <cerrno>
 #include <ctime>
 #include <fmt/format.h>
 #include <new>
@@ -38,19 +37,13 @@ void choose(archive *writer, Compression compression) {
 
 Packer::Packer(Compression compression, std::string target, const std::string &member, int64_t size_bytes,
                Output output)
-    : target_(std::move(target)), output_(std::move(output)), archive_(archive_write_new()) {
+    : target_(std::move(target)), output_(std::move(output)), archive_(archive_write_new(), Abandon{this}) {
     if (!archive_)
         throw std::bad_alloc();
-    const auto write_block = [](archive *writer, void *self, const void *bytes, size_t count) -> la_ssize_t {
-        auto *packer = static_cast<Packer *>(self);
-        try {
-            packer->output_({static_cast<const char *>(bytes), count});
-            return static_cast<la_ssize_t>(count);
-        } catch (...) {
-            packer->failure_ = std::current_exception();
-            archive_set_error(writer, EIO, "it cannot be written");
-            return ARCHIVE_FATAL;
-        }
+    // A failure is kept for check; the library hears of none, because a writer that failed keeps its memory.
+    const auto write_block = [](archive *, void *self, const void *bytes, size_t count) -> la_ssize_t {
+        static_cast<Packer *>(self)->pass_on({static_cast<const char *>(bytes), count});
+        return static_cast<la_ssize_t>(count);
     };
     choose(archive_.get(), compression);
     archive_write_set_bytes_per_block(archive_.get(), block_bytes);
@@ -60,8 +53,18 @@ Packer::Packer(Compression compression, std::string target, const std::string &m
 }
 
 void Packer::Abandon::operator()(archive *writer) const {
-    archive_write_fail(writer);
+    packer->abandoned_ = true;
     archive_write_free(writer);
+}
+
+void Packer::pass_on(std::span<const char> bytes) {
+    if (abandoned_ || failure_)
+        return;
+    try {
+        output_(bytes);
+    } catch (...) {
+        failure_ = std::current_exception();
+    }
 }
 
 void Packer::add_member(const std::string &name, int64_t size_bytes) {
@@ -87,10 +90,10 @@ void Packer::finish() {
 
 // Warnings, such as one about a name outside the locale, do not count.
 void Packer::check(int64_t code) {
-    if (code >= ARCHIVE_WARN)
-        return;
     if (failure_)
         std::rethrow_exception(failure_);
+    if (code >= ARCHIVE_WARN)
+        return;
     if (archive_errno(archive_.get()) == ENOMEM)
         throw std::bad_alloc();
     const char *words = archive_error_string(archive_.get());

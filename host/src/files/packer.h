@@ -31,15 +31,18 @@ class Packer {
 
   private:
     struct Abandon { // nothing more is put out when finish was not reached
+        Packer *packer;
         void operator()(archive *writer) const;
     };
 
+    void pass_on(std::span<const char> bytes);
     void add_member(const std::string &name, int64_t size_bytes);
     void check(int64_t code);
 
     std::string target_;
     Output output_;
     std::exception_ptr failure_; // what output_ threw
+    bool abandoned_ = false;
     std::unique_ptr<archive, Abandon> archive_;
 };
 
