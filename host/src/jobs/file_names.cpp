@@ -20,7 +20,7 @@ std::string stata_path(const std::string &name) {
 }
 
 std::string unpacked_stata_path(const std::string &path) {
-    const std::string name = uncompressed_name(path);
+    std::string name = uncompressed_name(path);
     constexpr std::string_view extension = ".dta";
     const size_t slash = name.find_last_of("/\\");
     const size_t start = slash == std::string::npos ? 0 : slash + 1;

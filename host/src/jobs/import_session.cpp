@@ -204,6 +204,7 @@ struct ImportSession::State {
         object.note(fmt::format("{} of {} variables are kept.", columns.size(), variables.size()));
         description = described(description, columns);
         std::vector<const NAMESTR *> chosen;
+        chosen.reserve(columns.size());
         for (const size_t column : columns)
             chosen.push_back(variables[column]);
         variables = std::move(chosen);

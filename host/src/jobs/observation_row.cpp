@@ -23,11 +23,12 @@ void ObservationRow::set(const void *bytes) {
 }
 
 std::string_view ObservationRow::bytes(const Column &column, int64_t position) const {
-    const char *value = values() + position;
+    const char *stored = values() + position;
+    const char *value = stored;
     int32_t length = column.length;
     if (column.length_position >= 0) {
         std::memcpy(&length, values() + column.length_position, sizeof length);
-        std::memcpy(&value, value, sizeof value);
+        std::memcpy(&value, stored, sizeof value);
     }
     while (length > 0 && value[length - 1] == ' ')
         --length;

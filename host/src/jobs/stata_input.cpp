@@ -34,7 +34,7 @@ PackedFile open_file(const std::string &path, FileSystem &files) {
 }
 
 // Standard input, of which the head is known.
-PackedFile packed_input(std::shared_ptr<InputStream> stream) {
+PackedFile packed_input(const std::shared_ptr<InputStream> &stream) {
     const auto read = [stream](uint64_t position, std::span<char> buffer) {
         std::error_code error;
         const size_t got = stream->read(position, buffer, error);
