@@ -84,7 +84,7 @@ char *write_short_decimal(double value, char *out) {
     const double magnitude = std::fabs(value);
     if (!(magnitude >= smallest && magnitude < largest))
         return nullptr;
-    auto scaled = static_cast<int64_t>(magnitude * units + 0.5);
+    int64_t scaled = std::llround(magnitude * units);
     const int64_t integer = scaled / units;
     if (scaled == integer * units || static_cast<double>(scaled) / units != magnitude)
         return nullptr;

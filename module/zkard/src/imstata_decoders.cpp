@@ -203,8 +203,10 @@ struct decoder_row {
     innamefunct_type newer; // extended missing values
 };
 
+constexpr int32_t DECODER_COUNT = 18;
+
 template <bool swapped>
-constexpr decoder_row DECODERS[] = {
+constexpr decoder_row DECODERS[DECODER_COUNT] = {
     {.code = DECODE_NO_TEXT, .older = readcmiss, .newer = readcmiss},
     {.code = DECODE_NO_NUMBER, .older = readdmiss, .newer = readdmiss},
     {.code = DECODE_SHORT, .older = readshort<swapped>, .newer = readshort_v8<swapped>},
