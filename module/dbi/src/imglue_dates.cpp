@@ -3,6 +3,7 @@
 #include "imglue_dates.h"
 
 #include "driver_records.h"
+#include "hcstrings.h"
 #include "imglue_text.h"
 
 namespace {
@@ -27,12 +28,6 @@ bool append_digit(int32_t *number, char digit) {
     return *number <= LARGEST_NUMBER;
 }
 
-bool is_digit(char c) {
-    return c >= '0' && c <= '9';
-}
-bool is_letter(char c) {
-    return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
-}
 bool is_blank(char c) {
     return c == ' ' || c == '\t';
 }

@@ -6,6 +6,7 @@
 #include "imglue_export_formats.h"
 #include "imglue_export_rows.h"
 #include "imglue_session.h"
+#include "imglue_transcoding.h"
 #include "imglue_user_formats.h"
 #include "output_records.h"
 #include "service_entries.h"
@@ -40,21 +41,11 @@ char *file_text(IMGLUE *self, const char *what, const char *text, int32_t length
     return copy;
 }
 
-// The length of a character variable in the file.
-int32_t file_length(const IMGLUE *self, int32_t host_length) {
-    if (self->transpipe == nullptr)
-        return host_length;
-    const double grown = self->ratio > 1.0 ? host_length * self->ratio : host_length;
-    if (grown < 1.0)
-        return 1;
-    return grown < INT32_MAX ? static_cast<int32_t>(grown) : INT32_MAX;
-}
-
 void set_lengths(const IMGLUE *self, const NAMESTR *np, symbolstruct *symbol) {
     symbol->vorlen = np->nlng;
     if (np->ntype == NAMESTR_CHARACTER) {
         symbol->symtype = CLASS_CHARACTER;
-        symbol->symlen = file_length(self, np->nlng);
+        symbol->symlen = self->transpipe == nullptr ? np->nlng : grown_length(self, np->nlng);
         return;
     }
     symbol->symtype = CLASS_DOUBLE;

@@ -3,7 +3,6 @@
 #include "imglue_import_names.h"
 
 #include "hcstrings.h"
-#include "imglue_errors.h"
 #include "imglue_text.h"
 #include "service_entries.h"
 #include "wzst.h"
@@ -60,10 +59,6 @@ struct name_in_work {
     int32_t ordinal;
     char *area; // NAME_AREA_BYTES
 };
-
-void write_ordinal_name(char *target, int32_t ordinal) {
-    mivex_sprintf(target, "VAR%d", ordinal);
-}
 
 // The name as it came, terminated, for cutting and for the log.
 const char *keep_original(IMGLUE *self, const name_in_work &name) {

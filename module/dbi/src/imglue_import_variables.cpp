@@ -7,6 +7,7 @@
 #include "imglue_import_formats.h"
 #include "imglue_import_names.h"
 #include "imglue_session.h"
+#include "imglue_transcoding.h"
 #include "imglue_user_formats.h"
 #include "service_entries.h"
 
@@ -28,14 +29,6 @@ struct variable_mapping {
     char *label_areas; // null without a pipeline
 };
 
-// The variable's length in the session's encoding.
-int32_t session_length(const IMGLUE *self, const innamerecord *variable) {
-    const double grown = self->ratio > 1.0 ? variable->innamelength * self->ratio : variable->innamelength;
-    if (grown < 1.0)
-        return 1;
-    return grown < INT32_MAX ? static_cast<int32_t>(grown) : INT32_MAX;
-}
-
 void describe_value(variable_mapping *mapping, innamerecord *variable) {
     const IMGLUE *self = mapping->self;
     NAMESTR *np = variable->nmptr;
@@ -45,7 +38,7 @@ void describe_value(variable_mapping *mapping, innamerecord *variable) {
         np->nfj = NUMERIC_JUSTIFICATION;
         return;
     }
-    variable->transcode_length = session_length(self, variable);
+    variable->transcode_length = grown_length(self, variable->innamelength);
     if (self->do_varchar == 0) {
         np->ntype = NAMESTR_CHARACTER;
         np->nlng = variable->transcode_length;

@@ -29,11 +29,6 @@ int32_t write_number(char *target, int32_t number) {
     return count;
 }
 
-void write_ordinal_name(char *target, int32_t varnum) {
-    memcpy(target, "VAR", 3);
-    write_number(target + 3, varnum + 1);
-}
-
 avlstruct *root_node(outnamestruct *root) {
     return root == nullptr ? nullptr : &root->avlrec;
 }
@@ -107,13 +102,6 @@ int32_t take_free_name(IMGLUE *self, outnamestruct **root, const char *name, cha
     return 0;
 }
 
-bool is_alphabetic(char c) {
-    return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == '_';
-}
-bool is_digit(char c) {
-    return c >= '0' && c <= '9';
-}
-
 // Copies the name and terminates it after at most `limit` bytes without trailing white space.
 void copy_trimmed(char *target, const char *name, int32_t limit) {
     mivex_strncpy(target, name, limit + 1);
@@ -128,7 +116,7 @@ bool clean_name(char *name, int32_t varnum) {
     int32_t length = 0;
     for (; name[length] != '\0'; ++length) {
         const char c = name[length];
-        if (is_alphabetic(c) || (is_digit(c) && length > 0))
+        if (is_letter(c) || c == '_' || (is_digit(c) && length > 0))
             continue;
         name[length] = '_';
         changed = true;
@@ -136,11 +124,16 @@ bool clean_name(char *name, int32_t varnum) {
     }
     if (bad <= MOST_BAD_BYTES && length > 0)
         return changed;
-    write_ordinal_name(name, varnum);
+    write_ordinal_name(name, varnum + 1);
     return true;
 }
 
 } // namespace
+
+void write_ordinal_name(char *target, int32_t ordinal) {
+    memcpy(target, "VAR", 3);
+    write_number(target + 3, ordinal);
+}
 
 avlstruct *find_outname(avlglobalstruct *g, avlstruct *root) {
     g->slevel = 0;
@@ -237,7 +230,7 @@ int32_t to_vor_name_without_cleaning_2byte_encoding(IMGLUE *self, outnamestruct 
     if (outnameunique(self, root, cut, store_string, VARIABLE_NAME_BYTES) == 0)
         return kept;
     if (is_latin1 == 0)
-        write_ordinal_name(store_string, varnum);
+        write_ordinal_name(store_string, varnum + 1);
     xpslog("%3z   Duplicate Name Change...  %s -> %s", original, store_string);
     return wzstlen(store_string);
 }

@@ -12,6 +12,9 @@
 // Longest variable name that the host takes; the area that receives one has a byte more.
 inline constexpr int32_t VARIABLE_NAME_BYTES = 32;
 
+// Writes VARn, terminated, the name of the variable with that ordinal number, from 1; at most 14 bytes.
+void write_ordinal_name(char *target, int32_t ordinal);
+
 // A used name; its text follows the node in the same allocation.
 struct outnamestruct {
     avlstruct avlrec;

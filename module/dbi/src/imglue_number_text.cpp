@@ -19,9 +19,6 @@ bool is_finite(double value) {
 double magnitude_of(double value) {
     return value < 0 ? -value : value;
 }
-bool is_digit(char c) {
-    return c >= '0' && c <= '9';
-}
 
 // --- Reading ---
 

@@ -62,6 +62,13 @@ void setup_transcoding(IMGLUE *self, const char *encode_string) {
         make_pipeline(self);
 }
 
+int32_t grown_length(const IMGLUE *self, int32_t length) {
+    const double grown = self->ratio > 1.0 ? length * self->ratio : length;
+    if (grown < 1.0)
+        return 1;
+    return grown < INT32_MAX ? static_cast<int32_t>(grown) : INT32_MAX;
+}
+
 int32_t transcode_a_string(IMGLUE *self, char *out_string, const char *in_string, int32_t in_len, int32_t max_out_len,
                            int32_t report_error) {
     char scratch[SCRATCH_BYTES];

@@ -12,6 +12,9 @@
 // Success shows as a non-null transpipe; an unknown name or an impossible conversion leaves it null.
 void setup_transcoding(IMGLUE *self, const char *encode_string);
 
+// grown_length: the bytes that `length` bytes of text may take on the other side of the pipeline, at least 1.
+int32_t grown_length(const IMGLUE *self, int32_t length);
+
 // transcode_a_string: convert `in_len` bytes through the pipeline, or copy them when there is none, and store at most
 // `max_out_len` bytes of the first 4096 of the result. The areas must not overlap.
 //

@@ -17,13 +17,6 @@ namespace {
 constexpr int32_t STEM_BYTES = FORMAT_NAME_BYTES - 1;
 constexpr int32_t VALUE_IS_SINGLE = 1; // bit of valuetype
 
-bool is_digit(char c) {
-    return c >= '0' && c <= '9';
-}
-bool is_letter(char c) {
-    return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
-}
-
 // The beginning of a format name: terminated, at most STEM_BYTES bytes.
 void write_stem(char *stem, const char *varname, bool is_character) {
     int32_t length = 0;

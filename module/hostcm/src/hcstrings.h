@@ -9,6 +9,15 @@ inline bool is_white_space(char c) {
     return c == ' ' || c == '\t' || c == '\n' || c == '\r';
 }
 
+inline bool is_digit(char c) {
+    return c >= '0' && c <= '9';
+}
+
+// True for the letters of ASCII.
+inline bool is_letter(char c) {
+    return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
+}
+
 // The smaller of the two.
 inline int32_t min(int32_t a, int32_t b) {
     return a < b ? a : b;

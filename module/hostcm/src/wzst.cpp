@@ -1,22 +1,13 @@
 // Blank-padded fields: length, trimming, justification, deletion, comparison, padded moves.
 #include "wzst.h"
 
+#include "blank_padding.h"
 #include "hcstrings.h"
 #include "service_entries.h"
 
 #include <cstring>
 
 namespace {
-
-constexpr int32_t WORD_BYTES = 8;
-constexpr int32_t WORDWISE_FROM = 16; // shorter fields are not worth the word loop
-constexpr uint64_t EIGHT_BLANKS = 0x2020202020202020;
-
-uint64_t word_at(const char *bytes) {
-    uint64_t word;
-    memcpy(&word, bytes, sizeof word);
-    return word;
-}
 
 int32_t leading_blanks(const char *str, int32_t len) {
     int32_t count = 0;
@@ -52,13 +43,7 @@ int32_t wzstlen(const char *str) {
 }
 
 int32_t wzstrip(const char *str, int32_t len) {
-    if (len > WORDWISE_FROM) {
-        while (len >= WORD_BYTES && word_at(str + len - WORD_BYTES) == EIGHT_BLANKS)
-            len -= WORD_BYTES;
-    }
-    while (len > 0 && str[len - 1] == ' ')
-        --len;
-    return len;
+    return len < 1 ? len : without_trailing_blanks(str, len);
 }
 
 void wzstjls(char *string, int32_t length, int32_t type, int32_t *retlen, int32_t *start) {

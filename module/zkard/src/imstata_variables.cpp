@@ -2,11 +2,13 @@
 // one, so that a caller may drop, rename or reformat it.
 #include "imstata_variables.h"
 
+#include "blank_padding.h"
 #include "hcstrings.h"
 #include "imglue_hooks.h"
 #include "imstata_decoders.h"
 #include "imstata_reading.h"
 #include "imstata_value_labels.h"
+#include "wzst.h"
 
 namespace {
 
@@ -58,15 +60,9 @@ constexpr const char *DATE_FORMAT_NAMES[DATE_KINDS] = {"", "mdy", "time", "mdyhm
 // What the display format of a date begins with.
 constexpr const char *DATE_BEGINNINGS[] = {"%d", "%-d", "%t", "%-t"};
 
-// The bytes of a fixed field in front of its first zero byte.
-int32_t field_length(const char *field, int32_t width) {
-    const auto *end = static_cast<const char *>(memchr(field, '\0', static_cast<size_t>(width)));
-    return end == nullptr ? width : static_cast<int32_t>(end - field);
-}
-
 // A fixed field as a terminated text; `text` has a byte more than the field.
-void copy_field(char *text, const char *field, int32_t width) {
-    const int32_t length = field_length(field, width);
+void copy_terminated(char *text, const char *field, int32_t width) {
+    const int32_t length = length_to_nul(field, width);
     memcpy(text, field, static_cast<size_t>(length));
     text[length] = '\0';
 }
@@ -109,7 +105,7 @@ int32_t date_unit(const char *format) {
 // A run of digits, which it passes.
 int32_t leading_number(const char **text) {
     int32_t number = 0;
-    for (; **text >= '0' && **text <= '9'; ++*text)
+    for (; is_digit(**text); ++*text)
         number = min(number * 10 + (**text - '0'), LARGEST_FORMAT_NUMBER);
     return number;
 }
@@ -154,11 +150,11 @@ const char *entry(const char *array, int64_t index, int32_t width) {
 int32_t take_parts(indbsrec *in, const descrec *descriptors, int64_t index, variable_parts *parts) {
     const dsnrecord *dsn = in->indsn;
     const release_layout *layout = parts->layout = dsn->layout;
-    copy_field(parts->name, entry(descriptors->varlist, index, layout->name_bytes), layout->name_bytes);
-    copy_field(parts->format, entry(descriptors->fmtlist, index, layout->format_bytes), layout->format_bytes);
-    copy_field(parts->table, entry(descriptors->lbllist, index, layout->name_bytes), layout->name_bytes);
+    copy_terminated(parts->name, entry(descriptors->varlist, index, layout->name_bytes), layout->name_bytes);
+    copy_terminated(parts->format, entry(descriptors->fmtlist, index, layout->format_bytes), layout->format_bytes);
+    copy_terminated(parts->table, entry(descriptors->lbllist, index, layout->name_bytes), layout->name_bytes);
     parts->label = entry(descriptors->labels, index, layout->variable_label_bytes);
-    parts->label_length = field_length(parts->label, layout->variable_label_bytes);
+    parts->label_length = length_to_nul(parts->label, layout->variable_label_bytes);
     const int32_t status = stored_variable(in, descriptors, index, &parts->type, &parts->record_bytes);
     parts->value_bytes = parts->record_bytes;
     if (status == 0 && parts->type == STORED_STRL) {
@@ -185,16 +181,9 @@ int32_t load_labels(indbsrec *in, innamerecord *variable, const variable_parts *
                                    parts->layout->name_bytes);
 }
 
-int32_t terminated_length(const char *text) {
-    int32_t length = 0;
-    while (text[length] != '\0')
-        ++length;
-    return length;
-}
-
 // The record with its name and label behind it; null when memory is exhausted.
 innamerecord *allocate_variable(indbsrec *in, const variable_parts *parts) {
-    const int32_t name_length = terminated_length(parts->name);
+    const int32_t name_length = wzstlen(parts->name);
     const int64_t text_bytes = int64_t{name_length} + 1 + parts->label_length + 1;
     auto *variable = static_cast<innamerecord *>(
         arena_take(in->self, &in->indsn->arena, static_cast<int64_t>(sizeof(innamerecord)) + text_bytes));
@@ -234,7 +223,7 @@ void apply_overrides(indbsrec *in, innamerecord *variable, const variable_parts 
     const char *label = labelfind(in->inlabelhead, parts->name);
     if (label != nullptr) {
         variable->innamelabel = const_cast<char *>(label);
-        variable->variablelabel_length = terminated_length(label);
+        variable->variablelabel_length = wzstlen(label);
     }
     const int32_t length = whatismodify(parts->name, in->inmodhead);
     if (length != 0)
@@ -242,7 +231,7 @@ void apply_overrides(indbsrec *in, innamerecord *variable, const variable_parts 
     const char *name = renamefind(in->inrenamehead, parts->name);
     if (name != nullptr) {
         variable->innamename = const_cast<char *>(name);
-        variable->variablename_length = terminated_length(name);
+        variable->variablename_length = wzstlen(name);
     }
     if (variable->innametype != CLASS_CHARACTER)
         return;
@@ -279,7 +268,7 @@ int32_t stored_variable(indbsrec *in, const descrec *descriptors, int64_t index,
     const char *name = entry(descriptors->varlist, index, layout->name_bytes);
     return fail(in, ERROR_INPUT_INVALID,
                 "%%1zThe variable %s, number %lld, has the type code %d, which release %d does not have.",
-                show_text(name, field_length(name, layout->name_bytes)).text, index + 1, code, layout->release);
+                show_text(name, length_to_nul(name, layout->name_bytes)).text, index + 1, code, layout->release);
 }
 
 int32_t build_variables(indbsrec *in, const descrec *descriptors) {
