@@ -2,6 +2,7 @@
 // it have one order and exact tags. The numbers between tags are binary, in the file's byte order.
 #include "imstata_tagged_header.h"
 
+#include "hcstrings.h"
 #include "imglue_files.h"
 #include "imglue_text.h"
 #include "imstata_reading.h"
@@ -33,7 +34,9 @@ int32_t parse_release(header_parse *parse) {
     const int32_t status = read_exactly(parse->in, digits, sizeof digits, "the release");
     if (status != 0)
         return status;
-    const int32_t release = 100 * (digits[0] - '0') + 10 * (digits[1] - '0') + (digits[2] - '0');
+    int32_t release = 0;
+    for (const char digit : digits)
+        release = is_digit(digit) ? 10 * release + (digit - '0') : INT16_MAX; // no release is as high
     const release_layout *layout = find_release(release);
     if (layout == nullptr || !layout->tagged)
         return fail(parse->in, ERROR_INPUT_INVALID,
