@@ -50,8 +50,8 @@ void fill_catalog(const glue_grammar_struct *options, ZFMTMAKEFMTOPTS *target) {
     memcpy(target->memname.text, catalog.member, static_cast<size_t>(catalog.member_bytes));
 }
 
-// Adds one entry; a label that a format cannot hold whole is cut, which the log says.
-void add_entry(void *handle, const innamerecord *variable, const innamevaluestruct *entry, bool is_number) {
+// Adds one entry; its status. A label that a format cannot hold whole is cut, which the log says.
+int32_t add_entry(void *handle, const innamerecord *variable, const innamevaluestruct *entry, bool is_number) {
     int32_t label_bytes = wzstlen(entry->displayvalue);
     if (label_bytes > ZFMT_TEXT_BYTES) {
         xpslog("%3zA value label of the variable %s has %d bytes and is cut to %d.", variable->innamename, label_bytes,
@@ -61,11 +61,20 @@ void add_entry(void *handle, const innamerecord *variable, const innamevaluestru
     if (is_number) {
         double value;
         memcpy(&value, entry->startvalue, sizeof value);
-        zfmtmakefmt_addnum(handle, value, entry->displayvalue, label_bytes);
-        return;
+        return zfmtmakefmt_addnum(handle, value, entry->displayvalue, label_bytes);
     }
     const int32_t value_bytes = mivex_strnlen(entry->startvalue, wzstlen(entry->startvalue));
-    zfmtmakefmt_addchar(handle, entry->startvalue, value_bytes, entry->displayvalue, label_bytes);
+    return zfmtmakefmt_addchar(handle, entry->startvalue, value_bytes, entry->displayvalue, label_bytes);
+}
+
+// A refused duplicate leaves the first label in force; what memory had no room for is told once.
+void add_entries(void *handle, const innamerecord *variable, const innamevaluestruct *first, bool is_number) {
+    bool no_memory = false;
+    for (const innamevaluestruct *entry = first; entry != nullptr; entry = entry->nextvalue)
+        if ((entry->valuetype & VALUE_IS_SINGLE) != 0)
+            no_memory = add_entry(handle, variable, entry, is_number) == HOST_NO_MEMORY || no_memory;
+    if (no_memory)
+        xprrlog(0, HOST_NO_MEMORY);
 }
 
 } // namespace
@@ -122,9 +131,7 @@ int32_t mivex_build_format_entry(IMGLUE *self, innamerecord *inname, innamevalue
     const int32_t started = zfmtmakefmt_init(&handle, formatname, name_bytes, &options);
     if (started != 0)
         xprrlog(0, started);
-    for (const innamevaluestruct *entry = valuelistptr; entry != nullptr; entry = entry->nextvalue)
-        if ((entry->valuetype & VALUE_IS_SINGLE) != 0)
-            add_entry(handle, inname, entry, var_is_num != 0);
+    add_entries(handle, inname, valuelistptr, var_is_num != 0);
     const int32_t finished = zfmtmakefmt_term(handle);
     if ((static_cast<uint32_t>(finished) & FORMAT_STATUS_MASK) == FORMAT_NOT_REPLACED)
         xpslog("%3zNUMFMT was not replaced due to the NOREPLACE option");
