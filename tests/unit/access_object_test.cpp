@@ -29,8 +29,8 @@ TEST(Connection, KeepsTheHost) {
 
 TEST(Constructor, MakesARecordOrUsesTheHosts) {
     const auto supplied = std::make_unique<IMGLUE>();
-    glue_grammar_struct options{};
-    supplied->grammar_ptr = &options;
+    const auto options = std::make_unique<glue_grammar_struct>();
+    supplied->grammar_ptr = options.get();
     for (IMGLUE *given : {static_cast<IMGLUE *>(nullptr), supplied.get()}) {
         ModuleHost host;
         EXPECT_EQ(vorimdta(nullptr), HOST_NO_OBJECT);
@@ -46,7 +46,7 @@ TEST(Constructor, MakesARecordOrUsesTheHosts) {
         } else {
             EXPECT_EQ(self, given);
             EXPECT_EQ(self->c_allocby[0], 0);
-            EXPECT_EQ(self->grammar_ptr, &options);
+            EXPECT_EQ(self->grammar_ptr, options.get());
         }
         EXPECT_EQ(self->new_, vorimdta);
         EXPECT_EQ(self->VORIMGLUE_C.new_, vorimdta);
