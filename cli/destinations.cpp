@@ -1,9 +1,9 @@
 #include "destinations.h"
 
+#include <vorhost/ascii.h>
 #include <vorhost/error.h>
 #include <vorhost/files.h>
 
-#include <algorithm>
 #include <array>
 #include <filesystem>
 #include <fmt/format.h>
@@ -12,12 +12,6 @@ namespace vor::cli {
 namespace {
 
 constexpr std::array library_extensions = {std::string_view(".db"), std::string_view(".sqlite")};
-
-std::string lower_case(std::string text) {
-    std::transform(text.begin(), text.end(), text.begin(),
-                   [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
-    return text;
-}
 
 // Where the library's path ends, at the end of the text or before the last colon that follows an extension; npos when
 // no library is named.

@@ -7,9 +7,9 @@
 #include "text_table.h"
 #include "user_labels.h"
 
+#include <vorhost/ascii.h>
 #include <vorhost/library.h>
 
-#include <algorithm>
 #include <fmt/format.h>
 
 namespace vor::cli {
@@ -41,18 +41,12 @@ Catalog read_catalog(const Library &library, const std::string &name) {
     return catalog;
 }
 
-bool same_name(const std::string &one, const std::string &other) {
-    const auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? c - 'A' + 'a' : c; };
-    return std::equal(one.begin(), one.end(), other.begin(), other.end(),
-                      [&](char a, char b) { return lower(a) == lower(b); });
-}
-
 // The catalogs asked for: one when it is named, else all of them.
 std::vector<std::string> catalogs_of(const Library &library, const std::string &wanted) {
     std::vector<std::string> names = library.catalog_names();
     if (wanted.empty())
         return names;
-    std::erase_if(names, [&](const std::string &name) { return !same_name(name, wanted); });
+    std::erase_if(names, [&](const std::string &name) { return !same_but_for_case(name, wanted); });
     if (names.empty())
         throw ConversionError(Failure::conversion, fmt::format("{} holds no catalog {}.", library.path(), wanted));
     return names;

@@ -4,6 +4,7 @@
 #include "run_libraries.h"
 #include "selection_options.h"
 
+#include <vorhost/ascii.h>
 #include <vorhost/conversion.h>
 #include <vorhost/tables.h>
 
@@ -51,12 +52,6 @@ void check_usage(const ImportOptions &options, const Destination &destination) {
         refuse("--labels text and --labels both need the value labels that --value-labels off leaves out.");
     if (options.labels == "text" && !options.schema.empty())
         refuse("--schema describes a file that holds the codes; it does not go with --labels text.");
-}
-
-std::string lower_case(std::string text) {
-    for (char &c : text)
-        c = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-    return text;
 }
 
 void check_several_files(const ImportPlaces &places) {

@@ -1,5 +1,6 @@
 #include "run_libraries.h"
 
+#include <vorhost/ascii.h>
 #include <vorhost/error.h>
 
 #include <algorithm>
@@ -12,12 +13,6 @@ namespace {
 constexpr const char *work_name = "WORK";
 constexpr const char *offered_name = "_OFFERED";
 constexpr const char *default_catalog = "FORMATS";
-
-std::string upper_case(std::string text) {
-    std::transform(text.begin(), text.end(), text.begin(),
-                   [](char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; });
-    return text;
-}
 
 std::pair<std::string, std::string> parse_assignment(const std::string &text) {
     const size_t equals = text.find('=');

@@ -1,10 +1,10 @@
 #include "files/compression.h"
 
+#include <vorhost/ascii.h>
 #include <vorhost/files.h>
 
 #include <array>
 #include <fmt/format.h>
-#include <strings.h>
 
 namespace vor {
 namespace {
@@ -29,8 +29,7 @@ constexpr std::array kinds = {
 // A name that is nothing but a suffix has none.
 bool has_suffix(std::string_view path, std::string_view suffix) {
     const std::string_view name = path.substr(path.find_last_of('/') + 1);
-    return name.size() > suffix.size() &&
-           strncasecmp(name.data() + name.size() - suffix.size(), suffix.data(), suffix.size()) == 0;
+    return name.size() > suffix.size() && same_but_for_case(name.substr(name.size() - suffix.size()), suffix);
 }
 
 const Kind *kind_of_name(std::string_view path) {

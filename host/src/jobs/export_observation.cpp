@@ -1,7 +1,6 @@
 #include "jobs/export_observation.h"
 
-#include "jobs/file_names.h"
-
+#include <vorhost/ascii.h>
 #include <vorhost/missing.h>
 
 #include <algorithm>

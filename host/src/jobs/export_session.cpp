@@ -10,6 +10,7 @@
 #include "jobs/replacing_files.h"
 #include "jobs/standard_streams.h"
 
+#include <vorhost/ascii.h>
 #include <vorhost/conversion.h>
 
 #include <fmt/format.h>

@@ -2,18 +2,10 @@
 
 #include "files/compression.h"
 
+#include <vorhost/ascii.h>
 #include <vorhost/files.h>
 
-#include <algorithm>
-
 namespace vor {
-
-std::string lower_case(std::string_view text) {
-    std::string lower(text);
-    std::transform(lower.begin(), lower.end(), lower.begin(),
-                   [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
-    return lower;
-}
 
 std::string stata_path(const std::string &name) {
     return compression_of_name(name) == Compression::none ? unpacked_stata_path(name) : name;

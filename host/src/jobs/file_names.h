@@ -16,7 +16,4 @@ std::string stata_path(const std::string &name);
 // "dta". For any other file the same as stata_path.
 std::string unpacked_stata_path(const std::string &name);
 
-// A text with the letters A to Z in lower case.
-std::string lower_case(std::string_view text);
-
 } // namespace vor

@@ -8,6 +8,7 @@
 #include "jobs/stata_input.h"
 
 #include <vor/format_limits.h>
+#include <vorhost/ascii.h>
 #include <vorhost/conversion.h>
 
 #include <algorithm>

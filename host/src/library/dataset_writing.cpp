@@ -3,6 +3,7 @@
 #include "library/labelled_views.h"
 #include "library/library_tables.h"
 
+#include <vorhost/ascii.h>
 #include <vorhost/error.h>
 #include <vorhost/temporal.h>
 
@@ -32,7 +33,7 @@ class ColumnNames {
         std::string stem = variable.name.empty() ? fmt::format("V{}", position) : variable.name;
         std::replace(stem.begin(), stem.end(), '\0', '_');
         std::string name = stem;
-        for (int number = 2; !taken_.insert(folded(name)).second; ++number)
+        for (int number = 2; !taken_.insert(lower_case(name)).second; ++number)
             name = fmt::format("{}_{}", stem, number);
         return name;
     }

@@ -1,6 +1,7 @@
 // The libraries of a run by their names.
 #include "library/library_tables.h"
 
+#include <vorhost/ascii.h>
 #include <vorhost/error.h>
 #include <vorhost/library.h>
 
@@ -27,11 +28,11 @@ void Libraries::assign(const std::string &name, std::shared_ptr<Library> library
     if (name.empty() || name.size() > longest_library_name)
         throw ConversionError(Failure::usage,
                               fmt::format("\"{}\" cannot name a library: names have 1 to 8 characters.", name));
-    state_->by_name[folded(name)] = std::move(library);
+    state_->by_name[lower_case(name)] = std::move(library);
 }
 
 std::shared_ptr<Library> Libraries::find(const std::string &name) {
-    const std::string key = folded(name);
+    const std::string key = lower_case(name);
     const auto found = state_->by_name.find(key);
     if (found != state_->by_name.end())
         return found->second;

@@ -1,5 +1,6 @@
 #include "library/library_tables.h"
 
+#include <vorhost/ascii.h>
 #include <vorhost/error.h>
 
 #include <fmt/format.h>
@@ -95,7 +96,7 @@ std::string fault_of_dataset_name(std::string_view name) {
         return "A data set needs a name.";
     if (name.find('\0') != std::string_view::npos)
         return "A data set's name cannot hold a NUL byte.";
-    const std::string lower = folded(name);
+    const std::string lower = lower_case(name);
     for (const char *reserved : {"vor_", "sqlite_"}) {
         if (lower.starts_with(reserved))
             return fmt::format("A data set cannot be called {}: names that begin with {} belong to the library itself.",
@@ -117,15 +118,6 @@ Held held_under(Database &database, const std::string &name) {
             return place.held;
     }
     return Held::nothing;
-}
-
-std::string folded(std::string_view name) {
-    std::string lower(name);
-    for (char &character : lower) {
-        if (character >= 'A' && character <= 'Z')
-            character = static_cast<char>(character - 'A' + 'a');
-    }
-    return lower;
 }
 
 } // namespace vor

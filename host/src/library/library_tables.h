@@ -21,7 +21,4 @@ std::string fault_of_dataset_name(std::string_view name);
 enum class Held { nothing, dataset, table, view, labelled_view, part };
 Held held_under(Database &database, const std::string &name);
 
-// ASCII letters as capitals become small ones, as SQLite compares names.
-std::string folded(std::string_view name);
-
 } // namespace vor

@@ -4,6 +4,7 @@
 #include "services/transcoding.h"
 #include "services/utf8.h"
 
+#include <vorhost/ascii.h>
 #include <vorhost/error.h>
 
 #include <algorithm>
@@ -37,11 +38,7 @@ constexpr int64_t NO_LIMIT = std::numeric_limits<int64_t>::max();
 std::string plain_name(std::string_view name) {
     while (!name.empty() && (name.back() == ' ' || name.back() == '\0'))
         name.remove_suffix(1);
-    std::string plain(name);
-    for (char &character : plain)
-        if (character >= 'A' && character <= 'Z')
-            character = static_cast<char>(character - 'A' + 'a');
-    return plain;
+    return lower_case(name);
 }
 
 Converter open_converter(const char *name) {

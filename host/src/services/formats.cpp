@@ -6,6 +6,7 @@
 
 #include <vor/imglue.h>
 #include <vor/services.h>
+#include <vorhost/ascii.h>
 #include <vorhost/temporal.h>
 
 #include <algorithm>
@@ -44,10 +45,7 @@ std::string plain_name(const char *name, int32_t length) {
     std::string plain(current_host().encodings.decode(field, scratch).text);
     while (!plain.empty() && (plain.back() == ' ' || plain.back() == '\0'))
         plain.pop_back();
-    for (char &letter : plain)
-        if (letter >= 'a' && letter <= 'z')
-            letter = static_cast<char>(letter - 'a' + 'A');
-    return plain;
+    return upper_case(plain);
 }
 
 bool is_built_in(const std::string &plain) {

@@ -4,6 +4,7 @@
 #include "services/result_codes.h"
 
 #include <vor/imglue.h>
+#include <vorhost/ascii.h>
 
 #include <algorithm>
 #include <cstring>
@@ -24,10 +25,7 @@ std::string plain_name(std::string_view field) {
         name.resize(end);
     while (!name.empty() && name.back() == ' ')
         name.pop_back();
-    for (char &character : name)
-        if (character >= 'a' && character <= 'z')
-            character = static_cast<char>(character - 'a' + 'A');
-    return name;
+    return upper_case(name);
 }
 
 std::string plain_name(const char *field) {

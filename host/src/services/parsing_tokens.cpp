@@ -2,6 +2,8 @@
 
 #include "services/parsing_tokens.h"
 
+#include <vorhost/ascii.h>
+
 #include <algorithm>
 #include <array>
 #include <optional>
@@ -13,18 +15,6 @@ bool is_blank(char c) {
     return c == ' ' || (c >= '\t' && c <= '\r');
 }
 
-bool is_digit(char c) {
-    return c >= '0' && c <= '9';
-}
-
-char lower(char c) {
-    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-}
-
-bool is_letter(char c) {
-    return lower(c) >= 'a' && lower(c) <= 'z';
-}
-
 // Bytes above ASCII belong to names, whatever the encoding of the text is.
 bool starts_name(char c) {
     return is_letter(c) || c == '_' || static_cast<unsigned char>(c) >= 0x80;
@@ -32,10 +22,6 @@ bool starts_name(char c) {
 
 bool in_name(char c) {
     return starts_name(c) || is_digit(c);
-}
-
-bool same_word(std::string_view one, std::string_view other) {
-    return std::ranges::equal(one, other, {}, lower, lower);
 }
 
 struct LiteralKind {
@@ -140,8 +126,8 @@ class Scanner {
         if (!content)
             return unfinished();
         const std::string suffix = name();
-        const auto kind =
-            std::ranges::find_if(literal_kinds, [&](const LiteralKind &k) { return same_word(k.suffix, suffix); });
+        const auto kind = std::ranges::find_if(
+            literal_kinds, [&](const LiteralKind &k) { return same_but_for_case(k.suffix, suffix); });
         if (kind == literal_kinds.end())
             return run_together();
         if (kind->type == PARSE_NAME_LITERAL && peek() == '.')
@@ -161,7 +147,7 @@ class Scanner {
             std::optional<std::string> second = quoted_text();
             if (!second)
                 return unfinished();
-            if (same_word(name(), "n") && peek() != '.')
+            if (same_but_for_case(name(), "n") && peek() != '.')
                 return token(PARSE_TWO_LEVEL_NAME, {std::move(first), std::move(*second)});
         }
         return run_together();
@@ -184,7 +170,7 @@ class Scanner {
         if (character_format)
             return token(PARSE_NO_TOKEN);
         const auto literal =
-            std::ranges::find_if(literals, [&](const LiteralText &l) { return same_word(l.text, first); });
+            std::ranges::find_if(literals, [&](const LiteralText &l) { return same_but_for_case(l.text, first); });
         Token found = token(literal == literals.end() ? static_cast<int16_t>(PARSE_NAME) : literal->type, {first});
         found.word = literal != literals.end();
         return found;
@@ -197,7 +183,7 @@ class Scanner {
             ++at_;
             pass_digits();
         }
-        if (lower(peek()) == 'e') {
+        if (lower_case(peek()) == 'e') {
             const size_t sign = peek(1) == '+' || peek(1) == '-' ? 1 : 0;
             if (is_digit(peek(1 + sign))) {
                 at_ += 1 + sign;

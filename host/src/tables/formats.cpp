@@ -1,4 +1,5 @@
 // Display formats as people write them, and the labels of user formats.
+#include <vorhost/ascii.h>
 #include <vorhost/dataset.h>
 #include <vorhost/user_format.h>
 
@@ -13,12 +14,8 @@ namespace {
 
 constexpr size_t longest_format_name = 32;
 
-bool is_digit(char character) {
-    return character >= '0' && character <= '9';
-}
-
 bool is_name_character(char character) {
-    return is_digit(character) || character == '_' || ((character | 0x20) >= 'a' && (character | 0x20) <= 'z');
+    return is_digit(character) || is_letter(character) || character == '_';
 }
 
 // All of the text as a number of at most 9 digits; an empty text is 0.

@@ -1,5 +1,6 @@
 #include "tables/number_text.h"
 
+#include <vorhost/ascii.h>
 #include <vorhost/missing.h>
 #include <vorhost/tables.h>
 
@@ -58,10 +59,6 @@ bool read_special(std::string_view text, bool negative, double &value) {
     return true;
 }
 
-bool is_digit(char character) {
-    return character >= '0' && character <= '9';
-}
-
 // Whether the shortest text of a number is that of an integer: with five zeros at its end an exponent is shorter.
 bool is_written_as_integer(double value) {
     constexpr double largest = 1e15;
@@ -112,7 +109,7 @@ char *write_number(double value, char *out) {
     }
     *out++ = '.';
     if (mark != '.')
-        *out++ = mark == '_' ? mark : static_cast<char>(mark - 'A' + 'a');
+        *out++ = mark == '_' ? mark : lower_case(mark);
     return out;
 }
 

@@ -1,4 +1,5 @@
 // Which columns a selection leaves, and the rows of a source without the others.
+#include <vorhost/ascii.h>
 #include <vorhost/error.h>
 #include <vorhost/missing.h>
 #include <vorhost/selection.h>
@@ -12,12 +13,6 @@ namespace {
 
 [[noreturn]] void refuse(const std::string &sentence) {
     throw ConversionError(Failure::usage, sentence);
-}
-
-bool same_but_for_case(const std::string &one, const std::string &other) {
-    const auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? c - 'A' + 'a' : c; };
-    return std::equal(one.begin(), one.end(), other.begin(), other.end(),
-                      [&](char a, char b) { return lower(a) == lower(b); });
 }
 
 std::string list_of(const std::vector<Variable> &variables) {

@@ -1,5 +1,6 @@
 // Dates, date-times and times: which formats show them, and ISO 8601. Fractions of a second go through decimal digits
 // and never through arithmetic in binary, so that a text gives back the very bits it was made from.
+#include <vorhost/ascii.h>
 #include <vorhost/temporal.h>
 
 #include <algorithm>
@@ -259,9 +260,7 @@ Temporal temporal_class(const Format &format) {
     std::array<char, 32> upper{};
     if (format.name.empty() || format.name.size() > upper.size())
         return Temporal::none;
-    std::transform(format.name.begin(), format.name.end(), upper.begin(), [](char character) {
-        return character >= 'a' && character <= 'z' ? static_cast<char>(character - 'a' + 'A') : character;
-    });
+    std::transform(format.name.begin(), format.name.end(), upper.begin(), [](char c) { return upper_case(c); });
     const std::string_view name(upper.data(), format.name.size());
     for (const FormatRule &rule : format_rules) {
         if (matches(rule, name))
