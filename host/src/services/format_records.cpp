@@ -51,7 +51,7 @@ class RecordReader {
   public:
     RecordReader(const XFRWSTR &records, const Encodings &encodings) : encodings_(encodings) {
         for (const LABELSTR_NCF *label = records.lp; label != nullptr; label = label->next)
-            labels_.push_back(text(label->ncf.label, label->ncf.length));
+            labels_.push_back(&label->ncf);
     }
 
     bool read(const TREE *node, FormatRange &range) const {
@@ -107,7 +107,8 @@ class RecordReader {
     bool add_label(int64_t number, FormatRange &range) const {
         if (number < 0 || static_cast<uint64_t>(number) >= labels_.size())
             return false;
-        range.labels.push_back(labels_[static_cast<size_t>(number)]);
+        const ILABELSTR_NCF &label = *labels_[static_cast<size_t>(number)];
+        range.labels.push_back(text(label.label, label.length));
         return true;
     }
 
@@ -121,7 +122,7 @@ class RecordReader {
     }
 
     const Encodings &encodings_;
-    std::vector<std::string> labels_;
+    std::vector<const ILABELSTR_NCF *> labels_;
 };
 
 // The catalog's order: by start, numbers in their collating form.
@@ -302,7 +303,9 @@ bool format_of_records(std::string_view name, const XFRWSTR &records, const Enco
             format.default_width = std::max(format.default_width, static_cast<int>(label.size()));
         format.ranges.push_back(std::move(range));
     }
-    std::stable_sort(format.ranges.begin(), format.ranges.end(), stands_before);
+    // The module's order is the catalog's but for the codes of missing values.
+    if (!std::is_sorted(format.ranges.begin(), format.ranges.end(), stands_before))
+        std::stable_sort(format.ranges.begin(), format.ranges.end(), stands_before);
     return true;
 }
 
