@@ -38,20 +38,25 @@ LabelForm label_form(const std::string &name) {
 }
 
 void check_usage(const ImportOptions &options, const Destination &destination) {
-    const auto refuse = [](const char *sentence) { throw ConversionError(Failure::usage, sentence); };
+    const bool library = destination.kind == Destination::Kind::library;
     const bool labels_shown = options.labels != "codes";
-    if (destination.kind == Destination::Kind::library) {
-        if (options.raw)
-            refuse("--raw goes with a CSV or TSV file; a library keeps its own form of dates.");
-        if (labels_shown)
-            refuse("--labels goes with a CSV or TSV file; in a library the view DATASET_labelled shows the labels.");
-        if (!options.schema.empty())
-            refuse("--schema goes with a CSV or TSV file; a library keeps everything itself.");
-    }
-    if (labels_shown && options.value_labels == "off")
-        refuse("--labels text and --labels both need the value labels that --value-labels off leaves out.");
-    if (options.labels == "text" && !options.schema.empty())
-        refuse("--schema describes a file that holds the codes; it does not go with --labels text.");
+    const bool schema = !options.schema.empty();
+    const struct {
+        bool broken;
+        const char *sentence;
+    } rules[] = {
+        {library && options.raw, "--raw goes with a CSV or TSV file; a library keeps its own form of dates."},
+        {library && labels_shown,
+         "--labels goes with a CSV or TSV file; in a library the view DATASET_labelled shows the labels."},
+        {library && schema, "--schema goes with a CSV or TSV file; a library keeps everything itself."},
+        {labels_shown && options.value_labels == "off",
+         "--labels text and --labels both need the value labels that --value-labels off leaves out."},
+        {options.labels == "text" && schema,
+         "--schema describes a file that holds the codes; it does not go with --labels text."},
+    };
+    for (const auto &[broken, sentence] : rules)
+        if (broken)
+            throw ConversionError(Failure::usage, sentence);
 }
 
 void check_several_files(const ImportPlaces &places) {

@@ -4,6 +4,7 @@
 
 #include <archive.h>
 #include <archive_entry.h>
+#include <cerrno>
 #include <ctime>
 #include <fmt/format.h>
 #include <new>
@@ -14,23 +15,20 @@ namespace {
 constexpr int block_bytes = 64 * 1024;
 constexpr int member_permissions = 0644;
 
-void choose(archive *writer, Compression compression) {
+// The status of the library, which fails when it was built without this compression.
+int add_filter(archive *writer, Compression compression) {
     switch (compression) {
     case Compression::gzip:
-        archive_write_add_filter_gzip(writer);
-        archive_write_set_filter_option(writer, "gzip", "timestamp", nullptr); // the same data give the same bytes
-        break;
+        return archive_write_add_filter_gzip(writer);
     case Compression::xz:
-        archive_write_add_filter_xz(writer);
-        break;
+        return archive_write_add_filter_xz(writer);
     case Compression::zstd:
-        archive_write_add_filter_zstd(writer);
-        break;
+        return archive_write_add_filter_zstd(writer);
     case Compression::zip:
     case Compression::none:
         break;
     }
-    compression == Compression::zip ? archive_write_set_format_zip(writer) : archive_write_set_format_raw(writer);
+    return ARCHIVE_OK;
 }
 
 } // namespace
@@ -45,7 +43,11 @@ Packer::Packer(Compression compression, std::string target, const std::string &m
         static_cast<Packer *>(self)->pass_on({static_cast<const char *>(bytes), count});
         return static_cast<la_ssize_t>(count);
     };
-    choose(archive_.get(), compression);
+    check(add_filter(archive_.get(), compression));
+    if (compression == Compression::gzip) // the same data give the same bytes
+        check(archive_write_set_filter_option(archive_.get(), "gzip", "timestamp", nullptr));
+    check(compression == Compression::zip ? archive_write_set_format_zip(archive_.get())
+                                          : archive_write_set_format_raw(archive_.get()));
     archive_write_set_bytes_per_block(archive_.get(), block_bytes);
     archive_write_set_bytes_in_last_block(archive_.get(), 1); // no padding
     check(archive_write_open(archive_.get(), this, nullptr, write_block, nullptr));

@@ -148,6 +148,7 @@ class ArchiveUnpacker : public Unpacker {
     archive_entry *next_member();
     void check_members();
     bool is_wanted(archive_entry *member) const;
+    void check(int code);
     [[noreturn]] void fail();
 
     static la_ssize_t read_block(archive *reader, void *self, const void **block);
@@ -187,28 +188,32 @@ void ArchiveUnpacker::open() {
     if (reader == nullptr)
         throw std::bad_alloc();
     if (compression_ == Compression::zip) {
-        archive_read_support_format_zip_seekable(reader);
-        archive_read_set_seek_callback(reader, seek);
+        check(archive_read_support_format_zip_seekable(reader));
+        check(archive_read_set_seek_callback(reader, seek));
     } else {
-        archive_read_support_format_raw(reader);
-        archive_read_support_format_empty(reader);
-        compression_ == Compression::xz ? archive_read_support_filter_xz(reader)
-                                        : archive_read_support_filter_zstd(reader);
+        check(archive_read_support_format_raw(reader));
+        check(archive_read_support_format_empty(reader));
+        check(compression_ == Compression::xz ? archive_read_support_filter_xz(reader)
+                                              : archive_read_support_filter_zstd(reader));
     }
     archive_read_set_read_callback(reader, read_block);
     archive_read_set_callback_data(reader, this);
-    if (archive_read_open1(reader) != ARCHIVE_OK)
+    check(archive_read_open1(reader));
+}
+
+// Warnings do not count: they tell of another program that does the work, or of an odd name or length.
+void ArchiveUnpacker::check(int code) {
+    if (code != ARCHIVE_OK && code != ARCHIVE_WARN)
         fail();
 }
 
-// Null behind the last. A warning is about the member's name, or about a length that the content will show.
+// Null behind the last.
 archive_entry *ArchiveUnpacker::next_member() {
     archive_entry *member = nullptr;
     const int code = archive_read_next_header(archive_.get(), &member);
     if (code == ARCHIVE_EOF)
         return nullptr;
-    if (code != ARCHIVE_OK && code != ARCHIVE_WARN)
-        fail();
+    check(code);
     return member;
 }
 

@@ -4,6 +4,7 @@
 #include "jobs/access_object.h"
 #include "jobs/file_names.h"
 #include "jobs/format_statement.h"
+#include "jobs/imported_formats.h"
 #include "jobs/observation_row.h"
 #include "jobs/stata_input.h"
 
@@ -13,84 +14,9 @@
 
 #include <algorithm>
 #include <fmt/format.h>
-#include <unordered_set>
 
 namespace vor {
 namespace {
-
-// User formats of an import on their way to the catalogs; with labels unwanted none of them gets there, with variables
-// chosen they wait until it is known which ones are used.
-class ImportedFormats : public FormatCatalogs {
-  public:
-    ImportedFormats(FormatCatalogs *catalogs, bool wanted, bool waiting)
-        : catalogs_(catalogs), wanted_(wanted), waiting_(waiting) {}
-
-    Written write(const std::string &library, const std::string &catalog, const UserFormat &format,
-                  bool keep_existing) override {
-        ++made_;
-        last_ = lower_case(format.name);
-        if (!wanted_ || !catalogs_) {
-            unwanted_.insert(lower_case(format.name));
-            return Written::stored;
-        }
-        if (!waiting_)
-            return store(library, catalog, format, keep_existing);
-        held_.push_back({library, catalog, format, keep_existing});
-        return Written::stored;
-    }
-
-    bool read(const std::string &library, const std::string &catalog, const std::string &name,
-              UserFormat &format) override {
-        return catalogs_ && catalogs_->read(library, catalog, name, format);
-    }
-
-    // Whether `variable` has the last format that the module makes of a file.
-    bool ends_with(const Variable &variable) const {
-        return wanted_ && made_ == MOST_USER_FORMATS && lower_case(variable.format.name) == last_;
-    }
-
-    bool unwanted(const std::string &name) const { return unwanted_.contains(lower_case(name)); }
-
-    // Writes those of the waiting formats that a variable has.
-    void release(const std::vector<Variable> &variables) {
-        std::unordered_set<std::string> used;
-        for (const Variable &variable : variables)
-            used.insert(lower_case(variable.format.name));
-        for (const Held &one : held_)
-            if (used.contains(lower_case(one.format.name)))
-                store(one.library, one.catalog, one.format, one.keep_existing);
-        held_.clear();
-    }
-
-    // Those in whose place there were other labels, which other data sets may have used.
-    const std::vector<std::string> &replaced() const { return replaced_; }
-
-  private:
-    Written store(const std::string &library, const std::string &catalog, const UserFormat &format,
-                  bool keep_existing) {
-        UserFormat old;
-        const bool is_there = !keep_existing && catalogs_->read(library, catalog, format.name, old);
-        const Written written = catalogs_->write(library, catalog, format, keep_existing);
-        if (is_there && old.ranges != format.ranges)
-            replaced_.push_back(format.name);
-        return written;
-    }
-
-    struct Held {
-        std::string library;
-        std::string catalog;
-        UserFormat format;
-        bool keep_existing;
-    };
-    FormatCatalogs *catalogs_;
-    bool wanted_;
-    bool waiting_;
-    std::unordered_set<std::string> unwanted_;
-    std::vector<Held> held_;
-    std::vector<std::string> replaced_;
-    int32_t made_ = 0;
-    std::string last_;
-};
 
 // Which encodings the host is told of. The text of older files is not transcoded by the module: the session takes the
 // file's encoding, and no text is cut because it grows.
