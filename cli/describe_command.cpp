@@ -2,8 +2,7 @@
 #include "commands.h"
 #include "destinations.h"
 #include "display_text.h"
-#include "format_json.h"
-#include "json_text.h"
+#include "json_output.h"
 #include "run_libraries.h"
 #include "standard_output.h"
 #include "text_table.h"
@@ -30,52 +29,6 @@ struct Description {
     DataSet data_set;
     FormatLookup formats;
 };
-
-const UserFormat *labels_of(const Variable &variable, const Description &description) {
-    return variable.format.name.empty() ? nullptr : description.formats(variable.format.name);
-}
-
-void add_variable(JsonText &json, const Variable &variable, const UserFormat *format) {
-    json.begin_object();
-    json.key("name");
-    json.string(variable.name);
-    json.key("type");
-    json.string(variable.kind == ValueKind::numeric ? "numeric" : "character");
-    json.key("length");
-    json.number(variable.length);
-    json.key("format");
-    json.string(format_text(variable.format));
-    json.key("label");
-    json.string(variable.label);
-    if (format) {
-        json.key("value_labels");
-        add_ranges(json, *format);
-    }
-    json.end_object();
-}
-
-std::string json_of(const Description &description) {
-    const FileSummary &summary = description.summary;
-    JsonText json;
-    json.begin_object();
-    json.key("file");
-    json.string(summary.file);
-    json.key("release");
-    summary.release == 0 ? json.null() : json.number(summary.release);
-    json.key("byte_order");
-    summary.release == 0 ? json.null() : json.string(summary.big_endian ? "big" : "little");
-    json.key("data_label");
-    json.string(summary.data_label);
-    json.key("observations");
-    json.number(summary.observations);
-    json.key("variables");
-    json.begin_array();
-    for (const Variable &variable : description.data_set.variables)
-        add_variable(json, variable, labels_of(variable, description));
-    json.end_array();
-    json.end_object();
-    return json.take();
-}
 
 std::string head_text(const Description &description) {
     const FileSummary &summary = description.summary;
@@ -121,13 +74,14 @@ std::string text_of(const Description &description) {
         return text;
     text += variables_text(description);
     for (const Variable &variable : description.data_set.variables)
-        if (const UserFormat *format = labels_of(variable, description))
+        if (const UserFormat *format = format_of(variable, description.formats))
             text += labels_text(variable, *format);
     return text;
 }
 
 std::string rendered(const Description &description, bool json) {
-    return json ? json_of(description) : text_of(description);
+    return json ? description_json(description.summary, description.data_set, description.formats)
+                : text_of(description);
 }
 
 void describe_dataset(const DescribeOptions &options, const Destination &place, Run &run) {

@@ -2,7 +2,7 @@
 #include "commands.h"
 #include "destinations.h"
 #include "display_text.h"
-#include "format_json.h"
+#include "json_output.h"
 #include "standard_output.h"
 #include "text_table.h"
 #include "user_labels.h"
@@ -19,11 +19,6 @@ struct FormatsOptions {
     std::string place; // LIBRARY.db[:CATALOG]
     std::string name;  // empty: all formats
     bool json = false;
-};
-
-struct Catalog {
-    std::string name;
-    std::vector<UserFormat> formats;
 };
 
 UserFormat read_format(const Library &library, const std::string &catalog, const std::string &name) {
@@ -74,42 +69,6 @@ const char *kind_text(const UserFormat &format) {
     return format.kind == ValueKind::numeric ? "numeric" : "character";
 }
 
-void add_format(JsonText &json, const UserFormat &format) {
-    json.begin_object();
-    json.key("name");
-    json.string(format.name);
-    json.key("type");
-    json.string(kind_text(format));
-    json.key("multilabel");
-    json.boolean(format.multilabel);
-    json.key("value_labels");
-    add_ranges(json, format);
-    json.end_object();
-}
-
-std::string json_of(const std::string &library, const std::vector<Catalog> &catalogs) {
-    JsonText json;
-    json.begin_object();
-    json.key("library");
-    json.string(library);
-    json.key("catalogs");
-    json.begin_array();
-    for (const Catalog &catalog : catalogs) {
-        json.begin_object();
-        json.key("name");
-        json.string(catalog.name);
-        json.key("formats");
-        json.begin_array();
-        for (const UserFormat &format : catalog.formats)
-            add_format(json, format);
-        json.end_array();
-        json.end_object();
-    }
-    json.end_array();
-    json.end_object();
-    return json.take();
-}
-
 std::string list_text(const std::vector<Catalog> &catalogs) {
     TextTable table({{"Catalog"}, {"Format"}, {"Type"}, {"Values", TextTable::Side::right}, {"First label"}});
     for (const Catalog &catalog : catalogs)
@@ -139,7 +98,7 @@ void run_formats(const FormatsOptions &options) {
             fmt::format("\"{}\" is no library; write LIBRARY.db or LIBRARY.db:CATALOG.", options.place));
     const auto library = Library::open(place->path, Library::Access::read);
     const std::vector<Catalog> catalogs = read_catalogs(*library, place->dataset, options.name);
-    write_standard_output(options.json           ? json_of(place->path, catalogs)
+    write_standard_output(options.json           ? catalogs_json(place->path, catalogs)
                           : options.name.empty() ? list_text(catalogs)
                                                  : format_detail(catalogs.front()));
 }

@@ -5,6 +5,7 @@
 #include "selection_options.h"
 #include "standard_output.h"
 #include "text_table.h"
+#include "user_labels.h"
 
 #include <vorhost/conversion.h>
 #include <vorhost/missing.h>
@@ -35,8 +36,7 @@ class TableSink : public RowSink {
         for (const Variable &variable : description.variables) {
             const bool numeric = variable.kind == ValueKind::numeric;
             const Temporal temporal = numeric ? temporal_class(variable.format) : Temporal::none;
-            const bool may_have_labels = labels_ != "codes" && numeric && !variable.format.name.empty();
-            const UserFormat *format = may_have_labels ? lookup_(variable.format.name) : nullptr;
+            const UserFormat *format = labels_ != "codes" && numeric ? format_of(variable, lookup_) : nullptr;
             columns_.push_back({numeric, temporal, format ? std::make_optional<LabelIndex>(*format) : std::nullopt});
             const bool code_shown = !format || labels_ == "both";
             if (code_shown)

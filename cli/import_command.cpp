@@ -3,6 +3,7 @@
 #include "destinations.h"
 #include "run_libraries.h"
 #include "selection_options.h"
+#include "user_labels.h"
 
 #include <vorhost/ascii.h>
 #include <vorhost/conversion.h>
@@ -101,7 +102,7 @@ Schema schema_of(const DataSet &description, int64_t observations, const FormatL
     schema.description.observations = observations;
     std::set<std::string> taken;
     for (const Variable &variable : description.variables) {
-        const UserFormat *format = variable.format.name.empty() ? nullptr : lookup(variable.format.name);
+        const UserFormat *format = format_of(variable, lookup);
         if (format && taken.insert(format->name).second)
             schema.formats.push_back(*format);
     }

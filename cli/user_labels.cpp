@@ -1,7 +1,6 @@
 #include "user_labels.h"
 
 #include <vorhost/missing.h>
-#include <vorhost/tables.h>
 
 namespace vor::cli {
 namespace {
@@ -12,6 +11,10 @@ bool same_value(double one, double other) {
 }
 
 } // namespace
+
+const UserFormat *format_of(const Variable &variable, const FormatLookup &formats) {
+    return variable.format.name.empty() ? nullptr : formats(variable.format.name);
+}
 
 std::string value_text(const FormatValue &value) {
     const auto *number = std::get_if<double>(&value);
