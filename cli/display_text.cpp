@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <cwchar>
 #include <fmt/format.h>
+#include <unicode/utf8.h>
 
 namespace vor::cli {
 namespace {
@@ -15,22 +16,13 @@ struct Character {
 
 // The first character of a text that is not empty.
 Character first_character(std::string_view text) {
-    constexpr uint32_t smallest[] = {0, 0, 0x80, 0x800, 0x10000}; // by length; less would be an overlong form
-    const auto lead = static_cast<uint8_t>(text[0]);
-    const size_t bytes = lead < 0x80 ? 1 : lead < 0xC0 ? 0 : lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : lead < 0xF8 ? 4 : 0;
-    if (bytes < 2)
-        return {lead, bytes};
-    if (text.size() < bytes)
-        return {lead, 0};
-    uint32_t code = lead & (0x7FU >> bytes);
-    for (size_t i = 1; i < bytes; ++i) {
-        const auto next = static_cast<uint8_t>(text[i]);
-        if ((next & 0xC0) != 0x80)
-            return {lead, 0};
-        code = code << 6 | (next & 0x3FU);
-    }
-    const bool valid = code >= smallest[bytes] && code <= 0x10FFFF && (code < 0xD800 || code > 0xDFFF);
-    return {code, valid ? bytes : 0};
+    constexpr size_t longest_bytes = 4;
+    int32_t bytes = 0;
+    UChar32 code = 0;
+    U8_NEXT(text.data(), bytes, static_cast<int32_t>(std::min(text.size(), longest_bytes)), code);
+    if (code < 0)
+        return {static_cast<uint8_t>(text[0]), 0};
+    return {static_cast<uint32_t>(code), static_cast<size_t>(bytes)};
 }
 
 // Of a character that stands as it is.
