@@ -3,10 +3,11 @@
 
 #include "jobs/standard_streams.h"
 
+#include "files/descriptor.h"
+
 #include <vorhost/error.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <cstring>
 #include <unistd.h>
 
@@ -18,14 +19,11 @@ const std::error_code cannot_seek = std::make_error_code(std::errc::invalid_seek
 } // namespace
 
 size_t read_standard_input(std::span<char> buffer) {
-    for (;;) {
-        const ssize_t got = ::read(STDIN_FILENO, buffer.data(), buffer.size());
-        if (got >= 0)
-            return static_cast<size_t>(got);
-        if (errno != EINTR)
-            throw ConversionError(Failure::machine,
-                                  "Standard input cannot be read: " + std::system_category().message(errno) + ".");
-    }
+    std::error_code error;
+    const size_t got = read_some(STDIN_FILENO, buffer, error);
+    if (error)
+        throw ConversionError(Failure::machine, "Standard input cannot be read: " + error.message() + ".");
+    return got;
 }
 
 InputStream::InputStream(Source source, size_t head_bytes) : source_(std::move(source)), head_(head_bytes, '\0') {
@@ -85,17 +83,8 @@ void StandardOutput::write(uint64_t position, std::span<const char> bytes, std::
         error = cannot_seek;
         return;
     }
-    while (!bytes.empty()) {
-        const ssize_t put = ::write(STDOUT_FILENO, bytes.data(), bytes.size());
-        if (put < 0 && errno == EINTR)
-            continue;
-        if (put < 0) {
-            error = {errno, std::system_category()};
-            return;
-        }
-        written_ += static_cast<uint64_t>(put);
-        bytes = bytes.subspan(static_cast<size_t>(put));
-    }
+    write_all(STDOUT_FILENO, bytes, error);
+    written_ += bytes.size();
 }
 
 uint64_t StandardOutput::size(std::error_code &) {

@@ -1,12 +1,12 @@
 #include "library/library_file.h"
 
+#include "files/hidden_files.h"
+#include "files/unfinished_files.h"
 #include "library/dataset_reading.h"
 #include "library/dataset_sink.h"
 #include "library/dataset_source.h"
 #include "library/format_catalogs.h"
 #include "library/library_tables.h"
-#include "services/unfinished_files.h"
-#include "tables/output_file.h"
 
 #include <vorhost/error.h>
 
@@ -94,10 +94,8 @@ LibraryFile::~LibraryFile() {
 
 void LibraryFile::open_new() {
     const int descriptor = make_hidden_beside(path_, partial_);
-    if (descriptor < 0) {
-        partial_.clear();
+    if (descriptor < 0)
         fail_to_make(path_, errno);
-    }
     close(descriptor);
     remember_unfinished(journal_of(partial_)); // it comes and goes
     try {

@@ -1,47 +1,19 @@
 // The machine's files through the system's calls, each error as the system gives it.
 
-#include "services/unfinished_files.h"
+#include "files/descriptor.h"
+#include "files/hidden_files.h"
+#include "files/unfinished_files.h"
 
 #include <vorhost/files.h>
 
 #include <cerrno>
-#include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
-#include <random>
 #include <sys/stat.h>
 #include <unistd.h>
 
 namespace vor {
 namespace {
-
-constexpr int NAMES_TRIED = 100;
-
-std::error_code last_error() {
-    return {errno, std::system_category()};
-}
-
-class Descriptor {
-  public:
-    explicit Descriptor(int number) : number_(number) {}
-    ~Descriptor() {
-        if (number_ >= 0)
-            ::close(number_);
-    }
-    Descriptor(const Descriptor &) = delete;
-    Descriptor &operator=(const Descriptor &) = delete;
-
-    int number() const { return number_; }
-
-    void close(std::error_code &error) {
-        if (number_ >= 0 && ::close(number_) != 0)
-            error = last_error();
-        number_ = -1;
-    }
-
-  private:
-    int number_;
-};
 
 class DiskFile : public ByteFile {
   public:
@@ -49,33 +21,13 @@ class DiskFile : public ByteFile {
 
     size_t read(uint64_t position, std::span<char> buffer, std::error_code &error) override {
         size_t done = 0;
-        while (done < buffer.size()) {
-            const ssize_t bytes = ::pread(descriptor_.number(), buffer.data() + done, buffer.size() - done,
-                                          static_cast<off_t>(position + done));
-            if (bytes < 0 && errno == EINTR)
-                continue;
-            if (bytes < 0)
-                error = last_error();
-            if (bytes <= 0)
-                break;
-            done += static_cast<size_t>(bytes);
-        }
+        for (size_t got = 1; got > 0 && done < buffer.size(); done += got)
+            got = read_some_at(descriptor_.number(), position + done, buffer.subspan(done), error);
         return done;
     }
 
     void write(uint64_t position, std::span<const char> bytes, std::error_code &error) override {
-        size_t done = 0;
-        while (done < bytes.size()) {
-            const ssize_t written = ::pwrite(descriptor_.number(), bytes.data() + done, bytes.size() - done,
-                                             static_cast<off_t>(position + done));
-            if (written < 0 && errno == EINTR)
-                continue;
-            if (written <= 0) {
-                error = written < 0 ? last_error() : std::make_error_code(std::errc::io_error);
-                return;
-            }
-            done += static_cast<size_t>(written);
-        }
+        write_all_at(descriptor_.number(), position, bytes, error);
     }
 
     uint64_t size(std::error_code &error) override {
@@ -93,38 +45,17 @@ class DiskFile : public ByteFile {
     Descriptor descriptor_;
 };
 
-// Where a path leads when it is a symbolic link; otherwise the path.
-std::filesystem::path behind_links(const std::string &path) {
-    std::error_code error;
-    const std::filesystem::path target = std::filesystem::canonical(path, error);
-    return error ? std::filesystem::path(path) : target;
-}
-
-// Makes a new file whose name ends in random letters.
-std::string make_file(const std::string &start, mode_t mode, std::error_code &error) {
-    static constexpr char letters[] = "abcdefghijklmnopqrstuvwxyz0123456789";
-    std::random_device random;
-    for (int tried = 0; tried < NAMES_TRIED; ++tried) {
-        std::string path = start;
-        for (int letter = 0; letter < 8; ++letter)
-            path += letters[random() % (sizeof letters - 1)];
-        const SignalsHeld held;
-        const Descriptor made(::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode));
-        if (made.number() >= 0) {
-            remember_unfinished(path);
-            return path;
-        }
-        if (errno != EEXIST)
-            break;
-    }
-    error = last_error();
-    return {};
-}
-
-void store(const std::filesystem::path &path, std::error_code &error) {
+void store(const std::string &path, std::error_code &error) {
     const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
-    if (file.number() < 0 || ::fsync(file.number()) != 0)
+    if (!file.open() || ::fsync(file.number()) != 0)
         error = last_error();
+}
+
+// The file of this descriptor is made; without one, why it is not.
+std::string made(const Descriptor &file, std::string path, std::error_code &error) {
+    if (!file.open())
+        error = last_error();
+    return path;
 }
 
 class DiskFiles : public FileSystem {
@@ -167,35 +98,25 @@ class DiskFiles : public FileSystem {
         std::filesystem::path folder = temporary_directory_;
         if (folder.empty())
             folder = std::filesystem::temp_directory_path(error);
-        return error ? std::string() : make_file((folder / "vordta-").string(), 0600, error);
+        if (error)
+            return {};
+        std::string path;
+        const Descriptor file(make_hidden((folder / "vordta-").string(), path));
+        return made(file, std::move(path), error);
     }
 
     std::string make_beside(const std::string &path, std::error_code &error) override {
-        const std::filesystem::path target = behind_links(path);
-        const std::string start = (target.parent_path() / ("." + target.filename().string() + ".")).string();
-        std::string made = make_file(start, 0666, error);
-        struct stat status {};
-        if (!error && ::stat(target.c_str(), &status) == 0 && ::chmod(made.c_str(), status.st_mode & 07777) != 0) {
-            error = last_error();
-            std::error_code ignored;
-            remove(made, ignored);
-            made.clear();
-        }
-        return made;
+        std::string hidden;
+        const Descriptor file(make_hidden_beside(behind_links(path), hidden));
+        return made(file, std::move(hidden), error);
     }
 
     void replace(const std::string &complete, const std::string &path, std::error_code &error) override {
-        const std::filesystem::path target = behind_links(path);
         store(complete, error);
         if (error)
             return;
-        if (::rename(complete.c_str(), target.c_str()) != 0) {
-            error = last_error();
-            return;
-        }
-        forget_unfinished(complete);
-        std::error_code ignored; // the file is in its place; some file systems cannot store a directory by itself
-        store(target.has_parent_path() ? target.parent_path() : std::filesystem::path("."), ignored);
+        if (const int code = move_into_place(complete, behind_links(path).string(), false); code != 0)
+            error = {code, std::system_category()};
     }
 
   private:

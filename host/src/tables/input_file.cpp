@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <cstdio>
 #include <fcntl.h>
 #include <filesystem>
@@ -16,6 +15,10 @@
 namespace vor {
 
 namespace {
+
+// What cannot be done to a file, for sentences.
+constexpr const char *reading = "read";
+constexpr const char *copying = "copied into a temporary file";
 
 // A new file that goes away with its descriptor; -1 with errno.
 int open_nameless() {
@@ -31,13 +34,12 @@ int open_nameless() {
 } // namespace
 
 InputFile::InputFile(const std::string &path, bool repeatable) : name_(path == "-" ? "Standard input" : path) {
-    descriptor_.number =
-        path == "-" ? fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 3) : open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    descriptor_.reset(path == "-" ? fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 3) : open(path.c_str(), O_RDONLY | O_CLOEXEC));
     struct stat status {};
-    if (descriptor_.number < 0 || fstat(descriptor_.number, &status) != 0)
-        fail(errno, "read");
+    if (!descriptor_.open() || fstat(descriptor_.number(), &status) != 0)
+        check(last_error(), reading);
     if (S_ISDIR(status.st_mode))
-        fail(EISDIR, "read");
+        check(std::make_error_code(std::errc::is_a_directory), reading);
     // Standard input may be a file that somebody has already read a part of, so it counts as a stream even then.
     seekable_ = path != "-" && S_ISREG(status.st_mode);
     look_at_start();
@@ -65,31 +67,17 @@ void InputFile::unpack_from_start() {
         {name_, [this](uint64_t position, std::span<char> buffer) { return read_at(position, buffer); }, file_bytes()});
 }
 
-InputFile::Descriptor::~Descriptor() {
-    if (number >= 0)
-        close(number);
-}
-
 void InputFile::keep_copy() {
-    const int copy = open_nameless();
-    if (copy < 0)
-        fail(errno, "copied into a temporary file");
+    Descriptor copy(open_nameless());
+    if (!copy.open())
+        check(last_error(), copying);
     std::array<char, 65536> piece;
-    try {
-        while (const size_t count = read(piece)) {
-            for (size_t done = 0; done < count;) {
-                const ssize_t written = write(copy, piece.data() + done, count - done);
-                if (written < 0 && errno != EINTR)
-                    fail(errno, "copied into a temporary file");
-                done += written > 0 ? static_cast<size_t>(written) : 0;
-            }
-        }
-    } catch (...) {
-        close(copy);
-        throw;
+    while (const size_t count = read(piece)) {
+        std::error_code error;
+        write_all(copy.number(), std::span(piece).first(count), error);
+        check(error, copying);
     }
-    close(descriptor_.number);
-    descriptor_.number = copy;
+    descriptor_ = std::move(copy);
     rewind();
 }
 
@@ -105,31 +93,25 @@ size_t InputFile::read(std::span<char> buffer) {
 }
 
 size_t InputFile::read_descriptor(std::span<char> buffer) const {
-    for (;;) {
-        const ssize_t count = ::read(descriptor_.number, buffer.data(), buffer.size());
-        if (count >= 0)
-            return static_cast<size_t>(count);
-        if (errno != EINTR)
-            fail(errno, "read");
-    }
+    std::error_code error;
+    const size_t count = read_some(descriptor_.number(), buffer, error);
+    check(error, reading);
+    return count;
 }
 
 size_t InputFile::read_at(uint64_t position, std::span<char> buffer) const {
-    for (;;) {
-        const ssize_t count = pread(descriptor_.number, buffer.data(), buffer.size(), static_cast<off_t>(position));
-        if (count >= 0)
-            return static_cast<size_t>(count);
-        if (errno != EINTR)
-            fail(errno, "read");
-    }
+    std::error_code error;
+    const size_t count = read_some_at(descriptor_.number(), position, buffer, error);
+    check(error, reading);
+    return count;
 }
 
 void InputFile::rewind() {
     start_.clear();
     if (unpacker_)
         unpack_from_start();
-    else if (lseek(descriptor_.number, 0, SEEK_SET) < 0)
-        fail(errno, "read");
+    else if (lseek(descriptor_.number(), 0, SEEK_SET) < 0)
+        check(last_error(), reading);
 }
 
 uint64_t InputFile::size() const {
@@ -138,13 +120,13 @@ uint64_t InputFile::size() const {
 
 uint64_t InputFile::file_bytes() const {
     struct stat status {};
-    const bool regular = fstat(descriptor_.number, &status) == 0 && S_ISREG(status.st_mode);
+    const bool regular = fstat(descriptor_.number(), &status) == 0 && S_ISREG(status.st_mode);
     return regular ? static_cast<uint64_t>(status.st_size) : 0;
 }
 
-void InputFile::fail(int code, const char *what) const {
-    throw ConversionError(Failure::machine,
-                          fmt::format("{} cannot be {}: {}.", name_, what, std::system_category().message(code)));
+void InputFile::check(std::error_code error, const char *what) const {
+    if (error)
+        throw ConversionError(Failure::machine, fmt::format("{} cannot be {}: {}.", name_, what, error.message()));
 }
 
 } // namespace vor

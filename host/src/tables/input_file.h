@@ -2,6 +2,7 @@
 // bytes and read as what they hold.
 #pragma once
 
+#include "files/descriptor.h"
 #include "files/unpacker.h"
 
 #include <cstdint>
@@ -35,21 +36,13 @@ class InputFile {
     uint64_t size() const;
 
   private:
-    struct Descriptor {
-        int number = -1;
-        Descriptor() = default;
-        ~Descriptor();
-        Descriptor(const Descriptor &) = delete;
-        Descriptor &operator=(const Descriptor &) = delete;
-    };
-
     void look_at_start();
     void keep_copy();
     void unpack_from_start();
     size_t read_descriptor(std::span<char> buffer) const;
     size_t read_at(uint64_t position, std::span<char> buffer) const;
     uint64_t file_bytes() const;
-    [[noreturn]] void fail(int code, const char *what) const;
+    void check(std::error_code error, const char *what) const;
 
     std::string name_;
     Descriptor descriptor_;

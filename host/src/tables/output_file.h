@@ -6,21 +6,12 @@
 #include <vorhost/error.h>
 
 #include <memory>
+#include <span>
 #include <string>
 #include <string_view>
+#include <system_error>
 
 namespace vor {
-
-// Makes a new, empty, hidden file in the directory of `target`, with the permissions that a new file gets; its path in
-// `path`. The descriptor, or -1 with errno.
-int make_hidden_beside(const std::string &target, std::string &path);
-
-// Removes such a file.
-void remove_hidden(const std::string &path);
-
-// Moves a complete file to its name and stores the directory. keep_existing: fails with EEXIST when the name is taken.
-// 0, or errno.
-int move_into_place(const std::string &complete, const std::string &target, bool keep_existing);
 
 // Every failure is a ConversionError (machine) with the file's name and the system's words.
 class OutputFile {
@@ -53,9 +44,9 @@ class OutputFile {
   private:
     void pack();
     void flush();
-    void pass_on(const char *bytes, size_t count);
-    void write_all(const char *bytes, size_t count);
-    [[noreturn]] void fail(int code) const;
+    void pass_on(std::span<const char> bytes);
+    void write_all(std::span<const char> bytes);
+    [[noreturn]] void fail(std::error_code error) const;
 
     std::string name_;   // for sentences
     std::string target_; // after links; empty for standard output, pipes and devices

@@ -1,4 +1,4 @@
-#include "services/unfinished_files.h"
+#include "files/unfinished_files.h"
 
 #include <vorhost/files.h>
 
