@@ -15,9 +15,6 @@ const UserFormat *format_of(const Variable &variable, const FormatLookup &format
 // A format's value as people write it: "1", ".a", "abc".
 std::string value_text(const FormatValue &value);
 
-// True when both ends of a range are the same value.
-bool is_single(const FormatRange &range);
-
 // "1", or "1 to 5".
 std::string range_text(const FormatRange &range);
 

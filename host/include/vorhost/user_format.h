@@ -22,6 +22,9 @@ struct FormatRange {
     bool operator==(const FormatRange &other) const; // numbers by their bits, so that missing values equal themselves
 };
 
+// Whether both ends are the same value.
+bool is_single(const FormatRange &range);
+
 struct UserFormat {
     std::string name; // a character format's begins with '$'
     ValueKind kind = ValueKind::numeric;

@@ -15,8 +15,8 @@ constexpr double largest_label_value = 2147483620.0;
 // Why a range of a numeric format is not written; null when it is.
 const char *obstacle(const FormatRange &range) {
     const auto *start = std::get_if<double>(&range.start);
-    if (!start || range.start != range.end)
-        return is_missing(start ? *start : 0) ? nullptr : "an interval";
+    if (!start || !is_single(range))
+        return "an interval";
     if (is_missing(*start))
         return missing_mark(*start) == '_' ? "the missing value ._" : nullptr;
     if (*start != std::trunc(*start))

@@ -136,12 +136,6 @@ bool stands_before(const FormatRange &left, const FormatRange &right) {
     return left_key < right_key;
 }
 
-bool is_single_number(const FormatRange &range) {
-    const auto *start = std::get_if<double>(&range.start);
-    const auto *end = std::get_if<double>(&range.end);
-    return start != nullptr && end != nullptr && std::bit_cast<uint64_t>(*start) == std::bit_cast<uint64_t>(*end);
-}
-
 // Writing of records into a pool.
 class RecordWriter {
   public:
@@ -319,7 +313,7 @@ bool records_of_format(const UserFormat &format, const Encodings &encodings, XFR
         return false;
     std::vector<FormatRange> ranges = format.ranges;
     for (FormatRange &range : ranges)
-        if (is_single_number(range))
+        if (std::holds_alternative<double>(range.start) && is_single(range))
             range.start = range.end = to_module(std::get<double>(range.start));
     std::stable_sort(ranges.begin(), ranges.end(), stands_before);
     RecordWriter writer(pool, encodings);

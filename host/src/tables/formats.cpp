@@ -75,6 +75,10 @@ bool FormatRange::operator==(const FormatRange &other) const {
     return same_value(start, other.start) && same_value(end, other.end) && labels == other.labels;
 }
 
+bool is_single(const FormatRange &range) {
+    return same_value(range.start, range.end);
+}
+
 struct LabelIndex::State {
     std::unordered_map<uint64_t, const std::string *> numbers;
     std::unordered_map<std::string_view, const std::string *> texts;
@@ -86,7 +90,7 @@ LabelIndex::LabelIndex(const UserFormat &format) : state_(std::make_unique<State
         if (range.labels.empty())
             continue;
         const std::string *label = &range.labels.front();
-        if (!same_value(range.start, range.end))
+        if (!is_single(range))
             state_->intervals.push_back(&range);
         else if (const auto *number = std::get_if<double>(&range.start))
             state_->numbers.emplace(key_of(*number), label);
