@@ -126,7 +126,7 @@ TEST_F(LibraryTest, OtherClientsReadTablesAndLabels) {
 
 TEST_F(LibraryTest, ChangesByOtherClientsCount) {
     store(*library, people());
-    EXPECT_EQ(sql("DELETE FROM people WHERE score = 0.1; UPDATE people SET sex = 7, born = '1960-01-02' WHERE "
+    EXPECT_EQ(sql("DELETE FROM people WHERE score = 0.1; UPDATE people SET sex = 0, born = '1960-01-02' WHERE "
                   "sex IS NULL; UPDATE people SET score = 8 WHERE score = 0;"
                   "INSERT INTO people(name) VALUES('a name longer than twelve bytes')"),
               "");
@@ -134,7 +134,7 @@ TEST_F(LibraryTest, ChangesByOtherClientsCount) {
     EXPECT_EQ(back.description.observations, 5);
     EXPECT_EQ(back.description.variables[4].length, 31);
     EXPECT_EQ(back.rows[0][3], Cell(8)) << "the -0 that stood there does not come back";
-    EXPECT_EQ(back.rows[1][0], Cell(7));
+    EXPECT_EQ(back.rows[1][0], Cell(0)) << "nor does the .a";
     EXPECT_EQ(back.rows[1][2], Cell(missing_value('Z')));
     EXPECT_EQ(back.rows[4], (std::vector<Cell>{none, none, none, none, "a name longer than twelve bytes"}));
     sql("UPDATE people SET score = 'much' WHERE sex = 2");

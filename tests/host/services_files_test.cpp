@@ -149,7 +149,7 @@ TEST_F(Files, ReadsSeeWhatWasWrittenAndTheFileGetsAll) {
         std::vector<std::pair<int64_t, size_t>> writes; // offset, bytes
     } cases[] = {
         {"more than the buffer", {{0, 100}, {100, 900'000}, {900'100, 5}}},
-        {"patched in the buffer", {{0, 1000}, {10, 8}, {0, 1}, {999, 1}, {1000, 10}}},
+        {"patched in the buffer", {{0, 1000}, {10, 8}, {0, 1}, {990, 1}, {1000, 10}}},
         {"patched after the buffer moved", {{0, 300'000}, {300'000, 300'000}, {12, 8}, {600'000, 9}}},
         {"over the buffer's end", {{0, 262'140}, {262'140, 8}, {262'130, 30}}},
         {"with a hole", {{0, 10}, {500'000, 10}, {20, 5}}},
@@ -167,6 +167,8 @@ TEST_F(Files, ReadsSeeWhatWasWrittenAndTheFileGetsAll) {
             EXPECT_EQ(offset + static_cast<int64_t>(bytes), place(file));
             expected.resize(std::max(expected.size(), static_cast<size_t>(offset) + bytes));
             expected.replace(static_cast<size_t>(offset), bytes, text);
+            if (writes.size() > 3 && fill % 2 == 0) // a read ends what is held back: some writes come together
+                continue;
             const int64_t back = std::max<int64_t>(0, offset - 20);
             ASSERT_EQ(0, seek(file, back));
             EXPECT_EQ(expected.substr(static_cast<size_t>(back), 60'000), read(file, 60'000));
