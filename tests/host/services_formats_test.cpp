@@ -273,21 +273,6 @@ TEST_F(Formats, WhatTheCatalogSaysReachesTheLog) {
               host.log.text());
 }
 
-TEST_F(Formats, APoolThatRefusesEndsTheRead) {
-    add_label("one");
-    header.type = FORMAT_CHARACTER;
-    for (const char *text : {"a", "b"})
-        std::memset(add<IRANGESTR_C16>(RANGE_CHARACTER_VALUE_16).start, text[0], 16);
-    ASSERT_EQ(0, write("$X"));
-    int64_t nth = 1;
-    for (int32_t code = -1; code != 0; ++nth) {
-        host.faults.fail(Operation::allocation, nth + 1); // the first is the pool's own
-        code = read("$X");
-        EXPECT_EQ(host.faults.struck() ? HOST_NO_MEMORY : 0, code);
-    }
-    EXPECT_EQ(6, nth - 1) << "a header, and a node and a label for each range, then one without a fault";
-}
-
 TEST_F(Formats, TextsAreTheSessionsOutsideTheCatalog) {
     MemoryHost latin(HostOptions{.catalogs = &catalogs, .session_encoding = "latin1"});
     const ServiceCalls latin_calls(latin->control_block());
