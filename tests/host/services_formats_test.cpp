@@ -1,6 +1,6 @@
 // User formats through the services: the module's records into a catalog and back, and what the catalog refuses.
 
-#include "memory_host.h"
+#include "collected_import.h"
 #include "service_calls.h"
 
 #include <vor/imglue.h>
@@ -10,7 +10,6 @@
 #include <cstring>
 #include <deque>
 #include <gtest/gtest.h>
-#include <map>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -18,57 +17,32 @@
 namespace vor::test {
 namespace {
 
-class CatalogsInMemory : public FormatCatalogs {
+// The library BAD refuses everything.
+class CatalogsWithABadLibrary : public CatalogMap {
   public:
     Written write(const std::string &library, const std::string &catalog, const UserFormat &format,
                   bool keep_existing) override {
         if (library == "BAD")
             throw std::runtime_error("The library BAD is read-only.");
-        UserFormat &place = formats[library + '.' + catalog + '.' + format.name];
-        if (keep_existing && !place.name.empty())
-            return Written::kept_old;
-        place = format;
-        return Written::stored;
+        return CatalogMap::write(library, catalog, format, keep_existing);
     }
-
     bool read(const std::string &library, const std::string &catalog, const std::string &name,
               UserFormat &format) override {
         if (library == "BAD")
             throw std::runtime_error("The library BAD is damaged.");
-        const auto found = formats.find(library + '.' + catalog + '.' + name);
-        if (found != formats.end())
-            format = found->second;
-        return found != formats.end();
+        return CatalogMap::read(library, catalog, name, format);
     }
-
-    std::map<std::string, UserFormat> formats;
 };
-
-FORMAT_NAME32 counted(std::string_view text) {
-    FORMAT_NAME32 name{};
-    name.length = static_cast<int16_t>(text.size());
-    std::memcpy(name.text, text.data(), text.size());
-    return name;
-}
 
 class Formats : public testing::Test {
   protected:
     Formats() {
-        records.libname = counted("WORK    ");
-        records.objlibnm = counted("FORMATS");
+        records.libname = {.length = 8, .text = "WORK    "};
+        records.objlibnm = {.length = 7, .text = "FORMATS"};
         records.hp = &header;
         header.type = FORMAT_NUMERIC;
     }
-    ~Formats() override {
-        if (records.poolptr != nullptr)
-            calls.xmpoold(static_cast<POOL *>(records.poolptr));
-    }
-
-    static HostOptions options(CatalogsInMemory &catalogs) {
-        HostOptions options;
-        options.catalogs = &catalogs;
-        return options;
-    }
+    ~Formats() override { end_read(); }
 
     // Adds a range record behind a node; the bytes live as long as the test.
     template <class Record>
@@ -82,10 +56,11 @@ class Formats : public testing::Test {
         return record;
     }
 
-    void add_value(double value, int64_t label) {
+    IRANGESTR_N_S &add_value(double value, int64_t label) {
         auto &record = add<IRANGESTR_N_S>(RANGE_NUMERIC_VALUE);
         calls.wzcsdbl(&value, record.start);
         record.u.number = label;
+        return record;
     }
 
     void add_label(const std::string &text) {
@@ -105,62 +80,63 @@ class Formats : public testing::Test {
     }
 
     int32_t read(const std::string &name) {
+        end_read();
         records.hp = nullptr;
         records.rp = nullptr;
         records.poolptr = calls.xmpoolc(1024);
         return calls.xfrdfmt(name.data(), static_cast<int32_t>(name.size()), &records);
     }
 
+    void end_read() {
+        if (records.poolptr != nullptr)
+            calls.xmpoold(static_cast<POOL *>(records.poolptr));
+        records.poolptr = nullptr;
+    }
+
     // The records as text, one line per range: kind, start, end, label.
-    std::string read_ranges() {
+    std::string read_ranges() const {
         std::string lines;
-        for (const TREE *node = records.rp; node != nullptr; node = node->rlink)
-            lines += range_line(node + 1) + '\n';
+        for (const TREE *node = records.rp; node != nullptr; node = node->rlink) {
+            lines += std::to_string(*reinterpret_cast<const int8_t *>(node + 1)) + range_text(node + 1) + '\n';
+        }
         return lines;
     }
 
-    std::string number(const uint8_t *collating) {
+    std::string number_text(const uint8_t *collating) const {
         double value = 0;
         calls.wzrsdbl(collating, &value);
-        const char mark = missing_mark(value);
-        return mark != 0 ? std::string(".") + mark : std::to_string(static_cast<int64_t>(value));
+        return ' ' + value_text(value);
     }
 
-    std::string range_line(const void *record) {
-        const auto label_text = [](const LABEL_REFERENCE &reference) {
-            return reference.label == nullptr
-                       ? std::string("none")
-                       : std::string(reinterpret_cast<const char *>(reference.label) + offsetof(ILABELSTR_NCF, label),
-                                     static_cast<size_t>(reference.label->length));
-        };
-        const std::string kind = std::to_string(*static_cast<const int8_t *>(record)) + ' ';
-        switch (*static_cast<const int8_t *>(record)) {
-        case RANGE_NUMERIC_VALUE: {
-            const auto &range = *static_cast<const IRANGESTR_N_S *>(record);
-            return kind + number(range.start) + ' ' + label_text(range.u);
-        }
-        case RANGE_NUMERIC_INTERVAL: {
-            const auto &range = *static_cast<const IRANGESTR_N *>(record);
-            return kind + number(range.start) + ' ' + number(range.end) + ' ' + label_text(range.u);
-        }
-        case RANGE_CHARACTER_VALUE: {
-            const auto &range = *static_cast<const IRANGESTR_C_S *>(record);
-            return kind + std::string(range.startc, static_cast<size_t>(range.startlen)) + ' ' + label_text(range.u);
-        }
-        case RANGE_CHARACTER_INTERVAL: {
-            const auto &range = *static_cast<const IRANGESTR_C *>(record);
-            return kind + std::string(range.start, static_cast<size_t>(range.startlen)) + ' ' +
-                   std::string(range.end, static_cast<size_t>(range.endlen)) + ' ' + label_text(range.u);
-        }
-        default: {
-            const auto &range = *static_cast<const IRANGESTR_C16 *>(record);
-            return kind + std::string(range.start, 16) + ' ' + std::string(range.end, 16) + ' ' + label_text(range.u);
-        }
+    static std::string part(const char *text, int length) {
+        return ' ' + std::string(text, static_cast<size_t>(length));
+    }
+    static std::string label_text(const LABEL_REFERENCE &of) {
+        return part(reinterpret_cast<const char *>(of.label) + offsetof(ILABELSTR_NCF, label), of.label->length);
+    }
+
+    std::string range_text(const void *record) const {
+        const auto &n_s = *static_cast<const IRANGESTR_N_S *>(record);
+        const auto &n = *static_cast<const IRANGESTR_N *>(record);
+        const auto &c_s = *static_cast<const IRANGESTR_C_S *>(record);
+        const auto &c = *static_cast<const IRANGESTR_C *>(record);
+        const auto &c16 = *static_cast<const IRANGESTR_C16 *>(record);
+        switch (n_s.rectype) {
+        case RANGE_NUMERIC_VALUE:
+            return number_text(n_s.start) + label_text(n_s.u);
+        case RANGE_NUMERIC_INTERVAL:
+            return number_text(n.start) + number_text(n.end) + label_text(n.u);
+        case RANGE_CHARACTER_VALUE:
+            return part(c_s.startc, c_s.startlen) + label_text(c_s.u);
+        case RANGE_CHARACTER_INTERVAL:
+            return part(c.start, c.startlen) + part(c.end, c.endlen) + label_text(c.u);
+        default:
+            return part(c16.start, 16) + part(c16.end, 16) + label_text(c16.u);
         }
     }
 
-    CatalogsInMemory catalogs;
-    MemoryHost host{options(catalogs)};
+    CatalogsWithABadLibrary catalogs;
+    MemoryHost host{HostOptions{.catalogs = &catalogs}};
     ServiceCalls calls{host->control_block()};
     HEADSTR header{};
     XFRWSTR records{};
@@ -169,17 +145,14 @@ class Formats : public testing::Test {
 };
 
 TEST_F(Formats, BuiltInNamesAreKnownAndOthersAreNot) {
-    const struct {
-        const char *name;
-        int32_t known;
-    } cases[] = {{"DATE", 1},  {"date", 1}, {"Best", 1},  {"$CHAR", 1},   {"F", 1},      {"YYMMDDN", 1},
-                 {"mmyyq", 1}, {"AGE", 0},  {"DATES", 0}, {"DAT", 0},     {"sex", 0},    {"YYM", 0},
-                 {"$city", 0}, {"Z", 1},    {"e ", 1},    {"DATETIM", 0}, {"F2005A", 0}, {"", 0}};
-    for (const auto &[name, known] : cases) {
-        int32_t answer = -1;
-        EXPECT_EQ(0, calls.xfrname(name, static_cast<int32_t>(std::strlen(name)), 'F', 0, &answer));
-        EXPECT_EQ(known, answer) << name;
-    }
+    const std::vector<const char *> known = {"date", "Best", "$CHAR", "F", "Z", "e ", "mmyyq", "YYMMDDN"};
+    const std::vector<const char *> unknown = {"", "AGE", "DATES", "DATETIM", "YYM", "$city", "F2005A"};
+    for (const auto &names : {known, unknown})
+        for (const char *name : names) {
+            int32_t answer = -1;
+            EXPECT_EQ(0, calls.xfrname(name, static_cast<int32_t>(std::strlen(name)), 'F', 0, &answer));
+            EXPECT_EQ(names == known ? 1 : 0, answer) << name;
+        }
 }
 
 TEST_F(Formats, ValuesAndLabelsArriveInTheCatalog) {
@@ -191,22 +164,17 @@ TEST_F(Formats, ValuesAndLabelsArriveInTheCatalog) {
     add_value(2147483623, 2);
     add_value(2147483648, 0); // a number like any other
     ASSERT_EQ(0, write("sex     "));
-    const UserFormat &stored = catalogs.formats.at("WORK.FORMATS.SEX");
+    EXPECT_EQ("WORK.FORMATS", catalogs.last_place);
     const double dot = missing_value('.'), b = missing_value('B');
-    const UserFormat expected{"SEX",
-                              ValueKind::numeric,
-                              false,
-                              {{dot, dot, {"missing"}},
-                               {b, b, {"refused"}},
-                               {1.0, 1.0, {"one"}},
-                               {2.0, 2.0, {"two"}},
-                               {2147483648.0, 2147483648.0, {"two"}}},
-                              7};
-    EXPECT_TRUE(stored == expected);
+    const std::vector<FormatRange> expected = {{dot, dot, {"missing"}},
+                                               {b, b, {"refused"}},
+                                               {1.0, 1.0, {"one"}},
+                                               {2.0, 2.0, {"two"}},
+                                               {2147483648.0, 2147483648.0, {"two"}}};
+    EXPECT_TRUE((catalogs.formats.at("SEX") == UserFormat{"SEX", ValueKind::numeric, false, expected, 7}));
     ASSERT_EQ(0, read("SEX"));
     EXPECT_EQ("2 1 one\n2 2 two\n2 2147483621 missing\n2 2147483623 refused\n2 2147483648 two\n", read_ranges());
     EXPECT_EQ(FORMAT_NUMERIC, records.hp->type);
-    EXPECT_EQ(0, records.hp->multilabel);
     EXPECT_EQ("SEX     ", std::string(records.hp->fmtname, 8));
     EXPECT_EQ(5, records.hp->nranges);
     EXPECT_EQ(nullptr, records.lp);
@@ -214,11 +182,20 @@ TEST_F(Formats, ValuesAndLabelsArriveInTheCatalog) {
 
 TEST_F(Formats, EveryKindOfRecordIsWrittenAndRead) {
     add_label("label");
+    auto &range = add<IRANGESTR_N>(RANGE_NUMERIC_INTERVAL);
+    const double ends[] = {-5, 2147483621};
+    calls.wzcsdbl(&ends[0], range.start);
+    calls.wzcsdbl(&ends[1], range.end);
+    ASSERT_EQ(0, write("R"));
+    ASSERT_EQ(0, read("R"));
+    EXPECT_EQ("1 -5 . label\n", read_ranges()) << "an end that stands for a missing value is one";
+
+    records.hp = &header;
+    records.rp = last = nullptr;
+    add_label("label");
     header.type = FORMAT_CHARACTER;
-    auto &short_value = add<IRANGESTR_C16>(RANGE_CHARACTER_VALUE_16);
-    std::memcpy(short_value.start, "b \t             ", 16);
-    auto &short_interval = add<IRANGESTR_C16>(RANGE_CHARACTER_INTERVAL_16);
-    std::memcpy(short_interval.start, "c               d               ", 32);
+    std::memcpy(add<IRANGESTR_C16>(RANGE_CHARACTER_VALUE_16).start, "b \t             ", 16);
+    std::memcpy(add<IRANGESTR_C16>(RANGE_CHARACTER_INTERVAL_16).start, "c               d               ", 32);
     auto &value = add<IRANGESTR_C_S>(RANGE_CHARACTER_VALUE, offsetof(IRANGESTR_C_S, startc) + 20);
     value.startlen = 20;
     std::memcpy(reinterpret_cast<char *>(&value) + offsetof(IRANGESTR_C_S, startc), "a value of 20 bytes.", 20);
@@ -237,32 +214,18 @@ TEST_F(Formats, EveryKindOfRecordIsWrittenAndRead) {
     EXPECT_EQ(FORMAT_CHARACTER, records.hp->type);
 }
 
-TEST_F(Formats, NumericIntervalsKeepTheirEnds) {
-    add_label("range");
-    auto &range = add<IRANGESTR_N>(RANGE_NUMERIC_INTERVAL);
-    const double ends[] = {-5, 2147483621};
-    calls.wzcsdbl(&ends[0], range.start);
-    calls.wzcsdbl(&ends[1], range.end);
-    ASSERT_EQ(0, write("R"));
-    ASSERT_EQ(0, read("R"));
-    EXPECT_EQ("1 -5 .. range\n", read_ranges()) << "an end that stands for a missing value is one";
-}
-
 TEST_F(Formats, SeveralLabelsOfAValueArePassedOn) {
     for (const char *label : {"first", "second"})
         add_label(label);
     ULABLST second{nullptr, 1}, first{&second, 0};
     ULABHDTL list{&first, &second, 2};
-    auto &record = add<IRANGESTR_N_S>(RANGE_NUMERIC_VALUE);
-    const double value = 1;
-    calls.wzcsdbl(&value, record.start);
+    auto &record = add_value(1, 0);
     record.flags = RANGE_MANY_LABELS;
     record.u.list = &list;
     header.multilabel = 1;
     ASSERT_EQ(0, write("MANY"));
-    const UserFormat &stored = catalogs.formats.at("WORK.FORMATS.MANY");
-    EXPECT_TRUE(stored.multilabel);
-    EXPECT_EQ((std::vector<std::string>{"first", "second"}), stored.ranges.at(0).labels);
+    EXPECT_TRUE(catalogs.formats.at("MANY").multilabel);
+    EXPECT_EQ((std::vector<std::string>{"first", "second"}), catalogs.formats.at("MANY").ranges.at(0).labels);
     ASSERT_EQ(0, read("MANY"));
     EXPECT_EQ(1, records.hp->multilabel);
     EXPECT_EQ("2 1 first\n", read_ranges());
@@ -301,9 +264,8 @@ TEST_F(Formats, WhatTheCatalogSaysReachesTheLog) {
     records.noreplace = 1;
     EXPECT_EQ(FORMAT_NOT_REPLACED, static_cast<uint32_t>(write("SEX")) & FORMAT_STATUS_MASK);
     EXPECT_EQ(FORMAT_NOT_FOUND, static_cast<uint32_t>(read("NONE")) & FORMAT_STATUS_MASK);
-    calls.xmpoold(static_cast<POOL *>(records.poolptr));
     records.hp = &header;
-    records.libname = counted("BAD");
+    records.libname = {.length = 3, .text = "BAD"};
     calls.xprrlog(0, write("SEX"));
     calls.xprrlog(0, read("SEX"));
     EXPECT_EQ("NOTE: The user format SEX was not stored: The library BAD is read-only.\n"
@@ -311,39 +273,20 @@ TEST_F(Formats, WhatTheCatalogSaysReachesTheLog) {
               host.log.text());
 }
 
-TEST_F(Formats, APoolThatRefusesEndsTheRead) {
-    add_label("one");
-    header.type = FORMAT_CHARACTER;
-    for (const char *text : {"a", "b"})
-        std::memset(add<IRANGESTR_C16>(RANGE_CHARACTER_VALUE_16).start, text[0], 16);
-    ASSERT_EQ(0, write("$X"));
-    int64_t nth = 1;
-    for (int32_t code = -1; code != 0; ++nth) {
-        host.faults.fail(Operation::allocation, nth + 1); // the first is the pool's own
-        code = read("$X");
-        EXPECT_EQ(host.faults.struck() ? HOST_NO_MEMORY : 0, code);
-        if (code != 0)
-            calls.xmpoold(static_cast<POOL *>(records.poolptr));
-    }
-    EXPECT_EQ(6, nth - 1) << "a header, and a node and a label for each range, then one without a fault";
-}
-
 TEST_F(Formats, TextsAreTheSessionsOutsideTheCatalog) {
-    HostOptions latin = options(catalogs);
-    latin.session_encoding = "latin1";
-    MemoryHost other(latin);
-    const ServiceCalls other_calls(other->control_block());
+    MemoryHost latin(HostOptions{.catalogs = &catalogs, .session_encoding = "latin1"});
+    const ServiceCalls latin_calls(latin->control_block());
     add_label("caf\xE9");
     add_value(1, 0);
-    ASSERT_EQ(0, other_calls.xfwrfmt("SEX", 3, &records));
-    EXPECT_EQ("caf\xC3\xA9", catalogs.formats.at("WORK.FORMATS.SEX").ranges.at(0).labels.at(0));
-    EXPECT_EQ(5, catalogs.formats.at("WORK.FORMATS.SEX").default_width);
-    records.poolptr = other_calls.xmpoolc(1024);
-    ASSERT_EQ(0, other_calls.xfrdfmt("SEX", 3, &records));
+    ASSERT_EQ(0, latin_calls.xfwrfmt("SEX", 3, &records));
+    EXPECT_EQ("caf\xC3\xA9", catalogs.formats.at("SEX").ranges.at(0).labels.at(0));
+    EXPECT_EQ(5, catalogs.formats.at("SEX").default_width);
+    records.poolptr = latin_calls.xmpoolc(1024);
+    ASSERT_EQ(0, latin_calls.xfrdfmt("SEX", 3, &records));
     EXPECT_EQ("2 1 caf\xE9\n", read_ranges());
-    other_calls.xmpoold(static_cast<POOL *>(records.poolptr));
+    latin_calls.xmpoold(static_cast<POOL *>(records.poolptr));
     records.poolptr = nullptr;
-    EXPECT_EQ("", other.left_over());
+    EXPECT_EQ("", latin.left_over());
 }
 
 TEST(FormatsWithoutCatalogs, AreRefusedWithOneNote) {

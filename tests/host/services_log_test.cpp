@@ -46,12 +46,11 @@ class Messages : public testing::Test {
 TEST_F(Messages, ConversionsAreTheUsualOnesAndTheHostsOwn) {
     const char open_ended[] = {'a', 'b', 'c'}; // not terminated
     const char *const none = nullptr;
-    EXPECT_EQ("12 -3 4294967295", format("%d %i %u", 12, -3, UINT_MAX));
-    EXPECT_EQ("-9223372036854775808 123456789012", format("%lld %ld", LLONG_MIN, 123456789012L));
+    EXPECT_EQ("-3 4294967295 -9223372036854775808", format("%i %u %lld", -3, UINT_MAX, LLONG_MIN));
     EXPECT_EQ("00042 |   42|42   |+42", format("%05d |%5d|%-5d|%+d", 42, 42, 42, 42));
     EXPECT_EQ("   42|42   |", format("%*d|%*d|", 5, 42, -5, 42));
     EXPECT_EQ("ff FF 0x1f 17", format("%x %X %#x %o", 255, 255, 31, 15));
-    EXPECT_EQ("1.500000 1.50 1.500e+00 1e+100", format("%f %.2f %.3e %g", 1.5, 1.5, 1.5, 1e100));
+    EXPECT_EQ("1.500000 2 1.500e+00 1e+100", format("%f %.0f %.3e %g", 1.5, 1.5, 1.5, 1e100));
     EXPECT_EQ("x|text|  text|text  |te", format("%c|%s|%6s|%-6s|%.2s", 'x', "text", "text", "text", "text"));
     EXPECT_EQ("ab|abc", format("%.*s|%*s", 2, open_ended, 3, open_ended));
     EXPECT_EQ("te    |    te", format("%*.*s|%*.*s", -6, 2, "text", 6, 2, "text"));
@@ -84,14 +83,9 @@ TEST_F(Messages, NotesAreLoggedAndTheRestIsKeptOfTheFailure) {
 }
 
 TEST_F(Messages, LinesAreUtf8WithoutControlCharacters) {
-    const struct {
-        const char *session, *line, *logged;
-    } cases[] = {
-        {"utf-8", "caf\xC3\xA9\x1B[2J\n", "NOTE: caf\xC3\xA9?[2J?"},
-        {"utf-8", "caf\xE9", "NOTE: caf\xC3\xA9"}, // not UTF-8
-        {"latin1", "caf\xE9", "NOTE: caf\xC3\xA9"},
-        {"shift-jis", "\x83\x65", "NOTE: \xE3\x83\x86"},
-    };
+    const char *const cases[][3] = {{"utf-8", "caf\xC3\xA9\x1B[2J\n", "NOTE: caf\xC3\xA9?[2J?"},
+                                    {"utf-8", "caf\xE9", "NOTE: caf\xC3\xA9"}, // not UTF-8
+                                    {"shift-jis", "\x83\x65", "NOTE: \xE3\x83\x86"}};
     for (const auto &[session, line, logged] : cases) {
         MemoryHost other(HostOptions{.session_encoding = session});
         ServiceCalls(other->control_block()).xpslog("%3z%s", line);

@@ -1,4 +1,4 @@
-// Small data sets in memory, to be put into sinks and collected from sources, and files for a test.
+// Small data sets in memory, to be put into sinks and collected from sources.
 #pragma once
 
 #include <vorhost/dataset.h>
@@ -7,11 +7,7 @@
 #include <vorhost/rows.h>
 
 #include <bit>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <gtest/gtest.h>
-#include <iterator>
 #include <string>
 #include <variant>
 #include <vector>
@@ -86,8 +82,8 @@ inline void put(RowSink &sink, const Table &table) {
     sink.finish();
 }
 
-class CellWriter : public RowWriter {
-  public:
+struct CellWriter : RowWriter {
+    explicit CellWriter(size_t columns) : cells(columns, Cell("not set")) {}
     void set_number(size_t column, double value) override { cells.at(column) = value; }
     void set_text(size_t column, std::string_view text) override { cells.at(column) = std::string(text); }
     std::vector<Cell> cells;
@@ -95,60 +91,18 @@ class CellWriter : public RowWriter {
 
 inline Table collect(RowSource &source) {
     Table table{source.description(), {}};
-    CellWriter writer;
+    const std::vector<Variable> &variables = table.description.variables;
     for (;;) {
-        writer.cells.clear();
-        for (const Variable &variable : table.description.variables)
-            writer.cells.push_back(variable.kind == ValueKind::numeric ? Cell(missing_value('.')) : Cell(""));
-        if (!source.next(writer))
+        CellWriter row(variables.size());
+        if (!source.next(row))
             return table;
-        for (size_t i = 0; i < writer.cells.size(); ++i) {
-            if (const auto *text = std::get_if<std::string>(&writer.cells[i].value)) {
-                EXPECT_LE(text->size(), static_cast<size_t>(table.description.variables[i].length))
-                    << "the description's lengths hold for every row";
+        for (size_t i = 0; i < variables.size(); ++i)
+            if (const auto *text = std::get_if<std::string>(&row.cells[i].value)) {
+                EXPECT_LE(text->size(), static_cast<size_t>(variables[i].length)) << "the lengths hold for every row";
             }
-        }
-        table.rows.push_back(writer.cells);
+        table.rows.push_back(row.cells);
     }
 }
-
-// A directory that goes away with the test.
-class Scratch {
-  public:
-    Scratch() {
-        std::string name = (std::filesystem::temp_directory_path() / "vordta_test_XXXXXX").string();
-        if (!mkdtemp(name.data()))
-            throw std::runtime_error("no directory for the test");
-        path_ = name;
-    }
-    ~Scratch() {
-        std::error_code ignored;
-        std::filesystem::remove_all(path_, ignored);
-    }
-    Scratch(const Scratch &) = delete;
-    Scratch &operator=(const Scratch &) = delete;
-
-    std::string file(const char *name) const { return (path_ / name).string(); }
-    std::string write(const char *name, std::string_view bytes) const {
-        std::ofstream(file(name), std::ios::binary).write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-        return file(name);
-    }
-    std::string read(const char *name) const {
-        std::ifstream stream(file(name), std::ios::binary);
-        return {std::istreambuf_iterator<char>(stream), {}};
-    }
-    // Names of all files in it, hidden ones included.
-    std::vector<std::string> files() const {
-        std::vector<std::string> names;
-        for (const auto &entry : std::filesystem::directory_iterator(path_))
-            names.push_back(entry.path().filename().string());
-        std::sort(names.begin(), names.end());
-        return names;
-    }
-
-  private:
-    std::filesystem::path path_;
-};
 
 // The sentence of the ConversionError that an action throws, after a letter for its kind: "c: ", "u: " or "m: ".
 template <typename Action>
