@@ -138,23 +138,17 @@ TEST(Buffers, WholeNumbers) {
 }
 
 TEST(MissingValues, Kinds) {
-    const struct {
-        std::uint64_t bits;
-        std::int32_t missing, kind;
-    } cases[] = {
-        {0xFFFFFF0000000000, 1, '_'}, {0xFFFFFE0000000000, 1, '.'},
-        {0xFFFFFD0000000000, 1, 'A'}, {0xFFFFE40000000000, 1, 'Z'},
-        {0xFFFFE30000000000, 1, '.'}, {0xFFFE000000000000, 0, 0},
-        {0x7FFF000000000000, 0, 0},   {0, 0, 0},
+    const std::pair<std::uint64_t, std::int32_t> kinds[] = {
+        {0xFFFFFF0000000000, '_'}, {0xFFFFFE0000000000, '.'}, {0xFFFFFD0000000000, 'A'}, {0xFFFFE40000000000, 'Z'},
+        {0xFFFFE30000000000, '.'}, {0xFFFE000000000000, 0},   {0x7FFF000000000000, 0},
     };
-    for (const auto &c : cases) {
-        SCOPED_TRACE(c.bits);
-        const double value = std::bit_cast<double>(c.bits);
-        EXPECT_EQ(wzmis(value), c.missing);
-        EXPECT_EQ(wzmism(value), c.kind);
+    for (const auto &[bits, kind] : kinds) {
+        const auto value = std::bit_cast<double>(bits);
+        EXPECT_EQ(wzmism(value), kind) << bits;
+        EXPECT_EQ(wzmis(value), kind != 0 ? 1 : 0) << bits;
         // A shortened value keeps the high bytes, which stand last.
-        const auto bytes = std::bit_cast<std::array<char, 8>>(c.bits);
-        EXPECT_EQ(wzmisl(bytes.data() + 5, 3), c.missing);
+        const auto bytes = std::bit_cast<std::array<char, 8>>(bits);
+        EXPECT_EQ(wzmisl(bytes.data() + 5, 3), kind != 0 ? 1 : 0) << bits;
     }
     EXPECT_EQ(wzmisl("\xFF", 1), 0);
 }
