@@ -1,6 +1,7 @@
 // Byte order: reversals by width and the floating-point forms, against bytes worked out by hand.
 #include "imswap.h"
 
+#include <algorithm>
 #include <array>
 #include <bit>
 #include <gtest/gtest.h>
@@ -29,15 +30,14 @@ TEST(ByteOrder, EveryRoutineReversesItsWidth) {
         {8, {from_sun_double, to_sun_double, from_sun_long8, to_sun_long8, from_mac_double64, to_mac_double64}},
         {10, {from_mac_double80}},
     };
-    for (const auto &row : rows) {
-        for (const auto routine : row.routines) {
+    for (const auto &[width, routines] : rows) {
+        for (const auto routine : routines) {
             // One byte in front, so that the value is not aligned, and one behind.
             Bytes buffer = bytes({0xEE, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 0xEE});
+            Bytes expected = buffer;
+            std::reverse(expected.begin() + 1, expected.begin() + 1 + static_cast<std::ptrdiff_t>(width));
             routine(buffer.data() + 1);
-            Bytes expected = bytes({0xEE, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 0xEE});
-            for (std::size_t i = 0; i < row.width; ++i)
-                expected[1 + i] = static_cast<unsigned char>(row.width - i);
-            EXPECT_EQ(buffer, expected) << row.width;
+            EXPECT_EQ(buffer, expected) << width;
         }
     }
 }

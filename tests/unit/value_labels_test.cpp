@@ -79,16 +79,13 @@ TEST(ValueLabels, DamagedTables) {
         {"more entries than bytes", 115, "value_labels[1].n", 4, "number of entries, 4 where at most 3 fits"},
         {"a negative count", 115, "value_labels[1].n", 0xFFFFFFFF, nullptr},
         {"texts longer than the table", 115, "value_labels[1].text_bytes", 21, "bytes of its texts"},
-        {"a huge text length", 118, "value_labels[1].text_bytes", 0xFFFFFFFF, "4294967295"},
         {"an offset behind the texts", 113, "value_labels[1].offsets", 12, "12 where at most 11 fits"},
-        {"a negative offset", 119, "value_labels[1].offsets", 0xFFFFFFFF, "offset of a text"},
         {"no room for the counts", 115, "value_labels[1].length", 7, "bytes of its counts"},
         {"a tagged length past the file", 118, "value_labels[1].length", 0xFFFFFFFF,
          "has a length of 4294967295 bytes; the file holds"},
         {"the length of a table in front", 115, "value_labels[0].length", 0x7FFFFFFF,
          "The value-label table good at byte"},
         {"more short entries than the file", 105, "value_labels[1].n", 0x7FFF, "The value-label table bad at byte"},
-        {"a negative short count", 105, "value_labels[1].n", 0x8000, nullptr},
         {"a negative short count in front", 105, "value_labels[0].n", 0xFFFF, "The value-label table good at byte"},
     };
     for (const auto &row : rows) {
