@@ -21,6 +21,7 @@ class UserFormats : public vor::test::ConversionTest {
         make_unique_format(self.get(), format, variable.c_str(), &names, is_character ? 1 : 0);
         return format;
     }
+
     vor::test::CatalogMap catalog;
     outnamestruct *names = nullptr;
 };

@@ -50,9 +50,9 @@ TEST(ValueLabels, FoundByNameInEveryRelease) {
             for (Row &row : file.rows)
                 row.push_back("x");
             file.value_labels = {{"first", {{-2, "minus tw"}, {300, "x"}}},
-                                 {"empty", {}},
                                  {"Abc", {{1, "a"}, {3, "exactly8"}, {1, "again"}}},
-                                 {"abc", {{9, "another"}}}};
+                                 {"abc", {{9, "another"}}},
+                                 {"empty", {}}};
             LabelledFile opened(build(file));
             ASSERT_EQ(opened.set_up(), 0) << release << opened.message();
             const List abc = {{1, "a"}, {3, "exactly8"}, {1, "again"}};
@@ -86,6 +86,7 @@ TEST(ValueLabels, DamagedTables) {
         {"the length of a table in front", 115, "value_labels[0].length", 0x7FFFFFFF,
          "The value-label table good at byte"},
         {"more short entries than the file", 105, "value_labels[1].n", 0x7FFF, "The value-label table bad at byte"},
+        {"a negative short count", 105, "value_labels[1].n", 0x8000, nullptr},
         {"a negative short count in front", 105, "value_labels[0].n", 0xFFFF, "The value-label table good at byte"},
     };
     for (const auto &row : rows) {
