@@ -127,12 +127,9 @@ TEST(Descriptors, DamagedFiles) {
         {118, "<varnames>", 1, 'V', 1, "Didn't see the |varnames| element.  Got -> |<Varnames>|"},
     };
     for (const auto &row : rows) {
-        Offsets places;
-        std::string bytes = build(all_types(row.release), &places);
-        patch_number(bytes, places.at(row.place) + row.behind, row.value, row.width, ByteOrder::little);
-        DriverFile opened(bytes);
+        DriverFile opened(with_number(all_types(row.release), row.place, row.value, row.width, row.behind));
         EXPECT_EQ(opened.set_up(), ERROR_INPUT_INVALID) << row.message;
-        EXPECT_NE(opened.message().find(row.message), std::string::npos) << row.message << " in " << opened.message();
+        EXPECT_TRUE(opened.says(row.message)) << row.message << " in " << opened.message();
     }
 }
 

@@ -63,6 +63,15 @@ TEST(LongStrings, Padding) {
     }
 }
 
+// The depth of a tree whose nodes all tell the truth about their balance; a large number otherwise.
+int balanced_height(const avlstruct *node) {
+    if (node == nullptr)
+        return 0;
+    const int left = balanced_height(node->lchild);
+    const int right = balanced_height(node->rchild);
+    return right - left == node->bf && std::abs(node->bf) <= 1 ? std::max(left, right) + 1 : 1000000;
+}
+
 // Keys in whatever order the file has them, enough of them for many blocks of memory.
 TEST(LongStrings, AnyOrderOfKeys) {
     StataFile file = two_variables(118, ByteOrder::little);
@@ -85,6 +94,7 @@ TEST(LongStrings, AnyOrderOfKeys) {
         DriverFile opened(build(file));
         std::int32_t status = 0;
         EXPECT_TRUE(opened.read_all(status) == expected) << order[0].observation << opened.message();
+        EXPECT_LE(balanced_height(&opened.in.indsn->head_avl_shared_string->avlrec), 18); // 1.44 times log2 of 6000
     }
 }
 
@@ -119,8 +129,6 @@ TEST(LongStrings, TextsThatAreCut) {
 TEST(LongStrings, DamagedSections) {
     StataFile file = two_variables(118, ByteOrder::big);
     file.rows = {{"abc", 1, "de"}};
-    Offsets places;
-    const std::string whole = build(file, &places);
     const struct {
         const char *place;
         std::uint64_t value;
@@ -137,11 +145,9 @@ TEST(LongStrings, DamagedSections) {
         {"<strls>", 0x20, 1, ERROR_INPUT_INVALID, "<strls> not found in the stata file"},
     };
     for (const auto &row : rows) {
-        std::string bytes = whole;
-        patch_number(bytes, places.at(row.place), row.value, row.width, ByteOrder::big);
-        DriverFile opened(bytes);
+        DriverFile opened(with_number(file, row.place, row.value, row.width));
         EXPECT_EQ(opened.set_up(), row.status) << row.message;
-        EXPECT_TRUE(row.status == 0 || opened.message().find(row.message) != std::string::npos) << opened.message();
+        EXPECT_TRUE(row.status == 0 || opened.says(row.message)) << opened.message();
     }
 }
 
@@ -151,12 +157,12 @@ TEST(LongStrings, CutSections) {
     StataFile file = two_variables(117, ByteOrder::little);
     file.rows = {{std::string(70000, 'z'), 1, "de"}};
     Offsets places;
-    std::string whole = build(file, &places);
-    patch_number(whole, places.at("map") + 8 * MAP_VALUE_LABELS, 0, 8, ByteOrder::little);
+    build(file, &places);
+    const std::string whole = with_number(file, "map", 0, 8, 8 * MAP_VALUE_LABELS);
     for (const char *place : {"strls", "gso[0].observation", "gso[0].text", "gso[1]", "gso[1].text", "</strls>"}) {
         DriverFile opened(whole.substr(0, places.at(place) + 1));
         EXPECT_EQ(opened.set_up(), ERROR_READ) << place;
-        EXPECT_NE(opened.message().find("too short"), std::string::npos) << place << opened.message();
+        EXPECT_TRUE(opened.says("too short")) << place << opened.message();
     }
 }
 

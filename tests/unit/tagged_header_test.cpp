@@ -64,7 +64,7 @@ TEST(TaggedHeader, WhatIsRefused) {
         OpenedHeader opened(row.elements);
         headerrec header{};
         EXPECT_EQ(parse_xml_header(&opened.in, &header), row.status) << row.message;
-        EXPECT_NE(opened.message().find(row.message), std::string::npos) << row.message << " in " << opened.message();
+        EXPECT_TRUE(opened.says(row.message)) << row.message << " in " << opened.message();
     }
 }
 
@@ -132,7 +132,7 @@ TEST(TaggedElement, Characteristics) {
     for (const auto &row : rows) {
         OpenedElement opened(row.contents, MOST_SIGNIFICANT_FIRST);
         EXPECT_EQ(skip_xml_expansion_records(&opened.in), row.status) << row.contents;
-        EXPECT_NE(opened.message().find(row.message), std::string::npos) << row.message << " in " << opened.message();
+        EXPECT_TRUE(opened.says(row.message)) << row.message << " in " << opened.message();
         if (row.status == 0) {
             EXPECT_EQ(opened.file.at(), row.contents.size()) << row.contents;
         }

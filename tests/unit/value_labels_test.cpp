@@ -93,16 +93,10 @@ TEST(ValueLabels, DamagedTables) {
         SCOPED_TRACE(row.what);
         StataFile file = labelled(row.release, ByteOrder::big, {"bad"});
         file.value_labels = {{"good", {{1, "one"}}}, {"bad", {{1, "12345"}, {2, "67890"}}}, {"last", {{3, "abcdefg"}}}};
-        Offsets places;
-        std::string bytes = build(file, &places);
-        patch_number(bytes, places.at(row.place), row.value, row.release < 108 ? 2 : 4, ByteOrder::big);
-        LabelledFile opened(bytes);
-        EXPECT_EQ(opened.set_up(), row.message == nullptr ? 0 : ERROR_INPUT_INVALID);
-        if (row.message == nullptr) {
-            EXPECT_EQ(opened.variable(0).innamevalues, nullptr);
-        } else {
-            EXPECT_NE(opened.message().find(row.message), std::string::npos) << opened.message();
-        }
+        LabelledFile opened(with_number(file, row.place, row.value, row.release < 108 ? 2 : 4));
+        const bool refused = row.message != nullptr;
+        EXPECT_EQ(opened.set_up(), refused ? ERROR_INPUT_INVALID : 0);
+        EXPECT_TRUE(refused ? opened.says(row.message) : opened.labels(0).empty()) << opened.message();
     }
 }
 
@@ -110,10 +104,7 @@ TEST(ValueLabels, DamagedTables) {
 TEST(ValueLabels, DamageBehindTheWantedTable) {
     StataFile file = labelled(115, ByteOrder::little, {"good"});
     file.value_labels = {{"good", {{1, "one"}}}, {"bad", {{1, "x"}}}};
-    Offsets places;
-    std::string bytes = build(file, &places);
-    patch_number(bytes, places.at("value_labels[1].length"), 0x7FFFFFFF, 4, ByteOrder::little);
-    LabelledFile opened(bytes);
+    LabelledFile opened(with_number(file, "value_labels[1].length", 0x7FFFFFFF, 4));
     ASSERT_EQ(opened.set_up(), 0) << opened.message();
     EXPECT_EQ(opened.labels(0), (List{{1, "one"}}));
     innamevaluestruct *list = nullptr;
@@ -141,18 +132,13 @@ TEST(ValueLabels, EndsOfTheArea) {
 
     LabelledFile cut_name(bytes + std::string(20, '\0'));
     EXPECT_EQ(cut_name.set_up(), ERROR_READ);
-    EXPECT_NE(cut_name.message().find("expected 40 bytes of a value-label table at byte"), std::string::npos)
-        << cut_name.message();
+    EXPECT_TRUE(cut_name.says("expected 40 bytes of a value-label table at byte")) << cut_name.message();
 }
 
 // A file that holds fewer observations than it says has no table area.
 TEST(ValueLabels, NotBelievedBehindMissingObservations) {
     for (const std::uint64_t observations : {3ULL, 0x7FFFFFFFULL}) {
-        StataFile file = labelled(115, ByteOrder::little, {"yn"});
-        Offsets places;
-        std::string bytes = build(file, &places);
-        patch_number(bytes, places.at("N"), observations, 4, ByteOrder::little);
-        LabelledFile opened(bytes);
+        LabelledFile opened(with_number(labelled(115, ByteOrder::little, {"yn"}), "N", observations, 4));
         EXPECT_EQ(opened.set_up(), 0) << opened.message();
         EXPECT_EQ(opened.variable(0).innamevalues, nullptr);
     }
