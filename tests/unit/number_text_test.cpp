@@ -3,11 +3,13 @@
 #include "imglue_number_text.h"
 #include "imglue_text.h"
 
+#include <algorithm>
 #include <cfloat>
 #include <cmath>
 #include <cstdlib>
 #include <gtest/gtest.h>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -153,7 +155,7 @@ TEST_F(NumberText, BestForm) {
     const struct {
         std::int32_t width;
         double value;
-        const char *expected;
+        const char *expected; // behind "1" where the number does not fit
     } cases[] = {
         {8, MISSING_SENTINEL, "       ."},
         {4, RANGE_HIGH, "high"},

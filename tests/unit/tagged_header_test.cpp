@@ -86,7 +86,7 @@ TEST(TaggedElement, Forms) {
         std::int64_t length;
         std::int32_t status;
         std::size_t position; // afterwards
-        std::string message;
+        const char *message;  // a part of it
     } rows[] = {
         {"<map>abc</map>.", 3, 0, 14, ""},
         {"<map>.", ITEM_OPENS, 0, 5, ""},
@@ -95,17 +95,16 @@ TEST(TaggedElement, Forms) {
         {"<Map>abc</map>", 3, ERROR_INPUT_INVALID, 0, "Didn't see the |map| element.  Got -> |<Map>|"},
         {"<mapp>abc</mapp>", 3, ERROR_INPUT_INVALID, 0, "Didn't see the |map| element.  Got -> |<mapp|"},
         {"<map>abc<\1map>"s, 3, ERROR_INPUT_INVALID, 14, "Didn't see end for |map| element.  Got -> |<?map>|"},
-        {"<ma", 3, ERROR_READ, 3, "%1zThe Stata file is too short: expected 5 bytes of map at byte 0, found 3."},
-        {"<map>\7\0\0\0ab</map>"s, ITEM_SKIPPED, ERROR_READ, 16,
-         "%1zThe Stata file is too short: expected 6 bytes of map at byte 16, found 1."},
+        {"<ma", 3, ERROR_READ, 3, "expected 5 bytes of map at byte 0, found 3."},
+        {"<map>\7\0\0\0ab</map>"s, ITEM_SKIPPED, ERROR_READ, 16, "expected 6 bytes of map at byte 16, found 1."},
         {"<map>\xff\xff\xff\xff"s, ITEM_SKIPPED, ERROR_INPUT_INVALID, 9,
-         "%1zThe element <map> at byte 9 has a length of 4294967295 bytes; the file holds 0 more."},
+         "The element <map> at byte 9 has a length of 4294967295 bytes; the file holds 0 more."},
     };
     for (const auto &row : rows) {
         OpenedElement opened(row.contents);
         std::string storage(3, '\0');
         EXPECT_EQ(parse_xml_item(&opened.in, "map", row.length, storage.data()), row.status) << row.contents;
-        EXPECT_EQ(opened.message(), row.message);
+        EXPECT_TRUE(opened.says(row.message)) << opened.message();
         if (row.status != ERROR_READ) {
             EXPECT_EQ(opened.file.at(), row.position) << row.contents;
         }
