@@ -52,6 +52,7 @@ TEST(ValueLabels, FoundByNameInEveryRelease) {
             file.value_labels = {{"first", {{-2, "minus tw"}, {300, "x"}}},
                                  {"Abc", {{1, "a"}, {3, "exactly8"}, {1, "again"}}},
                                  {"abc", {{9, "another"}}},
+                                 {" abc", {{8, "nobody's"}}},
                                  {"empty", {}}};
             LabelledFile opened(build(file));
             ASSERT_EQ(opened.set_up(), 0) << release << opened.message();
