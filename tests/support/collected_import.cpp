@@ -39,6 +39,18 @@ std::string value_text(const std::string &text) {
     return "'" + text + "'";
 }
 
+std::string ranges_text(const UserFormat &format) {
+    std::string text;
+    for (const FormatRange &range : format.ranges) {
+        std::visit([&text](const auto &value) { text += value_text(value); }, range.start);
+        for (const std::string &label : range.labels) {
+            text += '=' + label;
+        }
+        text += ' ';
+    }
+    return text;
+}
+
 FormatCatalogs::Written CatalogMap::write(const std::string &library, const std::string &catalog,
                                           const UserFormat &format, bool keep_existing) {
     last_place = library + "." + catalog;

@@ -17,6 +17,8 @@ namespace vor::test {
 // "1.5", ".", ".a", "'text'".
 std::string value_text(double number);
 std::string value_text(const std::string &text);
+// The ranges of a format, each as "first value=label=label ".
+std::string ranges_text(const UserFormat &format);
 
 // User formats of every catalog by name; libraries and catalogs are not told apart.
 class CatalogMap : public FormatCatalogs {

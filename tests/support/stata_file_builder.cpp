@@ -6,13 +6,10 @@
 #include "release_layout.h"
 #include "stata_values.h"
 
-#include <array>
 #include <stdexcept>
 
 namespace vor::test {
 namespace {
-
-constexpr std::size_t map_entries = 14;
 
 bool is_numeric(const Type &type) {
     return type.kind <= Type::Kind::float64;
@@ -28,11 +25,7 @@ class FileWriter {
 
     void write() {
         try {
-            if (layout_.tagged) {
-                write_tagged();
-            } else {
-                write_binary();
-            }
+            write_file();
         } catch (const std::invalid_argument &fault) {
             const std::string cell = ", row " + std::to_string(row_) + ", column " + std::to_string(column_);
             refuse(out_.last_mark + (out_.last_mark == "data" ? cell : "") + ": " + fault.what());
@@ -43,31 +36,71 @@ class FileWriter {
     ByteWriter &out() { return out_; }
 
   private:
-    void write_binary() {
-        write_binary_header();
-        write_types();
-        write_names();
-        write_sort_list();
-        write_formats();
-        write_value_label_names();
-        write_variable_labels();
-        write_expansion_fields();
-        out_.mark("data");
-        write_rows();
-        out_.mark("value_labels");
-        write_label_tables();
+    void write_file() {
+        if (layout_.tagged) {
+            map_.push_back(0);
+            out_.tag("stata_dta");
+            write_tagged_header();
+            section("map", [this] { out_.zeros(8 * 14); });
+        } else {
+            write_binary_header();
+        }
+        section("variable_types", [this] { write_types(); });
+        section("varnames", [this] { write_fields(&Variable::name, layout_.name_bytes); });
+        section("sortlist", [this] { out_.zeros(layout_.sort_entry_bytes * (file_.variables.size() + 1)); });
+        section("formats", [this] { write_fields(&Variable::format, layout_.format_bytes); });
+        section("value_label_names", [this] { write_fields(&Variable::value_label, layout_.name_bytes); });
+        section("variable_labels", [this] { write_fields(&Variable::label, layout_.variable_label_bytes); });
+        section("characteristics", [this] { layout_.tagged ? write_characteristics() : write_expansion_fields(); });
+        section("data", [this] { write_rows(); });
+        if (layout_.tagged) {
+            section("strls", [this] { write_strls(); });
+        }
+        section("value_labels", [this] { write_label_tables(); });
+        if (layout_.tagged) {
+            map_.push_back(out_.bytes.size());
+            out_.close("stata_dta");
+            map_.push_back(out_.bytes.size());
+            fill_map();
+        }
+    }
+
+    // An element of a tagged file; of a binary file, its content alone.
+    template <class Content>
+    void element(const std::string &name, Content content) {
+        layout_.tagged ? out_.open(name) : out_.mark(name);
+        content();
+        if (layout_.tagged) {
+            out_.close(name);
+        }
+    }
+
+    // An element that the map of a tagged file tells the place of.
+    template <class Content>
+    void section(const std::string &name, Content content) {
+        map_.push_back(out_.bytes.size());
+        element(name, content);
+    }
+
+    void fill_map() {
+        std::string positions;
+        for (const std::size_t position : map_) {
+            positions += number_bytes(position, 8, file_.order);
+        }
+        patch(out_.bytes, out_.offsets.at("map"), positions);
+    }
+
+    void mark_number(const std::string &name, std::uint64_t value, std::size_t width) {
+        out_.mark(name);
+        out_.number(value, width);
     }
 
     void write_binary_header() {
-        out_.mark("release");
-        out_.number(static_cast<std::uint64_t>(file_.release), 1);
-        out_.mark("byte_order");
-        out_.number(file_.order == ByteOrder::big ? 1 : 2, 1);
-        out_.mark("file_type");
-        out_.number(1, 1);
+        mark_number("release", static_cast<std::uint64_t>(file_.release), 1);
+        mark_number("byte_order", file_.order == ByteOrder::big ? 1 : 2, 1);
+        mark_number("file_type", 1, 1);
         out_.zeros(1);
-        write_variable_count();
-        write_observation_count();
+        write_counts();
         out_.mark("data_label");
         out_.field(file_.data_label, layout_.data_label_bytes);
         if (layout_.timestamp_bytes != 0) {
@@ -76,17 +109,33 @@ class FileWriter {
         out_.field(file_.timestamp, layout_.timestamp_bytes);
     }
 
-    void write_variable_count() {
-        out_.mark("K");
-        out_.number(file_.variables.size(), layout_.variable_count_bytes);
+    void write_tagged_header() {
+        out_.tag("header");
+        element("release", [this] { out_.raw(std::to_string(file_.release)); });
+        out_.tag("byteorder");
+        out_.mark("byte_order");
+        out_.raw(file_.order == ByteOrder::big ? "MSF" : "LSF");
+        out_.close("byteorder");
+        write_counts();
+        write_short_text("label", "data_label", file_.data_label, layout_.data_label_length_bytes);
+        write_short_text("timestamp", "timestamp", file_.timestamp, 1);
+        out_.close("header");
     }
-    void write_observation_count() {
-        out_.mark("N");
-        out_.number(file_.rows.size(), layout_.observation_count_bytes);
+
+    void write_counts() {
+        element("K", [this] { out_.number(file_.variables.size(), layout_.variable_count_bytes); });
+        element("N", [this] { out_.number(file_.rows.size(), layout_.observation_count_bytes); });
+    }
+
+    void write_short_text(const char *tag, const std::string &name, const std::string &text, std::size_t length_bytes) {
+        out_.tag(tag);
+        mark_number(name + ".length", text.size(), length_bytes);
+        out_.mark(name);
+        out_.raw(text);
+        out_.close(tag);
     }
 
     void write_types() {
-        out_.mark("variable_types");
         for (const Variable &variable : file_.variables) {
             out_.number(type_code(variable.type), layout_.types->code_bytes);
         }
@@ -112,27 +161,6 @@ class FileWriter {
         }
     }
 
-    void write_names() {
-        out_.mark("varnames");
-        write_fields(&Variable::name, layout_.name_bytes);
-    }
-    void write_sort_list() {
-        out_.mark("sortlist");
-        out_.zeros(layout_.sort_entry_bytes * (file_.variables.size() + 1));
-    }
-    void write_formats() {
-        out_.mark("formats");
-        write_fields(&Variable::format, layout_.format_bytes);
-    }
-    void write_value_label_names() {
-        out_.mark("value_label_names");
-        write_fields(&Variable::value_label, layout_.name_bytes);
-    }
-    void write_variable_labels() {
-        out_.mark("variable_labels");
-        write_fields(&Variable::label, layout_.variable_label_bytes);
-    }
-
     void write_fields(std::string Variable::*text, std::size_t width) {
         for (const Variable &variable : file_.variables) {
             out_.field(variable.*text, width);
@@ -150,7 +178,6 @@ class FileWriter {
 
     // Characteristics are fields of type 1.
     void write_expansion_fields() {
-        out_.mark("characteristics");
         std::vector<ExpansionField> fields;
         for (const Characteristic &characteristic : file_.characteristics) {
             fields.push_back({1, characteristic_body(characteristic)});
@@ -206,27 +233,20 @@ class FileWriter {
     }
 
     void write_strl_cell(const Cell &cell) {
-        StrlRecord record{static_cast<std::uint32_t>(column_), row_, 0, {}};
+        const StrlReference place{column_, row_};
         if (const auto *target = std::get_if<StrlReference>(&cell.value)) {
             write_reference(*target);
-            return;
-        }
-        if (const auto *text = std::get_if<std::string>(&cell.value)) {
-            if (text->empty()) {
-                write_reference({0, 0});
-                return;
-            }
-            record.type = 130;
-            record.bytes = *text + '\0';
         } else if (const auto *data = std::get_if<BinaryText>(&cell.value)) {
-            record.type = 129;
-            record.bytes = data->bytes;
+            strls_.push_back({static_cast<std::uint32_t>(column_), row_, 129, data->bytes});
+            write_reference(place);
+        } else if (const auto *text = std::get_if<std::string>(&cell.value); text != nullptr && text->empty()) {
+            write_reference({0, 0});
+        } else if (text != nullptr) {
+            strls_.push_back({static_cast<std::uint32_t>(column_), row_, 130, *text + '\0'});
+            write_reference(place);
         } else {
             write_cell(Type::strl, cell);
-            return;
         }
-        strls_.push_back(record);
-        write_reference({column_, row_});
     }
 
     void write_reference(StrlReference target) {
@@ -258,15 +278,14 @@ class FileWriter {
         for (const LabelEntry &entry : table.entries) {
             write_cell(type, entry.value);
         }
+        out_.mark(name + ".texts");
     }
 
     void write_short_text_table(const LabelTable &table, const std::string &name) {
         out_.mark(name);
-        out_.mark(name + ".n");
-        out_.number(table.entries.size(), 2);
+        mark_number(name + ".n", table.entries.size(), 2);
         write_label_name(table, name);
         write_label_values(table, Type::int16, name);
-        out_.mark(name + ".texts");
         for (const LabelEntry &entry : table.entries) {
             out_.field(entry.text, 8);
         }
@@ -274,77 +293,20 @@ class FileWriter {
 
     void write_text_area_table(const LabelTable &table, const std::string &name) {
         std::string texts;
-        std::vector<std::size_t> text_offsets;
+        std::string text_offsets;
         for (const LabelEntry &entry : table.entries) {
-            text_offsets.push_back(texts.size());
+            text_offsets += number_bytes(texts.size(), 4, file_.order);
             texts += entry.text + '\0';
         }
         out_.mark(name);
-        out_.mark(name + ".length");
-        out_.number(8 + 8 * table.entries.size() + texts.size(), 4);
+        mark_number(name + ".length", 8 + 8 * table.entries.size() + texts.size(), 4);
         write_label_name(table, name);
-        out_.mark(name + ".n");
-        out_.number(table.entries.size(), 4);
-        out_.mark(name + ".text_bytes");
-        out_.number(texts.size(), 4);
+        mark_number(name + ".n", table.entries.size(), 4);
+        mark_number(name + ".text_bytes", texts.size(), 4);
         out_.mark(name + ".offsets");
-        for (const std::size_t offset : text_offsets) {
-            out_.number(offset, 4);
-        }
+        out_.raw(text_offsets);
         write_label_values(table, Type::int32, name);
-        out_.mark(name + ".texts");
         out_.raw(texts);
-    }
-
-    void write_tagged() {
-        out_.tag("stata_dta");
-        write_tagged_header();
-        out_.open("map");
-        out_.zeros(8 * map_entries);
-        out_.close("map");
-        write_element("variable_types", &FileWriter::write_types);
-        write_element("varnames", &FileWriter::write_names);
-        write_element("sortlist", &FileWriter::write_sort_list);
-        write_element("formats", &FileWriter::write_formats);
-        write_element("value_label_names", &FileWriter::write_value_label_names);
-        write_element("variable_labels", &FileWriter::write_variable_labels);
-        write_element("characteristics", &FileWriter::write_characteristics);
-        write_element("data", &FileWriter::write_rows);
-        write_element("strls", &FileWriter::write_strls);
-        write_element("value_labels", &FileWriter::write_label_tables);
-        out_.close("stata_dta");
-        fill_map();
-    }
-
-    void write_element(const std::string &name, void (FileWriter::*content)()) {
-        out_.open(name);
-        (this->*content)();
-        out_.close(name);
-    }
-
-    void write_tagged_header() {
-        out_.tag("header");
-        out_.open("release");
-        out_.raw(std::to_string(file_.release));
-        out_.close("release");
-        out_.tag("byteorder");
-        out_.mark("byte_order");
-        out_.raw(file_.order == ByteOrder::big ? "MSF" : "LSF");
-        out_.close("byteorder");
-        write_element("K", &FileWriter::write_variable_count);
-        write_element("N", &FileWriter::write_observation_count);
-        out_.tag("label");
-        out_.mark("data_label.length");
-        out_.number(file_.data_label.size(), layout_.data_label_length_bytes);
-        out_.mark("data_label");
-        out_.raw(file_.data_label);
-        out_.close("label");
-        out_.tag("timestamp");
-        out_.number(file_.timestamp.size(), 1);
-        out_.mark("timestamp");
-        out_.raw(file_.timestamp);
-        out_.close("timestamp");
-        out_.close("header");
     }
 
     void write_characteristics() {
@@ -368,45 +330,20 @@ class FileWriter {
             const StrlRecord &record = strls_[i];
             out_.mark(name);
             out_.raw("GSO");
-            out_.mark(name + ".variable");
-            out_.number(record.variable, 4);
-            out_.mark(name + ".observation");
-            out_.number(record.observation, layout_.gso_observation_bytes);
-            out_.mark(name + ".type");
-            out_.number(record.type, 1);
-            out_.mark(name + ".length");
-            out_.number(record.bytes.size(), 4);
+            mark_number(name + ".variable", record.variable, 4);
+            mark_number(name + ".observation", record.observation, layout_.gso_observation_bytes);
+            mark_number(name + ".type", record.type, 1);
+            mark_number(name + ".length", record.bytes.size(), 4);
             out_.mark(name + ".text");
             out_.raw(record.bytes);
         }
-    }
-
-    void fill_map() {
-        static constexpr std::array<const char *, map_entries - 1> targets = {"<stata_dta>",
-                                                                              "<map>",
-                                                                              "<variable_types>",
-                                                                              "<varnames>",
-                                                                              "<sortlist>",
-                                                                              "<formats>",
-                                                                              "<value_label_names>",
-                                                                              "<variable_labels>",
-                                                                              "<characteristics>",
-                                                                              "<data>",
-                                                                              "<strls>",
-                                                                              "<value_labels>",
-                                                                              "</stata_dta>"};
-        std::string map;
-        for (const char *target : targets) {
-            map += number_bytes(out_.offsets.at(target), 8, file_.order);
-        }
-        map += number_bytes(out_.bytes.size(), 8, file_.order);
-        patch(out_.bytes, out_.offsets.at("map"), map);
     }
 
     const StataFile &file_;
     const ReleaseLayout &layout_;
     ByteWriter out_;
     std::vector<StrlRecord> strls_; // of the rows written so far
+    std::vector<std::size_t> map_;  // where the sections begin
     std::size_t row_ = 0;           // the cell being written, from 1
     std::size_t column_ = 0;
 };

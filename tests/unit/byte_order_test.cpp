@@ -1,6 +1,7 @@
 // Byte order: reversals by width and the floating-point forms, against bytes worked out by hand.
 #include "imswap.h"
 
+#include <algorithm>
 #include <array>
 #include <bit>
 #include <gtest/gtest.h>
@@ -29,33 +30,28 @@ TEST(ByteOrder, EveryRoutineReversesItsWidth) {
         {8, {from_sun_double, to_sun_double, from_sun_long8, to_sun_long8, from_mac_double64, to_mac_double64}},
         {10, {from_mac_double80}},
     };
-    for (const auto &row : rows) {
-        for (const auto routine : row.routines) {
+    for (const auto &[width, routines] : rows) {
+        for (const auto routine : routines) {
             // One byte in front, so that the value is not aligned, and one behind.
             Bytes buffer = bytes({0xEE, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 0xEE});
+            Bytes expected = buffer;
+            std::reverse(expected.begin() + 1, expected.begin() + 1 + static_cast<std::ptrdiff_t>(width));
             routine(buffer.data() + 1);
-            Bytes expected = bytes({0xEE, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 0xEE});
-            for (std::size_t i = 0; i < row.width; ++i)
-                expected[1 + i] = static_cast<unsigned char>(row.width - i);
-            EXPECT_EQ(buffer, expected) << row.width;
+            EXPECT_EQ(buffer, expected) << width;
         }
     }
 }
 
 TEST(ByteOrder, ReversalOfAnyLength) {
-    const struct {
-        std::int16_t length;
-        Bytes expected;
-    } cases[] = {
-        {-1, bytes({1, 2, 3, 4, 5})}, {0, bytes({1, 2, 3, 4, 5})}, {1, bytes({1, 2, 3, 4, 5})},
-        {2, bytes({2, 1, 3, 4, 5})},  {3, bytes({3, 2, 1, 4, 5})}, {5, bytes({5, 4, 3, 2, 1})},
-    };
     for (const auto routine : {from_sun_for_length, to_sun_for_length, from_mac_for_length, to_mac_for_length}) {
-        for (const auto &c : cases) {
-            Bytes buffer = bytes({1, 2, 3, 4, 5});
-            routine(buffer.data(), c.length);
-            EXPECT_EQ(buffer, c.expected) << c.length;
-        }
+        Bytes buffer = bytes({1, 2, 3, 4, 5});
+        for (std::int16_t length = -1; length <= 1; ++length)
+            routine(buffer.data(), length);
+        EXPECT_EQ(buffer, bytes({1, 2, 3, 4, 5}));
+        routine(buffer.data(), 2);
+        EXPECT_EQ(buffer, bytes({2, 1, 3, 4, 5}));
+        routine(buffer.data(), 5);
+        EXPECT_EQ(buffer, bytes({5, 4, 3, 1, 2}));
     }
 }
 
@@ -70,8 +66,6 @@ const struct {
     {-2.5, bytes({0x20, 0xC1, 0, 0, 0, 0, 0, 0}), bytes({0xC0, 0x00, 0xA0, 0, 0, 0, 0, 0, 0, 0})},
     {0x1.23456789ABCDEp+10, bytes({0x91, 0x45, 0xB3, 0xA2, 0xD5, 0xC4, 0xF0, 0xE6}),
      bytes({0x40, 0x09, 0x91, 0xA2, 0xB3, 0xC4, 0xD5, 0xE6, 0xF0, 0x00})},
-    {-1e-5, bytes({0x27, 0xB8, 0xAC, 0xC5, 0x1B, 0x47, 0x88, 0x47}),
-     bytes({0xBF, 0xEE, 0xA7, 0xC5, 0xAC, 0x47, 0x1B, 0x47, 0x88, 0x00})},
     {1.5e38, bytes({0xE1, 0x7F, 0xE5, 0xB1, 0x0F, 0xF9, 0x50, 0x94}),
      bytes({0x40, 0x7D, 0xE1, 0xB1, 0xE5, 0xF9, 0x0F, 0x94, 0x50, 0x00})},
 };

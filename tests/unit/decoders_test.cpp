@@ -1,6 +1,7 @@
 // Every decoder on stored bits, in both byte orders. Expected numbers are written out, dates come from the calendar of
 // the standard library.
 #include "driver_file.h"
+#include "stata_values.h"
 
 #include <bit>
 #include <chrono>
@@ -16,9 +17,8 @@ constexpr double MINUTES_TO_1960 = 31557600;
 
 double minutes_to(int year, unsigned month, unsigned day) {
     using namespace std::chrono;
-    const sys_days origin = year_month_day{std::chrono::year{1899}, std::chrono::month{12}, std::chrono::day{31}};
-    const sys_days date = year_month_day{std::chrono::year{year}, std::chrono::month{month}, std::chrono::day{day}};
-    return static_cast<double>((date - origin).count()) * 1440;
+    const sys_days date = std::chrono::year{year} / std::chrono::month{month} / std::chrono::day{day};
+    return static_cast<double>((date - sys_days{1899y / 12 / 31}).count()) * 1440;
 }
 
 // Decodes one value that stands at byte 3 of a record.
@@ -41,13 +41,6 @@ struct Decoder {
     innamerecord variable{};
 };
 
-std::string in_order(std::uint64_t bits, std::size_t width, ByteOrder order) {
-    std::string bytes;
-    for (std::size_t i = 0; i < width; ++i)
-        bytes += static_cast<char>(bits >> 8 * (order == ByteOrder::big ? width - 1 - i : i));
-    return bytes;
-}
-
 std::uint64_t bits_of(double number) {
     return std::bit_cast<std::uint64_t>(number);
 }
@@ -55,8 +48,7 @@ std::uint64_t bits_of(double number) {
 constexpr std::int32_t UNTOUCHED = 7;
 
 TEST(Decoders, NumbersAndMissingValues) {
-    const double missing_value = MISSING_SENTINEL;
-    EXPECT_EQ(bits_of(missing_value), 0xFE6DDD4BAA009303);
+    const auto missing_value = std::bit_cast<double>(0xFE6DDD4BAA009303);
     const struct {
         decoder_code code;
         std::int32_t release;
@@ -65,74 +57,56 @@ TEST(Decoders, NumbersAndMissingValues) {
         double number;
         std::int32_t miss_char = UNTOUCHED;
     } rows[] = {
-        {DECODE_BYTE, 115, 1, 100, 100},
         {DECODE_BYTE, 115, 1, 101, missing_value, 0},
-        {DECODE_BYTE, 115, 1, 102, missing_value, 'a'},
         {DECODE_BYTE, 115, 1, 127, missing_value, 'z'},
-        {DECODE_BYTE, 115, 1, 0x80, -128},
         {DECODE_BYTE, 112, 1, 126, 126},
         {DECODE_BYTE, 103, 1, 127, missing_value},
         {DECODE_SHORT, 113, 2, 32740, 32740},
         {DECODE_SHORT, 113, 2, 32741, missing_value, 0},
-        {DECODE_SHORT, 113, 2, 32742, missing_value, 'a'},
         {DECODE_SHORT, 119, 2, 32767, missing_value, 'z'},
-        {DECODE_SHORT, 119, 2, 0x8000, -32768},
         {DECODE_SHORT, 110, 2, 32741, 32741},
         {DECODE_SHORT, 110, 2, 32767, missing_value},
         {DECODE_LONG, 117, 4, 2147483620, 2147483620},
         {DECODE_LONG, 117, 4, 2147483621, missing_value, 0},
-        {DECODE_LONG, 117, 4, 2147483622, missing_value, 'a'},
         {DECODE_LONG, 117, 4, 2147483647, missing_value, 'z'},
-        {DECODE_LONG, 117, 4, 0x80000000, -2147483648.0},
-        {DECODE_LONG, 104, 4, 2147483646, 2147483646},
         {DECODE_LONG, 104, 4, 2147483647, missing_value},
-        {DECODE_FLOAT, 115, 4, 0x3FC00000, 1.5},
         {DECODE_FLOAT, 115, 4, 0x7EFFFFFF, 0x1.fffffep126},
         {DECODE_FLOAT, 115, 4, 0x7F000000, missing_value, 0},
         {DECODE_FLOAT, 115, 4, 0x7F000800, missing_value, 'a'},
         {DECODE_FLOAT, 115, 4, 0x7F00D000, missing_value, 'z'},
         {DECODE_FLOAT, 115, 4, 0x7F00D100, missing_value, 0},
         {DECODE_FLOAT, 115, 4, 0x7FC00000, missing_value, 0},
+        {DECODE_FLOAT, 111, 4, 0x7FC00000, missing_value},
         {DECODE_FLOAT, 115, 4, 0xFF000000, -0x1p127},
         {DECODE_FLOAT, 111, 4, 0x7F000800, 0x1.001p127},
         {DECODE_FLOAT, 111, 4, 0x7F000000, missing_value},
-        {DECODE_FLOAT, 111, 4, 0x7FC00000, missing_value},
-        {DECODE_DOUBLE, 115, 8, 0xBFF8000000000000, -1.5},
         {DECODE_DOUBLE, 115, 8, 0x7FDFFFFFFFFFFFFF, 0x1.fffffffffffffp1022},
         {DECODE_DOUBLE, 115, 8, 0x7FE0000000000000, missing_value, 0},
-        {DECODE_DOUBLE, 115, 8, 0x7FE0010000000000, missing_value, 'a'},
         {DECODE_DOUBLE, 118, 8, 0x7FE01A0000000000, missing_value, 'z'},
         {DECODE_DOUBLE, 118, 8, 0x7FE01B0000000000, missing_value, 0},
-        {DECODE_DOUBLE, 118, 8, 0x7FF8000000000000, missing_value, 0},
         {DECODE_DOUBLE, 108, 8, 0x54C0000000000000, 0x1p333},
         {DECODE_DOUBLE, 108, 8, 0x7FE0000000000000, missing_value},
+        {DECODE_DOUBLE, 108, 8, 0x7FF8000000000000, missing_value},
+        {DECODE_DOUBLE, 118, 8, 0x7FF8000000000000, missing_value, 0},
         {DECODE_DOUBLE, 105, 8, 0x54C0000000000000, missing_value},
         {DECODE_DOUBLE, 105, 8, 0x7FE0000000000000, 0x1p1023},
-        {DECODE_DATE_LONG, 115, 4, 2147483622, missing_value, 'a'},
         {DECODE_DATE_DOUBLE, 110, 8, 0x7FE0000000000000, missing_value},
         {DECODE_DATE_BYTE, 110, 1, 0xFF, MINUTES_TO_1960 - 1440},
-        {DECODE_DATE_BYTE, 118, 1, 1, MINUTES_TO_1960 + 1440},
-        {DECODE_DATE_SHORT, 105, 2, 1, MINUTES_TO_1960 + 1440},
         {DECODE_DATE_SHORT, 118, 2, 0xFFFF, MINUTES_TO_1960 - 1440},
         {DECODE_DATE_LONG, 108, 4, 2, MINUTES_TO_1960 + 2880},
         {DECODE_DATE_FLOAT, 108, 4, 0x3F000000, MINUTES_TO_1960 + 720},
-        {DECODE_DATE_FLOAT, 118, 4, 0x3F000000, MINUTES_TO_1960 + 720},
         {DECODE_DATE_DOUBLE, 105, 8, 0, MINUTES_TO_1960},
         {DECODE_TIME_LONG, 118, 4, 3600000, 60},
-        {DECODE_TIME_LONG, 118, 4, 2147483621, missing_value, 0},
         {DECODE_TIME_DOUBLE, 117, 8, bits_of(90000), 1.5},
-        {DECODE_TIME_DOUBLE, 117, 8, 0x7FE0020000000000, missing_value, 'b'},
-        {DECODE_DATETIME_DOUBLE, 118, 8, 0, MINUTES_TO_1960},
         {DECODE_DATETIME_DOUBLE, 118, 8, bits_of(-30000), MINUTES_TO_1960 - 0.5},
         {DECODE_NO_NUMBER, 118, 0, 0, missing_value},
-        {DECODE_NO_NUMBER, 105, 0, 0, missing_value},
     };
     for (const auto &row : rows) {
         for (const ByteOrder order : {ByteOrder::little, ByteOrder::big}) {
             mivex_num_struct output = {.num = 0, .miss_char = UNTOUCHED};
-            Decoder(row.release, order).run(row.code, in_order(row.bits, row.width, order), &output, 8);
-            EXPECT_EQ(output.num, row.number) << row.code << " of " << row.release << ": " << row.bits;
-            EXPECT_EQ(output.miss_char, row.miss_char) << row.code << " of " << row.release << ": " << row.bits;
+            Decoder(row.release, order).run(row.code, number_bytes(row.bits, row.width, order), &output, 8);
+            EXPECT_EQ(std::pair(output.num, output.miss_char), std::pair(row.number, row.miss_char))
+                << row.code << " of " << row.release << ": " << row.bits;
         }
     }
 }
@@ -143,29 +117,18 @@ TEST(Decoders, DateUnits) {
         double value;
         double minutes;
     } rows[] = {
-        {0, 0, minutes_to(1960, 1, 1)},
-        {'d', -21915, minutes_to(1899, 12, 31)},
-        {'d', 0.25, minutes_to(1960, 1, 1) + 360},
-        {'c', 14669, minutes_to(2000, 2, 29)},
-        {'w', 51, minutes_to(1960, 12, 23)},
-        {'w', 52, minutes_to(1961, 1, 1)},
-        {'w', -1, minutes_to(1959, 12, 25)},
-        {'m', 0, minutes_to(1960, 1, 1)},
-        {'m', -1, minutes_to(1959, 12, 1)},
-        {'m', -13, minutes_to(1958, 12, 1)},
-        {'m', 481.9, minutes_to(2000, 2, 1)},
-        {'q', 3, minutes_to(1960, 10, 1)},
-        {'q', -1, minutes_to(1959, 10, 1)},
-        {'h', 3, minutes_to(1961, 7, 1)},
-        {'h', -1, minutes_to(1959, 7, 1)},
+        {'d', -21915, minutes_to(1899, 12, 31)}, {'c', 14669, minutes_to(2000, 2, 29)},
+        {'w', 52, minutes_to(1961, 1, 1)},       {'w', -1, minutes_to(1959, 12, 25)},
+        {'m', -1, minutes_to(1959, 12, 1)},      {'m', -13, minutes_to(1958, 12, 1)},
+        {'m', 481.9, minutes_to(2000, 2, 1)},    {'q', -1, minutes_to(1959, 10, 1)},
+        {'h', 3, minutes_to(1961, 7, 1)},        {'h', -1, minutes_to(1959, 7, 1)},
         {'y', 2000, minutes_to(2000, 1, 1)},
-        {'y', 1900, minutes_to(1900, 1, 1)},
     };
     for (const auto &row : rows) {
         Decoder decoder(118, ByteOrder::little);
         decoder.variable.innametempnum = row.unit;
         mivex_num_struct output = {.num = 0, .miss_char = 0};
-        decoder.run(DECODE_DATE_DOUBLE, in_order(bits_of(row.value), 8, ByteOrder::little), &output, 8);
+        decoder.run(DECODE_DATE_DOUBLE, number_bytes(bits_of(row.value), 8, ByteOrder::little), &output, 8);
         EXPECT_EQ(output.num, row.minutes) << row.unit << row.value;
     }
     for (const char unit : "hmqwy"s) { // beyond 32 bits a value counts as the largest
@@ -174,47 +137,26 @@ TEST(Decoders, DateUnits) {
     }
 }
 
-TEST(Decoders, Texts) {
+TEST(Decoders, PaddedTexts) {
     const struct {
         decoder_code code;
         std::string field;
-        std::int32_t width;  // innamelength
-        std::int64_t length; // asked for
-        std::string text;
+        std::string text; // as long as asked for
         std::int32_t data_length;
     } rows[] = {
-        {DECODE_TEXT, "ab\0\0\0"s, 5, 5, "ab   ", 2},
-        {DECODE_TEXT, "ab\0cd"s, 5, 5, "ab   ", 2},
-        {DECODE_TEXT, "abcde", 5, 5, "abcde", 5},
-        {DECODE_TEXT, "\0bcde"s, 5, 5, "     ", 0},
-        {DECODE_TEXT, " a  \0"s, 5, 5, " a   ", 2},
-        {DECODE_TEXT, std::string(20, ' '), 20, 20, std::string(20, ' '), 0},
-        {DECODE_TEXT, "a" + std::string(19, ' '), 20, 20, "a" + std::string(19, ' '), 1},
-        {DECODE_TEXT, std::string(8, ' ') + "b" + std::string(8, ' '), 17, 17,
-         std::string(8, ' ') + "b" + std::string(8, ' '), 9},
-        {DECODE_TEXT, "x", 1, 1, "x", 1},
-        {DECODE_PADDED_TEXT, "abc", 3, 6, "abc   ", 3},
-        {DECODE_PADDED_TEXT, "abcdef", 6, 2, "ab", 2},
-        {DECODE_PADDED_TEXT,
-         "a\x1a"
-         "cd",
-         4, 6, "a     ", 1},
-        {DECODE_PADDED_TEXT,
-         "a\x1b"
-         "c\0"s,
-         4, 6,
-         "a\x1b"
-         "c   ",
-         3},
-        {DECODE_NO_TEXT, "", 4, 4, "    ", 0},
+        {DECODE_TEXT, " a  \0"s, " a   ", 2},
+        {DECODE_TEXT, "ab\0cd"s, "ab   ", 2},
+        {DECODE_PADDED_TEXT, "abc", "abc   ", 3},
+        {DECODE_PADDED_TEXT, "abcdef", "ab", 2},
+        {DECODE_PADDED_TEXT, "a\x1B|\x1A|", "a\x1B|   ", 3},
+        {DECODE_NO_TEXT, "abcd", "    ", 0},
     };
     for (const auto &row : rows) {
         Decoder decoder(118, ByteOrder::little);
-        decoder.variable.innamelength = row.width;
-        decoder.variable.innameactuallen = row.width;
+        decoder.variable.innamelength = decoder.variable.innameactuallen = static_cast<std::int32_t>(row.field.size());
         decoder.variable.data_length = 99;
         std::string output(row.text.size() + 1, '#');
-        decoder.run(row.code, row.field, output.data(), row.length);
+        decoder.run(row.code, row.field, output.data(), std::ssize(row.text));
         EXPECT_EQ(output, row.text + "#") << row.field;
         EXPECT_EQ(decoder.variable.data_length, row.data_length) << row.field;
     }
@@ -222,32 +164,22 @@ TEST(Decoders, Texts) {
 
 // Every width up to past two words, with the NUL at every place in it and behind it, blanks before it, and text behind.
 TEST(Decoders, TextEndsAtItsNulInFieldsOfAnyWidth) {
+    Decoder decoder(118, ByteOrder::little);
     for (std::size_t width = 1; width <= 26; ++width)
         for (std::size_t end = 0; end <= width; ++end)
             for (std::size_t blanks = 0; blanks <= end; ++blanks) {
+                SCOPED_TRACE(std::to_string(width) + ' ' + std::to_string(end) + ' ' + std::to_string(blanks));
                 std::string field(width, '\x81');
                 field.replace(end - blanks, blanks, blanks, ' ');
                 if (end < width)
                     field[end] = '\0';
-                Decoder decoder(118, ByteOrder::little);
                 decoder.variable.innamelength = static_cast<std::int32_t>(width);
                 std::vector<char> output(width, '#');
                 decoder.run(DECODE_TEXT, field, output.data(), static_cast<std::int64_t>(width));
-                std::string expected(end - blanks, '\x81');
-                EXPECT_EQ(decoder.variable.data_length, expected.size()) << width << " " << end << " " << blanks;
-                expected.resize(width, ' ');
-                EXPECT_EQ(std::string(output.begin(), output.end()), expected) << width << " " << end << " " << blanks;
+                EXPECT_EQ(decoder.variable.data_length, end - blanks);
+                EXPECT_EQ(std::string(output.begin(), output.end()),
+                          std::string(end - blanks, '\x81') + std::string(width - end + blanks, ' '));
             }
-}
-
-TEST(Decoders, OtherCodesDoNotExist) {
-    const std::string known = "\4\5\12\13\14\15\16\17\20\22\24\25\26\27\32\37\41\42";
-    for (char code = 0; code < 50; ++code) {
-        const bool exists = code != 0 && known.find(code) != std::string::npos;
-        for (const missing_family missing : {MISSING_SINGLE, MISSING_EXTENDED})
-            for (const std::int32_t order : {LEAST_SIGNIFICANT_FIRST, MOST_SIGNIFICANT_FIRST})
-                EXPECT_EQ(find_decoder(code, missing, order) != nullptr, exists) << int{code};
-    }
 }
 
 } // namespace

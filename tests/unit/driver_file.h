@@ -20,6 +20,15 @@ namespace vor::test {
 // What the driver delivers for one value: a number, a missing value, or a text without its trailing blanks.
 using DriverCell = std::variant<double, Missing, std::string>;
 
+// The file with another number at a named place, or so many bytes behind it.
+inline std::string with_number(const StataFile &file, const std::string &place, std::uint64_t value, std::size_t width,
+                               std::size_t behind = 0) {
+    Offsets places;
+    std::string bytes = build(file, &places);
+    patch_number(bytes, places.at(place) + behind, value, width, file.order);
+    return bytes;
+}
+
 class DriverFile {
   public:
     explicit DriverFile(std::string contents) : bytes(std::move(contents)) {
@@ -36,6 +45,7 @@ class DriverFile {
 
     std::int32_t set_up() { return procs.dindbssetup(&in); }
     std::string_view message() const { return message_.data(); }
+    bool says(std::string_view part) const { return message().find(part) != std::string_view::npos; }
 
     innamerecord &variable(std::size_t index) {
         innamerecord *found = in.firstname;

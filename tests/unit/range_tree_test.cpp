@@ -4,7 +4,6 @@
 #include "ztrebdf.h"
 
 #include <algorithm>
-#include <list>
 #include <numeric>
 #include <random>
 
@@ -15,6 +14,11 @@ struct Node {
     double number;
     std::array<unsigned char, 2> bytes;
 };
+
+Node node_of(double key) {
+    const auto whole = static_cast<unsigned>(key);
+    return {{}, key, {static_cast<unsigned char>(whole >> 8), static_cast<unsigned char>(whole)}};
+}
 
 // Depth of the tree; checks every balance and appends the keys in order.
 int inspect(const TREE *tree, std::vector<double> &keys) {
@@ -54,19 +58,17 @@ TEST_F(RangeTree, EveryOrderOfInsertionStaysSortedAndBalanced) {
         std::ranges::shuffle(orders[i], random);
     for (const auto &c : comparisons) {
         for (const auto &order : orders) {
-            std::list<Node> nodes;
             TREE *root = nullptr;
-            const auto insert = [&](double key) {
-                const auto whole = static_cast<unsigned>(key);
-                nodes.push_back({{}, key, {static_cast<unsigned char>(whole >> 8), static_cast<unsigned char>(whole)}});
-                return ztrebdf(&root, &nodes.back().links, c.len, static_cast<std::int32_t>(c.offset), c.func);
+            const auto insert = [&](Node &node) {
+                return ztrebdf(&root, &node.links, c.len, static_cast<std::int32_t>(c.offset), c.func);
             };
-            std::vector<TREE *> made;
-            for (const double key : order) {
-                made.push_back(insert(key));
-                ASSERT_EQ(made.back(), &nodes.back().links);
-            }
-            EXPECT_EQ(insert(order[41]), made[41]);
+            std::vector<Node> nodes;
+            for (const double key : order)
+                nodes.push_back(node_of(key));
+            for (Node &node : nodes)
+                ASSERT_EQ(insert(node), &node.links);
+            Node equal = node_of(order[41]);
+            EXPECT_EQ(insert(equal), &nodes[41].links);
             std::vector<double> keys;
             EXPECT_LE(inspect(root, keys), 13); // 1.44 log2 600
             if (!c.ascending)

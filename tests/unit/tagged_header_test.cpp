@@ -20,26 +20,22 @@ const std::string COUNTS_118 = "<K>\2\0</K><N>\3\0\0\0\0\0\0\0</N>"s;
 
 TEST(TaggedHeader, WhatIsAccepted) {
     const struct {
-        const char *what;
         std::string elements;
         int byte_order;
     } rows[] = {
-        {"upper case names",
-         "<RELEASE>118</RELEASE><ByteOrder>MSF</ByteOrder><k>\0\2</k><n>\0\0\0\0\0\0\0\3</n></HEADER>"s, 1},
-        {"no byte order", "<release>118</release>" + COUNTS_118 + "</header>", 2},
-        {"byte order behind the counts", "<release>118</release>" + COUNTS_118 + "<byteorder>LSF</byteorder></header>",
-         2},
-        {"an unknown element", "<release>118</release><extra>x</extra>" + COUNTS_118 + "</header>", 2},
-        {"an empty label", "<release>118</release><label>\0\0</label>"s + COUNTS_118 + "</header>", 2},
+        {"<RELEASE>118</RELEASE><ByteOrder>MSF</ByteOrder><k>\0\2</k><n>\0\0\0\0\0\0\0\3</n></HEADER>"s, 1},
+        {"<release>118</release>" + COUNTS_118 + "</header>", 2},
+        {"<release>118</release>" + COUNTS_118 + "<byteorder>LSF</byteorder></header>", 2},
+        {"<release>118</release><extra>x</extra>" + COUNTS_118 + "</header>", 2},
+        {"<release>118</release><label>\0\0</label>"s + COUNTS_118 + "</header>", 2},
     };
     for (const auto &row : rows) {
         OpenedHeader opened(row.elements);
         headerrec header{};
-        EXPECT_EQ(parse_xml_header(&opened.in, &header), 0) << row.what << opened.message();
-        EXPECT_EQ(header.byteorder, row.byte_order) << row.what;
-        EXPECT_EQ(header.nvar_2byte, 2) << row.what;
-        EXPECT_EQ(header.nobs_8byte, 3) << row.what;
-        EXPECT_STREQ(header.datalabel, "") << row.what;
+        EXPECT_EQ(parse_xml_header(&opened.in, &header), 0) << row.elements << opened.message();
+        EXPECT_EQ(std::tuple(header.byteorder, header.nvar_2byte, header.nobs_8byte), std::tuple(row.byte_order, 2, 3))
+            << row.elements;
+        EXPECT_STREQ(header.datalabel, "") << row.elements;
     }
 }
 
@@ -51,17 +47,13 @@ TEST(TaggedHeader, WhatIsRefused) {
         const char *message; // a part of it
     } rows[] = {
         {"<release>120</release>", ERROR_INPUT_INVALID, "is of release 120"},
-        {"<release>115</release>", ERROR_INPUT_INVALID, "is of release 115"},
         {"<release>11", ERROR_READ, "expected 3 bytes of the release at byte 28, found 2"},
         {"<K>\2\0</K>"s, ERROR_INPUT_INVALID, "has <K> before byte 22, where <release> is expected first"},
         {"</header>", ERROR_INPUT_INVALID, "without the element <release>"},
         {start + "<N>\3\0\0\0\0\0\0\0</N></header>"s, ERROR_INPUT_INVALID, "without the element <K>"},
-        {start + "<K>\3\0</K></header>"s, ERROR_INPUT_INVALID, "without the element <N>"},
-        {start + "<N>\3\0\0"s, ERROR_READ, "expected 8 bytes of the number of observations at byte 44, found 3"},
         {start + "<label>\x41\1"s + std::string(321, 'x'), ERROR_INPUT_INVALID,
          "has a length of 321 bytes; at most 320"},
         {start + "<label>\x10\0abc"s, ERROR_READ, "expected 16 bytes of the data label at byte 50, found 3"},
-        {start + "<timestamp>\xff"s + "abc", ERROR_READ, "expected 255 bytes of the time stamp"},
         {start + "<>", ERROR_READ, "has no name"},
         {start + "<" + std::string(33, 'x') + ">", ERROR_INPUT_INVALID, "is longer than 32 bytes"},
         {start + COUNTS_118, ERROR_READ, "expected 1 bytes of the header"},
@@ -72,7 +64,7 @@ TEST(TaggedHeader, WhatIsRefused) {
         OpenedHeader opened(row.elements);
         headerrec header{};
         EXPECT_EQ(parse_xml_header(&opened.in, &header), row.status) << row.message;
-        EXPECT_NE(opened.message().find(row.message), std::string::npos) << row.message << " in " << opened.message();
+        EXPECT_TRUE(opened.says(row.message)) << row.message << " in " << opened.message();
     }
 }
 
@@ -94,29 +86,25 @@ TEST(TaggedElement, Forms) {
         std::int64_t length;
         std::int32_t status;
         std::size_t position; // afterwards
-        std::string message;
+        const char *message;  // a part of it
     } rows[] = {
         {"<map>abc</map>.", 3, 0, 14, ""},
-        {"<map></map>.", ITEM_EMPTY, 0, 11, ""},
         {"<map>.", ITEM_OPENS, 0, 5, ""},
         {"</map>.", ITEM_CLOSES, 0, 6, ""},
         {"<map>\2\0\0\0ab</map>."s, ITEM_SKIPPED, 0, 17, ""},
         {"<Map>abc</map>", 3, ERROR_INPUT_INVALID, 0, "Didn't see the |map| element.  Got -> |<Map>|"},
         {"<mapp>abc</mapp>", 3, ERROR_INPUT_INVALID, 0, "Didn't see the |map| element.  Got -> |<mapp|"},
-        {"<map>abcd</map>", 3, ERROR_INPUT_INVALID, 14, "Didn't see end for |map| element.  Got -> |d</map|"},
         {"<map>abc<\1map>"s, 3, ERROR_INPUT_INVALID, 14, "Didn't see end for |map| element.  Got -> |<?map>|"},
-        {"<ma", 3, ERROR_READ, 3, "%1zThe Stata file is too short: expected 5 bytes of map at byte 0, found 3."},
-        {"<map>ab", 3, ERROR_READ, 7, "%1zThe Stata file is too short: expected 3 bytes of map at byte 5, found 2."},
-        {"<map>\7\0\0\0ab</map>"s, ITEM_SKIPPED, ERROR_READ, 16,
-         "%1zThe Stata file is too short: expected 6 bytes of map at byte 16, found 1."},
+        {"<ma", 3, ERROR_READ, 3, "expected 5 bytes of map at byte 0, found 3."},
+        {"<map>\7\0\0\0ab</map>"s, ITEM_SKIPPED, ERROR_READ, 16, "expected 6 bytes of map at byte 16, found 1."},
         {"<map>\xff\xff\xff\xff"s, ITEM_SKIPPED, ERROR_INPUT_INVALID, 9,
-         "%1zThe element <map> at byte 9 has a length of 4294967295 bytes; the file holds 0 more."},
+         "The element <map> at byte 9 has a length of 4294967295 bytes; the file holds 0 more."},
     };
     for (const auto &row : rows) {
         OpenedElement opened(row.contents);
         std::string storage(3, '\0');
         EXPECT_EQ(parse_xml_item(&opened.in, "map", row.length, storage.data()), row.status) << row.contents;
-        EXPECT_EQ(opened.message(), row.message);
+        EXPECT_TRUE(opened.says(row.message)) << opened.message();
         if (row.status != ERROR_READ) {
             EXPECT_EQ(opened.file.at(), row.position) << row.contents;
         }
@@ -134,19 +122,16 @@ TEST(TaggedElement, Characteristics) {
         std::int32_t status;
         const char *message; // a part of it
     } rows[] = {
-        {open + close, 0, "Didn't see the |ch| element.  Got -> |</ch|"},
         {open + "<ch>\0\0\0\2ab</ch><ch>\0\0\0\0</ch>"s + close, 0, "Didn't see the |ch| element.  Got -> |</ch|"},
         {open + "<ch>\0\0\0\2abc</ch>"s + close, ERROR_INPUT_INVALID,
          "Didn't see end for |ch| element.  Got -> |c</ch|"},
         {open + "<ch>\0\1\0\0ab</ch>"s + close, ERROR_INPUT_INVALID, "has a length of 65536 bytes"},
-        {open + "<cx>" + close, ERROR_INPUT_INVALID, "Didn't see end for |characteristics| element.  Got -> |<cx></"},
         {open + "<ch>\0\0\0\2ab</ch>"s, ERROR_READ, "expected 4 bytes of ch at byte 32, found 0"},
-        {"<variables>", ERROR_READ, "expected 17 bytes of characteristics"},
     };
     for (const auto &row : rows) {
         OpenedElement opened(row.contents, MOST_SIGNIFICANT_FIRST);
         EXPECT_EQ(skip_xml_expansion_records(&opened.in), row.status) << row.contents;
-        EXPECT_NE(opened.message().find(row.message), std::string::npos) << row.message << " in " << opened.message();
+        EXPECT_TRUE(opened.says(row.message)) << row.message << " in " << opened.message();
         if (row.status == 0) {
             EXPECT_EQ(opened.file.at(), row.contents.size()) << row.contents;
         }

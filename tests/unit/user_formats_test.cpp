@@ -2,6 +2,7 @@
 #include "collected_import.h"
 #include "conversion_test.h"
 #include "imglue_user_formats.h"
+#include "wzst.h"
 
 #include <algorithm>
 #include <list>
@@ -20,15 +21,6 @@ class UserFormats : public vor::test::ConversionTest {
         make_unique_format(self.get(), format, variable.c_str(), &names, is_character ? 1 : 0);
         return format;
     }
-    // The format in the catalog as "value=label ...".
-    std::string stored(const std::string &name) {
-        std::string text;
-        for (const vor::FormatRange &range : catalog.formats[name].ranges) {
-            std::visit([&text](const auto &value) { text += vor::test::value_text(value); }, range.start);
-            text += '=' + range.labels[0].substr(0, 20) + ' ';
-        }
-        return text;
-    }
 
     vor::test::CatalogMap catalog;
     outnamestruct *names = nullptr;
@@ -43,17 +35,14 @@ TEST_F(UserFormats, Names) {
         {"AGE", false, "AGE"},
         {"age", false, "age_1A"},
         {"city", true, "$city"},
-        {"2005", false, "F2005A"},
         {"20051231", false, "F200512A"},
-        {"DATE", false, "DATEA"},
+        {"DATE", false, "DATEA"}, // the host's
         {"rate-b", false, "rateZb"},
-        {"rate-bx", false, "rate_bx"},
-        {"neighbourhood", true, "$neighb"},
         {"x_c", false, "xZc"},
         {"\xC3\xA9t", false, "__t"},
         {"longname1", false, "longnam"},
-        {"Q1A", false, "Q1A"},
         {"longname2", false, "longna1A"},
+        {"Q1A", false, "Q1A"},
         {"Q1", false, "Q1_1A"}, // Q1A is another's
         {"", false, "FA"},
         {"", true, "$FA"},
@@ -70,49 +59,57 @@ TEST_F(UserFormats, Names) {
     }
 }
 
-TEST_F(UserFormats, Building) {
-    std::list<std::string> texts;
-    std::list<innamevaluestruct> entries;
-    const auto label = [&](std::string value, std::string text) -> innamevaluestruct & {
-        innamevaluestruct &entry = entries.emplace_back();
-        entry.valuetype = 1;
-        entry.startvalue = texts.emplace_back(std::move(value)).data();
-        entry.displayvalue = texts.emplace_back(std::move(text)).data();
-        if (entries.size() > 1)
-            std::prev(entries.end(), 2)->nextvalue = &entry;
-        return entry;
-    };
-    const auto number = [](double value) { return std::string(reinterpret_cast<const char *>(&value), sizeof value); };
-    label(number(2), "no");
-    label(number(1), "yes");
-    label(number(1), "maybe");
-    label(number(3), "skipped").valuetype = 2;
-    label(number(-0.5), std::string(40000, 'x'));
-    char name[] = "answer";
+std::string bytes_of(double number) {
+    return std::string(reinterpret_cast<const char *>(&number), sizeof number);
+}
+
+class BuiltFormats : public UserFormats {
+  protected:
+    BuiltFormats() { variable.innamename = name; }
+    void add(const std::string &value, const std::string &label) {
+        create_value_list_entry_character(self.get(), value.data(), static_cast<std::int32_t>(value.size()),
+                                          static_cast<std::int32_t>(label.size()), label.data(), &list, &last);
+    }
+    std::int32_t build(const char *format, std::int32_t is_number) {
+        return mivex_build_format_entry(self.get(), &variable, list, format, is_number);
+    }
+
+    char name[7] = "answer";
     innamerecord variable{};
-    variable.innamename = name;
+    innamevaluestruct *list = nullptr, *last = nullptr;
+};
+
+TEST_F(BuiltFormats, OfNumbers) {
     variable.innameoutf[0] = variable.innameoutf[1] = 9;
-    EXPECT_EQ(mivex_build_format_entry(self.get(), &variable, &entries.front(), "ANSWER", 1), 0);
-    EXPECT_EQ(stored("ANSWER"), "-0.5=xxxxxxxxxxxxxxxxxxxx 1=yes 2=no ");
+    add(bytes_of(2), "no");
+    add(bytes_of(1), "yes");
+    add(bytes_of(1), "maybe");
+    add(bytes_of(3), "skipped");
+    last->valuetype = 2;
+    add(bytes_of(-0.5), std::string(40000, 'x'));
+    EXPECT_EQ(build("ANSWER", 1), 0);
+    EXPECT_EQ(vor::test::ranges_text(catalog.formats["ANSWER"]), "-0.5=" + std::string(32767, 'x') + " 1=yes 2=no ");
     EXPECT_EQ(catalog.last_place, "WORK.FORMATS");
     EXPECT_STREQ(variable.innameof, "ANSWER");
     EXPECT_EQ(variable.innameoutf[0] + variable.innameoutf[1], 0);
     EXPECT_TRUE(host->log.contains("A value label of the variable answer has 40000 bytes and is cut to 32767."));
+}
 
-    // Text values lose their trailing white space; the catalog is the options'.
-    entries.clear();
-    label("a b \t ", "padded");
-    label("a b", "the same value");
+// Text values lose their trailing white space; the catalog is the options'.
+TEST_F(BuiltFormats, OfTexts) {
+    add("a b \t ", "padded");
+    add("a b", "the same value");
     std::memcpy(options.fmtlib, "LIB     ", 8);
     options.fmtliblen = 3;
     std::memcpy(options.fmtmem, "LABELS", 6);
     options.fmtmemlen = 6;
-    EXPECT_EQ(mivex_build_format_entry(self.get(), &variable, &entries.front(), "$A", 0), 0);
-    EXPECT_EQ(stored("$A"), "'a b'=padded ");
+    EXPECT_EQ(build("$A", 0), 0);
+    EXPECT_EQ(vor::test::ranges_text(catalog.formats["$A"]), "'a b'=padded ");
     EXPECT_EQ(catalog.last_place, "LIB.LABELS");
-    host->log.lines.clear();
+}
 
-    // Failures of the builder are said and done with; only the variable must keep the format's name.
+// Failures of the builder are said and done with; only the variable must keep the format's name.
+TEST_F(BuiltFormats, Failures) {
     static std::int32_t answer;
     replace(xfwrfmt, [](SERVICE_ID, const char *, std::int32_t, XFRWSTR *) { return answer; });
     static Lines codes;
@@ -123,12 +120,12 @@ TEST_F(UserFormats, Building) {
     });
     for (const std::int32_t code : {static_cast<std::int32_t>(FORMAT_NOT_REPLACED), -5, 5}) {
         answer = code;
-        EXPECT_EQ(mivex_build_format_entry(self.get(), &variable, nullptr, "EMPTY", 1), 0);
+        EXPECT_EQ(build("EMPTY", 1), 0);
     }
     leave_blocks(1); // the name, then not the builder
-    EXPECT_EQ(mivex_build_format_entry(self.get(), &variable, &entries.front(), "$A", 0), 0);
+    EXPECT_EQ(build("$A", 0), 0);
     leave_blocks(0);
-    EXPECT_EQ(mivex_build_format_entry(self.get(), &variable, &entries.front(), "$A", 0), ERROR_MEMORY);
+    EXPECT_EQ(build("$A", 0), ERROR_MEMORY);
     EXPECT_EQ(codes, (Lines{"-5", std::to_string(HOST_NO_MEMORY)}));
     EXPECT_EQ(host->log.text(), "NOTE: NUMFMT was not replaced due to the NOREPLACE option\n");
 }
@@ -158,26 +155,14 @@ class GrabbedFormats : public UserFormats {
 
 TEST_F(GrabbedFormats, FromTheCatalog) {
     catalog.formats["MIXED"] = {.name = "MIXED", .ranges = {{1.0, 5.0, {"range"}}, {7.0, 7.0, {"seven"}}}};
-    catalog.formats["$TEXT"] = {
-        .name = "$TEXT", .kind = vor::ValueKind::character, .ranges = {{"a", "c", {"range"}}, {"x y", "x y", {"one"}}}};
     catalog.formats["WORDS"] = {.name = "WORDS", .kind = vor::ValueKind::character, .ranges = {{"a", "a", {"one"}}}};
     catalog.formats["SEVERAL"] = {.name = "SEVERAL", .multilabel = true, .ranges = {{1.0, 1.0, {"a", "b"}}}};
-    const struct {
-        const char *name;
-        const char *expected;
-        const char *line;
-    } cases[] = {
-        {"MIXED", "0 7=seven", ""},
-        {"$TEXT", "0 x y=one", ""},
-        {"WORDS", "0", ""}, // of text, for a numeric variable
-        {"SEVERAL", "1", "Format SEVERAL is MULTILABEL. It will be ignored."},
-        {"NOWHERE", "0", ""},
-    };
-    for (const auto &c : cases) {
-        host->log.lines.clear();
-        EXPECT_EQ(grab(c.name, *c.name != '$'), c.expected);
-        EXPECT_EQ(host->log.text(), *c.line == '\0' ? "" : std::string("NOTE: ") + c.line + '\n');
-    }
+    EXPECT_EQ(grab("MIXED"), "0 7=seven");
+    EXPECT_EQ(grab("WORDS"), "0"); // of text, for a numeric variable
+    EXPECT_EQ(grab("NOWHERE"), "0");
+    EXPECT_EQ(host->log.text(), "");
+    EXPECT_EQ(grab("SEVERAL"), "1");
+    EXPECT_EQ(host->log.text(), "NOTE: Format SEVERAL is MULTILABEL. It will be ignored.\n");
     // Without memory for the catalog's records the format is not usable, later the export ends.
     std::string seen;
     for (int blocks = 0; blocks < 20; ++blocks) {
@@ -211,6 +196,7 @@ TEST_F(GrabbedFormats, BuiltInFormatsAreNotLookedUp) {
 TEST_F(GrabbedFormats, RecordsOfEveryKind) {
     static HEADSTR header;
     static TREE *first;
+    first = nullptr;
     replace(xfrdfmt, [](SERVICE_ID, const char *, std::int32_t, XFRWSTR *format) {
         format->hp = &header;
         format->rp = first;
@@ -218,21 +204,19 @@ TEST_F(GrabbedFormats, RecordsOfEveryKind) {
     });
     std::list<ILABELSTR_NCF> labels;
     std::list<std::array<std::uint64_t, 16>> blocks;
-    TREE *last = nullptr;
-    const auto add = [&]<class Range>(Range range, char label) { // label 0: none; 'p': not a text
-        range.u.label =
-            label == 0 ? nullptr
-                       : &labels.emplace_back(ILABELSTR_NCF{
-                             .rectype = label == 'p' ? std::int8_t{7} : LABEL_TEXT, .length = 1, .label = {label}});
+    TREE **end = &first;
+    const auto add = [&](auto range, char label, std::int8_t label_type = LABEL_TEXT) {
+        labels.push_back({.rectype = label_type, .length = 1, .label = {label}});
+        range.u.label = label == '-' ? nullptr : &labels.back();
         auto *node = reinterpret_cast<TREE *>(blocks.emplace_back().data());
         std::memcpy(node + 1, &range, sizeof range);
-        (last == nullptr ? first : last->rlink) = node;
-        last = node;
+        *end = node;
+        end = &node->rlink;
     };
-    const auto in_16 = [](std::int8_t type, const std::string &start, const std::string &end) {
+    const auto in_16 = [](std::int8_t type, const std::string &start, const std::string &end_of_range) {
         IRANGESTR_C16 range{type, 0, {}, {}, {}};
-        (start + std::string(16, ' ')).copy(range.start, 16);
-        (end + std::string(16, ' ')).copy(range.end, 16);
+        vzmp(start.data(), static_cast<std::int32_t>(start.size()), range.start, 16);
+        vzmp(end_of_range.data(), static_cast<std::int32_t>(end_of_range.size()), range.end, 16);
         return range;
     };
     add(IRANGESTR_C_S{RANGE_CHARACTER_VALUE, 3, {}, 0, "abc"}, 'a');
@@ -241,8 +225,8 @@ TEST_F(GrabbedFormats, RecordsOfEveryKind) {
     add(in_16(RANGE_CHARACTER_VALUE_16, "sixteen", "ignored"), 'd');
     add(in_16(RANGE_CHARACTER_INTERVAL_16, "from", "to"), 'e');
     add(in_16(RANGE_CHARACTER_INTERVAL_16, "exactly 16 bytes", ""), 'f');
-    add(IRANGESTR_C_S{RANGE_CHARACTER_VALUE, 1, {}, 0, "u"}, 0);
-    add(IRANGESTR_C_S{RANGE_CHARACTER_VALUE, 1, {}, 0, "p"}, 'p');
+    add(IRANGESTR_C_S{RANGE_CHARACTER_VALUE, 1, {}, 0, "u"}, '-');
+    add(IRANGESTR_C_S{RANGE_CHARACTER_VALUE, 1, {}, 0, "p"}, 'p', 7);              // no text
     for (const double number : {2.0, std::bit_cast<double>(0xFFFFFD0000000000)}) { // and .A, which is no value
         IRANGESTR_N_S range{RANGE_NUMERIC_VALUE, 0, {}, {}};
         wzcsdbl(&number, range.start);
