@@ -48,6 +48,7 @@ TEST(ImportFormats, DriverNamesBecomeHostFormats) {
         // Only the first rule counts: the display format hides the input format, and the other way round.
         {CLASS_DOUBLE, {"fixed", 5}, {"dollar", 0}, {"", 5}, {"DOLLAR", 12}},
         {CLASS_DOUBLE, {}, {"dollar", 0}, {}, {"NLMNY", 12}},
+        {CLASS_DOUBLE, {"mdy", 0}, {"comma", 6}, {"MDY", 0}, {"COMMA", 6}},
         // Names.
         {CLASS_DOUBLE, {"LongInformat", 4}, {"muchlonger", 4}, {"LONGINFO", 4}, {"MUCHLONG", 4}},
         {CLASS_DOUBLE, {"two words", 4}, {"MDY  ", 8}, {"TWO", 4}, {"MMDDYY", 8}},

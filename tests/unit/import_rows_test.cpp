@@ -117,7 +117,8 @@ TEST_F(ImportRows, Numbers) {
         {CLASS_DATE, 31557600 - 0.0000004, 0, 0},
         {CLASS_TIME, 0.0166666666, 0, 1},
         {CLASS_TIME, 0.5 / 60, 0, 0.5},
-        {CLASS_DATETIME, 31557600 + 1.00001, 0, 60}, // within a thousandth of a second
+        {CLASS_TIME, 1.0001 / 60, 0, 1.0001 / 60 * 60}, // farther than a millionth of a second
+        {CLASS_DATETIME, 31557600 + 1.00001, 0, 60},    // within a thousandth of a second
         {CLASS_DATETIME, 31557600.025, 0, 31557600.025 * 60 - 1893456000.0},
         {CLASS_TIME, 1e300, 0, 6e301},
         {CLASS_DOUBLE, missing, 0, standard},
