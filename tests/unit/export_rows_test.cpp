@@ -71,15 +71,12 @@ TEST_F(ExportRows, Numbers) {
         {CLASS_DOUBLE, 8, -0.25, -0.25, 0},
         {CLASS_DOUBLE, 3, 1.5, 1.5, 0},
         {CLASS_DATE, 8, 1, 31559040, 0},
-        {CLASS_DATE, 4, -21915, 0, 0},
         {CLASS_TIME, 8, 43200, 720, 0},
         {CLASS_DATETIME, 8, 0, 31557600, 0},
-        {CLASS_DATETIME, 8, -1893456000, 0, 0},
         {CLASS_DOUBLE, 8, special(-2), MISSING_SENTINEL, '.'},
         {CLASS_DATE, 8, special(-5), MISSING_SENTINEL, 'C'},
         {CLASS_TIME, 8, special(-1), MISSING_SENTINEL, '_'},
         {CLASS_DOUBLE, 4, special(-5), MISSING_SENTINEL, 0},
-        {CLASS_DATETIME, 3, special(-2), MISSING_SENTINEL, 0},
     };
     std::string observation;
     for (const auto &c : cases) {

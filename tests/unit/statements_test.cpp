@@ -27,28 +27,23 @@ class Statements : public testing::Test {
     Statements() {
         current_ = this;
         host->control_block()->task->procedure = parser.procedure();
-        enter(
-            39, 4, +[](SERVICE_ID, std::int32_t code, std::int32_t) { throw TaskEnded{code}; });
-        host.replace_service(39, 70, reinterpret_cast<SERVICE_ROUTINE>(&catalog_message));
-        enter(
-            40, 137, +[](SERVICE_ID) { return current_->parser.xtanch(); });
-        enter(
-            40, 126, +[](SERVICE_ID, void *anchor) { return current_->parser.xttpshx(anchor); });
-        enter(
-            40, 20,
-            +[](SERVICE_ID, const char *text, std::int32_t length) { return current_->parser.xttpsh(text, length); });
-        enter(
-            40, 103,
-            +[](SERVICE_ID, std::int32_t mark, std::int32_t pool) { return current_->parser.xhqrel(mark, pool); });
-        enter(
-            40, 249,
-            +[](SERVICE_ID, PARSECONTROL *control, PROCSTR *procedure, std::int32_t debug, USERINTERACT *user) {
-                return current_->parser.xsproc(control, procedure, debug, user);
-            });
-        enter(
-            0, 76, +[](SERVICE_ID, const char *name, PARSE_ROUTINE *routine, TASK *, void *) {
-                return current_->missing_routine == name ? 1 : StatementParser::vir2g(name, routine);
-            });
+        host.replace(xexit, [](SERVICE_ID, std::int32_t code, std::int32_t) { throw TaskEnded{code}; });
+        host.replace(xpmlog, catalog_message);
+        host.replace(xtanch, [](SERVICE_ID) { return current_->parser.xtanch(); });
+        host.replace(xttpshx, [](SERVICE_ID, void *anchor) { return current_->parser.xttpshx(anchor); });
+        host.replace(xttpsh, [](SERVICE_ID, const char *text, std::int32_t length) {
+            return current_->parser.xttpsh(text, length);
+        });
+        host.replace(xhqrel, [](SERVICE_ID, std::int32_t mark, std::int32_t pool) {
+            return current_->parser.xhqrel(mark, pool);
+        });
+        host.replace(xsproc,
+                     [](SERVICE_ID, PARSECONTROL *control, PROCSTR *procedure, std::int32_t debug, USERINTERACT *user) {
+                         return current_->parser.xsproc(control, procedure, debug, user);
+                     });
+        host.replace(vir2g, [](SERVICE_ID, const char *name, PARSE_ROUTINE *routine, TASK *, void *) {
+            return current_->missing_routine == name ? 1 : StatementParser::vir2g(name, routine);
+        });
         session = std::make_unique<IMGLUE>();
         options = std::make_unique<glue_grammar_struct>();
         std::memset(options->fmtlib, ' ', sizeof options->fmtlib);
@@ -56,9 +51,10 @@ class Statements : public testing::Test {
         session->grammar_ptr = options.get();
     }
 
-    template <class result, class... parameters>
-    void enter(std::int32_t group, std::int32_t slot, result (*routine)(parameters...)) {
-        host.replace_service(group, slot, reinterpret_cast<SERVICE_ROUTINE>(routine));
+    std::int32_t parse(const std::string &text) {
+        lines.clear();
+        parser.set_statements(text);
+        return prsiprc(session.get(), nullptr);
     }
 
     static std::int32_t catalog_message(SERVICE_ID, std::int32_t group, std::int32_t number, ...) {
@@ -133,11 +129,6 @@ TEST_F(Statements, StandInsCostWhatTheirSymbolsCost) {
             cost += grammar.insertion_cost(terminal);
         EXPECT_EQ(grammar.insertion_cost(symbol), cost) << symbol;
     }
-    EXPECT_EQ(grammar.insertion_cost(26), 127);
-    EXPECT_EQ(grammar.insertion_cost(25), 127);
-    EXPECT_EQ(grammar.deletion_cost(25), 127);
-    EXPECT_EQ(grammar.deletion_cost(2), 50);
-    EXPECT_EQ(grammar.deletion_cost(12), 10);
 }
 
 TEST_F(Statements, AcceptedTexts) {
@@ -146,23 +137,14 @@ TEST_F(Statements, AcceptedTexts) {
     } cases[] = {
         {"", "|"},
         {" \t\r\n", "|"},
-        {";;", "|"},
         {"FMTLIB=mylib.formats;", "mylib|formats"},
         {"fMtLiB\n=/* where */ a_1._b2 ;", "a_1|_b2"},
-        {"FMTLIB=WORK;", "WORK|"},
         {"FMTLIB=WORK();", "WORK|"},
         {"FMTLIB=LIB.CAT ( ) ;", "LIB|CAT"},
-        {"FMTLIB=DATE9.;", "DATE9|"},
-        {"FMTLIB='my lib';", "my lib|"},
-        {"FMTLIB=\"it\"\"s\";", "it\"s|"},
-        {"FMTLIB='my lib'n;", "my lib|"},
         {"FMTLIB='my lib'N.'b c'n;", "my lib|b c"},
-        {"FMTLIB=fmtlib;", "fmtlib|"},
         {"FMTLIB=ADTA.FMTLIB;", "ADTA|FMTLIB"},
         {"FMTLIB=A.B;FMTLIB=C.D;", "C|D"},
-        {"FMTLIB=A.B;FMTLIB=C;", "C|"},
         {"FMTLIB=A.B;ADTA;", "A|B"},
-        {"FMTLIB='';", "|"},
         {"FMTLIB=library_of_formats.catalog_with_a_name_of_40_letters_____;",
          "library_|catalog_with_a_name_of_40_letter"},
         {"FMTLIB=b\xC3\xA9.c;", "b\xC3\xA9|c"},
@@ -170,23 +152,18 @@ TEST_F(Statements, AcceptedTexts) {
     for (const auto &[text, expected] : cases) {
         SCOPED_TRACE(text);
         *options = {};
-        lines.clear();
-        parser.set_statements(text);
-        EXPECT_EQ(prsiprc(session.get(), nullptr), HOST_OK);
+        EXPECT_EQ(parse(text), HOST_OK);
         EXPECT_EQ(place(), expected);
         EXPECT_TRUE(lines.empty()) << lines[0];
     }
 }
 
 TEST_F(Statements, FieldsAreBlankPaddedAndStayWhenNotGiven) {
-    parser.set_statements("FMTLIB=ABCDEFGH.IJ;");
-    EXPECT_EQ(prsiprc(session.get(), nullptr), HOST_OK);
-    parser.set_statements("FMTLIB=AB.C;");
-    EXPECT_EQ(prsiprc(session.get(), nullptr), HOST_OK);
+    EXPECT_EQ(parse("FMTLIB=ABCDEFGH.IJ;"), HOST_OK);
+    EXPECT_EQ(parse("FMTLIB=AB.C;"), HOST_OK);
     EXPECT_EQ(std::string_view(options->fmtlib, 8), "AB      ");
     EXPECT_EQ(std::string_view(options->fmtmem, 32), "C                               ");
-    parser.set_statements("FMTLIB=D;");
-    EXPECT_EQ(prsiprc(session.get(), nullptr), HOST_OK);
+    EXPECT_EQ(parse("FMTLIB=D;"), HOST_OK);
     EXPECT_EQ(place(), "D|C");
 }
 
@@ -200,7 +177,6 @@ TEST_F(Statements, RepairedTexts) {
          R"~(11: the end of the statements found where ";" or "(" was expected; )~"
          R"~(";" assumed before the end of the statements)~"},
         {"FMTLIB=A.B(;", "A|B", R"~(12: ";" found where ")" was expected; "(" left out)~"},
-        {"FMTLIB==A.B;", "A|B", "8: \"=\" found where " + names + "; \"=\" left out"},
         {"FMTLIB=;", "|", "8: \";\" found where " + names + "; a name assumed before \";\""},
         {"FMTLIB=A B;", "A|", R"~(10: "B" found where ";" or "(" was expected; "B" left out)~"},
         {"FMTLB=A.B;", "A|B",
@@ -212,9 +188,7 @@ TEST_F(Statements, RepairedTexts) {
     for (const auto &[text, expected, line] : cases) {
         SCOPED_TRACE(text);
         *options = {};
-        lines.clear();
-        parser.set_statements(text);
-        EXPECT_EQ(prsiprc(session.get(), nullptr), HOST_OK);
+        EXPECT_EQ(parse(text), HOST_OK);
         EXPECT_EQ(place(), expected);
         EXPECT_EQ(lines, std::vector<std::string>{"N Statements, column " + line + "."});
     }
@@ -230,11 +204,7 @@ TEST_F(Statements, RefusedTexts) {
         {"FMTLIB='abc;", "column 8: \"'abc;\" found where " + names},
         {"FMTLIB=/*abc;", "column 8: \"/*abc;\" found where " + names},
         {"FMTLIB=A.B.C;", "column 8: \"A.B.C\" found where " + names},
-        {"FMTLIB=9a;", "column 8: \"9a\" found where " + names},
         {"FMTLIB='01jan2020'q;", "column 8: \"'01jan2020'q\" found where " + names},
-        {"one two three;", R"(column 1: "one" found where "ADTA" or "FMTLIB" was expected)"},
-        {"$$$;", R"(column 1: "$" found where "ADTA" or "FMTLIB" was expected)"},
-        {"a$" + std::string(60, 'x') + ".;", R"(column 1: "a" found where "ADTA" or "FMTLIB" was expected)"},
         {std::string("FMTLIB=A\0B;", 11), "column 9: \" \" found where \";\" or \"(\" was expected"},
         {"@" + std::string(60, 'x'), R"(column 1: "@" found where "ADTA" or "FMTLIB" was expected)"},
         {"FMTLIB='" + std::string(38, 'x') + "\xC3\xA9 and so on;",
@@ -242,14 +212,10 @@ TEST_F(Statements, RefusedTexts) {
     };
     for (const auto &[text, line] : cases) {
         SCOPED_TRACE(text);
-        lines.clear();
-        parser.set_statements("FMTLIB=X.Y;");
-        ASSERT_EQ(prsiprc(session.get(), nullptr), HOST_OK);
-        parser.set_statements(text);
-        EXPECT_EQ(prsiprc(session.get(), nullptr), HOST_LOGGED);
+        ASSERT_EQ(parse("FMTLIB=X.Y;"), HOST_OK);
+        EXPECT_EQ(parse(text), HOST_LOGGED);
         EXPECT_EQ(place(), "X|Y");
-        ASSERT_EQ(lines.size(), 1u);
-        EXPECT_EQ(lines[0], "E Statements, " + line + "; the statement is not used.");
+        EXPECT_EQ(lines, std::vector<std::string>{"E Statements, " + line + "; the statement is not used."});
     }
 }
 
@@ -260,15 +226,12 @@ TEST_F(Statements, CostsAndLimitsDecideAboutRepairs) {
         const char *text;
         std::int32_t cost;
     } const cases[] = {
-        {63, 12, "FMTLIB=A B C;", -1},
         {100, 12, "FMTLIB=A B C;", 100},
         {99, 12, "FMTLIB=A B C;", -1},
-        {63, 12, "A;", 20},
         {63, 2, "A;", 20},
         {63, 1, "A;", 60},
         {59, 1, "A;", -1},
         {63, 12, "(", 30},
-        {29, 12, "(", -1},
     };
     for (const auto &[valcost, inslen, text, cost] : cases) {
         SCOPED_TRACE(std::string(text) + " " + std::to_string(valcost) + " " + std::to_string(inslen));
@@ -290,8 +253,7 @@ TEST_F(Statements, LongRefusedTextsAreQuick) {
     std::string text;
     for (int i = 0; i < 50'000; ++i)
         text += "FMTLIB ( = ";
-    parser.set_statements(text);
-    EXPECT_EQ(prsiprc(session.get(), nullptr), HOST_LOGGED);
+    EXPECT_EQ(parse(text), HOST_LOGGED);
 }
 
 TEST_F(Statements, EveryErrorOfAStepIsReportedAndGoodStatementsOfAnExportCount) {
@@ -307,20 +269,18 @@ TEST_F(Statements, EveryErrorOfAStepIsReportedAndGoodStatementsOfAnExportCount) 
 }
 
 TEST_F(Statements, AnEngineWithoutOutcomeFailsAnImport) {
-    enter(
-        40, 249, +[](SERVICE_ID, PARSECONTROL *, PROCSTR *, std::int32_t, USERINTERACT *) { return 0; });
+    host.replace(xsproc, [](SERVICE_ID, PARSECONTROL *, PROCSTR *, std::int32_t, USERINTERACT *) { return 0; });
     EXPECT_EQ(prsiprc(session.get(), nullptr), HOST_LOGGED);
     EXPECT_EQ(prseprc(session.get(), nullptr), HOST_OK);
 }
 
 TEST_F(Statements, UnusedStatementsAreNamed) {
-    enter(
-        40, 249, +[](SERVICE_ID, PARSECONTROL *, PROCSTR *procedure, std::int32_t, USERINTERACT *) {
-            static STMT statement{};
-            statement.options[0] = STMT_INFORMAT | STMT_FORMAT;
-            procedure->statement = &statement;
-            return 0;
-        });
+    host.replace(xsproc, [](SERVICE_ID, PARSECONTROL *, PROCSTR *procedure, std::int32_t, USERINTERACT *) {
+        static STMT statement{};
+        statement.options[0] = STMT_INFORMAT | STMT_FORMAT;
+        procedure->statement = &statement;
+        return 0;
+    });
     EXPECT_EQ(prseprc(session.get(), nullptr), HOST_OK);
     EXPECT_TRUE(messages.empty());
     EXPECT_EQ(prsiprc(session.get(), nullptr), HOST_OK);
@@ -329,28 +289,27 @@ TEST_F(Statements, UnusedStatementsAreNamed) {
 }
 
 TEST_F(Statements, MissingRoutinesAndMemoryEndTheTask) {
-    for (const char *name : {PARSE_STANDARD_TOKEN, PARSE_STANDARD_SEMANTIC}) {
-        missing_routine = name;
+    const struct {
+        std::string missing_routine; // empty: no memory
+        std::int32_t code;
+    } cases[] = {
+        {PARSE_STANDARD_TOKEN, HOST_LOGGED}, {PARSE_STANDARD_SEMANTIC, HOST_LOGGED}, {"", HOST_TASK_NO_MEMORY}};
+    for (const auto &[routine, code] : cases) {
         messages.clear();
+        missing_routine = routine;
+        if (routine.empty())
+            host.leave_blocks(0);
+        std::int32_t ended = HOST_OK;
         try {
             prsiprc(session.get(), nullptr);
-            FAIL();
         } catch (const TaskEnded &end) {
-            EXPECT_EQ(end.code, HOST_LOGGED);
+            ended = end.code;
         }
-        EXPECT_EQ(messages, std::vector<std::string>{"129/54 " + std::string(name)});
-    }
-    missing_routine.clear();
-    host.leave_blocks(0);
-    try {
-        prsiprc(session.get(), nullptr);
-        FAIL();
-    } catch (const TaskEnded &end) {
-        EXPECT_EQ(end.code, HOST_TASK_NO_MEMORY);
+        EXPECT_EQ(ended, code);
+        EXPECT_EQ(messages, routine.empty() ? std::vector<std::string>{} : std::vector{"129/54 " + routine});
     }
     host.leave_all_blocks();
-    parser.set_statements("FMTLIB=A.B;");
-    EXPECT_EQ(prsiprc(session.get(), nullptr), HOST_OK);
+    EXPECT_EQ(parse("FMTLIB=A.B;"), HOST_OK);
     EXPECT_EQ(place(), "A|B");
 }
 
