@@ -21,7 +21,7 @@ std::unique_ptr<RowSource> text_source(const ExportOptions &options, const Desti
                                        const Notes &notes) {
     if (options.schema.empty())
         return delimited_source(place.path, place.separator, nullptr, notes);
-    const Schema schema = read_schema(options.schema);
+    const Schema schema = read_schema(options.schema, notes);
     libraries.offer(schema.formats);
     return delimited_source(place.path, place.separator, &schema, notes);
 }

@@ -43,7 +43,7 @@ struct Schema {
 };
 std::string schema_json(const Schema &schema);
 Schema parse_schema(const std::string &json, const std::string &file); // ConversionError names the file and the place
-Schema read_schema(const std::string &file);
+Schema read_schema(const std::string &file, const Notes &notes = {});
 void write_schema(const std::string &file, const Schema &schema); // replaced whole
 
 // A source over delimited text ("-": standard input), which may be compressed whatever its name. Lines may end in a

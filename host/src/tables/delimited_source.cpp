@@ -41,8 +41,7 @@ class DelimitedSource : public RowSource {
   public:
     DelimitedSource(const std::string &path, char separator, const Schema *schema, const Notes &notes)
         : file_(path, schema == nullptr), reader_(file_, separator), given_(schema != nullptr) {
-        if (notes && !file_.remark().empty())
-            notes(file_.name() + ": " + file_.remark());
+        file_.tell_remark(notes);
         read_header();
         if (schema)
             use_schema(*schema);

@@ -114,6 +114,12 @@ void InputFile::rewind() {
         check(last_error(), reading);
 }
 
+void InputFile::tell_remark(const Notes &notes) const {
+    const std::string remark = misnamed(name_, compression_);
+    if (notes && !remark.empty())
+        notes(fmt::format("{}: {}", name_, remark));
+}
+
 uint64_t InputFile::size() const {
     return unpacker_ ? 0 : file_bytes();
 }

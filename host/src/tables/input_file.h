@@ -5,6 +5,8 @@
 #include "files/descriptor.h"
 #include "files/unpacker.h"
 
+#include <vorhost/rows.h>
+
 #include <cstdint>
 #include <memory>
 #include <span>
@@ -29,8 +31,8 @@ class InputFile {
     // Back to the first byte; only when repeatable.
     void rewind();
 
-    // A sentence's end about a file name that says something else than the file's bytes; else empty.
-    std::string remark() const { return misnamed(name_, compression_); }
+    // Notes a file name that says something else than the file's bytes.
+    void tell_remark(const Notes &notes) const;
 
     // Bytes of a regular file; 0 for what has no size, such as the content of a compressed file.
     uint64_t size() const;

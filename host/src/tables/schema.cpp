@@ -259,8 +259,9 @@ Schema parse_schema(const std::string &text, const std::string &file) {
     return schema_of(whole, Place(file));
 }
 
-Schema read_schema(const std::string &file) {
+Schema read_schema(const std::string &file, const Notes &notes) {
     InputFile input(file, false);
+    input.tell_remark(notes);
     std::string text;
     std::array<char, 65536> piece;
     while (const size_t count = input.read(piece)) {
