@@ -81,6 +81,13 @@ CollectedImport collect_import(const std::string &path, const ImportSession::Opt
     return import;
 }
 
+CollectedImport sound_import(const std::string &path, const ImportSession::Options &options, HostOptions host) {
+    CollectedImport import = collect_import(path, options, std::move(host));
+    if (import.error)
+        throw *import.error;
+    return import;
+}
+
 ScratchDirectory::ScratchDirectory() {
     std::string pattern = (std::filesystem::temp_directory_path() / "vordta-test-XXXXXX").string();
     if (mkdtemp(pattern.data()) == nullptr) {

@@ -44,6 +44,10 @@ struct CollectedImport {
 CollectedImport collect_import(const std::string &path, const ImportSession::Options &options = {},
                                HostOptions host = {});
 
+// The same of a file that nothing is wrong with: throws what failed.
+CollectedImport sound_import(const std::string &path, const ImportSession::Options &options = {},
+                             HostOptions host = {});
+
 // A new directory that goes with the object.
 class ScratchDirectory {
   public:

@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
+#include <filesystem>
 #include <memory>
 #include <sstream>
 #include <stdexcept>
@@ -62,7 +63,10 @@ int closed_pipe() {
     return ends[1];
 }
 
-[[noreturn]] void become(const std::vector<std::string> &words, int in, int out, int err) {
+[[noreturn]] void become(const std::vector<std::string> &words, const std::string &directory, int in, int out,
+                         int err) {
+    if (!directory.empty() && chdir(directory.c_str()) != 0)
+        _exit(127);
     dup2(in, STDIN_FILENO);
     dup2(out, STDOUT_FILENO);
     dup2(err, STDERR_FILENO);
@@ -90,7 +94,7 @@ std::vector<std::string> CommandResult::lines(const std::string &start) const {
 
 CommandResult run_command(const std::vector<std::string> &arguments, const CommandStreams &streams) {
     const char *named = std::getenv("VORDTA_COMMAND");
-    const std::string command = named == nullptr ? VORDTA_BUILT_COMMAND : named;
+    const std::string command = std::filesystem::absolute(named == nullptr ? VORDTA_BUILT_COMMAND : named).string();
     std::vector<std::string> words{command};
     words.insert(words.end(), arguments.begin(), arguments.end());
     const File in = scratch_file(streams.input);
@@ -108,7 +112,7 @@ CommandResult run_command(const std::vector<std::string> &arguments, const Comma
         streams.terminal ? open(terminal_name.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC) : fileno(err.get());
     const pid_t child = fork();
     if (child == 0) {
-        become(words, fileno(in.get()), out_descriptor, err_descriptor);
+        become(words, streams.directory, fileno(in.get()), out_descriptor, err_descriptor);
     }
     if (out_descriptor != fileno(out.get())) {
         close(out_descriptor);
