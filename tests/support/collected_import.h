@@ -37,6 +37,9 @@ struct CollectedImport {
     CatalogMap catalogs;
     CapturedLog log;
     std::optional<ConversionError> error;
+
+    // "value=label" for each label of a variable, in the order of its user format.
+    std::vector<std::string> labels_of(const Variable &variable) const;
 };
 
 // Imports a file through the module that VORDTA_MODULE names. Whatever fails is in `error`; nothing is thrown. The
