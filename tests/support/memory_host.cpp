@@ -75,7 +75,6 @@ typename Kind::Routine put_in_front(MemoryHost &host, typename Kind::Routine rou
 } // namespace
 
 void *CountingMemory::allocate(size_t bytes) {
-    largest_bytes_ = std::max(largest_bytes_, bytes);
     if (faults_.strikes(Operation::allocation) || bytes > MOST_BLOCK_BYTES)
         return nullptr;
     // The block's size stands in front of it.
