@@ -20,21 +20,17 @@ std::string sample() {
 
 // Goes through an import until a slot fails; the failing code, or HOST_END_OF_DATA.
 int32_t import_until_failure(IMGLUE *object, bool &opened) try {
-    int32_t code = object->set_outmode(object, OUTMODE_IMPORT);
-    if (code == HOST_OK)
-        code = object->set_fname(object, "/memory/sample.dta", -1);
-    if (code == HOST_OK)
-        code = object->parseimproc(object, nullptr);
-    if (code == HOST_OK)
-        code = object->open(object);
-    opened = code == HOST_OK;
+    int32_t code = HOST_OK;
+    const auto well = [&code](int32_t result) { return (code = result) == HOST_OK; };
+    opened = well(object->set_outmode(object, OUTMODE_IMPORT)) &&
+             well(object->set_fname(object, "/memory/sample.dta", -1)) && well(object->parseimproc(object, nullptr)) &&
+             well(object->open(object));
     int32_t variables = 0;
     NAMELIST *list = nullptr;
-    if (code == HOST_OK)
-        code = object->getvars(object, &variables, &list);
     void *observation = nullptr;
-    while (code == HOST_OK)
-        code = object->getnextrow(object, &observation);
+    if (opened && well(object->getvars(object, &variables, &list)))
+        while (well(object->getnextrow(object, &observation))) {
+        }
     return code;
 } catch (const TaskExit &exit) { // no memory for the grammar: the module ends the task
     return exit.code();

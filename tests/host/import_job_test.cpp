@@ -295,14 +295,5 @@ TEST(ImportJob, MoreLabelledVariablesThanFormats) {
     }
 }
 
-TEST(ImportJob, NamesThatCannotBeRead) {
-    const ScratchDirectory scratch;
-    std::filesystem::create_directory(scratch.path("folder.dta"));
-    expect_refusal(collect_import(scratch.path("nothing")), Failure::machine,
-                   "nothing.dta cannot be read: No such file");
-    expect_refusal(collect_import(scratch.path("folder.dta")), Failure::machine, "directory");
-    expect_refusal(collect_import(scratch.path("*.dta")), Failure::machine, ".dta");
-}
-
 } // namespace
 } // namespace vor::test
