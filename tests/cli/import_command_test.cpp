@@ -118,8 +118,9 @@ TEST_F(ImportCommand, ProgressOnATerminal) {
     EXPECT_NE(shown.find("3 of 3 rows"), std::string::npos) << shown;
     EXPECT_TRUE(shown.ends_with("\r\x1b[K")) << "the line is erased";
     const auto silent = [&](const char *mode, bool terminal) {
-        const std::string line = std::string("import visits.dta o.csv --progress ") + mode;
-        return run(line, {.terminal = terminal}).err.find("rows") == std::string::npos;
+        const CommandResult result =
+            run(std::string("import visits.dta o.csv --progress ") + mode, {.terminal = terminal});
+        return result.status == 0 && result.err.find("rows") == std::string::npos;
     };
     EXPECT_TRUE(silent("off", true));
     EXPECT_TRUE(silent("auto", true)) << "a short run";

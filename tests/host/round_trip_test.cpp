@@ -120,7 +120,9 @@ TEST(RoundTrip, FormatsOfTheOtherKindAreLeftOut) {
     CatalogMap catalogs;
     catalogs.formats = {{"TEXTS", texts}, {"$TEXTS", texts}, {"NUMBERS", numbers}};
     catalogs.formats["$TEXTS"].name = "$TEXTS";
+    CapturedLog log;
     HostOptions host;
+    host.log = &log;
     host.catalogs = &catalogs;
     DataSet data;
     data.variables = {{"a", "", ValueKind::numeric, 8, {"TEXTS", 0, 0}, {}},
@@ -136,6 +138,8 @@ TEST(RoundTrip, FormatsOfTheOtherKindAreLeftOut) {
     const CollectedImport import = sound_import(scratch.path("back.dta"));
     EXPECT_EQ(import.rows, (std::vector<std::vector<std::string>>{{"1", "2", "'x'"}}));
     EXPECT_TRUE(import.catalogs.formats.empty());
+    for (const char *format : {"format TEXTS", "format $TEXTS", "format NUMBERS"})
+        EXPECT_TRUE(log.contains(format + std::string(" are not written"))) << log.text();
 }
 
 TEST(RoundTrip, TheCollectionComesBack) {
