@@ -152,6 +152,7 @@ TEST(ExportFaults, LeaveTheOldFileOrTheWholeNewOne) {
                 EXPECT_EQ(host.files.get(target), sentence.empty() ? whole : old_content) << sentence;
             }
             EXPECT_EQ(host.files.paths(), std::vector<std::string>{target}) << sentence;
+            EXPECT_EQ(sentence.find("No such file"), std::string::npos) << "a later fault hides the one that struck";
         });
     }
 }
