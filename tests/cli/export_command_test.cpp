@@ -1,118 +1,64 @@
 // vordta export: a data set goes out again, and comes back the same.
-#include "collected_import.h"
-#include "command_files.h"
-#include "run_command.h"
-
-#include <gtest/gtest.h>
+#include "command_test.h"
 
 namespace vor::test {
 namespace {
 
-using Words = std::vector<std::string>;
+using ExportCommand = CommandTest;
 
-// "name type length format label" of each variable. Widths and decimals of plain numbers are the writer's.
-Words variable_texts(const CollectedImport &import) {
-    Words texts;
-    for (const vor::Variable &variable : import.description.variables) {
-        texts.push_back(variable.name + (variable.kind == ValueKind::numeric ? " numeric " : " character ") +
-                        std::to_string(variable.length) + " " +
-                        (variable.format.name.empty() ? "" : format_text(variable.format)) + " " + variable.label);
-    }
-    return texts;
-}
-
-// Observations, variables and value labels; not how the file stores them.
-void expect_same(const CollectedImport &import, const CollectedImport &original) {
-    ASSERT_FALSE(import.error) << import.error->what();
-    EXPECT_EQ(import.rows, original.rows);
-    EXPECT_EQ(variable_texts(import), variable_texts(original));
-    EXPECT_EQ(import.catalogs.formats, original.catalogs.formats);
-}
-
-TEST(ExportCommand, ComesBackTheSame) {
-    const ScratchDirectory scratch;
-    const std::string file = scratch.write("visits.dta", visits_file());
-    const CollectedImport original = collect_import(file);
-    const std::string library = scratch.path("l.db");
-    const std::string csv = scratch.path("v.csv");
-    const std::string tsv = scratch.path("v.tsv");
-    const std::string schema = scratch.path("v.json");
-    ASSERT_EQ(run_command({"import", file, library}).status, 0);
-    ASSERT_EQ(run_command({"import", file, csv, "--schema", schema}).status, 0);
-    ASSERT_EQ(run_command({"import", file, tsv, "--labels", "both"}).status, 0);
+TEST_F(ExportCommand, ComesBackTheSame) {
+    const CollectedImport original = imported("visits.dta");
+    const std::string labelled = output_of("import visits.dta - --labels both");
+    output_of("import visits.dta l.db");
+    output_of("import visits.dta v.csv --schema v.json");
+    output_of("import visits.dta v.tsv --labels both");
     const struct {
-        Words arguments;
-        std::string input;
+        std::string source, target, options;
     } cases[] = {
-        {{library + ":visits", scratch.path("a.dta")}, ""},
-        {{library, scratch.path("visits")}, ""}, // the data set's name is the file's stem
-        {{csv, scratch.path("b.dta"), "--schema", schema}, ""},
-        {{"-", scratch.path("c.dta"), "--schema", schema}, file_bytes(csv)},
-        {{tsv, scratch.path("d.dta"), "--schema", schema}, ""},
+        {"l.db:visits", "a.dta", ""},          {"l.db", "visits", ""}, // the data set's name is the file's stem
+        {"v.csv", "c.dta", "--schema v.json"}, {"-", "d.dta", "--schema v.json"},
+        {"v.tsv", "e.dta", "--schema v.json"},
     };
     for (const auto &one : cases) {
-        SCOPED_TRACE(one.arguments[0]);
-        Words arguments{"export"};
-        arguments.insert(arguments.end(), one.arguments.begin(), one.arguments.end());
-        const CommandResult result = run_command(arguments, {.input = one.input});
+        SCOPED_TRACE(one.source);
+        const CommandResult result =
+            run("export " + one.source + " " + one.target + " " + one.options, {.input = bytes("v.csv")});
         EXPECT_EQ(result.status, 0) << result.err;
         EXPECT_EQ(result.lines("NOTE: The export data set has 3 observations and 5 variables.").size(), 1U)
             << result.err;
-        expect_same(collect_import(one.arguments[1]), original);
+        EXPECT_EQ(output_of("import " + one.target + " - --labels both"), labelled);
+        EXPECT_EQ(imported(one.target).catalogs.formats, original.catalogs.formats);
     }
-    const CommandResult streamed = run_command({"export", library + ":visits", "-"});
-    EXPECT_EQ(streamed.status, 0) << streamed.err;
-    EXPECT_TRUE(streamed.out == file_bytes(scratch.path("a.dta")));
+    EXPECT_TRUE(output_of("export l.db:visits -") == bytes("a.dta"));
 }
 
-TEST(ExportCommand, DelimitedTextAlone) {
-    const ScratchDirectory scratch;
-    const std::string out = scratch.path("o.dta");
-    const std::string csv = scratch.write("o.csv", visits_csv);
-    ASSERT_EQ(run_command({"export", csv, out}).status, 0);
-    const CommandResult back = run_command({"import", out, "-"});
-    EXPECT_EQ(back.out, visits_csv) << "types, dates and marks are found without a schema";
+TEST_F(ExportCommand, DelimitedTextAlone) {
+    scratch.write("o.csv", visits_csv);
+    output_of("export o.csv o.dta");
+    EXPECT_EQ(output_of("import o.dta -"), visits_csv) << "types, dates and marks are found without a schema";
 }
 
-TEST(ExportCommand, NamesThatAFileCannotHave) {
-    const ScratchDirectory scratch;
-    const std::string csv = scratch.write("o.csv", "first name,2nd,if\nAnna,1,2\n");
-    const CommandResult result = run_command({"export", csv, scratch.path("o.dta")});
+TEST_F(ExportCommand, NamesThatAFileCannotHave) {
+    scratch.write("o.csv", "first name,2nd,if\nAnna,1,2\n");
+    const CommandResult result = run("export o.csv o.dta");
     EXPECT_EQ(result.status, 0) << result.err;
-    const CollectedImport import = collect_import(scratch.path("o.dta"));
-    ASSERT_EQ(import.description.variables.size(), 3U);
-    EXPECT_EQ(import.description.variables[0].name, "first_name");
-    EXPECT_EQ(import.description.variables[0].label, "first name");
     EXPECT_NE(result.err.find("first name"), std::string::npos) << "each change is a note";
-    for (const vor::Variable &variable : import.description.variables) {
-        EXPECT_NE(variable.name, "if");
-    }
+    EXPECT_EQ(output_of("import o.dta -"), "first_name,_2nd,if_\nAnna,1,2\n");
+    EXPECT_EQ(imported("o.dta").description.variables.at(0).label, "first name");
 }
 
-TEST(ExportCommand, FormatsComeFromWhereFmtlibSays) {
-    const ScratchDirectory scratch;
-    const std::string file = scratch.write("visits.dta", visits_file());
-    const std::string library = scratch.path("l.db");
-    const std::string formats = scratch.path("f.db");
-    ASSERT_EQ(run_command({"import", file, library, "--libname", "F=" + formats, "--fmtlib", "F.CAT"}).status, 0);
-    const std::string without = scratch.path("without.dta");
-    const std::string with = scratch.path("with.dta");
-    ASSERT_EQ(run_command({"export", library + ":visits", without}).status, 0);
-    ASSERT_EQ(
-        run_command({"export", library + ":visits", with, "--libname", "F=" + formats, "--fmtlib", "F.CAT"}).status, 0);
-    EXPECT_TRUE(collect_import(without).catalogs.formats.empty());
-    EXPECT_EQ(collect_import(with).catalogs.formats, collect_import(file).catalogs.formats);
+TEST_F(ExportCommand, FormatsComeFromWhereFmtlibSays) {
+    output_of("import visits.dta l.db --libname F=f.db --fmtlib F.CAT");
+    output_of("export l.db:visits without.dta");
+    output_of("export l.db:visits with.dta --libname F=f.db --fmtlib F.CAT");
+    EXPECT_TRUE(imported("without.dta").catalogs.formats.empty());
+    EXPECT_EQ(imported("with.dta").catalogs.formats, imported("visits.dta").catalogs.formats);
 }
 
-TEST(ExportCommand, LabelsAsNames) {
-    const ScratchDirectory scratch;
-    const std::string file = scratch.write("visits.dta", visits_file());
-    const std::string library = scratch.path("l.db");
-    ASSERT_EQ(run_command({"import", file, library}).status, 0);
-    ASSERT_EQ(run_command({"export", library + ":visits", scratch.path("o"), "--labels-as-names"}).status, 0);
-    const CollectedImport import = collect_import(scratch.path("o.dta"));
-    ASSERT_FALSE(import.description.variables.empty());
-    EXPECT_EQ(import.description.variables[0].name, "Person");
+TEST_F(ExportCommand, LabelsAsNames) {
+    output_of("import visits.dta l.db");
+    output_of("export l.db:visits o --labels-as-names");
+    EXPECT_EQ(imported("o.dta").description.variables.at(0).name, "Person");
 }
 
 } // namespace

@@ -1,21 +1,17 @@
 // The command is killed or interrupted at random moments: what it was writing is there whole, as it was before or as it
 // was to be.
-#include "collected_import.h"
-#include "run_command.h"
-#include "stata_file_builder.h"
+#include "command_test.h"
 
 #include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <filesystem>
-#include <gtest/gtest.h>
 #include <random>
 #include <sqlite3.h>
 
 namespace vor::test {
 namespace {
 
-using Words = std::vector<std::string>;
 using Microseconds = std::chrono::microseconds;
 
 // Text enough that a library outgrows SQLite's memory and is written long before its transaction ends.
@@ -28,14 +24,8 @@ std::string long_file() {
     return build(file);
 }
 
-std::string short_file() {
-    return build({.variables = {{.name = "n"}}, .rows = {{1}, {2}}});
-}
-
-// What a client finds in a library; empty when there is none.
+// What a client finds in a library.
 std::string library_contents(const std::string &path) {
-    if (!std::filesystem::exists(path))
-        return {};
     sqlite3 *client = nullptr;
     sqlite3_open(path.c_str(), &client);
     std::string found;
@@ -56,42 +46,40 @@ std::string library_contents(const std::string &path) {
     return found;
 }
 
-std::string contents(const std::string &path) {
-    if (path.ends_with(".db"))
-        return library_contents(path);
-    return std::filesystem::exists(path) ? file_bytes(path) : std::string();
-}
-
 struct KillCase {
-    const char *name;
-    Words arguments;    // behind the command
-    std::string target; // its path stands among the arguments
+    const char *line;
+    std::string target;
     std::string before; // the file that is there at the start; empty: none
 };
+const KillCase cases[] = {
+    {"import long.dta o.csv", "o.csv", "short.dta"}, {"import long.dta o.db:t", "o.db", "old.db"},
+    {"import long.dta n.db:t", "n.db", ""},          {"export long.db:t o.dta", "o.dta", "short.dta"},
+    {"export long.csv n.dta", "n.dta", ""},
+};
 
-class Kill : public ::testing::Test {
+class Kill : public CommandTest {
   protected:
     Kill() {
-        scratch_.write("short.dta", short_file());
-        scratch_.write("long.dta", long_file());
-        run({"import", path("short.dta"), path("old.db:t")});
-        run({"import", path("short.dta"), path("old.db:kept")});
-        run({"import", path("long.dta"), path("long.db:t")});
-        run({"import", path("long.dta"), path("long.csv")});
+        scratch.write("short.dta", build({.variables = {{.name = "n"}}, .rows = {{1}, {2}}}));
+        scratch.write("long.dta", long_file());
+        for (const char *line : {"import short.dta old.db:t", "import short.dta old.db:kept",
+                                 "import long.dta long.db:t", "import long.dta long.csv"})
+            output_of(line);
+        sources_ = scratch.names();
     }
 
-    std::string path(const std::string &name) const { return scratch_.path(name); }
-
-    static void run(const Words &arguments) {
-        const CommandResult result = run_command(arguments);
-        ASSERT_EQ(result.status, 0) << result.err;
+    // Empty when there is no such file.
+    std::string contents(const std::string &name) const {
+        const std::string path = scratch.path(name);
+        if (!std::filesystem::exists(path))
+            return {};
+        return name.ends_with(".db") ? library_contents(path) : file_bytes(path);
     }
 
     void put_back(const KillCase &one) const {
-        std::filesystem::remove(one.target);
-        std::filesystem::remove(one.target + "-journal");
+        std::filesystem::remove(scratch.path(one.target));
         if (!one.before.empty())
-            std::filesystem::copy_file(one.before, one.target);
+            std::filesystem::copy_file(scratch.path(one.before), scratch.path(one.target));
     }
 
     // The shortest of three runs, so that most moments within it come before the end of any run.
@@ -100,7 +88,7 @@ class Kill : public ::testing::Test {
         for (int i = 0; i < 3; ++i) {
             put_back(one);
             const auto start = std::chrono::steady_clock::now();
-            run(one.arguments);
+            output_of(one.line);
             const auto taken = std::chrono::steady_clock::now() - start;
             shortest = std::min(shortest, std::chrono::duration_cast<Microseconds>(taken));
         }
@@ -109,21 +97,18 @@ class Kill : public ::testing::Test {
 
     // Removes what may be left, a library's journal and after SIGKILL hidden files; fails for anything else that is
     // new.
-    void clear(const KillCase &one, int signal, const Words &names) const {
-        const std::string target = std::filesystem::path(one.target).filename();
-        for (const std::string &name : scratch_.names()) {
-            const bool hidden = name.starts_with("." + target + ".");
-            if (name == target + "-journal" || (signal == SIGKILL && hidden))
-                std::filesystem::remove(path(name));
-            else if (name != target && std::find(names.begin(), names.end(), name) == names.end())
+    void clear(const KillCase &one, int signal) const {
+        for (const std::string &name : scratch.names()) {
+            const bool hidden = name.starts_with("." + one.target + ".");
+            if (name == one.target + "-journal" || (signal == SIGKILL && hidden))
+                std::filesystem::remove(scratch.path(name));
+            else if (name != one.target && !std::ranges::binary_search(sources_, name))
                 ADD_FAILURE() << name << " was left behind";
         }
     }
 
-    void expect_old_or_new(const KillCase &one, int signal, int times) {
-        SCOPED_TRACE(one.name);
-        std::filesystem::remove(one.target);
-        const Words names = scratch_.names();
+    void expect_old_or_new(const KillCase &one, int signal, int times) const {
+        SCOPED_TRACE(one.line);
         const Microseconds whole = duration(one);
         const std::string after = contents(one.target);
         put_back(one);
@@ -138,42 +123,30 @@ class Kill : public ::testing::Test {
             SCOPED_TRACE(testing::Message() << "seed " << seed << ", kill " << i << " after " << moment.count()
                                             << " of " << whole.count() << " microseconds");
             put_back(one);
-            const int status = run_command(one.arguments, {.signal = signal, .signal_after = moment}).status;
-            in_time += status == 128 + signal;
+            in_time += run(one.line, {.signal = signal, .signal_after = moment}).status == 128 + signal;
             const std::string found = contents(one.target);
             EXPECT_TRUE(found == before || found == after) << found.size() << " bytes: " << found.substr(0, 300);
-            clear(one, signal, names);
+            clear(one, signal);
         }
         EXPECT_GE(in_time, times / 5) << "too few runs were killed before their end";
-        run(one.arguments);
+        output_of(one.line);
         EXPECT_EQ(contents(one.target), after) << "the next run after a kill";
-        clear(one, signal, names);
+        clear(one, signal);
+        std::filesystem::remove(scratch.path(one.target));
     }
 
-    std::vector<KillCase> cases() const {
-        return {
-            {"a CSV file is replaced", {"import", path("long.dta"), path("o.csv")}, path("o.csv"), path("short.dta")},
-            {"a data set is replaced", {"import", path("long.dta"), path("o.db:t")}, path("o.db"), path("old.db")},
-            {"a new library", {"import", path("long.dta"), path("n.db:t")}, path("n.db"), ""},
-            {"a Stata file is replaced",
-             {"export", path("long.db:t"), path("o.dta")},
-             path("o.dta"),
-             path("short.dta")},
-            {"a new Stata file", {"export", path("long.csv"), path("n.dta")}, path("n.dta"), ""},
-        };
-    }
-
-    ScratchDirectory scratch_;
+  private:
+    Words sources_;
 };
 
 TEST_F(Kill, LeavesTheOldOrTheNew) {
-    for (const KillCase &one : cases())
-        expect_old_or_new(one, SIGKILL, one.before.empty() ? 20 : 50);
+    for (const KillCase &one : cases)
+        expect_old_or_new(one, SIGKILL, 50);
 }
 
 TEST_F(Kill, InterruptionLeavesNothingElse) {
     int signal = SIGINT;
-    for (const KillCase &one : cases()) {
+    for (const KillCase &one : cases) {
         expect_old_or_new(one, signal, 10);
         signal = signal == SIGINT ? SIGTERM : SIGINT;
     }

@@ -20,66 +20,52 @@ std::string sample() {
 
 // Goes through an import until a slot fails; the failing code, or HOST_END_OF_DATA.
 int32_t import_until_failure(IMGLUE *object, bool &opened) try {
-    int32_t code = object->set_outmode(object, OUTMODE_IMPORT);
-    if (code == HOST_OK)
-        code = object->set_fname(object, "/memory/sample.dta", -1);
-    if (code == HOST_OK)
-        code = object->parseimproc(object, nullptr);
-    if (code == HOST_OK)
-        code = object->open(object);
-    opened = code == HOST_OK;
+    int32_t code = HOST_OK;
+    const auto well = [&code](int32_t result) { return (code = result) == HOST_OK; };
+    opened = well(object->set_outmode(object, OUTMODE_IMPORT)) &&
+             well(object->set_fname(object, "/memory/sample.dta", -1)) && well(object->parseimproc(object, nullptr)) &&
+             well(object->open(object));
     int32_t variables = 0;
     NAMELIST *list = nullptr;
-    if (code == HOST_OK)
-        code = object->getvars(object, &variables, &list);
     void *observation = nullptr;
-    while (code == HOST_OK)
-        code = object->getnextrow(object, &observation);
+    if (opened && well(object->getvars(object, &variables, &list)))
+        while (well(object->getnextrow(object, &observation))) {
+        }
     return code;
 } catch (const TaskExit &exit) { // no memory for the grammar: the module ends the task
     return exit.code();
 }
 
-struct FaultCase {
-    const char *name;
-    Operation operation;
-};
-void PrintTo(const FaultCase &which, std::ostream *out) {
-    *out << which.name;
-}
-constexpr FaultCase fault_cases[] = {
-    {"allocation", Operation::allocation}, {"read", Operation::read},         {"open", Operation::open},
-    {"assign", Operation::assign},         {"position", Operation::position}, {"size", Operation::size}};
-
-class FailedImport : public ::testing::TestWithParam<FaultCase> {};
-
-TEST_P(FailedImport, ClosesAndLeavesNothing) {
-    const std::string bytes = sample();
-    for (int64_t n = 1; n < 2000; ++n) {
-        SCOPED_TRACE("operation " + std::to_string(n));
-        MemoryHost host;
-        host->load_module();
-        host.files.put("/memory/sample.dta", bytes);
-        IMGLUE *object = host->new_object();
-        host.faults.fail(GetParam().operation, n);
-        bool opened = false;
-        const int32_t code = import_until_failure(object, opened);
-        const bool struck = host.faults.struck();
-        EXPECT_TRUE(struck || code == HOST_END_OF_DATA) << code;
-        if (opened) {
-            host->take_failure();
-            EXPECT_EQ(object->close(object), HOST_OK);
-        }
-        host->delete_object(object);
-        EXPECT_EQ(host.left_over(), "");
-        if (!struck || HasFailure())
-            return;
+// False when the n-th operation of the kind was not reached or something is wrong.
+bool strike_import(Operation operation, int64_t n, const std::string &bytes) {
+    MemoryHost host;
+    host->load_module();
+    host.files.put("/memory/sample.dta", bytes);
+    IMGLUE *object = host->new_object();
+    host.faults.fail(operation, n);
+    bool opened = false;
+    const int32_t code = import_until_failure(object, opened);
+    const bool struck = host.faults.struck();
+    EXPECT_TRUE(struck || code == HOST_END_OF_DATA) << code;
+    if (opened) {
+        host->take_failure();
+        EXPECT_EQ(object->close(object), HOST_OK);
     }
-    FAIL() << "no run came to its end";
+    host->delete_object(object);
+    EXPECT_EQ(host.left_over(), "");
+    return struck && !testing::Test::HasFailure();
 }
 
-INSTANTIATE_TEST_SUITE_P(EachFault, FailedImport, ::testing::ValuesIn(fault_cases),
-                         [](const auto &test) { return test.param.name; });
+TEST(FailedImport, ClosesAndLeavesNothing) {
+    const std::string bytes = sample();
+    for (const Operation operation : {Operation::allocation, Operation::read, Operation::open, Operation::assign,
+                                      Operation::position, Operation::size}) {
+        int64_t n = 1;
+        while (n < 2000 && strike_import(operation, n, bytes))
+            ++n;
+        EXPECT_TRUE(n > 1 && n < 2000) << "operation " << n << " of kind " << static_cast<int>(operation);
+    }
+}
 
 // An export whose write failed: close reports once more with the same code, and the file is gone.
 TEST(FailedExport, ReportsAgainAtClose) {

@@ -74,8 +74,7 @@ TEST(ExampleFiles, AreTheOnesDescribedHere) {
             std::ofstream(path, std::ios::binary) << bytes;
         }
         EXPECT_TRUE(file_bytes(path) == bytes) << path;
-        const CollectedImport import = collect_import(path);
-        EXPECT_FALSE(import.error) << import.error->what();
+        const CollectedImport import = sound_import(path);
         EXPECT_EQ(import.rows.size(), file.rows.size());
     }
 }

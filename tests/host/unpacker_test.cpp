@@ -4,7 +4,6 @@
 
 #include <vorhost/error.h>
 
-#include <algorithm>
 #include <gtest/gtest.h>
 
 namespace vor::test {
@@ -25,17 +24,13 @@ std::string content() {
 // throws.
 std::string unpack_all(const std::string &bytes, size_t piece_bytes = 1013) {
     const auto read = [&bytes](uint64_t position, std::span<char> buffer) {
-        const size_t count = position < bytes.size() ? std::min(buffer.size(), bytes.size() - position) : 0;
-        std::copy_n(bytes.data() + std::min<uint64_t>(position, bytes.size()), count, buffer.data());
-        return count;
+        return position < bytes.size() ? bytes.copy(buffer.data(), buffer.size(), position) : 0;
     };
     try {
         const auto unpacker = unpack(compression_of_bytes(bytes), {"file", read, bytes.size()});
-        std::string all;
-        std::string piece(piece_bytes, '\0');
-        while (const size_t got = unpacker->read(piece)) {
+        std::string all, piece(piece_bytes, '\0');
+        while (const size_t got = unpacker->read(piece))
             all.append(piece, 0, got);
-        }
         return all;
     } catch (const ConversionError &error) {
         EXPECT_EQ(error.failure(), Failure::conversion);

@@ -70,6 +70,15 @@ bool CatalogMap::read(const std::string &, const std::string &, const std::strin
     return found != formats.end();
 }
 
+std::vector<std::string> CollectedImport::labels_of(const Variable &variable) const {
+    std::vector<std::string> texts;
+    const auto format = catalogs.formats.find(upper_case(variable.format.name));
+    if (format != catalogs.formats.end())
+        for (const FormatRange &range : format->second.ranges)
+            texts.push_back(value_text(std::get<double>(range.start)) + "=" + range.labels.at(0));
+    return texts;
+}
+
 CollectedImport collect_import(const std::string &path, const ImportSession::Options &options, HostOptions host) {
     CollectedImport import;
     host.log = &import.log;
@@ -81,15 +90,22 @@ CollectedImport collect_import(const std::string &path, const ImportSession::Opt
         while (session.next()) {
             std::vector<std::string> &row = import.rows.emplace_back();
             for (std::size_t i = 0; i < import.description.variables.size(); ++i) {
-                row.push_back(import.description.variables[i].kind == ValueKind::numeric
-                                  ? value_text(session.row().number(i))
-                                  : value_text(std::string(session.row().text(i))));
+                const bool numeric = import.description.variables[i].kind == ValueKind::numeric;
+                row.push_back(numeric ? value_text(session.row().number(i))
+                                      : value_text(std::string(session.row().text(i))));
             }
         }
         session.close();
     } catch (const ConversionError &error) {
         import.error = error;
     }
+    return import;
+}
+
+CollectedImport sound_import(const std::string &path, const ImportSession::Options &options, HostOptions host) {
+    CollectedImport import = collect_import(path, options, std::move(host));
+    if (import.error)
+        throw *import.error;
     return import;
 }
 

@@ -39,12 +39,19 @@ struct CollectedImport {
     CatalogMap catalogs;
     CapturedLog log;
     std::optional<ConversionError> error;
+
+    // "value=label" for each label of a variable, in the order of its user format.
+    std::vector<std::string> labels_of(const Variable &variable) const;
 };
 
 // Imports a file through the module that VORDTA_MODULE names. Whatever fails is in `error`; nothing is thrown. The
 // log and the catalogs of `host` are replaced.
 CollectedImport collect_import(const std::string &path, const ImportSession::Options &options = {},
                                HostOptions host = {});
+
+// The same of a file that nothing is wrong with: throws what failed.
+CollectedImport sound_import(const std::string &path, const ImportSession::Options &options = {},
+                             HostOptions host = {});
 
 // A new directory that goes with the object.
 class ScratchDirectory {

@@ -29,10 +29,8 @@ class MemoryFile : public ByteFile {
     size_t read(uint64_t position, std::span<char> buffer, std::error_code &error) override {
         if (refused(Operation::read, access_.readable, position, error) || position >= bytes_->size())
             return 0;
-        size_t bytes = std::min<size_t>(buffer.size(), bytes_->size() - position);
-        if (piece_bytes_ != 0)
-            bytes = std::min(bytes, piece_bytes_);
-        std::memcpy(buffer.data(), bytes_->data() + position, bytes);
+        const size_t most = piece_bytes_ == 0 ? buffer.size() : std::min(buffer.size(), piece_bytes_);
+        const size_t bytes = bytes_->copy(buffer.data(), most, position);
         next_ = position + bytes;
         return bytes;
     }

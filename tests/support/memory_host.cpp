@@ -14,25 +14,12 @@ namespace {
 constexpr size_t MOST_BLOCK_BYTES = size_t{1} << 30;        // larger blocks are refused, as by a small machine
 constexpr int32_t FAULT = static_cast<int32_t>(0x8FFF0001); // no code of the host's own
 
-template <int32_t group, int32_t slot, class Signature>
-struct Service;
-template <int32_t group, int32_t slot, class Result, class... Parameters>
-struct Service<group, slot, Result(Parameters...)> {
-    using Routine = Result (*)(SERVICE_ID, Parameters...);
-    static constexpr int32_t group_number = group;
-    static constexpr int32_t slot_number = slot;
-};
-
-using Assign = Service<39, 197, int32_t(char *, FILE_CONTEXT *, const char *, const char *, int32_t, int32_t)>;
-using Information = Service<39, 204, int32_t(WX_FILE *, const char *, FILE_CONTEXT *, int32_t, int32_t, WX_INFOPARM *)>;
-using Open = Service<39, 207, int32_t(WX_FILE **, const char *, FILE_CONTEXT *, const WX_OPENPARM *)>;
-
 // The services are plain functions: they find the host that a test made last, and the host's own routines.
 struct Front {
     Faults *faults;
-    Assign::Routine assign;
-    Information::Routine information;
-    Open::Routine open;
+    int32_t (*assign)(SERVICE_ID, char *, FILE_CONTEXT *, const char *, const char *, int32_t, int32_t);
+    int32_t (*information)(SERVICE_ID, WX_FILE *, const char *, FILE_CONTEXT *, int32_t, int32_t, WX_INFOPARM *);
+    int32_t (*open)(SERVICE_ID, WX_FILE **, const char *, FILE_CONTEXT *, const WX_OPENPARM *);
     int32_t (*point)(WX_FILE *, const void *);
     int64_t position_length; // -1: the host's own
 };
@@ -65,17 +52,18 @@ int32_t open(SERVICE_ID id, WX_FILE **handle, const char *name, FILE_CONTEXT *ta
     return code;
 }
 
-template <class Kind>
-typename Kind::Routine put_in_front(MemoryHost &host, typename Kind::Routine routine) {
-    const auto before = reinterpret_cast<typename Kind::Routine>(host.service(Kind::group_number, Kind::slot_number));
-    host.replace_service(Kind::group_number, Kind::slot_number, reinterpret_cast<SERVICE_ROUTINE>(routine));
+// The host's own routine, which gives way to another one.
+template <class Routine>
+Routine put_in_front(MemoryHost &host, int32_t slot, Routine routine) {
+    constexpr int32_t file_group = 39;
+    const auto before = reinterpret_cast<Routine>(host.service(file_group, slot));
+    host.replace_service(file_group, slot, reinterpret_cast<SERVICE_ROUTINE>(routine));
     return before;
 }
 
 } // namespace
 
 void *CountingMemory::allocate(size_t bytes) {
-    largest_bytes_ = std::max(largest_bytes_, bytes);
     if (faults_.strikes(Operation::allocation) || bytes > MOST_BLOCK_BYTES)
         return nullptr;
     // The block's size stands in front of it.
@@ -122,9 +110,9 @@ HostOptions HostResources::options(HostOptions others) {
 
 MemoryHost::MemoryHost(HostOptions others) : host_(std::make_unique<Host>(options(std::move(others)))) {
     front = {&faults, nullptr, nullptr, nullptr, nullptr, -1};
-    front.assign = put_in_front<Assign>(*this, assign);
-    front.information = put_in_front<Information>(*this, information);
-    front.open = put_in_front<Open>(*this, open);
+    front.assign = put_in_front(*this, 197, assign);
+    front.information = put_in_front(*this, 204, information);
+    front.open = put_in_front(*this, 207, open);
 }
 
 SERVICE_ROUTINE MemoryHost::service(int32_t group, int32_t slot) {

@@ -20,7 +20,7 @@
 
 namespace vor::test {
 
-// Heap blocks that are counted. The largest size asked for is kept, so that a test can bound it.
+// Heap blocks that are counted. The most bytes held are kept, so that a test can bound them.
 class CountingMemory : public Memory {
   public:
     explicit CountingMemory(Faults &faults) : faults_(faults) {}
@@ -28,14 +28,12 @@ class CountingMemory : public Memory {
     void free(void *block) override;
 
     int64_t blocks() const { return blocks_; }
-    size_t largest_bytes() const { return largest_bytes_; }
     size_t most_bytes() const { return most_bytes_; } // held at one time
 
   private:
     Faults &faults_;
     int64_t blocks_ = 0;
     size_t held_bytes_ = 0;
-    size_t largest_bytes_ = 0;
     size_t most_bytes_ = 0;
 };
 

@@ -1,6 +1,9 @@
 // The table of release widths; see release_layout.h.
 #include "release_layout.h"
 
+#include <algorithm>
+#include <vector>
+
 namespace vor::test {
 namespace {
 
@@ -14,84 +17,60 @@ constexpr TypeCodes word_codes{.numeric = {65530, 65529, 65528, 65527, 65526},
                                .longest_string_bytes = 2045,
                                .code_bytes = 2};
 
-// What the binary releases differ in.
-constexpr ReleaseLayout binary(int release, const TypeCodes &types, std::size_t label_bytes,
-                               std::size_t timestamp_bytes, std::size_t name_bytes, std::size_t format_bytes,
-                               std::size_t expansion_length_bytes) {
+ReleaseLayout layout_of(int release) {
+    const bool tagged = release >= 117;
+    const std::size_t count_bytes = release == 119 ? 4 : 2;
+    const std::size_t label_bytes = release < 108 ? 32 : release < 118 ? 81 : 321;
     return {.release = release,
-            .tagged = false,
-            .types = &types,
+            .tagged = tagged,
+            .types = tagged          ? &word_codes
+                     : release < 111 ? &letter_codes
+                                     : &byte_codes,
             .missing_values = release < 108   ? MissingValues::single_small_double
                               : release < 113 ? MissingValues::single
                                               : MissingValues::extended,
             .label_tables = release < 108 ? LabelTables::short_texts : LabelTables::text_area,
-            .variable_count_bytes = 2,
-            .observation_count_bytes = 4,
-            .data_label_bytes = label_bytes,
-            .data_label_length_bytes = 0,
-            .timestamp_bytes = timestamp_bytes,
-            .name_bytes = name_bytes,
-            .format_bytes = format_bytes,
+            .variable_count_bytes = count_bytes,
+            .observation_count_bytes = release < 118 ? 4U : 8U,
+            .data_label_bytes = tagged ? 0 : label_bytes,
+            .data_label_length_bytes = !tagged          ? 0U
+                                       : release == 117 ? 1U
+                                                        : 2U,
+            .timestamp_bytes = tagged || release < 105 ? 0U : 18U,
+            .name_bytes = release < 110   ? 9U
+                          : release < 118 ? 33U
+                                          : 129U,
+            .format_bytes = release < 105   ? 7U
+                            : release < 114 ? 12U
+                            : release < 118 ? 49U
+                                            : 57U,
             .variable_label_bytes = label_bytes,
-            .sort_entry_bytes = 2,
-            .expansion_length_bytes = expansion_length_bytes,
-            .label_name_padding_bytes = std::size_t{release < 108 ? 1U : 3U},
-            .strl_variable_bytes = 0,
-            .gso_observation_bytes = 0};
+            .sort_entry_bytes = count_bytes,
+            .expansion_length_bytes = release < 105   ? 0U
+                                      : release < 110 ? 2U
+                                                      : 4U,
+            .label_name_padding_bytes = release < 108 ? 1U : 3U,
+            .strl_variable_bytes = !tagged          ? 0U
+                                   : release == 117 ? 4U
+                                   : release == 118 ? 2U
+                                                    : 3U,
+            .gso_observation_bytes = !tagged          ? 0U
+                                     : release == 117 ? 4U
+                                                      : 8U};
 }
-
-// What the tagged releases differ in.
-constexpr ReleaseLayout tagged(int release, std::size_t variable_count_bytes, std::size_t observation_count_bytes,
-                               std::size_t label_length_bytes, std::size_t name_bytes, std::size_t format_bytes,
-                               std::size_t variable_label_bytes, std::size_t strl_variable_bytes) {
-    return {.release = release,
-            .tagged = true,
-            .types = &word_codes,
-            .missing_values = MissingValues::extended,
-            .label_tables = LabelTables::text_area,
-            .variable_count_bytes = variable_count_bytes,
-            .observation_count_bytes = observation_count_bytes,
-            .data_label_bytes = 0,
-            .data_label_length_bytes = label_length_bytes,
-            .timestamp_bytes = 0,
-            .name_bytes = name_bytes,
-            .format_bytes = format_bytes,
-            .variable_label_bytes = variable_label_bytes,
-            .sort_entry_bytes = variable_count_bytes,
-            .expansion_length_bytes = 4,
-            .label_name_padding_bytes = 3,
-            .strl_variable_bytes = strl_variable_bytes,
-            .gso_observation_bytes = observation_count_bytes};
-}
-
-constexpr ReleaseLayout layouts[] = {
-    //     release, types, labels, time stamp, name, format, expansion length
-    binary(103, letter_codes, 32, 0, 9, 7, 0),
-    binary(104, letter_codes, 32, 0, 9, 7, 0),
-    binary(105, letter_codes, 32, 18, 9, 12, 2),
-    binary(108, letter_codes, 81, 18, 9, 12, 2),
-    binary(110, letter_codes, 81, 18, 33, 12, 4),
-    binary(111, byte_codes, 81, 18, 33, 12, 4),
-    binary(112, byte_codes, 81, 18, 33, 12, 4),
-    binary(113, byte_codes, 81, 18, 33, 12, 4),
-    binary(114, byte_codes, 81, 18, 33, 49, 4),
-    binary(115, byte_codes, 81, 18, 33, 49, 4),
-    //     release, K, N, data label length, name, format, label, v of a reference
-    tagged(117, 2, 4, 1, 33, 49, 81, 4),
-    tagged(118, 2, 8, 2, 129, 57, 321, 2),
-    tagged(119, 4, 8, 2, 129, 57, 321, 3),
-};
 
 } // namespace
 
 const ReleaseLayout &release_layout(int release) {
-    const ReleaseLayout *found = &layouts[0];
-    for (const ReleaseLayout &layout : layouts) {
-        if (layout.release <= release) {
-            found = &layout;
-        }
-    }
-    return *found;
+    static const std::vector<ReleaseLayout> layouts = [] {
+        std::vector<ReleaseLayout> all;
+        for (const int known : {103, 104, 105, 108, 110, 111, 112, 113, 114, 115, 117, 118, 119})
+            all.push_back(layout_of(known));
+        return all;
+    }();
+    const auto above = std::find_if(layouts.begin() + 1, layouts.end(),
+                                    [release](const ReleaseLayout &layout) { return layout.release > release; });
+    return *(above - 1);
 }
 
 } // namespace vor::test

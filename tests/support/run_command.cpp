@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
+#include <filesystem>
 #include <memory>
 #include <sstream>
 #include <stdexcept>
@@ -22,9 +23,8 @@ using File = std::unique_ptr<std::FILE, Close>;
 
 File scratch_file(const std::string &bytes) {
     File file(std::tmpfile());
-    if (!file || std::fwrite(bytes.data(), 1, bytes.size(), file.get()) != bytes.size()) {
+    if (!file || std::fwrite(bytes.data(), 1, bytes.size(), file.get()) != bytes.size())
         throw std::runtime_error("no temporary file");
-    }
     std::rewind(file.get());
     return file;
 }
@@ -32,9 +32,8 @@ File scratch_file(const std::string &bytes) {
 std::string read_from(int descriptor) {
     std::string text;
     char piece[4096];
-    for (ssize_t got = 0; (got = read(descriptor, piece, sizeof piece)) > 0;) {
+    for (ssize_t got = 0; (got = read(descriptor, piece, sizeof piece)) > 0;)
         text.append(piece, static_cast<std::size_t>(got));
-    }
     return text;
 }
 
@@ -43,35 +42,32 @@ std::string contents(std::FILE *file) {
     return read_from(fileno(file));
 }
 
-// A new terminal: the end that the test reads and the name of the other.
-int open_terminal(std::string &name) {
+// A new terminal: the end that the test reads and the one that the command writes to.
+std::pair<int, int> open_terminal() {
     const int terminal = posix_openpt(O_RDWR | O_NOCTTY);
-    if (terminal < 0 || grantpt(terminal) != 0 || unlockpt(terminal) != 0) {
+    if (terminal < 0 || grantpt(terminal) != 0 || unlockpt(terminal) != 0)
         throw std::runtime_error("no terminal");
-    }
-    name = ptsname(terminal);
-    return terminal;
+    return {terminal, open(ptsname(terminal), O_RDWR | O_NOCTTY | O_CLOEXEC)};
 }
 
 int closed_pipe() {
     int ends[2];
-    if (pipe(ends) != 0) {
+    if (pipe(ends) != 0)
         throw std::runtime_error("no pipe");
-    }
     close(ends[0]);
     return ends[1];
 }
 
-[[noreturn]] void become(const std::vector<std::string> &words, int in, int out, int err) {
+[[noreturn]] void become(std::vector<std::string> words, const std::string &directory, int in, int out, int err) {
     dup2(in, STDIN_FILENO);
     dup2(out, STDOUT_FILENO);
     dup2(err, STDERR_FILENO);
     std::vector<char *> pointers;
-    for (const std::string &word : words) {
-        pointers.push_back(const_cast<char *>(word.c_str()));
-    }
+    for (std::string &word : words)
+        pointers.push_back(word.data());
     pointers.push_back(nullptr);
-    execv(pointers[0], pointers.data());
+    if (directory.empty() || chdir(directory.c_str()) == 0)
+        execv(pointers[0], pointers.data());
     _exit(127);
 }
 
@@ -81,58 +77,47 @@ std::vector<std::string> CommandResult::lines(const std::string &start) const {
     std::vector<std::string> found;
     std::istringstream text(err);
     for (std::string line; std::getline(text, line);) {
-        if (line.starts_with(start)) {
+        if (line.starts_with(start))
             found.push_back(line);
-        }
     }
     return found;
 }
 
 CommandResult run_command(const std::vector<std::string> &arguments, const CommandStreams &streams) {
     const char *named = std::getenv("VORDTA_COMMAND");
-    const std::string command = named == nullptr ? VORDTA_BUILT_COMMAND : named;
+    const std::string command = std::filesystem::absolute(named == nullptr ? VORDTA_BUILT_COMMAND : named).string();
     std::vector<std::string> words{command};
     words.insert(words.end(), arguments.begin(), arguments.end());
     const File in = scratch_file(streams.input);
     const File out = scratch_file("");
     const File err = scratch_file("");
-    int out_descriptor = fileno(out.get());
-    if (!streams.output_path.empty()) {
-        out_descriptor = open(streams.output_path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
-    } else if (streams.closed_output) {
-        out_descriptor = closed_pipe();
-    }
-    std::string terminal_name;
-    const int terminal = streams.terminal ? open_terminal(terminal_name) : -1;
-    const int err_descriptor =
-        streams.terminal ? open(terminal_name.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC) : fileno(err.get());
+    const int out_descriptor = streams.closed_output ? closed_pipe()
+                               : !streams.output_path.empty()
+                                   ? open(streams.output_path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666)
+                                   : dup(fileno(out.get()));
+    const auto [terminal, err_descriptor] = streams.terminal ? open_terminal() : std::pair(-1, dup(fileno(err.get())));
     const pid_t child = fork();
-    if (child == 0) {
-        become(words, fileno(in.get()), out_descriptor, err_descriptor);
-    }
-    if (out_descriptor != fileno(out.get())) {
-        close(out_descriptor);
-    }
+    if (child == 0)
+        become(words, streams.directory, fileno(in.get()), out_descriptor, err_descriptor);
+    close(out_descriptor);
+    close(err_descriptor);
     if (streams.signal != 0) {
         std::this_thread::sleep_for(streams.signal_after);
         kill(child, streams.signal); // a child that has ended keeps its number until it is waited for
     }
     CommandResult result{};
     if (streams.terminal) {
-        close(err_descriptor);
         result.err = read_from(terminal); // until the command has closed its end
         close(terminal);
     }
     int status = 0;
     waitpid(child, &status, 0);
     result.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-    if (result.status == 127) {
+    if (result.status == 127)
         throw std::runtime_error("cannot run " + command);
-    }
     result.out = contents(out.get());
-    if (!streams.terminal) {
+    if (!streams.terminal)
         result.err = contents(err.get());
-    }
     return result;
 }
 

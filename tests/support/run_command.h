@@ -17,6 +17,7 @@ struct CommandResult {
 };
 
 struct CommandStreams {
+    std::string directory = {};   // where the command runs; empty: where the test does
     std::string input = {};       // what standard input holds
     std::string output_path = {}; // where standard output goes; empty: into the result
     bool closed_output = false;   // standard output is a pipe that nobody reads

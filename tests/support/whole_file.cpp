@@ -1,30 +1,15 @@
 #include "whole_file.h"
 
-#include <iterator>
+#include <gtest/gtest.h>
 
 namespace vor::test {
 
 std::vector<int> all_releases() {
-    std::vector<int> releases(std::begin(binary_releases), std::end(binary_releases));
-    releases.insert(releases.end(), std::begin(tagged_releases), std::end(tagged_releases));
-    return releases;
-}
-
-bool is_tagged(int release) {
-    return release >= 117;
-}
-bool has_extended_marks(int release) {
-    return release >= 113;
-}
-bool has_date_formats(int release) {
-    return release >= 105;
+    return {103, 104, 105, 108, 110, 111, 112, 113, 114, 115, 117, 118, 119};
 }
 
 StataFile whole_file(int release, ByteOrder order, int ordinary_rows) {
     StataFile file{.release = release, .order = order, .data_label = "Whole"};
-    if (release >= 105) {
-        file.timestamp = "22 Nov 2026 20:00";
-    }
     const std::string day = has_date_formats(release) ? "%d" : "%9.0g";
     file.variables = {{.name = "b", .type = Type::byte, .format = "%8.0g", .label = "A byte", .value_label = "yn"},
                       {.name = "i", .type = Type::int16, .format = "%8.0f"},
@@ -44,7 +29,8 @@ StataFile whole_file(int release, ByteOrder order, int ordinary_rows) {
         file.rows.push_back({row % 100, row, row * 1000, row * 0.5, row * 0.25, row, std::to_string(row)});
     }
     file.value_labels = {{"other", {{7, "seven"}}}, {"yn", {{0, "no"}, {1, "yes"}}}};
-    if (release >= 105) {
+    if (release >= 105) { // none before
+        file.timestamp = "22 Nov 2026 20:00";
         file.characteristics = {{"_dta", "note1", "seen"}, {"b", "note1", ""}};
     }
     return file;
@@ -63,6 +49,18 @@ void add_tagged_variables(StataFile &file) {
     file.rows[1][place] = binary("two\xC3\xA9");
     file.rows[2][place] = reference(place + 1, 2);
     file.rows[3][place] = reference(place + 1, 9999);
+}
+
+void for_each_whole_file(int ordinary_rows, const std::function<void(const StataFile &)> &check) {
+    for (const int release : all_releases()) {
+        for (const ByteOrder order : {ByteOrder::little, ByteOrder::big}) {
+            SCOPED_TRACE(std::to_string(release) + (order == ByteOrder::big ? " big" : " little"));
+            StataFile file = whole_file(release, order, ordinary_rows);
+            if (is_tagged(release))
+                add_tagged_variables(file);
+            check(file);
+        }
+    }
 }
 
 } // namespace vor::test
