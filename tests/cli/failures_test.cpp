@@ -63,6 +63,7 @@ const FailingCase usage_cases[] = {
     {"import visits.dta o.db --labels text", 2, "--labels"},
     {"import visits.dta o.db --schema o.json", 2, "--schema"},
     {"import visits.dta o.csv --labels text --schema o.json", 2, "--schema"},
+    {"import visits.dta o.csv --schema ./o.csv", 2, "the same file"},
     {"import visits.dta o.csv --labels both --value-labels off", 2, "--value-labels"},
     {"import visits.dta o.db:vor_formats", 2, "vor_"},
     {"export good.db:visits o.dta --schema v.json", 2, "--schema"},
