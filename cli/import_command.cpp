@@ -7,9 +7,9 @@
 
 #include <vorhost/ascii.h>
 #include <vorhost/conversion.h>
+#include <vorhost/files.h>
 #include <vorhost/tables.h>
 
-#include <filesystem>
 #include <fmt/format.h>
 #include <map>
 #include <set>
@@ -39,11 +39,6 @@ LabelForm label_form(const std::string &name) {
     return name == "text" ? LabelForm::text : name == "both" ? LabelForm::both : LabelForm::codes;
 }
 
-bool is_same_file(const std::string &one, const std::string &other) {
-    std::error_code ignored;
-    return std::filesystem::weakly_canonical(one, ignored) == std::filesystem::weakly_canonical(other, ignored);
-}
-
 void check_usage(const ImportOptions &options, const Destination &destination) {
     const bool library = destination.kind == Destination::Kind::library;
     const bool labels_shown = options.labels != "codes";
@@ -58,7 +53,7 @@ void check_usage(const ImportOptions &options, const Destination &destination) {
         {library && schema, "--schema goes with a CSV or TSV file; a library keeps everything itself."},
         {labels_shown && options.value_labels == "off",
          "--labels text and --labels both need the value labels that --value-labels off leaves out."},
-        {schema && is_same_file(options.schema, destination.path),
+        {schema && file_identity(options.schema) == file_identity(destination.path),
          "--schema and DEST name the same file; the schema needs one of its own."},
         {options.labels == "text" && schema,
          "--schema describes a file that holds the codes; it does not go with --labels text."},

@@ -2,9 +2,9 @@
 
 #include <vorhost/ascii.h>
 #include <vorhost/error.h>
+#include <vorhost/files.h>
 
 #include <algorithm>
-#include <filesystem>
 #include <fmt/format.h>
 
 namespace vor::cli {
@@ -22,13 +22,6 @@ std::pair<std::string, std::string> parse_assignment(const std::string &text) {
     if (!place.catalog.empty())
         throw ConversionError(Failure::usage, fmt::format("\"{}\": a library's name has no full stop.", text));
     return {upper_case(place.library), text.substr(equals + 1)};
-}
-
-// The same file has the same text.
-std::string file_identity(const std::string &path) {
-    std::error_code error;
-    const std::filesystem::path identity = std::filesystem::weakly_canonical(path, error);
-    return error ? path : identity.string();
 }
 
 } // namespace

@@ -60,6 +60,9 @@ class FileSystem {
 // as it is.
 std::string uncompressed_name(const std::string &path);
 
+// A path without links, dots and repeated slashes: the same for each way of naming a file, whether it is there or not.
+std::string file_identity(const std::string &path);
+
 // The machine's files. temporary_directory: where temporary files go; empty for the system's own.
 std::unique_ptr<FileSystem> disk_files(std::string temporary_directory = {});
 

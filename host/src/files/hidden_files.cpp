@@ -3,9 +3,12 @@
 #include "files/descriptor.h"
 #include "files/unfinished_files.h"
 
+#include <vorhost/files.h>
+
 #include <cerrno>
 #include <cstdlib>
 #include <fcntl.h>
+#include <filesystem>
 #include <fmt/format.h>
 #include <sys/stat.h>
 #include <system_error>
@@ -57,8 +60,8 @@ int make_hidden(const std::string &start, std::string &path) {
     return descriptor;
 }
 
-int make_hidden_beside(const std::filesystem::path &target, std::string &path) {
-    const std::string name = target.filename().string().substr(0, most_name_bytes);
+int make_hidden_beside(const std::string &target, std::string &path) {
+    const std::string name = std::filesystem::path(target).filename().string().substr(0, most_name_bytes);
     const int descriptor = make_hidden((directory_of(target) / fmt::format(".{}.", name)).string(), path);
     if (descriptor < 0)
         return descriptor;
@@ -85,10 +88,11 @@ int move_into_place(const std::string &complete, const std::string &target, bool
     return code;
 }
 
-std::filesystem::path behind_links(const std::filesystem::path &path) {
-    std::error_code unresolved;
-    const std::filesystem::path target = std::filesystem::weakly_canonical(path, unresolved);
-    return unresolved ? path : target;
+std::string file_identity(const std::string &path) {
+    std::error_code error;
+    const std::filesystem::path full = std::filesystem::absolute(path, error);
+    const std::filesystem::path identity = error ? full : std::filesystem::weakly_canonical(full, error);
+    return error ? path : identity.string();
 }
 
 } // namespace vor

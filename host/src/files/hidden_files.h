@@ -2,7 +2,6 @@
 // unfinished are noted down (unfinished_files.h).
 #pragma once
 
-#include <filesystem>
 #include <string>
 
 namespace vor {
@@ -12,7 +11,7 @@ namespace vor {
 int make_hidden(const std::string &start, std::string &path);
 
 // The same in the directory of `target`, with the permissions of the target or, when there is none, of a new file.
-int make_hidden_beside(const std::filesystem::path &target, std::string &path);
+int make_hidden_beside(const std::string &target, std::string &path);
 
 // Removes such a file.
 void remove_hidden(const std::string &path);
@@ -20,8 +19,5 @@ void remove_hidden(const std::string &path);
 // Moves a complete file to its name and stores the directory. keep_existing: fails with EEXIST when the name is taken.
 // 0, or errno.
 int move_into_place(const std::string &complete, const std::string &target, bool keep_existing);
-
-// Where a path leads when it is a symbolic link; otherwise the path.
-std::filesystem::path behind_links(const std::filesystem::path &path);
 
 } // namespace vor

@@ -107,7 +107,7 @@ class DiskFiles : public FileSystem {
 
     std::string make_beside(const std::string &path, std::error_code &error) override {
         std::string hidden;
-        const Descriptor file(make_hidden_beside(behind_links(path), hidden));
+        const Descriptor file(make_hidden_beside(file_identity(path), hidden));
         return made(file, std::move(hidden), error);
     }
 
@@ -115,7 +115,7 @@ class DiskFiles : public FileSystem {
         store(complete, error);
         if (error)
             return;
-        if (const int code = move_into_place(complete, behind_links(path).string(), false); code != 0)
+        if (const int code = move_into_place(complete, file_identity(path), false); code != 0)
             error = {code, std::system_category()};
     }
 

@@ -37,7 +37,7 @@ OutputFile::OutputFile(const std::string &target)
     if (exists && !S_ISREG(status.st_mode)) {
         descriptor_ = open(target.c_str(), O_WRONLY | O_CLOEXEC);
     } else {
-        target_ = behind_links(target).string();
+        target_ = file_identity(target);
         descriptor_ = make_hidden_beside(target_, partial_);
     }
     if (descriptor_ < 0)
