@@ -5,7 +5,7 @@
 #   scripts/test.sh
 #
 # VORDTA_CORPUS    a folder of foreign Stata files with their descriptions; without it their test says it was skipped
-# FUZZ_SECONDS     how long each fuzz target runs (default 20)
+# FUZZ_SECONDS     how long each fuzz target runs (default 15)
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -36,7 +36,7 @@ scripts/check_symbols.sh build/release/lib/vorimdta.so
 
 if compgen -G 'fuzz/*_fuzzer.cpp' >/dev/null; then
     step "Fuzz"
-    scripts/fuzz.sh "${FUZZ_SECONDS:-20}"
+    scripts/fuzz.sh "${FUZZ_SECONDS:-15}"
 fi
 
 step "Install and use what was installed"
