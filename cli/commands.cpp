@@ -2,6 +2,8 @@
 
 #include <vorhost/error.h>
 
+#include <fmt/format.h>
+
 namespace vor::cli {
 
 HostOptions Run::host() const {
@@ -27,6 +29,16 @@ std::string example_lines(const std::vector<std::string> &examples) {
     return lines;
 }
 
+void add_choice(CLI::App &command, const std::string &name, std::string &value, const std::vector<std::string> &words,
+                const std::string &help) {
+    CLI::Validator one_of_them = CLI::IsMember(words);
+    one_of_them.description(""); // the type's name says them
+    command.add_option(name, value, help)
+        ->type_name(fmt::format("{}", fmt::join(words, "|")))
+        ->check(one_of_them)
+        ->capture_default_str();
+}
+
 CLI::App *add_command(CommandLine &line, const std::string &name, const std::string &what_it_does,
                       const std::vector<std::string> &examples) {
     CLI::App *command = line.app.add_subcommand(name, what_it_does);
@@ -37,20 +49,14 @@ CLI::App *add_command(CommandLine &line, const std::string &name, const std::str
         ->capture_default_str();
     command->add_flag("--quiet", common.quiet, "Show errors only");
     command->add_option("--log", common.log_file, "Write notes and errors to this file, too")->type_name("FILE");
-    command->add_option("--progress", common.progress, "Show progress on a terminal: after a while, at once, or never")
-        ->type_name("auto|on|off")
-        ->check(CLI::IsMember({"auto", "on", "off"}))
-        ->capture_default_str();
+    add_choice(*command, "--progress", common.progress, {"auto", "on", "off"},
+               "Show progress on a terminal: after a while, at once, or never");
     return command;
 }
 
 void add_reading_options(CLI::App &command, ReadingOptions &options) {
-    command
-        .add_option("--validvarname", options.valid_variable_names,
-                    "Variable names: letters, digits and underscores only (v7), or any characters")
-        ->type_name("v7|any")
-        ->check(CLI::IsMember({"v7", "any"}))
-        ->capture_default_str();
+    add_choice(command, "--validvarname", options.valid_variable_names, {"v7", "any"},
+               "Variable names: letters, digits and underscores only (v7), or any characters");
     command.add_option("--encoding", options.encoding, "Encoding of the file's text; default: as its release says")
         ->type_name("NAME");
 }

@@ -62,6 +62,10 @@ CLI::App *add_command(CommandLine &line, const std::string &name, const std::str
 // The end of a help text: examples, one on each line.
 std::string example_lines(const std::vector<std::string> &examples);
 
+// An option that takes one of these words; its value so far is the default.
+void add_choice(CLI::App &command, const std::string &name, std::string &value, const std::vector<std::string> &words,
+                const std::string &help);
+
 // How a Stata file is read.
 struct ReadingOptions {
     std::string valid_variable_names = "any";

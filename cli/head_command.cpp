@@ -134,10 +134,8 @@ void add_head_command(CommandLine &line) {
     command->add_option("FILE", options->file, "Stata file, - for standard input, or LIBRARY.db[:DATASET]")->required();
     add_selection_options(*command, options->selection, "-n,--limit",
                           "Show N observations; default: 10, or all of --rows when it names the last one");
-    command->add_option("--labels", options->labels, "Labelled values as numbers, as label text, or as both")
-        ->type_name("codes|text|both")
-        ->check(CLI::IsMember({"codes", "text", "both"}))
-        ->capture_default_str();
+    add_choice(*command, "--labels", options->labels, {"codes", "text", "both"},
+               "Labelled values as numbers, as label text, or as both");
     add_reading_options(*command, options->reading);
     command->callback([&line, options] { line.chosen = [options](Run &run) { run_head(*options, run); }; });
 }

@@ -203,14 +203,9 @@ class ImportHelp : public CLI::Formatter {
 };
 
 void add_output_options(CLI::App &command, ImportOptions &options) {
-    command.add_option("--value-labels", options.value_labels, "Turn value labels into user formats")
-        ->type_name("on|off")
-        ->check(CLI::IsMember({"on", "off"}))
-        ->capture_default_str();
-    command.add_option("--labels", options.labels, "In CSV: labelled values as numbers, as label text, or as both")
-        ->type_name("codes|text|both")
-        ->check(CLI::IsMember({"codes", "text", "both"}))
-        ->capture_default_str();
+    add_choice(command, "--value-labels", options.value_labels, {"on", "off"}, "Turn value labels into user formats");
+    add_choice(command, "--labels", options.labels, {"codes", "text", "both"},
+               "In CSV: labelled values as numbers, as label text, or as both");
     command.add_flag("--raw", options.raw, "In CSV: dates as days, date-times and times as seconds");
     command
         .add_option("--schema", options.schema,
