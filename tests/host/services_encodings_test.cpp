@@ -143,8 +143,14 @@ TEST(Encodings, ConversionsStopAtTheFirstFaultWithWhatTheyHave) {
         {"equal", utf8, utf8, "caf\xC3\xA9\xFF", 10, {NLS_OK, "caf\xC3\xA9\xFF"}},
         {"equal, two bytes, cut", shift_jis, shift_jis, "\x83\x65\x83\x58", 3, {NLS_TRUNCATED, "\x83\x65"}},
     };
-    for (const auto &[what, from, to, text, limit, expected] : cases)
+    for (const auto &[what, from, to, text, limit, expected] : cases) {
         EXPECT_EQ(expected, language.convert(from, to, text, limit)) << what;
+        if (expected.status == NLS_OK) {
+            EXPECT_EQ(std::ssize(expected.text), language.length(from, to, text)) << what;
+        }
+    }
+    EXPECT_EQ(0, language.length(utf8, latin1, "\xFF"));
+    EXPECT_EQ(0, language.length(utf8, 9999, "a"));
 }
 
 // Longer than the piece that is converted at a time, with characters of every length across its end.
@@ -164,16 +170,6 @@ TEST(Encodings, LongTextsComeThroughWhole) {
         EXPECT_GT(cut.text.size(), 1026U);
         EXPECT_TRUE(text.starts_with(language.convert(gb18030, utf8, cut.text).text)) << "cut at a character";
     }
-}
-
-TEST(Encodings, LengthsAreThoseOfTheConvertedText) {
-    Language language("latin1");
-    const NLScei utf8 = language.id("utf-8");
-    EXPECT_EQ(10, language.length(0, utf8, "Dummy data"));
-    EXPECT_EQ(20, language.length(0, language.id("utf-16le"), "Dummy data"));
-    EXPECT_EQ(2, language.length(0, utf8, "\xE9"));
-    EXPECT_EQ(0, language.length(utf8, 0, "\xFF"));
-    EXPECT_EQ(0, language.length(utf8, 9999, "a"));
 }
 
 TEST(Encodings, SessionTextBecomesWideAndBack) {
