@@ -176,6 +176,24 @@ TEST_F(Files, ReadsSeeWhatWasWrittenAndTheFileGetsAll) {
     }
 }
 
+// The first write fails while the module writes, or the last one, or the end itself.
+TEST_F(Files, AWriteThatFailsIsReportedAndStays) {
+    const std::pair<Operation, int64_t> cases[] = {{Operation::write, 1}, {Operation::write, 3}, {Operation::close, 1}};
+    for (const auto &[operation, nth] : cases) {
+        WX_FILE *file = open(assign("out"), WX_OPEN_OUTPUT);
+        host.faults.fail(operation, nth);
+        int32_t code = 0;
+        for (int piece = 0; piece < 10 && code == 0; ++piece)
+            code = write(file, std::string(64'000, 'x'));
+        EXPECT_EQ(operation == Operation::write && nth == 1, code != 0);
+        if (code != 0) {
+            EXPECT_NE(0, write(file, std::string(300'000, 'x'))) << "bytes are missing: nothing more may be written";
+        }
+        EXPECT_NE(0, calls.xxclose(file));
+        EXPECT_EQ(std::errc::no_space_on_device, host->take_failure().system_error);
+    }
+}
+
 TEST_F(Files, NamesStandForPathsWhateverTheirPadding) {
     host.files.put("in.dta", "x");
     const std::pair<std::string, std::string> cases[] = {{"INFILE  ", "infile\0\0"s}, {"12345678", "12345678"}};
