@@ -6,7 +6,6 @@
 #include <vorhost/library.h>
 
 #include <algorithm>
-#include <cmath>
 #include <csignal>
 #include <limits>
 #include <sqlite3.h>

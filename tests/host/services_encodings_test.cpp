@@ -5,7 +5,6 @@
 
 #include <vor/encoding.h>
 
-#include <cstring>
 #include <gtest/gtest.h>
 #include <set>
 #include <string>

@@ -7,8 +7,7 @@
 
 #include <array>
 #include <bit>
-#include <cmath>
-#include <cstring>
+#include <cstddef>
 #include <gtest/gtest.h>
 #include <limits>
 #include <string>
