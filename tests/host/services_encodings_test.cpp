@@ -134,7 +134,9 @@ TEST(Encodings, ConversionsStopAtTheFirstFaultWithWhatTheyHave) {
         {"growing", latin1, utf8, "caf\xE9!", 10, {NLS_OK, "caf\xC3\xA9!"}},
         {"exactly at the limit", latin1, utf8, "caf\xE9", 5, {NLS_OK, "caf\xC3\xA9"}},
         {"cut in a character", latin1, utf8, "caf\xE9!", 4, {NLS_TRUNCATED, "caf"}},
+        {"no room", latin1, utf8, "\xE9", 0, {NLS_TRUNCATED, ""}},
         {"broken in the middle", utf8, latin1, "caf\xE9!", 10, {NLS_BAD_INPUT, "caf"}},
+        {"half a character at the end", utf8, latin1, "abc\xC3", 10, {NLS_BAD_INPUT, "abc"}},
         {"surrogate", utf8, wlatin1, "a\xED\xA0\x80", 10, {NLS_BAD_INPUT, "a"}},
         {"no mapping", utf8, latin1, "a\xE2\x82\xACz", 10, {NLS_NO_MAPPING, "a"}},
         {"two bytes", utf8, shift_jis, "\xE3\x83\x86\xE3\x82\xB9\xE3\x83\x88", 6, {NLS_OK, "\x83\x65\x83\x58\x83\x67"}},
@@ -207,7 +209,8 @@ TEST(Encodings, SessionTextIsDecodedWithoutCopiesWhereItCanStand) {
         {"utf-8", "caf\xE9", "caf\xC3\xA9", false, true},
         {"utf-8", "\xC0\xAF", "\xC3\x80\xC2\xAF", false, true},                 // a form longer than need be
         {"utf-8", "\xED\xA0\x80", "\xC3\xAD\xC2\xA0\xE2\x82\xAC", false, true}, // a surrogate
-        {"utf-8", "\xE2\x82", "\xC3\xA2\xE2\x80\x9A", false, true},             // ends early
+        {"utf-8", "\xF4\x90\x80\x80", "\xC3\xB4\xC2\x90\xE2\x82\xAC\xE2\x82\xAC", false, true},
+        {"utf-8", "\xE2\x82", "\xC3\xA2\xE2\x80\x9A", false, true}, // ends early
         {"latin1", "caf\xE9\x80", "caf\xC3\xA9\xC2\x80", true, true},
         {"shift-jis", "\x83\x65", "\xE3\x83\x86", true, true},
         {"shift-jis", "a\x83", "a\xC6\x92", false, true},

@@ -32,11 +32,17 @@ TEST_F(UserFormats, Names) {
         bool is_character;
         const char *expected;
     } cases[] = {
-        {"AGE", false, "AGE"},    {"age", false, "age_1A"},
-        {"city", true, "$city"},  {"20051231", false, "F200512A"},
+        {"AGE", false, "AGE"},
+        {"age", false, "age_1A"},
+        {"city", true, "$city"},
+        {"20051231", false, "F200512A"},
         {"DATE", false, "DATEA"}, // the host's
-        {"x_c", false, "xZc"},    {"\xC3\xA9t", false, "__t"},
-        {"Q1A", false, "Q1A"},    {"Q1", false, "Q1_1A"}, // Q1A is another's
+        {"x_c", false, "xZc"},
+        {"\xC3\xA9t", false, "__t"},
+        {"longname1", false, "longnam"},
+        {"longname2", false, "longna1A"},
+        {"Q1A", false, "Q1A"},
+        {"Q1", false, "Q1_1A"}, // Q1A is another's
         {"", false, "FA"},
     };
     for (const auto &c : cases)
