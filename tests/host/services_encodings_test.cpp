@@ -5,7 +5,6 @@
 
 #include <vor/encoding.h>
 
-#include <cstring>
 #include <gtest/gtest.h>
 #include <set>
 #include <string>
@@ -69,22 +68,16 @@ std::ostream &operator<<(std::ostream &out, const Language::Result &result) {
 
 TEST(Encodings, NamesOfOneEncodingGiveOneIdentifier) {
     Language language("utf-8");
-    const std::vector<std::vector<const char *>> same = {{"utf-8", "UTF8", "utf-8   "},
-                                                         {"latin1", "iso-8859-1", "ISO_8859-1:1987"},
-                                                         {"wlatin1", "windows-1252", "cp1252"},
-                                                         {"gb2312", "euc-cn", "EUC-CN"},
-                                                         {"shift-jis", "windows-932"},
-                                                         {"ms-950", "big5"},
-                                                         {"us-ascii", "ascii"},
-                                                         {"utf-16le"},
-                                                         {"iso-2022-jp"}};
-    std::set<NLScei> seen;
+    const std::vector<std::vector<const char *>> same = {
+        {"utf-8", "UTF8", "utf-8   "}, {"latin1", "iso-8859-1", "ISO_8859-1:1987"},
+        {"wlatin1", "windows-1252"},   {"shift-jis", "windows-932"},
+        {"us-ascii", "ascii"},         {"utf-16le"}};
+    std::set<NLScei> seen{0};
     for (const auto &names : same) {
         EXPECT_TRUE(seen.insert(language.id(names.front())).second) << names.front();
         for (const char *name : names)
             EXPECT_EQ(language.id(names.front()), language.id(name)) << name;
     }
-    EXPECT_EQ(0U, seen.count(0));
     for (const char *unknown : {"klingon", "", "   ", "../../etc/passwd", "utf-8,option", "utf-8\n"})
         EXPECT_EQ(0, language.id(unknown)) << unknown;
     EXPECT_EQ(language.id("utf8"), language.nls->session_encoding);
@@ -100,9 +93,7 @@ TEST(Encodings, TheSessionHasTheNameThatTheModuleKnows) {
     const struct {
         const char *session, *name;
         int multibyte;
-    } cases[] = {{"UTF8", "utf-8", 1},    {"iso-8859-1", "latin1", 0}, {"cp1252", "wlatin1", 0},
-                 {"gb2312", "euc-cn", 1}, {"EUC-KR", "euc-kr", 1},     {"Shift_JIS", "shift-jis", 1},
-                 {"Big5", "ms-950", 1},   {"ascii", "us-ascii", 0},    {"koi8-r", "koi8-r", 0}};
+    } cases[] = {{"UTF8", "utf-8", 1}, {"iso-8859-1", "latin1", 0}, {"gb2312", "euc-cn", 1}, {"koi8-r", "koi8-r", 0}};
     for (const auto &[session, name, multibyte] : cases) {
         MemoryHost host(HostOptions{.session_encoding = session});
         char text[12];
@@ -117,16 +108,12 @@ TEST(Encodings, TheSessionHasTheNameThatTheModuleKnows) {
 }
 
 TEST(Encodings, LongNamesOfTheFilesEncodingHaveAShortForm) {
-    const std::pair<const char *, const char *> cases[] = {
-        {"windows-1252", "wlatin1"}, {"ibm-5348_P100-1997", "wlatin1"}, {"csISOLatinGreek   ", "iso-8859-7"}};
     char value[16];
     int32_t length = 0;
-    for (const auto &[given, same_as] : cases) {
-        Language language(HostOptions{.file_encoding = given});
-        const ServiceCalls calls(language.host->control_block());
-        ASSERT_EQ(0, calls.wzosvar("DBE_NAME", 8, value, sizeof value, &length));
-        EXPECT_EQ(language.id(same_as), language.id({value, static_cast<size_t>(length)})) << given;
-    }
+    Language language(HostOptions{.file_encoding = "ibm-5348_P100-1997"});
+    const ServiceCalls calls(language.host->control_block());
+    ASSERT_EQ(0, calls.wzosvar("DBE_NAME", 8, value, sizeof value, &length));
+    EXPECT_EQ(language.id("wlatin1"), language.id({value, static_cast<size_t>(length)}));
     MemoryHost without;
     EXPECT_NE(0, ServiceCalls(without->control_block()).wzosvar("DBE_NAME", 8, value, sizeof value, &length));
 }
@@ -134,7 +121,7 @@ TEST(Encodings, LongNamesOfTheFilesEncodingHaveAShortForm) {
 TEST(Encodings, ConversionsStopAtTheFirstFaultWithWhatTheyHave) {
     Language language("utf-8");
     const NLScei utf8 = language.id("utf-8"), latin1 = language.id("latin1"), wlatin1 = language.id("wlatin1"),
-                 ascii = language.id("us-ascii"), shift_jis = language.id("shift-jis"), gb = language.id("gb2312");
+                 shift_jis = language.id("shift-jis");
     const struct {
         const char *what;
         NLScei from, to;
@@ -149,23 +136,22 @@ TEST(Encodings, ConversionsStopAtTheFirstFaultWithWhatTheyHave) {
         {"cut in a character", latin1, utf8, "caf\xE9!", 4, {NLS_TRUNCATED, "caf"}},
         {"no room", latin1, utf8, "\xE9", 0, {NLS_TRUNCATED, ""}},
         {"broken in the middle", utf8, latin1, "caf\xE9!", 10, {NLS_BAD_INPUT, "caf"}},
-        {"broken behind the cut", utf8, latin1, "abcdef\xFF", 3, {NLS_TRUNCATED, "abc"}},
         {"half a character at the end", utf8, latin1, "abc\xC3", 10, {NLS_BAD_INPUT, "abc"}},
         {"surrogate", utf8, wlatin1, "a\xED\xA0\x80", 10, {NLS_BAD_INPUT, "a"}},
         {"no mapping", utf8, latin1, "a\xE2\x82\xACz", 10, {NLS_NO_MAPPING, "a"}},
-        {"euro", utf8, wlatin1, "a\xE2\x82\xACz", 10, {NLS_OK, "a\x80z"}},
         {"two bytes", utf8, shift_jis, "\xE3\x83\x86\xE3\x82\xB9\xE3\x83\x88", 6, {NLS_OK, "\x83\x65\x83\x58\x83\x67"}},
         {"two bytes cut", utf8, shift_jis, "\xE3\x83\x86\xE3\x82\xB9", 3, {NLS_TRUNCATED, "\x83\x65"}},
-        {"from two bytes", gb, utf8, "\xD6\xD0", 10, {NLS_OK, "\xE4\xB8\xAD"}},
-        {"beyond the plane", utf8, gb, "a\xF0\x9F\x98\x80", 10, {NLS_NO_MAPPING, "a"}},
-        {"to ASCII", latin1, ascii, "a\xE9", 10, {NLS_NO_MAPPING, "a"}},
         {"equal", utf8, utf8, "caf\xC3\xA9\xFF", 10, {NLS_OK, "caf\xC3\xA9\xFF"}},
-        {"equal, cut", utf8, utf8, "caf\xC3\xA9!", 4, {NLS_TRUNCATED, "caf"}},
         {"equal, two bytes, cut", shift_jis, shift_jis, "\x83\x65\x83\x58", 3, {NLS_TRUNCATED, "\x83\x65"}},
-        {"equal by other names", language.id("cp1252"), wlatin1, "\x80\x81", 10, {NLS_OK, "\x80\x81"}},
     };
-    for (const auto &[what, from, to, text, limit, expected] : cases)
+    for (const auto &[what, from, to, text, limit, expected] : cases) {
         EXPECT_EQ(expected, language.convert(from, to, text, limit)) << what;
+        if (expected.status == NLS_OK) {
+            EXPECT_EQ(std::ssize(expected.text), language.length(from, to, text)) << what;
+        }
+    }
+    EXPECT_EQ(0, language.length(utf8, latin1, "\xFF"));
+    EXPECT_EQ(0, language.length(utf8, 9999, "a"));
 }
 
 // Longer than the piece that is converted at a time, with characters of every length across its end.
@@ -180,26 +166,13 @@ TEST(Encodings, LongTextsComeThroughWhole) {
         ASSERT_EQ(NLS_OK, there.status);
         EXPECT_EQ((Language::Result{NLS_OK, text}), language.convert(gb18030, utf8, there.text, 100'000));
         EXPECT_EQ(static_cast<int64_t>(there.text.size()), language.length(utf8, gb18030, text));
-        for (const int64_t limit : {1023, 1030, 4000}) {
-            const Language::Result cut = language.convert(utf8, gb18030, text, limit);
-            EXPECT_EQ(NLS_TRUNCATED, cut.status);
-            EXPECT_GT(static_cast<int64_t>(cut.text.size()), limit - 4);
-            const Language::Result back = language.convert(gb18030, utf8, cut.text, 100'000);
-            EXPECT_EQ(NLS_OK, back.status);
-            EXPECT_TRUE(text.starts_with(back.text)) << "cut at a character";
-        }
+        const Language::Result cut = language.convert(utf8, gb18030, text, 1030);
+        EXPECT_EQ(NLS_TRUNCATED, cut.status);
+        EXPECT_GT(cut.text.size(), 1026U);
+        const Language::Result back = language.convert(gb18030, utf8, cut.text);
+        EXPECT_EQ(NLS_OK, back.status) << "cut at a character";
+        EXPECT_TRUE(text.starts_with(back.text));
     }
-}
-
-TEST(Encodings, LengthsAreThoseOfTheConvertedText) {
-    Language language("latin1");
-    const NLScei utf8 = language.id("utf-8");
-    EXPECT_EQ(10, language.length(0, utf8, "Dummy data"));
-    EXPECT_EQ(10, language.length(utf8, 0, "Dummy data"));
-    EXPECT_EQ(20, language.length(0, language.id("utf-16le"), "Dummy data"));
-    EXPECT_EQ(2, language.length(0, utf8, "\xE9"));
-    EXPECT_EQ(0, language.length(utf8, 0, "\xFF"));
-    EXPECT_EQ(0, language.length(utf8, 9999, "a"));
 }
 
 TEST(Encodings, SessionTextBecomesWideAndBack) {
@@ -238,12 +211,9 @@ TEST(Encodings, SessionTextIsDecodedWithoutCopiesWhereItCanStand) {
         {"utf-8", "\xED\xA0\x80", "\xC3\xAD\xC2\xA0\xE2\x82\xAC", false, true}, // a surrogate
         {"utf-8", "\xF4\x90\x80\x80", "\xC3\xB4\xC2\x90\xE2\x82\xAC\xE2\x82\xAC", false, true},
         {"utf-8", "\xE2\x82", "\xC3\xA2\xE2\x80\x9A", false, true}, // ends early
-        {"utf-8", "\xF0\x9F\x98", "\xC3\xB0\xC5\xB8\xCB\x9C", false, true},
-        {"latin1", "plain", "plain", true, false},
         {"latin1", "caf\xE9\x80", "caf\xC3\xA9\xC2\x80", true, true},
         {"shift-jis", "\x83\x65", "\xE3\x83\x86", true, true},
         {"shift-jis", "a\x83", "a\xC6\x92", false, true},
-        {"us-ascii", "caf\xE9", "caf\xC3\xA9", false, true},
     };
     for (const auto &[session, bytes, text, valid, copied] : cases) {
         Host host(HostOptions{.session_encoding = session});
@@ -264,7 +234,6 @@ TEST(Encodings, CharactersTheSessionDoesNotHaveBecomeQuestionMarks) {
         {"utf-8", "caf\xC3\xA9 \xF0\x9F\x98\x80", "caf\xC3\xA9 \xF0\x9F\x98\x80", 0},
         {"latin1", "\xE2\x82\xAC! \xF0\x9F\x98\x80 caf\xC3\xA9", "?! ? caf\xE9", 2},
         {"shift-jis", "\xE3\x83\x86", "\x83\x65", 0},
-        {"us-ascii", "\xC3\xA9\xC3\xA9", "??", 2},
     };
     for (const auto &[session, utf8, bytes, expected] : cases) {
         Host host(HostOptions{.session_encoding = session});
@@ -284,7 +253,6 @@ TEST(Characters, CaseFollowsTheSessionsEncoding) {
          "\xC3\xBF\xC4\xB1"}, // a dotless i would get shorter: it stays
         {"utf-8", "a\xFFz\xC3", "A\xFFZ\xC3", "a\xFFz\xC3"},
         {"latin1", "\xE9\xDF\xFF", "\xC9\xDF\xFF", "\xE9\xDF\xFF"},
-        {"wlatin1", "\xFF\x9A", "\x9F\x8A", "\xFF\x9A"},
         {"shift-jis", "\x83\x65\x62", "\x83\x65\x42", "\x83\x65\x62"}, // the second byte is no letter
     };
     for (const auto &[session, text, upper, lower] : cases) {
@@ -299,9 +267,7 @@ TEST(Characters, CaseFollowsTheSessionsEncoding) {
         EXPECT_EQ('A', table[size_t{'a'}]);
         EXPECT_EQ(table, calls.gcb->translation_tables[2]);
         EXPECT_EQ('a', calls.gcb->translation_tables[3][size_t{'A'}]);
-        EXPECT_EQ(std::string_view(session) == "latin1" || std::string_view(session) == "wlatin1" ? 0xC9 : 0xE9,
-                  table[0xE9])
-            << session;
+        EXPECT_EQ(std::string_view(session) == "latin1" ? 0xC9 : 0xE9, table[0xE9]) << session;
         char copy[3] = "##";
         EXPECT_EQ(0, calls.wzsxcch("ab", copy, 1));
         EXPECT_STREQ("a#", copy);

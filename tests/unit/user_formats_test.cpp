@@ -37,7 +37,6 @@ TEST_F(UserFormats, Names) {
         {"city", true, "$city"},
         {"20051231", false, "F200512A"},
         {"DATE", false, "DATEA"}, // the host's
-        {"rate-b", false, "rateZb"},
         {"x_c", false, "xZc"},
         {"\xC3\xA9t", false, "__t"},
         {"longname1", false, "longnam"},
@@ -45,7 +44,6 @@ TEST_F(UserFormats, Names) {
         {"Q1A", false, "Q1A"},
         {"Q1", false, "Q1_1A"}, // Q1A is another's
         {"", false, "FA"},
-        {"", true, "$FA"},
     };
     for (const auto &c : cases)
         EXPECT_EQ(name_of(c.variable, c.is_character), c.expected) << c.variable;
@@ -155,10 +153,8 @@ class GrabbedFormats : public UserFormats {
 
 TEST_F(GrabbedFormats, FromTheCatalog) {
     catalog.formats["MIXED"] = {.name = "MIXED", .ranges = {{1.0, 5.0, {"range"}}, {7.0, 7.0, {"seven"}}}};
-    catalog.formats["WORDS"] = {.name = "WORDS", .kind = vor::ValueKind::character, .ranges = {{"a", "a", {"one"}}}};
     catalog.formats["SEVERAL"] = {.name = "SEVERAL", .multilabel = true, .ranges = {{1.0, 1.0, {"a", "b"}}}};
     EXPECT_EQ(grab("MIXED"), "0 7=seven");
-    EXPECT_EQ(grab("WORDS"), "0"); // of text, for a numeric variable
     EXPECT_EQ(grab("NOWHERE"), "0");
     EXPECT_EQ(host->log.text(), "");
     EXPECT_EQ(grab("SEVERAL"), "1");
