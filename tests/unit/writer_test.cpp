@@ -236,16 +236,18 @@ TEST(Writer, Characters) {
 
 TEST(Writer, EveryRecordLeavesItsBuffer) {
     const struct {
+        std::size_t variables;
         int width;
         std::size_t rows;
-    } cases[] = {{100, 0}, {100, 319}, {100, 320}, {100, 321}, {2000, 40}};
-    for (const auto &[width, rows] : cases) {
+    } cases[] = {{1, 100, 0}, {1, 100, 319}, {1, 100, 320}, {1, 100, 321}, {20, 2000, 2}};
+    for (const auto &[variables, width, rows] : cases) {
         SCOPED_TRACE(rows);
         const std::string value(static_cast<std::size_t>(width), 'r');
         Export file;
-        ASSERT_EQ(file.write({character(width)}, std::vector<Row>(rows, Row{value})), "");
+        ASSERT_EQ(file.write(std::vector(variables, character(width)), std::vector<Row>(rows, Row(variables, value))),
+                  "");
         EXPECT_TRUE(file.holds("<N>" + little(rows) + "</N>"));
-        EXPECT_TRUE(file.holds("<data>" + std::string(value.size() * rows, 'r') + "</data>"));
+        EXPECT_TRUE(file.holds("<data>" + std::string(variables * value.size() * rows, 'r') + "</data>"));
     }
 }
 
