@@ -21,7 +21,6 @@ struct Input {
     std::int32_t type = CLASS_DOUBLE;
     std::int32_t length = 8;
     std::string label = {};
-    innamevaluestruct *labels = nullptr;
 };
 
 class ConversionTest : public testing::Test {
@@ -85,7 +84,6 @@ class ConversionTest : public testing::Test {
             v.innamelength = texts_[i].length;
             v.innameftype = static_cast<std::int32_t>(i);
             v.innameif = v.innameof = "";
-            v.innamevalues = texts_[i].labels;
             v.nextname = i + 1 < input_variables.size() ? &input_variables[i + 1] : nullptr;
         }
     }

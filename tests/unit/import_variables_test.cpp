@@ -1,5 +1,4 @@
-// Import variables: the eleven ways of a name, labels, the layout of the observation, and user formats by the thousand.
-#include "collected_import.h"
+// Import variables: the eleven ways of a name, labels, the layout of the observation.
 #include "conversion_test.h"
 #include "imglue_import_variables.h"
 
@@ -58,7 +57,6 @@ TEST_F(ImportVariables, WaysOfNames) {
         {"wlatin1", nullptr, 0, "anylong", plain, {"A b", "a B_1", e31 + "\xC3"}, 2},
         {"koi8-r", nullptr, 0, "longany", plain, {"A b", "VAR2", e31 + "\xC3"}, 2},
         {"utf-8", nullptr, 0, "V7", plain, {"A_b", "a_B_1", e31 + "_"}, 3},
-        {"utf-8", nullptr, 0, "long", {"A b"}, {"A_b"}, 1},
         {"utf-8", "utf-8", 0, "any", plain, {"A b", "a B_1", e31}, 2},
         {"gb2312", "gb2312", 0, "any", {"A b", "a B", two_byte}, {"A b", "VAR2", cut_two_byte}, 1},
         {"koi8-r", "koi8-r", 0, "any", {"A b", "a B"}, {"A b", "VAR2"}, 1},
@@ -140,27 +138,6 @@ TEST_F(ImportVariables, Layout) {
     }
     EXPECT_EQ(map({}), 0);
     EXPECT_EQ((Numbers{count, self->obslen, std::ssize(seen)}), (Numbers{0, 0, 0}));
-}
-
-TEST_F(ImportVariables, UserFormatsUpToTheLimit) {
-    vor::test::CatalogMap catalog;
-    start({.catalogs = &catalog});
-    double one = 1;
-    char yes[] = "yes";
-    innamevaluestruct value{.nextvalue = nullptr,
-                            .valuetype = 1,
-                            .startvalue = reinterpret_cast<char *>(&one),
-                            .endvalue = nullptr,
-                            .displayvalue = yes};
-    std::vector<Input> inputs(4088, {.labels = &value});
-    inputs[5].labels = nullptr;
-    ASSERT_EQ(map(inputs), 0);
-    EXPECT_EQ(catalog.formats.size(), 4086u);
-    EXPECT_EQ(std::string(seen[0]->nformlong, 8) + std::to_string(seen[0]->nfl), "V       0");
-    EXPECT_EQ(seen[5]->nformlongl, 0);
-    EXPECT_NE(input_variables[4086].innamevalues, nullptr);
-    EXPECT_EQ(input_variables[4087].innamevalues, nullptr);
-    EXPECT_EQ(seen[4087]->nformlongl, 0);
 }
 
 TEST_F(ImportVariables, Failures) {
