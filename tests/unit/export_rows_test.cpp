@@ -32,8 +32,6 @@ class ExportRows : public vor::test::ConversionTest {
     void add(std::int32_t type, std::int32_t vorlen, std::int32_t file_length = 8) {
         symbolstruct &symbol = symbols.emplace_back();
         outvarrec &variable = variables.emplace_back();
-        symbol = {};
-        variable = {};
         symbol.symname = name;
         symbol.symtype = type;
         symbol.vorlen = vorlen;
