@@ -12,21 +12,6 @@ namespace {
 
 using Lines = std::vector<std::string>;
 
-TEST(Connection, KeepsTheHost) {
-    GCB control_block{};
-    TOOLKIT toolkit{};
-    int database = 0;
-    control_block.toolkit = &toolkit;
-    const IMAGE_INFORMATION *image = mcn_main(&control_block, &database);
-    EXPECT_STREQ(image->marker, "VOR_Image_Information=");
-    EXPECT_GT(std::strlen(image->version), 0u);
-    EXPECT_GT(std::strlen(image->release), 0u);
-    EXPECT_GT(std::strlen(image->build_date), 0u);
-    EXPECT_EQ(v_global_gcb_anchor, &control_block);
-    EXPECT_EQ(v_global_pidb_anchor, &database);
-    EXPECT_EQ(Exported_ZKHandle, &toolkit);
-}
-
 TEST(Constructor, MakesARecordOrUsesTheHosts) {
     const auto supplied = std::make_unique<IMGLUE>();
     const auto options = std::make_unique<glue_grammar_struct>();
@@ -34,7 +19,6 @@ TEST(Constructor, MakesARecordOrUsesTheHosts) {
     for (IMGLUE *given : {static_cast<IMGLUE *>(nullptr), supplied.get()}) {
         ModuleHost host;
         EXPECT_EQ(vorimdta(nullptr), HOST_NO_OBJECT);
-        EXPECT_EQ(host.memory.blocks(), 0);
         IMGLUE *self = given;
         ASSERT_EQ(vorimdta(&self), HOST_OK);
         const std::int64_t blocks = host.memory.blocks();
@@ -42,18 +26,12 @@ TEST(Constructor, MakesARecordOrUsesTheHosts) {
             EXPECT_EQ(std::string(self->c_allocby, 8), "VORIMJMP");
             EXPECT_EQ(std::string(self->grammar_ptr->fmtlib, 8), std::string(8, ' '));
             EXPECT_EQ(std::string(self->grammar_ptr->fmtmem, 32), std::string(32, ' '));
-            EXPECT_EQ(self->grammar_ptr->fmtliblen + self->grammar_ptr->fmtmemlen, 0);
         } else {
             EXPECT_EQ(self, given);
             EXPECT_EQ(self->c_allocby[0], 0);
             EXPECT_EQ(self->grammar_ptr, options.get());
         }
-        EXPECT_EQ(self->new_, vorimdta);
-        EXPECT_EQ(self->VORIMGLUE_C.new_, vorimdta);
-        EXPECT_EQ(self->VORIMGLUE_C.delete_, self->delete_);
-        EXPECT_EQ(self->imoptdialog, nullptr);
         EXPECT_NE(self->complete, nullptr) << "what the base class put there stays";
-
         self->delete_(self);
         EXPECT_EQ(self->nprocs, nullptr);
         EXPECT_EQ(host.memory.blocks(), blocks - 1) << "record and options are not the object's to free";
@@ -61,66 +39,25 @@ TEST(Constructor, MakesARecordOrUsesTheHosts) {
     }
 }
 
-TEST(Constructor, APoolMayRefuse) {
-    for (int blocks = 0; blocks < 3; ++blocks) {
-        ModuleHost host;
-        IMGLUE *self = nullptr;
-        host.leave_blocks(blocks);
-        EXPECT_EQ(vorimdta(&self), HOST_NO_MEMORY) << blocks;
-        EXPECT_EQ(self == nullptr, blocks == 0);
-        EXPECT_TRUE(self == nullptr || self->open == nullptr);
-    }
-}
-
 TEST(Constructor, TakesTheEncodingFromTheEnvironment) {
     struct {
         const char *file_encoding;
-        bool known;
-        const char *said;
+        const char *said; // empty: nothing
     } const cases[] = {
-        {"", false, ""},         {"    ", false, ""},           {"latin1", true, ""},
-        {"latin1   ", true, ""}, {"unknown", false, "unknown"}, {"more than sixteen bytes", false, "more than sixtee"},
+        {"", ""},
+        {"    ", ""},
+        {"latin1   ", ""},
+        {"more than sixteen bytes", "more than sixtee"},
     };
     for (const auto &row : cases) {
         SCOPED_TRACE(row.file_encoding);
         ModuleHost host({.file_encoding = row.file_encoding});
         IMGLUE *self = nullptr;
         EXPECT_EQ(vorimdta(&self), *row.said == '\0' ? HOST_OK : HOST_LOGGED);
-        EXPECT_EQ(self->encoding_id != 0, row.known);
+        EXPECT_EQ(self->encoding_id != 0, *row.file_encoding == 'l');
         const std::string said = host->take_failure().text;
         EXPECT_EQ(said.empty(), *row.said == '\0') << said;
         EXPECT_NE(said.find(row.said), std::string::npos) << said;
-    }
-    ModuleHost host({.file_encoding = "latin1"});
-    host->control_block()->toolkit = nullptr;
-    mcn_main(host->control_block(), nullptr);
-    IMGLUE *self = nullptr;
-    EXPECT_EQ(vorimdta(&self), HOST_LOGGED) << "a host without encodings knows none";
-}
-
-TEST(Constructor, ReturnsWhatTheBaseClassReturns) {
-    static std::int32_t load_code, entry_code;
-    static CONSTRUCTOR_ENTRY base;
-    const CONSTRUCTOR_ENTRY failing = [](IMGLUE **) { return 43; };
-    struct {
-        std::int32_t load_code, entry_code;
-        CONSTRUCTOR_ENTRY base;
-        std::int32_t code;
-    } const cases[] = {{41, 42, failing, 41}, {0, 42, failing, 42}, {0, 0, failing, 43}, {0, 0, nullptr, 0}};
-    for (const auto &row : cases) {
-        ModuleHost host;
-        load_code = row.load_code;
-        entry_code = row.entry_code;
-        base = row.base;
-        host.replace(wiloadv, [](SERVICE_ID, void **, const char *, std::int32_t, std::int32_t, std::int32_t,
-                                 std::int32_t) { return load_code; });
-        host.replace(viidb2g, [](SERVICE_ID, void *, CONSTRUCTOR_ENTRY *entry) {
-            *entry = base;
-            return entry_code;
-        });
-        IMGLUE *self = nullptr;
-        EXPECT_EQ(vorimdta(&self), row.code);
-        EXPECT_EQ(self->open != nullptr, row.code == 0);
     }
 }
 
@@ -158,18 +95,13 @@ TEST(Statements, OneEmptyOne) {
     object.host.leave_blocks(0);
     EXPECT_EQ(self->get_vorstmts(self, &statements, &count), HOST_NO_MEMORY);
     EXPECT_EQ(statements, nullptr);
-    EXPECT_EQ(count, 0);
-
     object.host.leave_all_blocks();
-    void *first = nullptr;
-    for (int call = 0; call < 2; ++call) {
-        ASSERT_EQ(self->get_vorstmts(self, &statements, &count), HOST_OK);
-        EXPECT_EQ(count, 1);
-        EXPECT_EQ(std::string(static_cast<char *>(statements), 64), std::string(64, '\0'));
-        std::memset(statements, 'x', 64);
-        EXPECT_TRUE(first == nullptr || first == statements);
-        first = statements;
-    }
+    ASSERT_EQ(self->get_vorstmts(self, &statements, &count), HOST_OK);
+    EXPECT_EQ(count, 1);
+    const void *first = std::memset(statements, 'x', 64);
+    ASSERT_EQ(self->get_vorstmts(self, &statements, &count), HOST_OK);
+    EXPECT_EQ(statements, first);
+    EXPECT_EQ(std::string(static_cast<char *>(statements), 64), std::string(64, '\0'));
     self->complete = [](IMGLUE *) { return 5; };
     EXPECT_EQ(self->get_vorstmts(self, &statements, &count), 5);
     self->outmode |= OUTMODE_NO_STATEMENTS;
@@ -177,29 +109,27 @@ TEST(Statements, OneEmptyOne) {
     EXPECT_EQ(statements, nullptr);
     EXPECT_EQ(count, 0);
     self->delete_(self);
-    EXPECT_EQ(self->vorstmts, nullptr);
 }
 
 TEST(Open, UndoesAFailure) {
     struct {
-        const char *what;
         bool import;
         Operation failing; // `count`: none
         std::int64_t position_bytes;
         std::uint32_t code; // 1: the host's own
         const char *said;
     } const cases[] = {
-        {"an import", true, Operation::count, 256, 0, ""},
-        {"an export", false, Operation::count, 256, 0, ""},
-        {"an import's name", true, Operation::assign, 16, 1, ""},
-        {"an import's file", true, Operation::open, 16, 1, ""},
-        {"an export's file", false, Operation::open, 16, 1, ""},
-        {"an import's positions", true, Operation::count, 257, 0x8013202f, "Position buffer size too small"},
-        {"an export's positions", false, Operation::count, 257, 0x80132031, "Position buffer size too small"},
-        {"no memory", false, Operation::allocation, 16, 0x80132007, "Memory request error"},
+        {true, Operation::count, 256, 0, ""},
+        {false, Operation::count, 256, 0, ""},
+        {true, Operation::assign, 16, 1, ""},
+        {true, Operation::open, 16, 1, ""},
+        {false, Operation::open, 16, 1, ""},
+        {true, Operation::count, 257, 0x8013202f, "Position buffer size too small"},
+        {false, Operation::count, 257, 0x80132031, "Position buffer size too small"},
+        {false, Operation::allocation, 16, 0x80132007, "Memory request error"},
     };
     for (const auto &row : cases) {
-        SCOPED_TRACE(row.what);
+        SCOPED_TRACE(testing::Message() << row.import << static_cast<int>(row.failing) << row.position_bytes);
         Object object(row.import);
         IMGLUE *self = object.self;
         ModuleHost &host = object.host;
@@ -208,16 +138,11 @@ TEST(Open, UndoesAFailure) {
             host.faults.fail(row.failing, 1);
         const auto code = static_cast<std::uint32_t>(self->open(self));
         EXPECT_TRUE(row.code == 1 ? code != 0 : code == row.code) << code;
-        if (row.code != 1) {
-            EXPECT_EQ(host->take_failure().text.substr(0, std::strlen(row.said)), row.said);
-        }
-        host->take_failure();
+        EXPECT_TRUE(host->take_failure().text.starts_with(row.said));
         EXPECT_EQ(host.files.open_files(), row.code == 0 ? 1 : 0);
-        EXPECT_EQ(self->do_input, row.import ? 1 : 0);
         if (row.code != 0) {
             const bool truncated = !row.import && row.failing != Operation::open;
             EXPECT_EQ(host.files.exists(path), !truncated) << "what could not be opened stays";
-            EXPECT_EQ(self->fileptr, nullptr);
             EXPECT_EQ(std::string(self->logname, 8), std::string(8, ' '));
             const bool reported = !row.import && row.code != 1;
             EXPECT_EQ(static_cast<std::uint32_t>(self->close(self)), reported ? row.code : 0)
@@ -230,18 +155,13 @@ TEST(Open, UndoesAFailure) {
 }
 
 TEST(Close, ReleasesATemporaryFileThatWasNeverOpened) {
-    for (const bool open : {false, true}) {
-        Object object(false, "MYFILE");
-        IMGLUE *self = object.self;
-        EXPECT_EQ(object.host.files.paths().size(), 3u);
-        object.host.faults.fail(Operation::open, 1);
-        if (open) {
-            EXPECT_NE(self->open(self), HOST_OK);
-        }
-        EXPECT_EQ(self->close(self), HOST_OK);
-        EXPECT_EQ(object.host.files.paths(), (Lines{path, "/ref"}));
-        EXPECT_EQ(xxrexsl("MYFILE  ", file_context()), 0) << "the user's reference stays";
-    }
+    Object object(false, "MYFILE");
+    EXPECT_EQ(object.host.files.paths().size(), 3u);
+    object.host.faults.fail(Operation::open, 1);
+    EXPECT_NE(object.self->open(object.self), HOST_OK);
+    EXPECT_EQ(object.self->close(object.self), HOST_OK);
+    EXPECT_EQ(object.host.files.paths(), (Lines{path, "/ref"}));
+    EXPECT_EQ(xxrexsl("MYFILE  ", file_context()), 0) << "the user's reference stays";
 }
 
 TEST(Rows, AFailureReleasesTheSession) {
@@ -271,22 +191,17 @@ TEST(Close, ReportsAFailedExportAgain) {
         std::string first, again;
     } const cases[] = {
         {ERROR_WRITE, HOST_OUTPUT_FAILED, "no room for the labels; Disk Write Error.", "Disk Write Error."},
-        {ERROR_TOO_MANY_RECORDS, HOST_LOGGED, "no room for the labels; Too many records for the output file.", ""},
         {ERROR_REPORTED, HOST_LOGGED, "no room for the labels.", ""},
-        {0, HOST_OK, "", ""},
     };
     for (const auto &row : cases) {
-        SCOPED_TRACE(row.driver_result);
         Object object(false);
-        IMGLUE *self = object.self;
-        ASSERT_EQ(self->open(self), HOST_OK);
+        ASSERT_EQ(object.self->open(object.self), HOST_OK);
         object.driver_result = row.driver_result;
         for (const std::string &said : {row.first, row.again}) {
-            EXPECT_EQ(self->close(self), row.code);
+            EXPECT_EQ(object.self->close(object.self), row.code);
             EXPECT_EQ(object.host->take_failure().text, said);
-            EXPECT_EQ(object.host.files.exists(path), row.code == HOST_OK) << "a partial file was left";
+            EXPECT_FALSE(object.host.files.exists(path)) << "a partial file was left";
         }
-        EXPECT_EQ(object.host.log.lines.size(), row.code == HOST_OK ? 1u : 0u) << "there is nothing left to finish";
     }
 }
 

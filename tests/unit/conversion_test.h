@@ -15,6 +15,14 @@ namespace vor::test {
 
 using Lines = std::vector<std::string>;
 
+// A variable as a driver's header reader leaves it.
+struct Input {
+    std::string name = "v";
+    std::int32_t type = CLASS_DOUBLE;
+    std::int32_t length = 8;
+    std::string label = {};
+};
+
 class ConversionTest : public testing::Test {
   protected:
     ConversionTest() { start(); }
@@ -60,6 +68,25 @@ class ConversionTest : public testing::Test {
             self->transpipe->destroy(self->transpipe);
         self->transpipe = nullptr;
     }
+
+    // Gives the input record a chain of input_variables.
+    void describe(const std::vector<Input> &described) {
+        texts_.assign(described.begin(), described.end());
+        input_variables.assign(described.size(), {});
+        in.firstname = input_variables.empty() ? nullptr : input_variables.data();
+        for (std::size_t i = 0; i < input_variables.size(); ++i) {
+            innamerecord &v = input_variables[i];
+            v.innamename = texts_[i].name.data();
+            v.variablename_length = static_cast<std::int32_t>(texts_[i].name.size());
+            v.innamelabel = texts_[i].label.data();
+            v.variablelabel_length = static_cast<std::int32_t>(texts_[i].label.size());
+            v.innametype = texts_[i].type;
+            v.innamelength = texts_[i].length;
+            v.innameftype = static_cast<std::int32_t>(i);
+            v.innameif = v.innameof = "";
+            v.nextname = i + 1 < input_variables.size() ? &input_variables[i + 1] : nullptr;
+        }
+    }
     void TearDown() override { drop_pipe(); }
     void leave_blocks(int n) { host->leave_blocks(n); }
     void leave_all_blocks() { host->leave_all_blocks(); }
@@ -71,6 +98,7 @@ class ConversionTest : public testing::Test {
     indbsinfo info{};
     native_procs procs{};
     indbsrec in{};
+    std::vector<innamerecord> input_variables;
     outdbsrec out{};
 
   private:
@@ -89,6 +117,7 @@ class ConversionTest : public testing::Test {
         return 0;
     }
 
+    std::vector<Input> texts_;
     inline static ConversionTest *current_ = nullptr;
 };
 

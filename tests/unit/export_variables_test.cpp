@@ -1,5 +1,4 @@
 // Export variables: what the writer learns of the host's variables.
-#include "collected_import.h"
 #include "conversion_test.h"
 #include "imglue_export_variables.h"
 
@@ -12,7 +11,6 @@ struct Variable {
     std::uint8_t type = NAMESTR_NUMERIC;
     std::int32_t length = 8;
     std::string label = {};
-    std::string format = "        ";
 };
 
 class ExportVariables : public vor::test::ConversionTest {
@@ -28,8 +26,8 @@ class ExportVariables : public vor::test::ConversionTest {
         };
     }
 
-    std::int32_t map(std::vector<Variable> variables, std::int32_t count = -1) {
-        texts = std::move(variables);
+    std::int32_t map(std::vector<Variable> exported, std::int32_t count = -1) {
+        texts = std::move(exported);
         nodes.assign(texts.size(), {});
         for (std::size_t i = 0; i < texts.size(); ++i) {
             NAMESTR &np = nodes[i].namestr;
@@ -39,8 +37,7 @@ class ExportVariables : public vor::test::ConversionTest {
             np.nlablen = static_cast<std::int16_t>(texts[i].label.size());
             np.ntype = texts[i].type;
             np.nlng = texts[i].length;
-            np.nformlong = np.niformlong = texts[i].format.data();
-            np.nformlongl = static_cast<std::int16_t>(texts[i].format.find(' '));
+            np.nformlong = np.niformlong = no_format;
             nodes[i].next = i + 1 < nodes.size() ? &nodes[i + 1] : nullptr;
         }
         out.outallhead = out.outtemphead = nullptr;
@@ -60,6 +57,7 @@ class ExportVariables : public vor::test::ConversionTest {
     std::vector<Variable> texts;
     std::vector<NAMELIST> nodes;
     std::vector<const symbolstruct *> symbols;
+    char no_format[9] = "        ";
     std::string calls;
     std::int32_t make_status = 0;
 };
@@ -72,12 +70,8 @@ TEST_F(ExportVariables, Lengths) {
         std::int32_t length;
         std::int32_t symtype, symlen, vorlen;
     } cases[] = {
-        {0, 0, NAMESTR_NUMERIC, 8, CLASS_DOUBLE, 8, 8},
-        {0, 0, NAMESTR_NUMERIC, 3, CLASS_DOUBLE, 8, 8},
-        {0, 1, NAMESTR_NUMERIC, 3, CLASS_DOUBLE, 8, 3},
-        {1.5, 0, NAMESTR_CHARACTER, 10, CLASS_CHARACTER, 15, 10},
-        {1.0, 0, NAMESTR_CHARACTER, 10, CLASS_CHARACTER, 10, 10},
-        {1.5, 0, NAMESTR_CHARACTER, 0, CLASS_CHARACTER, 1, 0},
+        {0, 0, NAMESTR_NUMERIC, 3, CLASS_DOUBLE, 8, 8},           {0, 1, NAMESTR_NUMERIC, 3, CLASS_DOUBLE, 8, 3},
+        {1.5, 0, NAMESTR_CHARACTER, 10, CLASS_CHARACTER, 15, 10}, {1.5, 0, NAMESTR_CHARACTER, 0, CLASS_CHARACTER, 1, 0},
         {1.5, 0, NAMESTR_CHARACTER, 3, CLASS_CHARACTER, 4, 3},
     };
     for (const auto &c : cases) {
@@ -93,45 +87,20 @@ TEST_F(ExportVariables, Lengths) {
 }
 
 TEST_F(ExportVariables, NamesAndLabels) {
-    map({{.name = "gr\xFC"
-                  "n",
-          .label = "L\xE4nge"},
-         {.name = "b"}});
-    EXPECT_STREQ(symbols[0]->symname, "gr\xFC"
-                                      "n");
-    EXPECT_STREQ(symbols[1]->symlabel, "");
-    EXPECT_EQ(symbols[1]->symlabellength, 0);
-
     pipe("latin1", "utf-8");
-    map({{.name = "gr\xFC"
-                  "n",
-          .label = "L\xE4nge"}});
-    EXPECT_STREQ(symbols[0]->symname, "gr\xC3\xBCn");
-    EXPECT_EQ(symbols[0]->symnamelength, 5);
+    map({{.name = "\xFC", .label = "L\xE4nge"}, {.name = "b"}});
+    EXPECT_STREQ(symbols[0]->symname, "\xC3\xBC");
+    EXPECT_EQ(symbols[0]->symnamelength, 2);
     EXPECT_STREQ(symbols[0]->symlabel, "L\xC3\xA4nge");
     EXPECT_EQ(symbols[0]->symlabellength, 6);
+    EXPECT_STREQ(symbols[1]->symlabel, "");
+    EXPECT_EQ(symbols[1]->symlabellength, 0);
 
     pipe("utf-8", "latin1");
     map({{.name = "ok", .label = "5 \xE2\x82\xAC"}});
     EXPECT_STREQ(symbols[0]->symlabel, "5 ");
     EXPECT_EQ(messages, (Lines{"105 5"}));
     EXPECT_EQ(host->log.lines, (Lines{"NOTE:    Label Truncated...  5 \xE2\x82\xAC"}));
-}
-
-TEST_F(ExportVariables, FormatsAndValueLists) {
-    vor::test::CatalogMap catalog;
-    start({.catalogs = &catalog});
-    catalog.formats["YESNO"] = {.name = "YESNO", .ranges = {{1.0, 1.0, {"yes"}}}};
-    catalog.formats["SEVERAL"] = {.name = "SEVERAL", .multilabel = true, .ranges = {{1.0, 1.0, {"a", "b"}}}};
-    // A format that is not usable costs the value labels only.
-    map({{.name = "a", .format = "YESNO   "},
-         {.name = "b", .format = "MMDDYY  "},
-         {.name = "c", .format = "SEVERAL "}});
-    ASSERT_NE(symbols[0]->headvaluelist, nullptr);
-    EXPECT_STREQ(symbols[0]->headvaluelist->displayvalue, "yes");
-    EXPECT_EQ(symbols[1]->symtype, CLASS_DATE);
-    EXPECT_STREQ(symbols[1]->symformat, "mdy");
-    EXPECT_EQ(symbols[2]->headvaluelist, nullptr);
 }
 
 TEST_F(ExportVariables, Course) {

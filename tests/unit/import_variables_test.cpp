@@ -1,39 +1,17 @@
-// Import variables: the eleven ways of a name, labels, the layout of the observation, and user formats by the thousand.
-#include "collected_import.h"
+// Import variables: the eleven ways of a name, labels, the layout of the observation.
 #include "conversion_test.h"
 #include "imglue_import_variables.h"
 
 namespace {
 
+using vor::test::Input;
 using vor::test::Lines;
-
-struct Input {
-    std::string name;
-    std::int32_t type = CLASS_DOUBLE;
-    std::int32_t length = 8;
-    std::string label = {};
-    bool labelled_values = false;
-};
 
 class ImportVariables : public vor::test::ConversionTest {
   protected:
-    // Maps the variables; `seen` then points at their descriptions.
+    // Maps the input_variables; `seen` then points at their descriptions.
     std::int32_t map(const std::vector<Input> &inputs) {
-        texts.assign(inputs.begin(), inputs.end());
-        variables.assign(inputs.size(), {});
-        in.firstname = inputs.empty() ? nullptr : variables.data();
-        for (std::size_t i = 0; i < inputs.size(); ++i) {
-            innamerecord &v = variables[i];
-            v.innamename = texts[i].name.data();
-            v.variablename_length = static_cast<std::int32_t>(texts[i].name.size());
-            v.innamelabel = texts[i].label.data();
-            v.variablelabel_length = static_cast<std::int32_t>(texts[i].label.size());
-            v.innametype = texts[i].type;
-            v.innamelength = texts[i].length;
-            v.innameif = v.innameof = "";
-            v.innamevalues = texts[i].labelled_values ? &value : nullptr;
-            v.nextname = i + 1 < inputs.size() ? &variables[i + 1] : nullptr;
-        }
+        describe(inputs);
         seen.clear();
         count = -1;
         NAMELIST *head = nullptr;
@@ -49,23 +27,14 @@ class ImportVariables : public vor::test::ConversionTest {
         return made;
     }
     Lines labels() const {
-        Lines texts_seen;
+        Lines made;
         for (const NAMESTR *np : seen)
-            texts_seen.emplace_back(np->label_p, static_cast<std::size_t>(np->nlablen));
-        return texts_seen;
+            made.emplace_back(np->label_p, static_cast<std::size_t>(np->nlablen));
+        return made;
     }
 
-    std::vector<Input> texts;
-    std::vector<innamerecord> variables;
     std::vector<const NAMESTR *> seen;
     std::int32_t count = -1;
-    std::string yes = "yes";
-    double one = 1;
-    innamevaluestruct value{.nextvalue = nullptr,
-                            .valuetype = 1,
-                            .startvalue = reinterpret_cast<char *>(&one),
-                            .endvalue = nullptr,
-                            .displayvalue = yes.data()};
 };
 
 TEST_F(ImportVariables, WaysOfNames) {
@@ -88,7 +57,6 @@ TEST_F(ImportVariables, WaysOfNames) {
         {"wlatin1", nullptr, 0, "anylong", plain, {"A b", "a B_1", e31 + "\xC3"}, 2},
         {"koi8-r", nullptr, 0, "longany", plain, {"A b", "VAR2", e31 + "\xC3"}, 2},
         {"utf-8", nullptr, 0, "V7", plain, {"A_b", "a_B_1", e31 + "_"}, 3},
-        {"utf-8", nullptr, 0, "long", {"A b"}, {"A_b"}, 1},
         {"utf-8", "utf-8", 0, "any", plain, {"A b", "a B_1", e31}, 2},
         {"gb2312", "gb2312", 0, "any", {"A b", "a B", two_byte}, {"A b", "VAR2", cut_two_byte}, 1},
         {"koi8-r", "koi8-r", 0, "any", {"A b", "a B"}, {"A b", "VAR2"}, 1},
@@ -166,24 +134,10 @@ TEST_F(ImportVariables, Layout) {
     for (const auto &r : cases) {
         self->ratio = r.ratio;
         map({{.name = "c", .type = CLASS_CHARACTER, .length = r.length}});
-        EXPECT_EQ(variables[0].transcode_length, r.expected) << r.ratio << ' ' << r.length;
+        EXPECT_EQ(input_variables[0].transcode_length, r.expected) << r.ratio << ' ' << r.length;
     }
     EXPECT_EQ(map({}), 0);
     EXPECT_EQ((Numbers{count, self->obslen, std::ssize(seen)}), (Numbers{0, 0, 0}));
-}
-
-TEST_F(ImportVariables, UserFormatsUpToTheLimit) {
-    vor::test::CatalogMap catalog;
-    start({.catalogs = &catalog});
-    std::vector<Input> inputs(4088, {.name = "v", .labelled_values = true});
-    inputs[5].labelled_values = false;
-    ASSERT_EQ(map(inputs), 0);
-    EXPECT_EQ(catalog.formats.size(), 4086u);
-    EXPECT_EQ(std::string(seen[0]->nformlong, 8) + std::to_string(seen[0]->nfl), "V       0");
-    EXPECT_EQ(seen[5]->nformlongl, 0);
-    EXPECT_NE(variables[4086].innamevalues, nullptr);
-    EXPECT_EQ(variables[4087].innamevalues, nullptr);
-    EXPECT_EQ(seen[4087]->nformlongl, 0);
 }
 
 TEST_F(ImportVariables, Failures) {

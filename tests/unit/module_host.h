@@ -61,14 +61,9 @@ class WatchedFile {
         hosts_ = handle->stream;
         handle->stream = &stream_;
     }
-    ~WatchedFile() { close(); }
+    ~WatchedFile() { xxclose(handle); }
     WatchedFile(const WatchedFile &) = delete;
     WatchedFile &operator=(const WatchedFile &) = delete;
-
-    void close() {
-        xxclose(handle);
-        handle = nullptr;
-    }
 
     std::size_t at() const {
         char position[WX_POSITION_BYTES];

@@ -1,14 +1,13 @@
 // The Stata writer: the bytes of header, descriptors, records and value labels, worked out by hand from the layout.
-#include "grammar_options.h"
-#include "imstata_write_finish.h"
-#include "imstata_write_header.h"
+#include "collected_import.h"
 #include "imstata_write_records.h"
-#include "module_host.h"
+#include "output_records.h"
 
-#include <deque>
+#include <vor/imglue.h>
+#include <vorhost/missing.h>
+
 #include <gtest/gtest.h>
 #include <limits>
-#include <variant>
 
 namespace vor::test {
 namespace {
@@ -23,124 +22,60 @@ std::string little(number value) {
     return {reinterpret_cast<const char *>(&value), sizeof value};
 }
 
-struct Label {
-    double value;
-    std::string text;
-    std::int16_t kind = 1;
-};
+using Row = std::vector<std::variant<double, std::string>>;
 
-struct Symbol {
-    std::string name = "v";
-    std::int32_t type = CLASS_DOUBLE;
-    std::int32_t length = 8;
-    std::string format = {};
-    std::int32_t width = 0;
-    std::string label = {};
-    std::vector<Label> labels = {};
-};
-
-mivex_num_struct number(double value) {
-    return {value, 0};
+Variable numeric(const std::string &name, const Format &format = {}, const std::string &label = {}) {
+    return {name, label, ValueKind::numeric, 8, format, {}};
 }
-mivex_num_struct missing(std::int32_t mark) {
-    return {MISSING_SENTINEL, mark};
+Variable character(int length) {
+    return {"s", "", ValueKind::character, length, {}, {}};
 }
 
-using Row = std::vector<std::variant<mivex_num_struct, std::string>>;
-
-// An output file in memory, with its session.
+// A file written into memory.
 class Export {
   public:
-    explicit Export(std::deque<Symbol> variables) : symbols_(std::move(variables)) {
-        session->grammar_ptr = &options;
-        out.self = session.get();
-        out.mivex_outfd = file.handle;
-        out.outbuffsize = 32000;
-        out.message_string = message;
-        outvarrec **link = &out.outtemphead;
-        for (Symbol &symbol : symbols_)
-            link = &(*link = add(symbol))->bigoutnext;
-        out.outallhead = out.outtemphead;
-        for (outvarrec &variable : variables_)
-            variable.nextoutvar = variable.bigoutnext;
-    }
-
-    // The whole file, up to the first failure.
-    std::int32_t write(const std::vector<Row> &rows = {}) {
-        std::int32_t status = outmakerecord(&out);
-        if (status == 0)
-            status = initoutbuffer(&out);
-        writes_before_data = file.requests.size();
-        for (std::size_t i = 0; i < rows.size() && status == 0; ++i)
-            status = write_row(rows[i]);
-        return status == 0 ? finoutdbs(&out) : status;
+    // The sentence of the failure, or nothing.
+    std::string write(const std::vector<Variable> &variables, const std::vector<Row> &rows = {}) {
+        DataSet description;
+        description.variables = variables;
+        host_options.catalogs = &catalogs;
+        try {
+            ExportSession session(host.options(host_options), options, "/memory/out.dta", description);
+            for (const Row &row : rows) {
+                for (std::size_t i = 0; i < row.size(); ++i)
+                    if (const auto *text = std::get_if<std::string>(&row[i]))
+                        session.row().set_text(i, *text);
+                    else
+                        session.row().set_number(i, std::get<double>(row[i]));
+                session.put();
+            }
+            session.finish();
+        } catch (const ConversionError &error) {
+            return error.what();
+        }
+        bytes = host.files.get("/memory/out.dta");
+        return {};
     }
 
     // The slot of a variable in a section of fixed-width slots.
-    std::string slot(const std::string &section, std::size_t width, std::size_t index) {
-        const std::string tag = "<" + section + ">";
-        const std::string all = bytes();
-        return all.substr(all.find(tag) + tag.size() + index * width, width);
+    std::string slot(const std::string &section, std::size_t width, std::size_t index) const {
+        return bytes.substr(bytes.find("<" + section + ">") + section.size() + 2 + index * width, width);
     }
-    std::string bytes() {
-        xxflush(file.handle);
-        return host.files.get("out.dta");
-    }
-    bool holds(const std::string &part) { return bytes().find(part) != std::string::npos; }
+    bool holds(const std::string &part) const { return bytes.find(part) != std::string::npos; }
 
-    ModuleHost host;
-    WatchedFile file{"out.dta", WX_OPEN_OUTPUT};
-    std::size_t writes_before_data = 0;
-    glue_grammar_struct options{};
-    std::unique_ptr<IMGLUE> session = std::make_unique<IMGLUE>();
-    outdbsrec out{};
-    char message[OUT_MESSAGE_BYTES] = {};
-
-  private:
-    std::int32_t write_row(const Row &row) {
-        beginoutrec(&out);
-        for (std::size_t i = 0; i < row.size(); ++i) {
-            const auto *text = std::get_if<std::string>(&row[i]);
-            writeit(&out, &variables_[i],
-                    text != nullptr ? static_cast<const void *>(text->data()) : std::get_if<mivex_num_struct>(&row[i]));
-        }
-        return endoutrec(&out);
-    }
-
-    outvarrec *add(Symbol &symbol) {
-        symbolstruct &record = records_.emplace_back();
-        record.symname = symbol.name.data();
-        record.symlabel = symbol.label.data();
-        record.symtype = symbol.type;
-        record.symlen = symbol.length;
-        record.symformlen = symbol.width;
-        symbol.format.copy(record.symformat, sizeof record.symformat - 1);
-        innamevaluestruct **link = &record.headvaluelist;
-        for (Label &label : symbol.labels) {
-            innamevaluestruct &entry = entries_.emplace_back();
-            entry.valuetype = label.kind;
-            entry.startvalue = reinterpret_cast<char *>(&label.value);
-            entry.displayvalue = label.text.data();
-            link = &(*link = &entry)->nextvalue;
-        }
-        outvarrec &variable = variables_.emplace_back();
-        variable.outinsymbol = &record;
-        return &variable;
-    }
-
-    std::deque<Symbol> symbols_;
-    std::deque<symbolstruct> records_;
-    std::deque<innamevaluestruct> entries_;
-    std::deque<outvarrec> variables_;
+    HostResources host;
+    HostOptions host_options;
+    CatalogMap catalogs;
+    ExportSession::Options options;
+    std::string bytes;
 };
 
-constexpr double minutes_1960 = 31'557'600; // from 1899-12-31 to 1960-01-01
-
 TEST(Writer, AWholeFile) {
-    Export file({{.name = "x", .label = "Answer", .labels = {{0, "no"}, {1, "yes"}}},
-                 {.name = "s", .type = CLASS_CHARACTER, .length = 3},
-                 {.name = "d", .type = CLASS_DATE}});
-    ASSERT_EQ(file.write({{number(1), "abc", number(minutes_1960 + 1440)}, {missing('B'), "x  ", missing('.')}}), 0);
+    Export file;
+    file.catalogs.formats["YN"] = {.name = "YN", .ranges = {{0.0, 0.0, {"no"}}, {1.0, 1.0, {"yes"}}}};
+    ASSERT_EQ(file.write({numeric("x", {"YN", 0, 0}, "Answer"), character(3), numeric("d", {"DATE", 9, 0})},
+                         {{1.0, "abc", 1.0}, {missing_value('B'), "x  ", missing_value('.')}}),
+              "");
 
     std::string map;
     for (const std::int64_t position : {11, 141, 264, 303, 711, 740, 930, 1356, 2354, 2389, 2432, 2447, 2654, 2666})
@@ -163,7 +98,7 @@ TEST(Writer, AWholeFile) {
                 little<std::int32_t>(2) + little<std::int32_t>(7) + little<std::int32_t>(0) + little<std::int32_t>(3) +
                 little<std::int32_t>(0) + little<std::int32_t>(1) + padded("no", 3) + padded("yes", 4) + "</lbl>";
     expected += "</value_labels></stata_dta>";
-    EXPECT_EQ(file.bytes(), expected);
+    EXPECT_EQ(file.bytes, expected);
 }
 
 TEST(Writer, ReleaseFollowsTheNumberOfVariables) {
@@ -177,46 +112,46 @@ TEST(Writer, ReleaseFollowsTheNumberOfVariables) {
     };
     for (const auto &expected : cases) {
         SCOPED_TRACE(expected.variables);
-        Export file(std::deque<Symbol>(expected.variables, Symbol{.type = CLASS_DATE}));
-        ASSERT_EQ(file.write(), 0);
-        const std::string bytes = file.bytes();
+        std::vector<Variable> variables(expected.variables);
+        for (std::size_t i = 0; i < variables.size(); ++i)
+            variables[i].name = "v" + std::to_string(i);
+        Export file;
+        ASSERT_EQ(file.write(variables), "");
+        const std::string &bytes = file.bytes;
         EXPECT_TRUE(file.holds("<release>" + expected.release + "</release>"));
         EXPECT_TRUE(file.holds("<K>" + expected.count + "</K>"));
         EXPECT_EQ(bytes.find("</sortlist>") - bytes.find("<sortlist>") - 10, expected.sort_bytes);
-        const auto in_map = [&](std::size_t entry) { return bytes.substr(bytes.find("<map>") + 5 + 8 * entry, 8); };
-        EXPECT_EQ(in_map(2), little(bytes.find("<variable_types>")));
-        EXPECT_EQ(in_map(9), little(bytes.find("<data>")));
-        EXPECT_EQ(in_map(13), little(bytes.size()));
+        EXPECT_EQ(file.slot("map", 8, 2), little(bytes.find("<variable_types>")));
+        EXPECT_EQ(file.slot("map", 8, 9), little(bytes.find("<data>")));
+        EXPECT_EQ(file.slot("map", 8, 13), little(bytes.size()));
     }
 }
 
 TEST(Writer, TypesWidthsAndFormats) {
     const struct {
-        Symbol symbol;
+        Variable variable;
         std::uint16_t stata_type;
-        std::int32_t bytes;
         std::string format;
     } cases[] = {
-        {{.type = CLASS_CHARACTER, .length = 0}, 1, 1, "%1s"},
-        {{.type = CLASS_CHARACTER, .length = 2045, .format = "hex", .width = 9}, 2045, 2045, "%2045s"},
-        {{.type = CLASS_CHARACTER, .length = 2046}, 2045, 2045, "%2045s"},
-        {{.type = CLASS_DATE, .format = "date", .width = 9}, 65528, 4, "%td"},
-        {{.type = CLASS_TIME, .format = "time", .width = 8}, 65526, 8, "%tcHH:MM:SS"},
-        {{.type = CLASS_DATETIME, .format = "datehm", .width = 16}, 65526, 8, "%tc"},
-        {{}, 65526, 8, "%12.0g"},
-        {{.format = "E", .width = 9}, 65526, 8, "%10.3e"},
-        {{.format = "e", .width = 12}, 65526, 8, "%12.5e"},
-        {{.type = CLASS_RAW, .width = 1}, 65526, 8, "%1.0g"},
+        {character(1), 1, "%1s"},
+        {character(2045), 2045, "%2045s"},
+        {character(2046), 2045, "%2045s"},
+        {numeric("v", {"DATE", 9, 0}), 65528, "%td"},
+        {numeric("v", {"TIME", 8, 0}), 65526, "%tcHH:MM:SS"},
+        {numeric("v", {"DATETIME", 16, 0}), 65526, "%tc"},
+        {numeric("v"), 65526, "%12.0g"},
+        {numeric("v", {"E", 9, 0}), 65526, "%10.3e"},
+        {numeric("v", {"E", 12, 0}), 65526, "%12.5e"},
+        {numeric("v", {"", 1, 0}), 65526, "%1.0g"},
     };
-    std::deque<Symbol> symbols;
-    std::int64_t record_bytes = 0;
+    std::vector<Variable> variables;
     for (const auto &expected : cases) {
-        symbols.push_back(expected.symbol);
-        record_bytes += expected.bytes;
+        variables.push_back(expected.variable);
+        variables.back().name = "v" + std::to_string(variables.size());
     }
-    Export file(symbols);
-    ASSERT_EQ(file.write(), 0);
-    EXPECT_EQ(file.out.outreclen, record_bytes);
+    Export file;
+    ASSERT_EQ(file.write(variables, {Row{"a"}}), "");
+    EXPECT_EQ(file.bytes.find("</data>") - file.bytes.find("<data>") - 6, 1 + 2045 + 2045 + 4 + 6 * 8u);
     for (std::size_t i = 0; i < std::size(cases); ++i) {
         EXPECT_EQ(file.slot("variable_types", 2, i), little(cases[i].stata_type)) << cases[i].format;
         EXPECT_EQ(file.slot("formats", 57, i), padded(cases[i].format, 57));
@@ -224,29 +159,34 @@ TEST(Writer, TypesWidthsAndFormats) {
 }
 
 TEST(Writer, NamesAndLabels) {
-    const std::string long_text(400, 'n');
-    const std::vector<Label> one = {{1, "one"}};
+    std::string accents; // 200 bytes in the session, 400 in the file
+    while (accents.size() < 400)
+        accents += "\xC3\xA9";
     for (const bool labels_as_names : {false, true}) {
-        Export file({{.name = "x", .label = "Income 2020", .labels = one},
-                     {.name = "y", .labels = one},
-                     {.name = long_text, .label = long_text, .labels = one},
-                     {.name = "d", .type = CLASS_DATE, .label = "Day", .labels = one}});
-        file.options.write_labels = labels_as_names ? 1 : 0;
-        ASSERT_EQ(file.write(), 0);
-        const std::string names[] = {labels_as_names ? "Income 2020" : "x", "y", std::string(128, 'n'),
-                                     labels_as_names ? "Day" : "d"};
-        const std::string labels[] = {"Income 2020", "", std::string(320, 'n'), "Day"};
+        Export file;
+        file.catalogs.formats["ONE"] = {.name = "ONE", .ranges = {{1.0, 1.0, {"one"}}}};
+        file.host_options.session_encoding = "latin1";
+        file.options.labels_as_names = labels_as_names;
+        ASSERT_EQ(file.write({numeric("x", {"ONE", 0, 0}, "Income 2020"), numeric("y", {"ONE", 0, 0}),
+                              numeric("z", {"ONE", 0, 0}, accents), numeric("d", {"DATE", 9, 0}, "Day")}),
+                  "");
+        // The host makes a valid name of at most 32 characters of each label before it hands it over.
+        const std::string labels[] = {labels_as_names ? "Income_2020" : "Income 2020", "",
+                                      accents.substr(0, labels_as_names ? 64 : 320), "Day"};
+        std::string names[] = {"x", "y", "z", "d"};
+        for (const std::size_t i : {0u, 2u, 3u})
+            names[i] = labels_as_names ? labels[i] : names[i];
         for (std::size_t i = 0; i < 4; ++i) {
             EXPECT_EQ(file.slot("varnames", 129, i), padded(names[i], 129));
             EXPECT_EQ(file.slot("value_label_names", 129, i), padded(i < 3 ? names[i] : "", 129));
             EXPECT_EQ(file.slot("variable_labels", 321, i), padded(labels[i], 321));
+            EXPECT_EQ(file.holds("<lbl>" + little<std::int32_t>(20) + padded(names[i], 132)), i < 3);
         }
-        EXPECT_TRUE(file.holds("<lbl>" + little<std::int32_t>(20) + padded(names[0], 132)));
-        EXPECT_TRUE(file.holds(padded(std::string(128, 'n'), 132) + little<std::int32_t>(1)));
     }
 }
 
 TEST(Writer, Numbers) {
+    constexpr double minutes_1960 = 31'557'600; // from 1899-12-31 to 1960-01-01
     constexpr double nan = std::numeric_limits<double>::quiet_NaN();
     const auto integer = [](std::int32_t value) { return little(value); };
     const auto bits = [](std::uint64_t pattern) { return little(pattern); };
@@ -256,20 +196,20 @@ TEST(Writer, Numbers) {
         std::string bytes;
     } cases[] = {
         {writedouble_missings, {0.1, 'B'}, little(0.1)},
-        {writedouble_missings, missing('_'), bits(0x7FE0000000000000)},
-        {writedouble_missings, missing('A'), bits(0x7FE0010000000000)},
-        {writedouble_missings, missing('Z'), bits(0x7FE01A0000000000)},
-        {writedouble_missings, missing('a'), bits(0x7FE0000000000000)},
-        {writedatelong_missings, number(minutes_1960 + 1439), integer(0)},
-        {writedatelong_missings, number(minutes_1960 - 1439), integer(0)},
-        {writedatelong_missings, number(minutes_1960 + 1440 * 14669.0), integer(14669)}, // 2000-02-29
-        {writedatelong_missings, number((21915 + 2147483647.0) * 1440), integer(2147483647)},
-        {writedatelong_missings, number((21915 + 2147483648.0) * 1440), integer(INT32_MIN)},
-        {writedatelong_missings, number(nan), integer(INT32_MIN)},
-        {writedatelong_missings, missing('.'), integer(2147483621)},
-        {writedatelong_missings, missing('Z'), integer(2147483647)},
-        {writetime_numeric_missings, number(720), little(43'200'000.0)},
-        {writedatetime_missings, number(minutes_1960 - 0.5), little(-30'000.0)},
+        {writedouble_missings, {MISSING_SENTINEL, '_'}, bits(0x7FE0000000000000)},
+        {writedouble_missings, {MISSING_SENTINEL, 'A'}, bits(0x7FE0010000000000)},
+        {writedouble_missings, {MISSING_SENTINEL, 'Z'}, bits(0x7FE01A0000000000)},
+        {writedouble_missings, {MISSING_SENTINEL, 'a'}, bits(0x7FE0000000000000)},
+        {writedatelong_missings, {minutes_1960 + 1439, 0}, integer(0)},
+        {writedatelong_missings, {minutes_1960 - 1439, 0}, integer(0)},
+        {writedatelong_missings, {minutes_1960 + 1440 * 14669.0, 0}, integer(14669)}, // 2000-02-29
+        {writedatelong_missings, {(21915 + 2147483647.0) * 1440, 0}, integer(2147483647)},
+        {writedatelong_missings, {(21915 + 2147483648.0) * 1440, 0}, integer(INT32_MIN)},
+        {writedatelong_missings, {nan, 0}, integer(INT32_MIN)},
+        {writedatelong_missings, {MISSING_SENTINEL, '.'}, integer(2147483621)},
+        {writedatelong_missings, {MISSING_SENTINEL, 'Z'}, integer(2147483647)},
+        {writetime_numeric_missings, {720, 0}, little(43'200'000.0)},
+        {writedatetime_missings, {minutes_1960 - 0.5, 0}, little(-30'000.0)},
     };
     for (const auto &[encoder, value, bytes] : cases) {
         outdbsrec out{};
@@ -282,84 +222,87 @@ TEST(Writer, Numbers) {
 }
 
 TEST(Writer, Characters) {
-    const struct {
-        std::string value;
-        std::int32_t width;
-        std::string slot;
-    } cases[] = {
-        {"ab   ", 5, "ab"}, {"     ", 5, ""}, {" a \t\r\n", 6, " a"}, {"abcdef", 3, "abc"}, {"#", 0, ""},
-    };
-    for (const auto &[value, width, slot] : cases) {
-        Export file({{.type = CLASS_CHARACTER, .length = width}});
-        file.out.outbuffsize = 1; // the first observation leaves its bytes in the buffer for the second to cover
-        const auto slot_bytes = static_cast<std::size_t>(std::max(width, 1));
-        const std::string first(slot_bytes, '#');
-        ASSERT_EQ(file.write({{first}, {value}}), 0);
-        EXPECT_TRUE(file.holds("<data>" + (width > 0 ? first : padded("", 1)) + padded(slot, slot_bytes) + "</data>"))
-            << value;
+    const std::string buffer(32000, '#'); // leaves its bytes for the next observations to cover
+    std::vector<Row> rows(16, Row{buffer.substr(0, 2000)});
+    std::string data = buffer;
+    for (const auto &[value, kept] : {std::pair{"ab   ", "ab"}, {"", ""}, {" a \t\r\n", " a"}}) {
+        rows.push_back({value});
+        data += padded(kept, 2000);
     }
+    Export file;
+    ASSERT_EQ(file.write({character(2000)}, rows), "");
+    EXPECT_TRUE(file.holds("<data>" + data + "</data>"));
 }
 
-TEST(Writer, RecordsLeaveInFullBuffers) {
+TEST(Writer, EveryRecordLeavesItsBuffer) {
     const struct {
-        std::size_t variables, width, rows;
-        std::vector<std::int64_t> writes; // of the rows, and the first of the finish
-    } cases[] = {
-        {1, 100, 0, {7}},
-        {1, 100, 320, {32000, 7}},
-        {1, 100, 321, {32000, 100, 7}},
-        {1, 2000, 40, {32000, 32000, 16000, 7}},
-        {20, 2000, 1, {40000, 7}},
-    };
-    for (const auto &[variables, width, rows, writes] : cases) {
+        std::size_t variables;
+        int width;
+        std::size_t rows;
+    } cases[] = {{1, 100, 0}, {1, 100, 319}, {1, 100, 320}, {1, 100, 321}, {20, 2000, 2}};
+    for (const auto &[variables, width, rows] : cases) {
         SCOPED_TRACE(rows);
-        Export file(
-            std::deque<Symbol>(variables, Symbol{.type = CLASS_CHARACTER, .length = static_cast<std::int32_t>(width)}));
-        ASSERT_EQ(file.write(std::vector<Row>(rows, Row(variables, std::string(width, 'r')))), 0);
-        const auto first = file.file.requests.begin() + static_cast<std::ptrdiff_t>(file.writes_before_data);
-        EXPECT_EQ(std::vector(first, first + std::ssize(writes)), writes);
+        const std::string value(static_cast<std::size_t>(width), 'r');
+        Export file;
+        ASSERT_EQ(file.write(std::vector(variables, character(width)), std::vector<Row>(rows, Row(variables, value))),
+                  "");
         EXPECT_TRUE(file.holds("<N>" + little(rows) + "</N>"));
-        EXPECT_TRUE(file.holds("<data>" + std::string(variables * width * rows, 'r') + "</data>"));
+        EXPECT_TRUE(file.holds("<data>" + std::string(variables * value.size() * rows, 'r') + "</data>"));
     }
 }
 
 TEST(Writer, ValueLabelTables) {
-    // Entries of other kinds stay out; values lose their fraction; the order is the list's.
-    Export file({{.name = "a",
-                  .labels = {{1.9, "b"}, {5, "range", 0x04}, {-1.9, ""}, {6, "x", 0x10}, {7, "y", 0x41}, {3e9, "c"}}},
-                 {.name = "t", .type = CLASS_TIME, .labels = {{1, "one"}}}});
-    ASSERT_EQ(file.write(), 0);
+    // Intervals stay out; values lose their fraction.
+    Export file;
+    file.catalogs.formats["A"] = {
+        .name = "A", .ranges = {{-1.9, -1.9, {""}}, {1.9, 1.9, {"b"}}, {5.0, 6.0, {"range"}}, {3e9, 3e9, {"c"}}}};
+    ASSERT_EQ(file.write({numeric("a", {"A", 0, 0})}), "");
     std::string table = "<value_labels><lbl>" + little<std::int32_t>(8 + 24 + 5) + padded("a", 132);
-    for (const std::int32_t number : {3, 5, 0, 2, 3, 1, -1, INT32_MIN})
+    for (const std::int32_t number : {3, 5, 0, 1, 3, -1, 1, INT32_MIN})
         table += little(number);
-    EXPECT_TRUE(file.bytes().ends_with(table + std::string("b\0\0c\0", 5) + "</lbl></value_labels></stata_dta>"));
+    EXPECT_TRUE(file.bytes.ends_with(table + std::string("\0b\0c\0", 5) + "</lbl></value_labels></stata_dta>"));
 
     // A table far longer than the record buffer it passes through.
-    std::vector<Label> many;
+    UserFormat many = file.catalogs.formats["A"];
+    many.ranges.clear();
     for (int i = 0; i < 3000; ++i)
-        many.push_back({static_cast<double>(i), "label " + std::to_string(i)});
-    Export large({{.name = "a", .labels = many}});
-    large.out.outbuffsize = 1;
-    ASSERT_EQ(large.write(), 0);
-    EXPECT_TRUE(large.holds(padded("label 2998", 11) + padded("label 2999", 11) + "</lbl></value_labels>"));
+        many.ranges.push_back({i * 1.0, i * 1.0, {"label " + std::to_string(i)}});
+    file.catalogs.formats["A"] = many;
+    ASSERT_EQ(file.write({numeric("a", {"A", 0, 0})}), "");
+    EXPECT_TRUE(file.holds(padded("label 2998", 11) + padded("label 2999", 11) + "</lbl></value_labels>"));
 }
 
-TEST(Writer, FailuresEndTheExport) {
-    std::int32_t status = ERROR_WRITE;
-    for (int writes = 0; status != 0; ++writes) {
-        Export file({{.name = "x", .labels = {{0, "no"}}}});
-        file.file.transfers_left = writes;
-        status = file.write({{number(1)}});
-        EXPECT_TRUE(status == ERROR_WRITE || status == ERROR_SEEK || (status == 0 && writes > 30))
-            << status << " after " << writes;
+TEST(Writer, NeedsAVariable) {
+    EXPECT_EQ(Export().write({}), "/memory/out.dta: There are no variables for the output file.");
+}
+
+TEST(Writer, EveryFailedSeekEndsTheExport) {
+    char name[] = "x", format[] = "        ";
+    NAMELIST node{};
+    node.namestr.ntype = NAMESTR_NUMERIC;
+    node.namestr.nlng = 8;
+    node.namestr.name_p = node.namestr.label_p = name;
+    node.namestr.namelen = 1;
+    node.namestr.nformlong = node.namestr.niformlong = format;
+    int seeks = 0;
+    for (bool struck = true; struck; ++seeks) {
+        MemoryHost host;
+        host->load_module();
+        IMGLUE *object = host->new_object();
+        ASSERT_EQ(object->set_fname(object, "/memory/out.dta", -1), HOST_OK);
+        host.faults.fail(Operation::position, seeks + 1);
+        std::int32_t code = object->open(object);
+        if (code == HOST_OK)
+            code = object->putvars(object, 1, &node);
+        if (code == HOST_OK)
+            code = object->putnextrow(object, "12345678", &node);
+        if (const std::int32_t closed = object->close(object); code == HOST_OK)
+            code = closed;
+        struck = host.faults.struck();
+        EXPECT_EQ(code != HOST_OK, struck) << seeks << ": " << host->take_failure().text;
+        host->delete_object(object);
     }
-    Export unknown_position({{.name = "x"}});
-    unknown_position.file.handle->note = [](WX_FILE *, void *) { return 17; };
-    EXPECT_EQ(unknown_position.write(), ERROR_SEEK);
-    Export immovable({{.name = "x"}});
-    immovable.file.handle->point = [](WX_FILE *, const void *) { return 17; };
-    EXPECT_EQ(immovable.write(), ERROR_SEEK);
-    EXPECT_EQ(Export({}).write(), ERROR_NO_VARIABLES);
+    EXPECT_GT(seeks, 1);
 }
 
 } // namespace
