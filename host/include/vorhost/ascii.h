@@ -1,5 +1,5 @@
-// Letters and digits of ASCII, which is what names of formats, encodings, options and files are compared by. Other
-// bytes are no letters and never change, so that UTF-8 stays whole.
+// Letters, digits and blanks of ASCII, which is what names of formats, encodings, options and files are compared by.
+// Other bytes are no letters and never change, so that UTF-8 stays whole.
 #pragma once
 
 #include <algorithm>
@@ -39,6 +39,10 @@ inline std::string upper_case(std::string_view text) {
 inline bool same_but_for_case(std::string_view one, std::string_view other) {
     return std::equal(one.begin(), one.end(), other.begin(), other.end(),
                       [](char a, char b) { return lower_case(a) == lower_case(b); });
+}
+
+inline std::string_view without_trailing_blanks(std::string_view text) {
+    return text.substr(0, text.find_last_not_of(' ') + 1);
 }
 
 } // namespace vor

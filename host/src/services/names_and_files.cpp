@@ -20,22 +20,12 @@ constexpr std::string_view TEMPORARY_DEVICE = "TEMP";
 
 // A logical name as it is looked up: capitals, without padding.
 std::string plain_name(std::string_view field) {
-    std::string name(field.substr(0, std::min(field.size(), NAME_BYTES)));
-    if (const size_t end = name.find('\0'); end != std::string::npos)
-        name.resize(end);
-    while (!name.empty() && name.back() == ' ')
-        name.pop_back();
-    return upper_case(name);
+    field = field.substr(0, NAME_BYTES);
+    return upper_case(without_trailing_blanks(field.substr(0, field.find('\0'))));
 }
 
 std::string plain_name(const char *field) {
     return field == nullptr ? std::string() : plain_name(std::string_view(field, NAME_BYTES));
-}
-
-std::string_view without_trailing_blanks(std::string_view text) {
-    while (!text.empty() && text.back() == ' ')
-        text.remove_suffix(1);
-    return text;
 }
 
 } // namespace

@@ -3,6 +3,8 @@
 #include "services/host_state.h"
 #include "services/result_codes.h"
 
+#include <vorhost/ascii.h>
+
 #include <algorithm>
 #include <cstring>
 #include <string>
@@ -12,14 +14,8 @@ namespace vor::services {
 namespace {
 
 bool is_name(const char *name, int32_t length, std::string_view known) {
-    std::string capitals(name, static_cast<size_t>(std::max(length, 0)));
-    capitals.resize(std::min(capitals.size(), capitals.find('\0')));
-    while (!capitals.empty() && capitals.back() == ' ')
-        capitals.pop_back();
-    std::transform(capitals.begin(), capitals.end(), capitals.begin(), [](char letter) {
-        return letter >= 'a' && letter <= 'z' ? static_cast<char>(letter - 32) : letter;
-    });
-    return capitals == known;
+    const std::string_view given(name, static_cast<size_t>(std::max(length, 0)));
+    return same_but_for_case(without_trailing_blanks(given.substr(0, given.find('\0'))), known);
 }
 
 int32_t answer(const std::string &text, char *value, int32_t limit, int32_t *value_length) {

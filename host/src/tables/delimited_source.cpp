@@ -3,6 +3,7 @@
 #include "tables/delimited_types.h"
 #include "tables/number_text.h"
 
+#include <vorhost/ascii.h>
 #include <vorhost/files.h>
 #include <vorhost/tables.h>
 #include <vorhost/temporal.h>
@@ -174,9 +175,7 @@ void DelimitedSource::set_number(RowWriter &row, const Column &column, size_t fi
 }
 
 void DelimitedSource::set_text(RowWriter &row, const Column &column, size_t field) {
-    std::string_view text = reader_.fields()[field];
-    while (text.ends_with(' '))
-        text.remove_suffix(1);
+    const std::string_view text = without_trailing_blanks(reader_.fields()[field]);
     check_text(reader_, text, field, names_[field], given_);
     if (text.size() > column.length_bytes)
         refuse(field,

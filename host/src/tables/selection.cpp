@@ -56,7 +56,7 @@ class ChosenRow final : public Row, public RowWriter {
     }
     void set_text(size_t column, std::string_view text) override {
         if (places_[column] != none)
-            texts_[places_[column]] = text.substr(0, text.find_last_not_of(' ') + 1);
+            texts_[places_[column]] = without_trailing_blanks(text);
     }
     std::string_view text(size_t column) const override { return texts_[column]; }
 
