@@ -1,7 +1,9 @@
 // Plain tables that nothing of ours wrote: what their columns hold is found by looking at every value.
 #include "library/dataset_reading.h"
+#include "tables/column_kind.h"
 #include "tables/number_text.h"
 
+#include <vorhost/ascii.h>
 #include <vorhost/error.h>
 #include <vorhost/temporal.h>
 
@@ -14,29 +16,6 @@
 namespace vor {
 
 namespace {
-
-enum class Kind { unknown, number, date, date_time, time, text };
-
-constexpr Temporal temporal_of(Kind kind) {
-    switch (kind) {
-    case Kind::date:
-        return Temporal::date;
-    case Kind::date_time:
-        return Temporal::date_time;
-    case Kind::time:
-        return Temporal::time;
-    default:
-        return Temporal::none;
-    }
-}
-
-Kind kind_of(std::string_view text) {
-    for (const Kind kind : {Kind::date, Kind::date_time, Kind::time}) {
-        if (parse_iso(temporal_of(kind), text))
-            return kind;
-    }
-    return Kind::text;
-}
 
 // An empty text is a missing value among numbers and dates, and as good as any other text among texts.
 class Evidence {
@@ -51,7 +30,7 @@ class Evidence {
     void add_number(bool exact, int64_t row);
     void add_text(std::string_view text);
 
-    Kind kind_ = Kind::unknown;
+    ColumnKind kind_ = ColumnKind::unknown;
     size_t longest_bytes_ = 0;
     bool empty_text_ = false;
     bool numbers_ = false;
@@ -76,7 +55,7 @@ void Evidence::add(sqlite3_value *value, int type, int64_t row) {
 
 void Evidence::add_number(bool exact, int64_t row) {
     numbers_ = true;
-    kind_ = kind_ == Kind::unknown || kind_ == Kind::number ? Kind::number : Kind::text;
+    kind_ = kind_ == ColumnKind::unknown || kind_ == ColumnKind::number ? ColumnKind::number : ColumnKind::text;
     if (!exact && inexact_++ == 0)
         first_inexact_ = row;
 }
@@ -87,38 +66,29 @@ void Evidence::add_text(std::string_view text) {
         empty_text_ = true;
         return;
     }
-    if (kind_ == Kind::unknown)
-        kind_ = kind_of(text);
-    else if (kind_ != Kind::text && !parse_iso(temporal_of(kind_), text))
-        kind_ = Kind::text;
+    if (kind_ == ColumnKind::unknown)
+        kind_ = kind_of_text(text);
+    else if (kind_ != ColumnKind::text && !parse_iso(temporal_of(kind_), text))
+        kind_ = ColumnKind::text;
 }
 
 Variable Evidence::variable(const std::string &name, const std::string &declared_type) const {
     // The shortest text of any double, "-2.2250738585072014e-308", fits too when numbers stand among the texts.
     constexpr size_t longest_number = 24;
-    std::string declared = declared_type;
-    std::transform(declared.begin(), declared.end(), declared.begin(), [](char letter) {
-        return letter >= 'a' && letter <= 'z' ? static_cast<char>(letter - 32) : letter;
-    });
+    const std::string declared = upper_case(declared_type);
     const bool meant_as_text = declared.find("CHAR") != std::string::npos ||
                                declared.find("TEXT") != std::string::npos || declared.find("CLOB") != std::string::npos;
-    const bool text = kind_ == Kind::text || (kind_ == Kind::unknown && (empty_text_ || meant_as_text));
-    Variable variable{name, {}, ValueKind::numeric, 8, {}, {}};
+    const bool text = kind_ == ColumnKind::text || (kind_ == ColumnKind::unknown && (empty_text_ || meant_as_text));
+    Variable variable{name, {}, ValueKind::numeric, 8, format_of(kind_), {}};
     if (text) {
         variable.kind = ValueKind::character;
         variable.length = static_cast<int>(std::max({longest_bytes_, size_t{1}, numbers_ ? longest_number : 0}));
-    } else if (kind_ == Kind::date) {
-        variable.format = {"E8601DA", 10, 0};
-    } else if (kind_ == Kind::date_time) {
-        variable.format = {"E8601DT", 26, 6};
-    } else if (kind_ == Kind::time) {
-        variable.format = {"E8601TM", 15, 6};
     }
     return variable;
 }
 
 std::string Evidence::note(const std::string &name) const {
-    if (kind_ == Kind::text && numbers_)
+    if (kind_ == ColumnKind::text && numbers_)
         return fmt::format("Column {} holds numbers and text; its numbers are taken as text.", name);
     return inexact_ == 0 ? std::string() : inexact_note(name, inexact_, first_inexact_);
 }

@@ -3,6 +3,7 @@
 #include "services/utf8.h"
 #include "tables/number_text.h"
 
+#include <vorhost/ascii.h>
 #include <vorhost/error.h>
 
 #include <fmt/format.h>
@@ -12,37 +13,11 @@ namespace vor {
 
 namespace {
 
-std::string_view without_trailing_blanks(std::string_view text) {
-    while (text.ends_with(' '))
-        text.remove_suffix(1);
-    return text;
-}
-
-using Kind = ColumnEvidence::Kind;
-
-bool fits(Kind kind, std::string_view value) {
-    switch (kind) {
-    case Kind::number:
+bool fits(ColumnKind kind, std::string_view value) {
+    if (kind == ColumnKind::number)
         return is_number(value);
-    case Kind::date:
-        return parse_iso(Temporal::date, value).has_value();
-    case Kind::date_time:
-        return parse_iso(Temporal::date_time, value).has_value();
-    case Kind::time:
-        return parse_iso(Temporal::time, value).has_value();
-    case Kind::unknown:
-    case Kind::text:
-        break;
-    }
-    return true;
-}
-
-Kind kind_of(std::string_view value) {
-    for (const Kind kind : {Kind::number, Kind::date, Kind::date_time, Kind::time}) {
-        if (fits(kind, value))
-            return kind;
-    }
-    return Kind::text;
+    const Temporal temporal = temporal_of(kind);
+    return temporal == Temporal::none || parse_iso(temporal, value).has_value();
 }
 
 } // namespace
@@ -89,51 +64,37 @@ void ColumnEvidence::add(const DelimitedReader &reader, std::string_view field, 
     const std::string_view text = without_trailing_blanks(field);
     if (text.size() > longest_bytes_)
         longest_bytes_ = text.size();
-    if (kind_ != Kind::text) {
+    if (kind_ != ColumnKind::text) {
         const std::string_view value = trimmed(text);
         double missing = 0;
         if (value.size() <= missing_text_max_bytes && read_missing(value, missing))
             return;
         add_value(reader, value);
     }
-    if (kind_ == Kind::text)
+    if (kind_ == ColumnKind::text)
         check_text(reader, text, index, name, false);
 }
 
 void ColumnEvidence::add_value(const DelimitedReader &reader, std::string_view value) {
-    if (kind_ == Kind::unknown)
-        kind_ = kind_of(value);
+    if (kind_ == ColumnKind::unknown)
+        kind_ = is_number(value) ? ColumnKind::number : kind_of_text(value);
     else if (!fits(kind_, value))
-        kind_ = Kind::text;
-    if (kind_ == Kind::number && loses_digits(value) && inexact_++ == 0)
+        kind_ = ColumnKind::text;
+    if (kind_ == ColumnKind::number && loses_digits(value) && inexact_++ == 0)
         first_inexact_ = reader.row();
 }
 
 Variable ColumnEvidence::variable(const std::string &name) const {
-    Variable variable{name, {}, ValueKind::numeric, 8, {}, {}};
-    switch (kind_) {
-    case Kind::text:
+    Variable variable{name, {}, ValueKind::numeric, 8, format_of(kind_), {}};
+    if (kind_ == ColumnKind::text) {
         variable.kind = ValueKind::character;
         variable.length = longest_bytes_ == 0 ? 1 : static_cast<int>(longest_bytes_);
-        break;
-    case Kind::date:
-        variable.format = {"E8601DA", 10, 0};
-        break;
-    case Kind::date_time:
-        variable.format = {"E8601DT", 26, 6};
-        break;
-    case Kind::time:
-        variable.format = {"E8601TM", 15, 6};
-        break;
-    case Kind::number:
-    case Kind::unknown:
-        break;
     }
     return variable;
 }
 
 std::string ColumnEvidence::note(const std::string &name) const {
-    if (kind_ != Kind::number || inexact_ == 0)
+    if (kind_ != ColumnKind::number || inexact_ == 0)
         return {};
     return inexact_note(name, inexact_, first_inexact_);
 }

@@ -1,11 +1,11 @@
 // What the columns of delimited text hold, found by looking at every field once.
 #pragma once
 
+#include "tables/column_kind.h"
 #include "tables/delimited_reader.h"
 
 #include <vorhost/dataset.h>
 #include <vorhost/rows.h>
-#include <vorhost/temporal.h>
 
 #include <cstdint>
 #include <string>
@@ -28,8 +28,6 @@ void check_width(const DelimitedReader &reader, size_t names);
 // The values of one column seen so far.
 class ColumnEvidence {
   public:
-    enum class Kind : uint8_t { unknown, number, date, date_time, time, text };
-
     // One field of the reader's current record.
     void add(const DelimitedReader &reader, std::string_view field, size_t index, const std::string &name);
 
@@ -42,7 +40,7 @@ class ColumnEvidence {
   private:
     void add_value(const DelimitedReader &reader, std::string_view value);
 
-    Kind kind_ = Kind::unknown;
+    ColumnKind kind_ = ColumnKind::unknown;
     size_t longest_bytes_ = 0;
     int64_t inexact_ = 0;
     int64_t first_inexact_ = 0;
