@@ -15,24 +15,24 @@ word load_word(const char *bytes) {
     return value;
 }
 
-// Marks the first byte of a word that is zero with its highest bit; 0 when none is.
-inline uint64_t first_zero(uint64_t word) {
-    return (word - 0x0101010101010101) & ~word & 0x8080808080808080;
+// The bytes of a word before its first zero byte: 8 when it has none.
+inline int32_t bytes_to_nul(uint64_t word) {
+    const uint64_t marks = (word - 0x0101010101010101) & ~word & 0x8080808080808080; // the lowest: the first zero byte
+    return (__builtin_ctzll(marks >> 7 | uint64_t{1} << 63) + 1) / 8;
 }
 
 // The length of the text in a field of `width` bytes: up to the first NUL, or the whole field. Up to two words it takes
-// no branch that depends on the text: where texts end is what a processor cannot guess.
+// no branch that depends on the text, not even one of the compiler's: where texts end is what a processor cannot guess.
 inline int32_t length_to_nul(const char *field, int32_t width) {
     constexpr int32_t WORD = WORD_BYTES;
     if (width < WORD || width > 2 * WORD) {
         const void *end = memchr(field, '\0', static_cast<size_t>(width));
         return end == nullptr ? width : static_cast<int32_t>(static_cast<const char *>(end) - field);
     }
-    const uint64_t first = first_zero(load_word<uint64_t>(field));
-    const uint64_t last = first_zero(load_word<uint64_t>(field + width - WORD));
-    const uint64_t zero = first != 0 ? first : last;
-    const int32_t start = first != 0 ? 0 : width - WORD;
-    return zero == 0 ? width : start + __builtin_ctzll(zero) / 8;
+    const int32_t first = bytes_to_nul(load_word<uint64_t>(field));
+    const int32_t last = bytes_to_nul(load_word<uint64_t>(field + width - WORD));
+    const int32_t is_full = first / WORD; // 1 when the first word has no NUL
+    return first + is_full * (width - 2 * WORD + last);
 }
 
 // Copies a field of `width` bytes; both sides hold that many.
@@ -64,11 +64,12 @@ inline void blank_from(char *text, int64_t from, int64_t to) {
 
 // The length of a text without its trailing blanks.
 inline int32_t without_trailing_blanks(const char *text, int32_t length) {
-    constexpr int32_t WORD = WORD_BYTES;
-    if (length == 0 || text[length - 1] != ' ')
-        return length;
-    while (length >= WORD && load_word<uint64_t>(text + length - WORD) == EIGHT_BLANKS)
-        length -= WORD;
+    while (length >= WORD_BYTES) {
+        const uint64_t difference = load_word<uint64_t>(text + length - WORD_BYTES) ^ EIGHT_BLANKS;
+        if (difference != 0)
+            return length - __builtin_clzll(difference) / 8;
+        length -= static_cast<int32_t>(WORD_BYTES);
+    }
     while (length > 0 && text[length - 1] == ' ')
         --length;
     return length;

@@ -164,11 +164,10 @@ constexpr innamefunct_type readdatetimedouble_v8 = decode_number<swapped, double
 void readchar(indbsrec * /*in*/, innamerecord *variable, const char *record, void *output, int64_t /*length*/) {
     const char *field = record + variable->innameoffset;
     const int32_t width = variable->innamelength;
-    const int32_t length = length_to_nul(field, width);
     char *text = static_cast<char *>(output);
     copy_field(text, field, width);
-    blank_from(text, length, width);
-    variable->data_length = without_trailing_blanks(field, length);
+    blank_from(text, length_to_nul(field, width), width);
+    variable->data_length = without_trailing_blanks(text, width);
 }
 
 void readpadc(indbsrec * /*in*/, innamerecord *variable, const char *record, void *output, int64_t length) {
