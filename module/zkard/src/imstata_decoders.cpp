@@ -180,7 +180,7 @@ void readpadc(indbsrec * /*in*/, innamerecord *variable, const char *record, voi
     memcpy(text, record + variable->innameoffset, static_cast<size_t>(copied));
     blank_from(text, copied, length);
     int64_t kept = 0;
-    while (kept<copied &&static_cast<unsigned char>(text[kept])> HIGHEST_CONTROL)
+    while (kept < copied && HIGHEST_CONTROL < static_cast<unsigned char>(text[kept]))
         ++kept;
     blank_from(text, kept, copied);
     variable->data_length = without_trailing_blanks(text, static_cast<int32_t>(kept));
