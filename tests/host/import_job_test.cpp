@@ -176,8 +176,19 @@ TEST(ImportJob, FilesWithoutVariablesOrObservations) {
         EXPECT_TRUE(headings.rows.empty());
         // Observations, but nothing to hold them.
         patch_number(bytes, offsets.at("N"), 1000, release_layout(release).observation_count_bytes, nothing.order);
-        EXPECT_TRUE(import_bytes(bytes).rows.empty());
+        const CollectedImport unheld = import_bytes(bytes);
+        EXPECT_TRUE(unheld.rows.empty());
+        EXPECT_TRUE(unheld.log.contains("none of the 1000 is delivered")) << unheld.log.text();
     }
+}
+
+TEST(ImportJob, TextsOfNoBytes) {
+    StataFile file{.release = 114, .variables = {{.name = "s", .type = str(0)}, {.name = "x", .type = Type::byte}}};
+    file.rows = {{"", 7}, {"", 8}};
+    const CollectedImport import = import_bytes(build(file));
+    ASSERT_FALSE(import.error);
+    EXPECT_EQ(import.description.variables[0].length, 1);
+    EXPECT_EQ(import.rows, (std::vector<Texts>{{"''", "7"}, {"''", "8"}}));
 }
 
 TEST(ImportJob, MoreVariablesThanSixteenBitsCount) {

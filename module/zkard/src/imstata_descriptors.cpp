@@ -10,6 +10,7 @@
 #include "imstata_strls.h"
 #include "imstata_tagged_header.h"
 #include "imstata_variables.h"
+#include "service_entries.h"
 
 namespace {
 
@@ -251,10 +252,15 @@ int32_t open_data(indbsrec *in, int64_t observations) {
     return fail(in, ERROR_INPUT_INVALID, "<data> not found in the stata file");
 }
 
-// A record of no bytes could be delivered without end; a file without variables delivers none.
+// Records of no bytes could be delivered without end: a file without variables, or with texts of no bytes only,
+// delivers none.
 int64_t observations_to_deliver(const indbsrec *in, int64_t observations) {
-    if (in->inreclen == 0)
+    if (in->inreclen == 0) {
+        if (observations > 0)
+            xpslog("%3zThe observations of the Stata file hold no bytes; none of the %lld is delivered.",
+                   message_value(observations));
         return 0;
+    }
     return in->inobscount < 0 || in->inobscount > observations ? observations : in->inobscount;
 }
 

@@ -3,14 +3,23 @@
 
 namespace {
 
-constexpr type_coding LETTER_CODES = {
-    .code_bytes = 1, .numbers = {'b', 'i', 'l', 'f', 'd'}, .strl = 0, .string_base = 127, .string_longest = 128};
-constexpr type_coding BYTE_CODES = {
-    .code_bytes = 1, .numbers = {251, 252, 253, 254, 255}, .strl = 0, .string_base = 0, .string_longest = 250};
+constexpr type_coding LETTER_CODES = {.code_bytes = 1,
+                                      .numbers = {'b', 'i', 'l', 'f', 'd'},
+                                      .strl = 0,
+                                      .string_base = 127,
+                                      .string_shortest = 1,
+                                      .string_longest = 128};
+constexpr type_coding BYTE_CODES = {.code_bytes = 1,
+                                    .numbers = {251, 252, 253, 254, 255},
+                                    .strl = 0,
+                                    .string_base = 0,
+                                    .string_shortest = 0,
+                                    .string_longest = 250};
 constexpr type_coding WORD_CODES = {.code_bytes = 2,
                                     .numbers = {65530, 65529, 65528, 65527, 65526},
                                     .strl = 32768,
                                     .string_base = 0,
+                                    .string_shortest = 1,
                                     .string_longest = 2045};
 
 // The widths that change from one binary release to another.
@@ -106,7 +115,7 @@ bool find_stored_type(const type_coding *coding, int32_t code, stored_type *type
         return true;
     }
     const int32_t string_bytes = code - coding->string_base;
-    if (string_bytes < 1 || string_bytes > coding->string_longest)
+    if (string_bytes < coding->string_shortest || string_bytes > coding->string_longest)
         return false;
     *type = STORED_STRING;
     *width_bytes = string_bytes;

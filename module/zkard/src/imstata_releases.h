@@ -25,7 +25,8 @@ struct type_coding {
     uint16_t numbers[STORED_NUMBERS]; // indexed by stored type
     uint16_t strl;                    // 0: none
     uint16_t string_base;             // a string of n bytes has the code string_base + n
-    uint16_t string_longest;          // bytes
+    uint16_t string_shortest;         // bytes
+    uint16_t string_longest;
 };
 
 // The stored type of a code, and the bytes it takes in a record. False, and nothing stored, for a code that the
