@@ -119,6 +119,24 @@ TEST(Transfer, AnAlternateServesInPlaceOfTheStream) {
     EXPECT_EQ(open.contents(), "stream");
 }
 
+TEST(Copy, ReadsToTheEndWhateverTheTargetSays) {
+    const std::string source = numbered_bytes(150000);
+    struct {
+        int failing_write;
+        std::string copied;
+    } const cases[] = {{-1, source.substr(100)}, {1, source.substr(100, 64000) + source.substr(128100)}};
+    for (const auto &row : cases) {
+        OpenFile from(source);
+        WatchedFile to{"copy", WX_OPEN_OUTPUT};
+        from.file.move(100);
+        to.transfers_left = row.failing_write;
+        EXPECT_EQ(mivex_copy_file(from.handle, to.handle), 1);
+        EXPECT_EQ(mivex_copy_file(from.handle, to.handle), 0) << "nothing is left";
+        xxflush(to.handle);
+        EXPECT_TRUE(from.host.files.get("copy") == row.copied);
+    }
+}
+
 TEST(Seek, CountsFromZero) {
     struct {
         double position;
