@@ -144,8 +144,6 @@ class FileWriter {
     std::size_t type_code(const Type &type) const {
         const TypeCodes &codes = *layout_.types;
         switch (type.kind) {
-        case Type::Kind::raw:
-            return type.raw_code;
         case Type::Kind::strl:
             if (codes.strl == 0) {
                 refuse("the release has no strLs");

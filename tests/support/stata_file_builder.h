@@ -28,10 +28,9 @@ enum class ByteOrder { little, big };
 
 // The stored type of a variable.
 struct Type {
-    enum class Kind { byte, int16, int32, float32, float64, string, strl, raw };
+    enum class Kind { byte, int16, int32, float32, float64, string, strl };
     Kind kind = Kind::float64;
-    std::size_t bytes = 8;      // in the record
-    std::uint16_t raw_code = 0; // Kind::raw only
+    std::size_t bytes = 8; // in the record
 
     static const Type byte, int16, int32, float32, float64, strl;
 };
@@ -45,10 +44,6 @@ inline constexpr Type Type::strl{Kind::strl, 8};
 // A string of that many bytes.
 constexpr Type str(std::size_t bytes) {
     return {Type::Kind::string, bytes};
-}
-// A type code as it stands in the type list, for codes no release has; its cells are raw() of that many bytes.
-constexpr Type raw_type(std::uint16_t code, std::size_t bytes) {
-    return {Type::Kind::raw, bytes, code};
 }
 
 // A numeric missing value: '.' or 'a' to 'z'.

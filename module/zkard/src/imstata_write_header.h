@@ -10,9 +10,8 @@
 
 #include <cstdint>
 
-inline constexpr int32_t WRITTEN_LAYOUT = 15;           // outbylastrec: the tag-delimited layout
-inline constexpr int32_t LARGEST_FILE_OF_118 = 32767;   // variables
-inline constexpr int32_t LONGEST_WRITTEN_STRING = 2045; // bytes
+inline constexpr int32_t WRITTEN_LAYOUT = 15;         // outbylastrec: the tag-delimited layout
+inline constexpr int32_t LARGEST_FILE_OF_118 = 32767; // variables
 
 // Output type codes.
 enum output_type : int32_t {
