@@ -29,7 +29,7 @@ TEST(LongStrings, EveryReleaseInBothOrders) {
                          {"", 2, binary("\0\xff\0"s)},
                          {"twelve bytes", 3, reference(3, 2)},
                          {reference(1, 1), 4, reference(2, 70000)},
-                         {reference(1, 9), 5, ""}};
+                         {reference(1, 9), 5, reference(2, 1)}};
             file.extra_strls = {{2, 70000, 130, "e\0"s}, {2, 70000, 129, "later"}, {1, 1, 130, "later\0"s}};
             DriverFile opened(build(file));
             std::int32_t status = 0;
@@ -40,6 +40,10 @@ TEST(LongStrings, EveryReleaseInBothOrders) {
                                    {"", 5.0, ""}};
             EXPECT_EQ(opened.read_all(status), expected) << release << opened.message();
             EXPECT_EQ(status, 0);
+            EXPECT_EQ(opened.host.log.text(),
+                      "NOTE: The value of first at obs 5 is a long string that the file does not hold (variable 1, obs "
+                      "9); it is left blank.\n"
+                      "NOTE: Values left blank because the file does not hold their long strings: 2.\n");
             EXPECT_EQ(opened.variable(0).innamelength, 12);
             EXPECT_EQ(opened.variable(2).innamelength, 3);
             EXPECT_EQ(opened.variable(2).innameoffset, 10);

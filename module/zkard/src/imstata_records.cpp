@@ -94,9 +94,13 @@ int32_t allocate_buffer(indbsrec *in) {
     return 0;
 }
 
-void note_cut_values(const indbsrec *in) {
+// The first of each was noted with its place.
+void note_changed_values(const indbsrec *in) {
     if (in->indsn->texts_cut > 1)
         xpslog("%3zValues cut to the length of their variable: %lld.", message_value(in->indsn->texts_cut));
+    if (in->indsn->texts_absent > 1)
+        xpslog("%3zValues left blank because the file does not hold their long strings: %lld.",
+               message_value(in->indsn->texts_absent));
 }
 
 } // namespace
@@ -131,6 +135,7 @@ int32_t re_initbuffer(indbsrec *in) {
     in->inmerge = 0;
     in->ineof = in->incurrent == in->intotal - 1 ? 1 : 0;
     in->indsn->texts_cut = 0;
+    in->indsn->texts_absent = 0;
     if (in->incurrent == in->intotal)
         return finish_without_records(in);
     const int32_t status = seek_to(in, static_cast<int64_t>(in->infirstpos_double));
@@ -143,7 +148,7 @@ int32_t getrecord(indbsrec *in) {
         if (in->infinish == 0) {
             in->infinish = 1;
             incrementfinish();
-            note_cut_values(in);
+            note_changed_values(in);
         }
         in->inmerge = 0;
         return 0;

@@ -213,6 +213,14 @@ void note_cut_value(indbsrec *in, const innamerecord *variable) {
                variable->innamename, message_value(in->incurrent + 1), variable->innamelength);
 }
 
+void note_absent_text(indbsrec *in, const innamerecord *variable) {
+    if (in->indsn->texts_absent++ == 0)
+        xpslog("%3zThe value of %s at obs %lld is a long string that the file does not hold (variable %lld, obs %lld); "
+               "it is left blank.",
+               variable->innamename, message_value(in->incurrent + 1), message_value(int64_t{in->indsn->varnum_4byte}),
+               message_value(in->indsn->obsnum_8byte));
+}
+
 // The numbers of a reference share its 8 bytes: first the variable, then the observation.
 void split_reference(dsnrecord *dsn, const char *reference) {
     const int32_t variable_bits = 8 * dsn->layout->strl_variable_bytes;
@@ -226,10 +234,14 @@ void split_reference(dsnrecord *dsn, const char *reference) {
     dsn->obsnum_8byte = static_cast<int64_t>(variable_on_top ? low : high);
 }
 
+// A reference of zeros stands for an empty text, which is not stored.
+bool refers_to_text(const dsnrecord *dsn) {
+    return dsn->varnum_4byte != 0 || dsn->obsnum_8byte != 0;
+}
+
 // The text of the search key, null when there is none.
-const shared_string_struct *find_text(indbsrec *in) {
-    dsnrecord *dsn = in->indsn;
-    if (dsn->head_avl_shared_string == nullptr || (dsn->varnum_4byte == 0 && dsn->obsnum_8byte == 0))
+const shared_string_struct *find_text(dsnrecord *dsn) {
+    if (dsn->head_avl_shared_string == nullptr || !refers_to_text(dsn))
         return nullptr;
     avlglobalstruct search;
     search.slevel = 0;
@@ -301,7 +313,9 @@ int32_t load_stata_long_strings(indbsrec *in, WX_FILE *file) {
 
 void readstrl(indbsrec *in, innamerecord *variable, const char *record, void *output, int64_t /*length*/) {
     split_reference(in->indsn, record + variable->innameoffset);
-    const shared_string_struct *found = find_text(in);
+    const shared_string_struct *found = find_text(in->indsn);
+    if (found == nullptr && refers_to_text(in->indsn))
+        note_absent_text(in, variable);
     const int32_t available = found == nullptr ? 0 : found->len;
     const int32_t width = variable->innamelength;
     if (available > width)

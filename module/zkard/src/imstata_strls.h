@@ -30,6 +30,7 @@ avlstruct *add_shared_string(avlglobalstruct *g);
 shared_string_struct *shared_string_entry(indbsrec *in, shared_string_struct **root, const char *text, int32_t length,
                                           int64_t observation, uint32_t variable);
 
-// readstrl: decoder; innamelength bytes, blank-padded. A reference to nothing gives blanks. The first text of the file
-// that is longer than its variable is noted in the log, and texts_cut counts them.
+// readstrl: decoder; innamelength bytes, blank-padded. The first text of the file that is longer than its variable, and
+// the first reference to a text that the file does not hold, which gives blanks, are noted in the log; texts_cut and
+// texts_absent count them.
 void readstrl(indbsrec *in, innamerecord *variable, const char *record, void *output, int64_t length);
