@@ -146,7 +146,7 @@ TEST(LongStrings, DamagedSections) {
         {"gso[1].length", 0xFFFFFFFF, 4, ERROR_READ, "expected 4294967295 bytes of a long string at byte"},
         {"gso[0].observation", 1ULL << 63, 8, 0, ""},
         {"gso[1]", 0x3C, 1, 0, ""}, // ends the section
-        {"<strls>", 0x20, 1, ERROR_INPUT_INVALID, "<strls> not found in the stata file"},
+        {"<strls>", 0x20, 1, ERROR_INPUT_INVALID, "<strls> not found in the stata file: | strls>| at byte "},
     };
     for (const auto &row : rows) {
         DriverFile opened(with_number(file, row.place, row.value, row.width));

@@ -92,9 +92,10 @@ TEST(TaggedElement, Forms) {
         {"<map>.", ITEM_OPENS, 0, 5, ""},
         {"</map>.", ITEM_CLOSES, 0, 6, ""},
         {"<map>\2\0\0\0ab</map>."s, ITEM_SKIPPED, 0, 17, ""},
-        {"<Map>abc</map>", 3, ERROR_INPUT_INVALID, 0, "Didn't see the |map| element.  Got -> |<Map>|"},
-        {"<mapp>abc</mapp>", 3, ERROR_INPUT_INVALID, 0, "Didn't see the |map| element.  Got -> |<mapp|"},
-        {"<map>abc<\1map>"s, 3, ERROR_INPUT_INVALID, 14, "Didn't see end for |map| element.  Got -> |<?map>|"},
+        {"<Map>abc</map>", 3, ERROR_INPUT_INVALID, 0, "Didn't see the |map| element.  Got -> |<Map>| at byte 0"},
+        {"<mapp>abc</mapp>", 3, ERROR_INPUT_INVALID, 0, "Didn't see the |map| element.  Got -> |<mapp| at byte 0"},
+        {"<map>abc<\1map>"s, 3, ERROR_INPUT_INVALID, 14,
+         "Didn't see end for |map| element.  Got -> |<?map>| at byte 8"},
         {"<ma", 3, ERROR_READ, 3, "expected 5 bytes of map at byte 0, found 3."},
         {"<map>\7\0\0\0ab</map>"s, ITEM_SKIPPED, ERROR_READ, 16, "expected 6 bytes of map at byte 16, found 1."},
         {"<map>\xff\xff\xff\xff"s, ITEM_SKIPPED, ERROR_INPUT_INVALID, 9,
@@ -122,9 +123,10 @@ TEST(TaggedElement, Characteristics) {
         std::int32_t status;
         const char *message; // a part of it
     } rows[] = {
-        {open + "<ch>\0\0\0\2ab</ch><ch>\0\0\0\0</ch>"s + close, 0, "Didn't see the |ch| element.  Got -> |</ch|"},
+        {open + "<ch>\0\0\0\2ab</ch><ch>\0\0\0\0</ch>"s + close, 0,
+         "Didn't see the |ch| element.  Got -> |</ch| at byte 45"},
         {open + "<ch>\0\0\0\2abc</ch>"s + close, ERROR_INPUT_INVALID,
-         "Didn't see end for |ch| element.  Got -> |c</ch|"},
+         "Didn't see end for |ch| element.  Got -> |c</ch| at byte 27"},
         {open + "<ch>\0\1\0\0ab</ch>"s + close, ERROR_INPUT_INVALID, "has a length of 65536 bytes"},
         {open + "<ch>\0\0\0\2ab</ch>"s, ERROR_READ, "expected 4 bytes of ch at byte 32, found 0"},
     };

@@ -249,7 +249,7 @@ int32_t open_data(indbsrec *in, int64_t observations) {
         status = read_exactly(in, tag, sizeof tag, "the start of the data");
     if (status != 0 || memcmp(tag, DATA_OPENING, sizeof tag) == 0)
         return status;
-    return fail(in, ERROR_INPUT_INVALID, "<data> not found in the stata file");
+    return fail_section(in, DATA_OPENING, in->indsn->map_array[MAP_DATA], tag, sizeof tag);
 }
 
 // Records of no bytes could be delivered without end: a file without variables, or with texts of no bytes only,

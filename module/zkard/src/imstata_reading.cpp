@@ -54,6 +54,11 @@ int32_t read_exactly(indbsrec *in, void *storage, int64_t length, const char *wh
     return fail_read(in, what, found > 0 ? behind - found : behind, length, found);
 }
 
+int32_t fail_section(indbsrec *in, const char *tag, int64_t position, const char *found, int64_t length) {
+    return fail(in, ERROR_INPUT_INVALID, "%s not found in the stata file: |%s| at byte %lld", tag,
+                show_text(found, length).text, position);
+}
+
 uint64_t number_at(const char *bytes, int32_t width, int32_t byte_order) {
     uint64_t number = 0;
     for (int32_t i = 0; i < width; ++i) {

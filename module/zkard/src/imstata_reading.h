@@ -56,6 +56,11 @@ int32_t seek_to(indbsrec *in, int64_t position);
 // ERROR_READ  the host could not read, or the file holds fewer; the position is behind the bytes found
 int32_t read_exactly(indbsrec *in, void *storage, int64_t length, const char *what);
 
+// ERROR_INPUT_INVALID: a section does not begin with its tag at the position that the map has for it.
+//
+// found  what stands there, length bytes: none where the file ends before.
+int32_t fail_section(indbsrec *in, const char *tag, int64_t position, const char *found, int64_t length);
+
 // A whole number of 1 to 8 bytes in the file's byte order, as an unsigned value.
 uint64_t number_at(const char *bytes, int32_t width, int32_t byte_order);
 

@@ -301,7 +301,7 @@ int32_t load_stata_long_strings(indbsrec *in, WX_FILE *file) {
     if (status != 0)
         return status;
     if (memcmp(tag, SECTION_TAG, SECTION_TAG_BYTES) != 0)
-        return fail(in, ERROR_INPUT_INVALID, "<strls> not found in the stata file");
+        return fail_section(in, SECTION_TAG, in->indsn->map_array[MAP_STRLS], tag, SECTION_TAG_BYTES);
     status = read_strings(&state);
     if (status != 0)
         return status;

@@ -193,7 +193,8 @@ int32_t read_opening_tag(indbsrec *in, const char *name) {
         return status;
     if (mivex_lseek(in->mivex_infd, -(2 + wzstlen(name)), 1) < 0)
         return fail(in, ERROR_SEEK, "%%1zThe Stata file could not be moved back to the start of an element.");
-    return fail(in, ERROR_INPUT_INVALID, "Didn't see the |%s| element.  Got -> |%s|", name, found.text);
+    return fail(in, ERROR_INPUT_INVALID, "Didn't see the |%s| element.  Got -> |%s| at byte %lld", name, found.text,
+                file_position(in));
 }
 
 int32_t read_closing_tag(indbsrec *in, const char *name) {
@@ -202,7 +203,8 @@ int32_t read_closing_tag(indbsrec *in, const char *name) {
     const int32_t status = read_exact_tag(in, "</", name, &same, &found);
     if (status != 0 || same)
         return status;
-    return fail(in, ERROR_INPUT_INVALID, "Didn't see end for |%s| element.  Got -> |%s|", name, found.text);
+    return fail(in, ERROR_INPUT_INVALID, "Didn't see end for |%s| element.  Got -> |%s| at byte %lld", name, found.text,
+                file_position(in) - (3 + wzstlen(name)));
 }
 
 // A block with its length in front.
