@@ -114,6 +114,38 @@ TEST(ValueLabels, DamageBehindTheWantedTable) {
     EXPECT_EQ(entries_of(list), (List{{1, "one"}}));
 }
 
+TEST(ValueLabels, DamagedTags) {
+    const struct {
+        const char *behind; // what the damaged tag stands in front of, with so many bytes between
+        std::size_t bytes;
+        List first, second;
+        const char *note;
+    } rows[] = {
+        {"value_labels[0].length", 5, {}, {}, "expected <lbl>, found |?lbl>|."},
+        {"value_labels[1].length", 5, {{1, "one"}}, {}, "expected </lbl><lbl>, found |</lbl>?lbl>|."},
+        {"</value_labels>", 3, {{1, "one"}}, {{2, "two"}}, "expected </lbl><lbl>, found |</l?l></val|."},
+    };
+    StataFile file = labelled(118, ByteOrder::little, {"first", "second"});
+    file.value_labels = {{"first", {{1, "one"}}}, {"second", {{2, "two"}}}};
+    Offsets places;
+    const std::string sound = build(file, &places);
+    for (const auto &row : rows) {
+        std::string bytes = sound;
+        const std::size_t place = places.at(row.behind) - row.bytes;
+        bytes[place] = '?';
+        LabelledFile opened(bytes);
+        ASSERT_EQ(opened.set_up(), 0) << opened.message();
+        EXPECT_EQ(std::pair(opened.labels(0), opened.labels(1)), std::pair(row.first, row.second)) << row.note;
+        EXPECT_TRUE(opened.host.log.contains(row.note)) << opened.host.log.text();
+    }
+    std::string bytes = sound;
+    bytes[places.at("value_labels[0].length") - 6] = '?';
+    LabelledFile unopened(bytes);
+    EXPECT_EQ(unopened.set_up(), ERROR_INPUT_INVALID);
+    EXPECT_TRUE(unopened.says("<value_labels> not found in the stata file: |<value_labels?| at byte "))
+        << unopened.message();
+}
+
 // A last text without its zero byte ends with the area; bytes too few for a table behind the last one are no damage.
 TEST(ValueLabels, EndsOfTheArea) {
     StataFile file = labelled(115, ByteOrder::little, {"yn", "none"});

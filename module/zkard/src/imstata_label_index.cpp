@@ -8,13 +8,18 @@
 #include "hcstrings.h"
 #include "imglue_text.h"
 #include "imstata_reading.h"
+#include "service_entries.h"
 #include "wzst.h"
 
 namespace {
 
 constexpr char SECTION_TAG[] = "<value_labels>";
+constexpr int32_t SECTION_TAG_BYTES = sizeof SECTION_TAG - 1;
 constexpr char FIRST_TAG[] = "<lbl>";
+constexpr char NO_TABLE[] = "</val"; // the start of what stands where no first table does
 constexpr char NEXT_TAGS[] = "</lbl><lbl>";
+constexpr char LAST_TABLE[] = "</lbl></val";
+static_assert(sizeof NO_TABLE == sizeof FIRST_TAG && sizeof LAST_TABLE == sizeof NEXT_TAGS);
 constexpr char WHAT[] = "a value-label table";
 constexpr int32_t COUNT_BYTES = 2;
 constexpr int32_t LENGTH_BYTES = 4;
@@ -198,16 +203,31 @@ int32_t read_table_head(section_reader *reader, label_index *index, int32_t name
     return 0;
 }
 
-// Whether these tags stand here; they are consumed when there is room for them.
-int32_t next_is(section_reader *reader, const char *tags, bool *same) {
-    const int32_t length = wzstlen(tags);
-    *same = false;
-    if (section_left(reader) < length)
-        return 0;
+// What stands here, as many bytes as there are up to `length`; they are consumed.
+int32_t take_tags(section_reader *reader, int32_t length, const char **bytes, int32_t *found) {
+    const int64_t left = section_left(reader);
+    *found = left < length ? static_cast<int32_t>(left) : length;
+    return take_bytes(reader, *found, bytes, WHAT);
+}
+
+// Whether these tags stand here. Where neither they nor `end` do, no table behind this place can be read, which the log
+// says.
+int32_t next_is(section_reader *reader, const char *tags, const char *end, bool *same) {
     const char *bytes;
-    const int32_t status = take_bytes(reader, length, &bytes, WHAT);
-    *same = status == 0 && memcmp(bytes, tags, static_cast<size_t>(length)) == 0;
-    return status;
+    int32_t found;
+    const int64_t position = section_position(reader);
+    const int32_t status = take_tags(reader, wzstlen(tags), &bytes, &found);
+    *same = false;
+    if (status != 0)
+        return status;
+    const auto stands = [&](const char *wanted) {
+        return found == wzstlen(wanted) && memcmp(bytes, wanted, static_cast<size_t>(found)) == 0;
+    };
+    *same = stands(tags);
+    if (!*same && !stands(end))
+        xpslog("%3zThe value-label tables of the Stata file are not read from byte %lld on: expected %s, found |%s|.",
+               message_value(position), tags, message_value(show_text(bytes, found).text));
+    return 0;
 }
 
 // Moves to the first table; *more is false when there is none.
@@ -220,12 +240,14 @@ int32_t open_tables(section_reader *reader, indbsrec *in, WX_FILE *file, bool *m
     *more = true;
     if (status != 0 || !tagged)
         return status;
-    status = next_is(reader, SECTION_TAG, more);
+    const char *tag;
+    int32_t found;
+    status = take_tags(reader, SECTION_TAG_BYTES, &tag, &found);
     if (status != 0)
         return status;
-    if (!*more)
-        return fail(in, ERROR_INPUT_INVALID, "<value_labels> not found in the stata file");
-    return next_is(reader, FIRST_TAG, more);
+    if (found < SECTION_TAG_BYTES || memcmp(tag, SECTION_TAG, SECTION_TAG_BYTES) != 0)
+        return fail_section(in, SECTION_TAG, position, tag, found);
+    return next_is(reader, FIRST_TAG, NO_TABLE, more);
 }
 
 // Reads the table at the current place; *more tells whether another one follows it.
@@ -242,7 +264,7 @@ int32_t read_next_table(section_reader *reader, label_index *index, int32_t name
         *more = false;
         return 0;
     }
-    return reader->in->indsn->layout->tagged ? next_is(reader, NEXT_TAGS, more) : 0;
+    return reader->in->indsn->layout->tagged ? next_is(reader, NEXT_TAGS, LAST_TABLE, more) : 0;
 }
 
 int32_t make_index(indbsrec *in, WX_FILE *file, int32_t name_bytes) {
