@@ -43,6 +43,7 @@ void expect_whole_file(const CollectedImport &import, const StataFile &file) {
     EXPECT_EQ(import.summary.big_endian, file.order == ByteOrder::big);
     EXPECT_EQ(import.summary.data_label, "Whole");
     EXPECT_EQ(import.summary.observations, all_rows);
+    EXPECT_EQ(import.log.contains("has 2 characteristics"), !file.characteristics.empty()) << import.log.text();
     Texts formats;
     for (const vor::Variable &variable : import.description.variables)
         formats.push_back(format_text(variable.format));

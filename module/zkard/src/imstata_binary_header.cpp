@@ -49,7 +49,7 @@ int32_t parse_binary_header(indbsrec *in, headerrec *header) {
 }
 
 int32_t skip_binary_expansion_records(indbsrec *in) {
-    const dsnrecord *dsn = in->indsn;
+    dsnrecord *dsn = in->indsn;
     const int32_t length_bytes = dsn->layout->expansion_length_bytes;
     if (length_bytes == 0)
         return 0;
@@ -73,5 +73,6 @@ int32_t skip_binary_expansion_records(indbsrec *in) {
         const int32_t moved = seek_to(in, position);
         if (moved != 0)
             return moved;
+        ++dsn->characteristics;
     }
 }

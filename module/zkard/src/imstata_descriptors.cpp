@@ -252,6 +252,12 @@ int32_t open_data(indbsrec *in, int64_t observations) {
     return fail_section(in, DATA_OPENING, in->indsn->map_array[MAP_DATA], tag, sizeof tag);
 }
 
+void note_characteristics(const indbsrec *in) {
+    if (in->indsn->characteristics > 0)
+        xpslog("%3zThe Stata file has %lld characteristics, such as notes, which are not read.",
+               message_value(in->indsn->characteristics));
+}
+
 // Records of no bytes could be delivered without end: a file without variables, or with texts of no bytes only,
 // delivers none.
 int64_t observations_to_deliver(const indbsrec *in, int64_t observations) {
@@ -292,6 +298,7 @@ int32_t dindbssetup(indbsrec *in) {
         status = in->indsn->layout->tagged ? open_data(in, observations) : seek_to(in, record_start);
     if (status != 0)
         return status;
+    note_characteristics(in);
     in->intotal = observations_to_deliver(in, observations);
     in->inkeynum = -1;
     in->inkeyptr = nullptr;

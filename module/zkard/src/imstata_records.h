@@ -58,6 +58,7 @@ struct dsnrecord {
     double value_label_position;  // where the value-label tables of a binary file start
     int64_t records_in_buffer;    // complete records from the buffer's first slot on
     int64_t bytes_of_next_record; // found of the record after them, when it is not complete
+    int64_t characteristics;      // notes and the like, passed over
     int64_t texts_cut;            // long strings delivered shorter than they are
     int64_t texts_absent;         // references to long strings that the file does not hold
     label_index *labels;          // null until a table was asked for

@@ -274,6 +274,7 @@ int32_t skip_xml_expansion_records(indbsrec *in) {
             status = skip_block(in, "ch");
         if (status == 0)
             status = read_closing_tag(in, "ch");
+        ++in->indsn->characteristics;
     }
     return status;
 }
