@@ -53,7 +53,8 @@ void expect_whole_file(const CollectedImport &import, const StataFile &file) {
     ASSERT_EQ(formats, expected);
     EXPECT_EQ(import.description.variables[0].label, "A byte");
     EXPECT_EQ(import.description.variables[1].label, "i") << "the name stands for a label that is not there";
-    EXPECT_EQ(import.catalogs.formats.size(), 1U) << "tables that no variable uses are not formats";
+    EXPECT_EQ(import.catalogs.formats.size(), 1U);
+    EXPECT_TRUE(import.log.contains("has 1 value-label tables that no variable uses")) << import.log.text();
     EXPECT_EQ(import.labels_of(import.description.variables[0]), (Texts{"0=no", "1=yes"}));
     EXPECT_EQ(import.rows, expected_rows(file.release));
 }

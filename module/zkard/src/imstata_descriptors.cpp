@@ -6,6 +6,7 @@
 #include "imglue_session.h"
 #include "imglue_transcoding.h"
 #include "imstata_binary_header.h"
+#include "imstata_label_index.h"
 #include "imstata_reading.h"
 #include "imstata_strls.h"
 #include "imstata_tagged_header.h"
@@ -252,7 +253,11 @@ int32_t open_data(indbsrec *in, int64_t observations) {
     return fail_section(in, DATA_OPENING, in->indsn->map_array[MAP_DATA], tag, sizeof tag);
 }
 
-void note_characteristics(const indbsrec *in) {
+void note_parts_left_out(const indbsrec *in) {
+    const int64_t unused_tables = count_unused_tables(in);
+    if (unused_tables > 0)
+        xpslog("%3zThe Stata file has %lld value-label tables that no variable uses; they are not kept.",
+               message_value(unused_tables));
     if (in->indsn->characteristics > 0)
         xpslog("%3zThe Stata file has %lld characteristics, such as notes, which are not read.",
                message_value(in->indsn->characteristics));
@@ -298,7 +303,7 @@ int32_t dindbssetup(indbsrec *in) {
         status = in->indsn->layout->tagged ? open_data(in, observations) : seek_to(in, record_start);
     if (status != 0)
         return status;
-    note_characteristics(in);
+    note_parts_left_out(in);
     in->intotal = observations_to_deliver(in, observations);
     in->inkeynum = -1;
     in->inkeyptr = nullptr;

@@ -38,7 +38,8 @@ struct table_head {
 // The tables of a file, in a tree ordered by the hash of the name, then the name.
 struct label_index {
     avlstruct *root;
-    label_table *last;  // added
+    label_table *first; // in the order of the file
+    label_table *last;
     label_table *found; // by the last search: variables mostly name the tables in the file's order
     // What ended the pass over the tables before its time: every table behind it is unknown. 0 when nothing did.
     int32_t damage;
@@ -167,7 +168,7 @@ int32_t read_table(section_reader *reader, label_index *index, const table_head 
     if (index->last != nullptr)
         index->last->next = table;
     else
-        index->found = table;
+        index->first = index->found = table;
     index->last = table;
     return copy_bytes(reader, table->body, table->body_bytes, WHAT);
 }
@@ -295,8 +296,17 @@ int32_t find_label_table(indbsrec *in, WX_FILE *file, const char *name, int32_t 
             return status;
     }
     label_index *index = in->indsn->labels;
-    *table = search_index(index, name);
-    if (*table == nullptr && index->damage != 0)
-        return fail_damaged(in, index);
-    return 0;
+    label_table *found = search_index(index, name);
+    *table = found;
+    if (found != nullptr)
+        found->used = true;
+    return found == nullptr && index->damage != 0 ? fail_damaged(in, index) : 0;
+}
+
+int64_t count_unused_tables(const indbsrec *in) {
+    const label_index *index = in->indsn->labels;
+    int64_t count = 0;
+    for (const label_table *table = index == nullptr ? nullptr : index->first; table != nullptr; table = table->next)
+        count += table->used ? 0 : 1;
+    return count;
 }

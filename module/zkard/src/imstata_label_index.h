@@ -17,6 +17,7 @@ struct label_table {
     char *body;        // body_bytes, and a zero byte behind them
     int64_t body_bytes;
     int64_t position; // of the body in the file
+    bool used;        // found by find_label_table
 };
 
 // Parts of a table with short texts, in bytes.
@@ -36,3 +37,6 @@ inline constexpr int32_t SHORT_ENTRY_BYTES = SHORT_VALUE_BYTES + SHORT_TEXT_BYTE
 // ERROR_READ           the same of a table whose name is cut off; or the file could not be read
 // ERROR_SEEK, ERROR_MEMORY
 int32_t find_label_table(indbsrec *in, WX_FILE *file, const char *name, int32_t name_bytes, const label_table **table);
+
+// count_unused_tables: how many tables of the index no variable has asked for; 0 without an index.
+int64_t count_unused_tables(const indbsrec *in);
