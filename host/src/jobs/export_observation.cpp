@@ -12,14 +12,15 @@ namespace vor {
 namespace {
 
 constexpr std::array<const char *, value_changes> change_sentences = {
-    "longer than the variable can hold (2045 bytes at most); they were cut",
-    "ending in tabs or line ends; a Stata file does not keep them",
-    "with zero bytes; readers take the first one for the end of the text",
-    "with characters that the session encoding does not have; they became '?'",
-    "infinite or not a number; they became missing",
-    "beyond what a Stata file can hold; they became missing",
-    "integers beyond 2^53; doubles do not hold all of them exactly",
-    "dates with a fraction of a day; they were cut to whole days",
+    "longer than the variable can hold (2045 bytes at most), cut",
+    "ending in tabs or line ends, which a Stata file does not keep",
+    "with zero bytes, of which readers take the first one for the end of the text",
+    "with characters that the session encoding does not have, written as '?'",
+    "infinite or not a number, written as missing",
+    "beyond what a Stata file can hold, written as missing",
+    "with the mark ._, which a Stata file does not have, written as the standard missing value",
+    "beyond 2^53, where a double does not hold every integer",
+    "with a fraction of a day, cut to the whole day",
 };
 
 constexpr double largest_number = 0x1p1023; // from here on a stored double is a missing value
@@ -72,8 +73,11 @@ void ExportObservation::count(size_t column, ValueChange change) {
 }
 
 double ExportObservation::storable(size_t column, double value) {
-    if (is_missing(value))
+    if (is_missing(value)) {
+        if (missing_mark(value) == '_')
+            count(column, ValueChange::mark_unknown);
         return value;
+    }
     if (!std::isfinite(value)) {
         count(column, ValueChange::not_a_number);
         return missing_value('.');
@@ -102,7 +106,7 @@ void ExportObservation::set_text(size_t column, std::string_view text) {
     const std::string_view kept = whole_characters(text, length);
     if (kept.size() < text.size())
         count(column, ValueChange::text_cut);
-    if (!kept.empty() && static_cast<uint8_t>(kept.back()) <= ' ' && loses_tail(kept))
+    if (utf8_session_ && !kept.empty() && static_cast<uint8_t>(kept.back()) <= ' ' && loses_tail(kept))
         count(column, ValueChange::tail_dropped);
     if (kept.find('\0') != std::string_view::npos)
         count(column, ValueChange::zero_byte);

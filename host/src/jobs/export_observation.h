@@ -27,15 +27,16 @@ struct ExportColumn {
 // What may happen to a value on its way.
 enum class ValueChange {
     text_cut,       // longer than the column or than a Stata string
-    tail_dropped,   // line ends or tabs at the end, which are taken for blanks
+    tail_dropped,   // line ends or tabs at the end, which are taken for blanks unless text is encoded
     zero_byte,      // a text ends at a zero byte for its readers
     not_in_session, // characters that the session encoding does not have
     not_a_number,   // infinities and not-a-number
     too_large,      // beyond the largest number, or a date beyond the calendar
+    mark_unknown,   // the missing value ._
     inexact,        // an integer beyond 2^53
     day_fraction,   // a date with a fraction of a day
 };
-inline constexpr size_t value_changes = 8;
+inline constexpr size_t value_changes = 9;
 
 class ExportObservation : public RowWriter {
   public:

@@ -1,0 +1,95 @@
+// What an export says of values that a Stata file cannot hold as they are.
+#include "collected_import.h"
+#include "tables_in_memory.h"
+
+#include <vorhost/conversion.h>
+
+#include <limits>
+
+namespace vor::test {
+namespace {
+
+using namespace std::string_literals;
+
+struct ChangedValue {
+    Variable variable;
+    Cell value;
+    std::string comes_back; // as an import has it
+    const char *note;       // without the variable and the count
+};
+
+void set(RowWriter &row, size_t column, const Cell &cell) {
+    if (const auto *number = std::get_if<double>(&cell.value))
+        row.set_number(column, *number);
+    else
+        row.set_text(column, std::get<std::string>(cell.value));
+}
+
+Cell sound_value(const Variable &variable) {
+    return variable.kind == ValueKind::numeric ? Cell(12) : Cell("abc");
+}
+
+std::string cell_text(const Cell &cell) {
+    return std::visit([](const auto &value) { return value_text(value); }, cell.value);
+}
+
+// A sound observation and two with these values go out and come back; the notes are these and the counts.
+void expect_notes(const std::vector<ChangedValue> &changes, const char *session_encoding) {
+    DataSet description;
+    std::vector<std::string> sound;
+    std::vector<std::string> changed;
+    for (const ChangedValue &change : changes) {
+        description.variables.push_back(change.variable);
+        sound.push_back(cell_text(sound_value(change.variable)));
+        changed.push_back(change.comes_back);
+    }
+    const ScratchDirectory scratch;
+    CapturedLog log;
+    HostOptions host;
+    host.log = &log;
+    host.session_encoding = session_encoding;
+    ExportSession session(host, {}, scratch.path("o.dta"), description);
+    for (const bool change : {false, true, true}) {
+        for (size_t column = 0; column < changes.size(); ++column)
+            set(session.row(), column, change ? changes[column].value : sound_value(changes[column].variable));
+        session.put();
+    }
+    session.finish();
+    EXPECT_EQ(sound_import(scratch.path("o.dta")).rows, (std::vector{sound, changed, changed}));
+    for (const ChangedValue &change : changes) {
+        const std::string note =
+            "variable " + change.variable.name + ": 2 values " + change.note + ", first in observation 2.";
+        EXPECT_TRUE(log.contains(note)) << note << '\n' << log.text();
+    }
+    EXPECT_EQ(log.lines.size(), changes.size() + 1) << "and the count\n" << log.text();
+}
+
+TEST(ExportJob, EveryChangedValueIsTold) {
+    const double infinite = std::numeric_limits<double>::infinity();
+    const std::vector<ChangedValue> changes = {
+        {numeric("mark"), missing_value('_'), ".",
+         "with the mark ._, which a Stata file does not have, written as the standard missing value"},
+        {numeric("endless"), -infinite, ".", "infinite or not a number, written as missing"},
+        {numeric("large"), 0x1p1023, ".", "beyond what a Stata file can hold, written as missing"},
+        {numeric("reserved"), -1e301, ".", "beyond what a Stata file can hold, written as missing"},
+        {numeric("late", "MMDDYY10."), 2147483621.0, ".", "beyond what a Stata file can hold, written as missing"},
+        {numeric("exact"), 0x1p53 + 2, "9007199254740994", "beyond 2^53, where a double does not hold every integer"},
+        {numeric("noon", "MMDDYY10."), -1.5, "-1", "with a fraction of a day, cut to the whole day"},
+        {character("essay", 3000), std::string(2044, 'x') + "\xC3\xA9y", "'" + std::string(2044, 'x') + "'",
+         "longer than the variable can hold (2045 bytes at most), cut"},
+        {character("short", 3), "abcd", "'abc'", "longer than the variable can hold (2045 bytes at most), cut"},
+        {character("tail", 5), "ab \n", "'ab'", "ending in tabs or line ends, which a Stata file does not keep"},
+        {character("zero", 5), "a\0b"s, "'a'",
+         "with zero bytes, of which readers take the first one for the end of the text"},
+    };
+    expect_notes(changes, "utf-8");
+}
+
+TEST(ExportJob, CharactersThatTheSessionDoesNotHave) {
+    expect_notes({{character("kanji", 9), "a\xE6\x97\xA5", "'a?'",
+                   "with characters that the session encoding does not have, written as '?'"}},
+                 "latin1");
+}
+
+} // namespace
+} // namespace vor::test
