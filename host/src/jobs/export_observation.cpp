@@ -1,5 +1,7 @@
 #include "jobs/export_observation.h"
 
+#include "services/utf8.h"
+
 #include <vorhost/ascii.h>
 #include <vorhost/missing.h>
 
@@ -38,15 +40,6 @@ std::vector<char> empty_observation(const std::vector<ExportColumn> &columns) {
             std::memcpy(bytes.data() + column.position, &missing, sizeof missing);
     }
     return bytes;
-}
-
-// The longest start of a UTF-8 text of at most `limit` bytes that does not end inside a character.
-std::string_view whole_characters(std::string_view text, size_t limit) {
-    if (text.size() <= limit)
-        return text;
-    while (limit > 0 && (static_cast<uint8_t>(text[limit]) & 0xC0) == 0x80)
-        --limit;
-    return text.substr(0, limit);
 }
 
 // Whether more than blanks stands at the end that the writer drops.
@@ -103,7 +96,7 @@ void ExportObservation::set_number(size_t column, double value) {
 
 void ExportObservation::set_text(size_t column, std::string_view text) {
     const auto length = static_cast<size_t>(columns_[column].length);
-    const std::string_view kept = whole_characters(text, length);
+    const std::string_view kept = services::whole_characters(text, length);
     if (kept.size() < text.size())
         count(column, ValueChange::text_cut);
     if (utf8_session_ && !kept.empty() && static_cast<uint8_t>(kept.back()) <= ' ' && loses_tail(kept))

@@ -4,6 +4,7 @@
 #include "services/parsing.h"
 
 #include "services/parsing_grammar.h"
+#include "services/utf8.h"
 
 #include <algorithm>
 #include <cstring>
@@ -19,14 +20,9 @@ constexpr size_t longest_echo = 40; // bytes of the user's text in a message
 std::string echo(const Token &token) {
     if (token.text.empty())
         return "the end of the statements";
-    std::string text = token.text.substr(0, longest_echo);
-    if (token.text.size() > longest_echo) {
-        size_t cut = longest_echo;
-        while (cut > 0 && (static_cast<unsigned char>(token.text[cut]) & 0xC0) == 0x80)
-            --cut;
-        text.resize(cut);
+    std::string text(services::whole_characters(token.text, longest_echo));
+    if (text.size() < token.text.size())
         text += "...";
-    }
     std::ranges::replace_if(
         text, [](unsigned char c) { return c < ' ' || c == 0x7F; }, ' ');
     return '"' + text + '"';

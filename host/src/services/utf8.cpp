@@ -42,6 +42,14 @@ bool is_utf8(std::string_view bytes) {
     return true;
 }
 
+std::string_view whole_characters(std::string_view utf8, size_t limit_bytes) {
+    if (utf8.size() <= limit_bytes)
+        return utf8;
+    while (limit_bytes > 0 && U8_IS_TRAIL(static_cast<uint8_t>(utf8[limit_bytes])))
+        --limit_bytes;
+    return utf8.substr(0, limit_bytes);
+}
+
 std::u32string wide_text(std::string_view utf8) {
     std::u32string wide;
     while (!utf8.empty())

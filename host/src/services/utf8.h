@@ -37,6 +37,9 @@ inline bool is_ascii(std::string_view bytes) {
 
 bool is_utf8(std::string_view bytes);
 
+// The longest start of a valid text that has at most so many bytes and does not end inside a character.
+std::string_view whole_characters(std::string_view utf8, size_t limit_bytes);
+
 // The characters of a text that is valid UTF-8.
 std::u32string wide_text(std::string_view utf8);
 

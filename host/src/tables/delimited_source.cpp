@@ -1,4 +1,5 @@
 // Delimited text as the source of a data set.
+#include "services/utf8.h"
 #include "tables/delimited_reader.h"
 #include "tables/delimited_types.h"
 #include "tables/number_text.h"
@@ -30,12 +31,8 @@ struct Column {
 
 // The beginning of a text, for a sentence.
 std::string excerpt(std::string_view text) {
-    size_t shown = 40;
-    if (text.size() <= shown)
-        return std::string(text);
-    while (shown > 0 && (text[shown] & 0xC0) == 0x80)
-        --shown;
-    return std::string(text.substr(0, shown)) + "...";
+    const std::string_view shown = services::whole_characters(text, 40);
+    return std::string(shown) + (shown.size() < text.size() ? "..." : "");
 }
 
 class DelimitedSource : public RowSource {
