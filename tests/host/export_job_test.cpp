@@ -91,5 +91,25 @@ TEST(ExportJob, CharactersThatTheSessionDoesNotHave) {
                  "latin1");
 }
 
+TEST(ExportJob, LabelsThatAreTooLongOrNotInTheSession) {
+    const ScratchDirectory scratch;
+    CapturedLog log;
+    HostOptions host;
+    host.log = &log;
+    host.session_encoding = "latin1";
+    DataSet description;
+    description.variables = {numeric("a"), numeric("b")};
+    description.variables[0].label = std::string(319, 'x') + "\xC3\xA9";
+    description.variables[1].label = "\xE6\x97\xA5\xC3\xA9";
+    ExportSession(host, {}, scratch.path("o.dta"), description).finish();
+    EXPECT_TRUE(log.contains("variable a: its label of 321 bytes is cut to 319.")) << log.text();
+    EXPECT_TRUE(log.contains("variable b: characters of its label that the session encoding does not have, written as "
+                             "'?': 1."))
+        << log.text();
+    EXPECT_EQ(sound_import(scratch.path("o.dta")).description.variables[1].label, "?\xC3\xA9");
+    const std::string file = file_bytes(scratch.path("o.dta"));
+    EXPECT_NE(file.find(std::string(319, 'x') + '\0'), std::string::npos) << "no character is split";
+}
+
 } // namespace
 } // namespace vor::test

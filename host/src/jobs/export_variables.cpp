@@ -1,6 +1,7 @@
 #include "jobs/export_variables.h"
 
 #include "jobs/stata_names.h"
+#include "services/utf8.h"
 
 #include <algorithm>
 #include <cstring>
@@ -8,6 +9,20 @@
 
 namespace vor {
 namespace {
+
+constexpr size_t longest_label = 320; // bytes
+
+// A variable's name or label for the module, in the session encoding.
+std::string encoded(const Host &host, const Variable &variable, const char *what, const std::string &text,
+                    const ExportVariables::Note &note) {
+    int replaced = 0;
+    std::string bytes = host.encode(text, &replaced);
+    if (replaced > 0)
+        note(fmt::format("variable {}: characters of its {} that the session encoding does not have, written as '?': "
+                         "{}.",
+                         variable.name, what, replaced));
+    return bytes;
+}
 
 // A format name into its 8-byte area; the length of what fits.
 int16_t fill_name(char (&area)[8], const std::string &name) {
@@ -26,8 +41,9 @@ int16_t short_length(const std::string &text) {
 ExportVariables::ExportVariables(const Host &host, const DataSet &description, bool labels_as_names, const Note &note)
     : variables_(description.variables) {
     rename(labels_as_names, note);
+    shorten_labels(note);
     for (const Variable &variable : variables_)
-        append(host, variable);
+        append(host, variable, note);
 }
 
 void ExportVariables::rename(bool labels_as_names, const Note &note) {
@@ -48,10 +64,21 @@ void ExportVariables::rename(bool labels_as_names, const Note &note) {
     }
 }
 
-void ExportVariables::append(const Host &host, const Variable &variable) {
+void ExportVariables::shorten_labels(const Note &note) {
+    for (Variable &variable : variables_) {
+        const size_t kept = services::whole_characters(variable.label, longest_label).size();
+        if (kept == variable.label.size())
+            continue;
+        note(fmt::format("variable {}: its label of {} bytes is cut to {}.", variable.name, variable.label.size(),
+                         kept));
+        variable.label.resize(kept);
+    }
+}
+
+void ExportVariables::append(const Host &host, const Variable &variable, const Note &note) {
     Texts &texts = texts_.emplace_back();
-    texts.name = host.encode(variable.name);
-    texts.label = host.encode(variable.label);
+    texts.name = encoded(host, variable, "name", variable.name, note);
+    texts.label = encoded(host, variable, "label", variable.label, note);
 
     NAMELIST &node = nodes_.emplace_back();
     if (nodes_.size() > 1)

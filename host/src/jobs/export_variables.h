@@ -18,8 +18,8 @@ class ExportVariables {
   public:
     using Note = std::function<void(const std::string &)>;
 
-    // Makes the names valid, with a note for each change. labels_as_names: the labels become the names, so they are
-    // what is made valid.
+    // Makes the names valid and the labels short enough, with a note for each change. labels_as_names: the labels
+    // become the names, so they are what is made valid.
     ExportVariables(const Host &host, const DataSet &description, bool labels_as_names, const Note &note);
     ExportVariables(const ExportVariables &) = delete;
     ExportVariables &operator=(const ExportVariables &) = delete;
@@ -39,7 +39,8 @@ class ExportVariables {
         char informat[8];
     };
     void rename(bool labels_as_names, const Note &note);
-    void append(const Host &host, const Variable &variable);
+    void shorten_labels(const Note &note);
+    void append(const Host &host, const Variable &variable, const Note &note);
 
     std::vector<Variable> variables_;
     std::deque<Texts> texts_; // stay in place while the list grows
