@@ -111,5 +111,25 @@ TEST(ExportJob, LabelsThatAreTooLongOrNotInTheSession) {
     EXPECT_NE(file.find(std::string(319, 'x') + '\0'), std::string::npos) << "no character is split";
 }
 
+// The session's encoding changes nothing of what is in the file.
+TEST(ExportJob, LabelsInAnySession) {
+    const ScratchDirectory scratch;
+    CatalogMap catalogs;
+    catalogs.formats["G"] = {.name = "G", .ranges = {{1.0, 1.0, {"Zo\xC3\xAB"}}}};
+    DataSet description;
+    description.variables = {numeric("gr\xC3\xB6\xC3\x9F"
+                                     "e",
+                                     "G.")};
+    std::vector<std::string> files;
+    for (const char *session_encoding : {"utf-8", "latin1"}) {
+        HostOptions host;
+        host.catalogs = &catalogs;
+        host.session_encoding = session_encoding;
+        ExportSession(host, {}, scratch.path("o.dta"), description).finish();
+        files.push_back(file_bytes(scratch.path("o.dta")));
+    }
+    EXPECT_TRUE(files[0] == files[1]);
+}
+
 } // namespace
 } // namespace vor::test

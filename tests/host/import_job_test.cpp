@@ -184,6 +184,23 @@ TEST(ImportJob, FilesWithoutVariablesOrObservations) {
     }
 }
 
+// The module transcodes names and labels of variables, but not these.
+TEST(ImportJob, DataLabelAndValueLabelsInAnySession) {
+    StataFile file{.release = 118,
+                   .data_label = "Gr\xC3\xB6\xC3\x9F"
+                                 "en"};
+    file.variables = {{.name = "x", .value_label = "names"}};
+    file.value_labels = {{"names", {{1, "Zo\xC3\xAB"}}}};
+    for (const char *session_encoding : {"utf-8", "latin1"}) {
+        HostOptions host;
+        host.session_encoding = session_encoding;
+        const ScratchDirectory scratch;
+        const CollectedImport import = sound_import(scratch.write("f.dta", build(file)), {}, host);
+        EXPECT_EQ(import.labels_of(import.description.variables[0]), (Texts{"1=Zo\xC3\xAB"})) << session_encoding;
+        EXPECT_EQ(import.summary.data_label, file.data_label) << session_encoding;
+    }
+}
+
 TEST(ImportJob, TextsOfNoBytes) {
     StataFile file{.release = 114, .variables = {{.name = "s", .type = str(0)}, {.name = "x", .type = Type::byte}}};
     file.rows = {{"", 7}, {"", 8}};

@@ -35,6 +35,7 @@ struct HostOptions {
     std::string session_encoding = "utf-8";
     std::string valid_variable_names = "any"; // the option VALIDVARNAME
     std::string file_encoding = {};           // the variable DBE_NAME; empty: not set
+    std::string label_encoding = {};          // of labels that the module does not transcode; empty: the session's
     std::string statements = {};              // pending statement text, such as "FMTLIB=WORK.FORMATS;"
     std::string module_path = {};             // empty: VORDTA_MODULE, beside the program, library directory, run path
 };
@@ -110,6 +111,9 @@ class Host {
         bool valid;
     };
     Decoded decode(std::string_view bytes, std::string &scratch) const;
+
+    // The same of a text in the label encoding.
+    Decoded decode_label(std::string_view bytes, std::string &scratch) const;
 
     // Encodes UTF-8 in the session encoding; characters it does not have become '?' and are counted in *replaced.
     std::string encode(std::string_view utf8, int *replaced = nullptr) const;

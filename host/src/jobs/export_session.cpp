@@ -51,7 +51,7 @@ struct ExportSession::State {
         host.files = &files;
         host.statements = format_statement(options.formats);
         if (lower_case(host.session_encoding) != file_encoding)
-            host.file_encoding = file_encoding;
+            host.file_encoding = host.label_encoding = file_encoding;
         return host;
     }
 

@@ -19,8 +19,10 @@ namespace vor {
 namespace {
 
 // Which encodings the host is told of. The text of older files is not transcoded by the module: the session takes the
-// file's encoding, and no text is cut because it grows.
+// file's encoding, and no text is cut because it grows. Of newer files, value labels are not transcoded.
 void choose_encodings(HostOptions &host, const ImportSession::Options &options, int release) {
+    if (release >= first_tagged_release)
+        host.label_encoding = options.encoding.empty() ? "utf-8" : options.encoding;
     if (options.encoding.empty())
         return;
     const bool session_chosen = lower_case(host.session_encoding) != "utf-8";
@@ -69,7 +71,7 @@ struct ImportSession::State {
         object.check(object->parseimproc(object.get(), nullptr));
         open(input);
         describe(options.selection);
-        summary.data_label = decode(input.head.data_label, "the data label");
+        summary.data_label = data_label(input.head.data_label);
         description.label = summary.data_label;
         object.note(encoding_note(options, input.head.release));
     }
@@ -91,14 +93,25 @@ struct ImportSession::State {
         return host;
     }
 
-    // Text of the file that stands outside the observations, as UTF-8.
+    // Text that the module hands over outside the observations, as UTF-8.
     std::string decode(std::string_view bytes, const std::string &what) {
         std::string scratch;
-        const auto [text, valid] = object.host().decode(bytes, scratch);
-        if (!valid)
-            object.note(fmt::format("{} is not valid {}; it is taken as Windows Latin 1: {}", what,
-                                    object.host().options().session_encoding, text));
-        return std::string(text);
+        return accepted(object.host().decode(bytes, scratch), what, object.host().options().session_encoding);
+    }
+
+    // The module does not know the data label: it is in the file's encoding.
+    std::string data_label(std::string_view bytes) {
+        std::string scratch;
+        const HostOptions &host = object.host().options();
+        return accepted(object.host().decode_label(bytes, scratch), "the data label",
+                        host.label_encoding.empty() ? host.session_encoding : host.label_encoding);
+    }
+
+    std::string accepted(const Host::Decoded &decoded, const std::string &what, const std::string &encoding) {
+        if (!decoded.valid)
+            object.note(
+                fmt::format("{} is not valid {}; it is taken as Windows Latin 1: {}", what, encoding, decoded.text));
+        return std::string(decoded.text);
     }
 
     void describe(const Selection &selection) {

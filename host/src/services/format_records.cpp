@@ -49,7 +49,7 @@ const Record &record_at(const TREE *node) {
 // Reading of the module's records.
 class RecordReader {
   public:
-    RecordReader(const XFRWSTR &records, const Encodings &encodings) : encodings_(encodings) {
+    RecordReader(const XFRWSTR &records, FormatEncodings encodings) : encodings_(encodings) {
         for (const LABELSTR_NCF *label = records.lp; label != nullptr; label = label->next)
             labels_.push_back(&label->ncf);
     }
@@ -94,21 +94,28 @@ class RecordReader {
   private:
     static double number(const uint8_t *collating) { return to_host(from_collating(collating)); }
 
-    std::string text(const char *bytes, int16_t length) const {
+    static std::string utf8(const Encodings &encoding, std::string_view bytes) {
         std::string scratch;
-        return std::string(encodings_.decode({bytes, static_cast<size_t>(std::max<int16_t>(length, 0))}, scratch).text);
+        return std::string(encoding.decode(bytes, scratch).text);
+    }
+
+    static std::string_view counted(const char *bytes, int16_t length) {
+        return {bytes, static_cast<size_t>(std::max<int16_t>(length, 0))};
+    }
+
+    std::string text(const char *bytes, int16_t length) const {
+        return utf8(encodings_.values, counted(bytes, length));
     }
 
     std::string short_text(const char *bytes) const {
-        std::string scratch;
-        return std::string(encodings_.decode(without_trailing_space({bytes, SHORT_TEXT_BYTES}), scratch).text);
+        return utf8(encodings_.values, without_trailing_space({bytes, SHORT_TEXT_BYTES}));
     }
 
     bool add_label(int64_t number, FormatRange &range) const {
         if (number < 0 || static_cast<uint64_t>(number) >= labels_.size())
             return false;
         const ILABELSTR_NCF &label = *labels_[static_cast<size_t>(number)];
-        range.labels.push_back(text(label.label, label.length));
+        range.labels.push_back(utf8(encodings_.labels, counted(label.label, label.length)));
         return true;
     }
 
@@ -121,7 +128,7 @@ class RecordReader {
         return true;
     }
 
-    const Encodings &encodings_;
+    FormatEncodings encodings_;
     std::vector<const ILABELSTR_NCF *> labels_;
 };
 
@@ -139,7 +146,7 @@ bool stands_before(const FormatRange &left, const FormatRange &right) {
 // Writing of records into a pool.
 class RecordWriter {
   public:
-    RecordWriter(POOL &pool, const Encodings &encodings) : pool_(pool), encodings_(encodings) {}
+    RecordWriter(POOL &pool, FormatEncodings encodings) : pool_(pool), encodings_(encodings) {}
 
     // Null when the pool refuses; `fits` is false, and the result null, when a text is too long.
     TREE *write(const FormatRange &range, bool &fits) {
@@ -148,8 +155,8 @@ class RecordWriter {
             return nullptr;
         if (std::holds_alternative<double>(range.start))
             return write_numeric(std::get<double>(range.start), std::get<double>(range.end), label);
-        const std::string start = encodings_.encode(std::get<std::string>(range.start), nullptr);
-        const std::string end = encodings_.encode(std::get<std::string>(range.end), nullptr);
+        const std::string start = encodings_.values.encode(std::get<std::string>(range.start), nullptr);
+        const std::string end = encodings_.values.encode(std::get<std::string>(range.end), nullptr);
         fits = start.size() <= MOST_TEXT_BYTES && end.size() <= MOST_TEXT_BYTES;
         if (!fits)
             return nullptr;
@@ -177,7 +184,7 @@ class RecordWriter {
     }
 
     const ILABELSTR_NCF *write_label(const std::string &utf8, bool &fits) {
-        const std::string text = encodings_.encode(utf8, nullptr);
+        const std::string text = encodings_.labels.encode(utf8, nullptr);
         fits = text.size() <= MOST_TEXT_BYTES;
         auto *label = fits ? make<ILABELSTR_NCF>(offsetof(ILABELSTR_NCF, label) + text.size()) : nullptr;
         if (label == nullptr)
@@ -249,7 +256,7 @@ class RecordWriter {
     }
 
     POOL &pool_;
-    const Encodings &encodings_;
+    FormatEncodings encodings_;
 };
 
 HEADSTR *write_header(const UserFormat &format, POOL &pool, const Encodings &encodings) {
@@ -280,7 +287,7 @@ std::string counted_name(const FORMAT_NAME32 &name) {
     return std::string(without_trailing_space({name.text, length}));
 }
 
-bool format_of_records(std::string_view name, const XFRWSTR &records, const Encodings &encodings, UserFormat &format) {
+bool format_of_records(std::string_view name, const XFRWSTR &records, FormatEncodings encodings, UserFormat &format) {
     format = {};
     format.name = name;
     if (records.hp == nullptr || (records.hp->type != FORMAT_NUMERIC && records.hp->type != FORMAT_CHARACTER))
@@ -303,12 +310,12 @@ bool format_of_records(std::string_view name, const XFRWSTR &records, const Enco
     return true;
 }
 
-bool records_of_format(const UserFormat &format, const Encodings &encodings, XFRWSTR &records, int &left_out) {
+bool records_of_format(const UserFormat &format, FormatEncodings encodings, XFRWSTR &records, int &left_out) {
     POOL &pool = *static_cast<POOL *>(records.poolptr);
     left_out = 0;
     records.lp = nullptr;
     records.rp = nullptr;
-    records.hp = write_header(format, pool, encodings);
+    records.hp = write_header(format, pool, encodings.values);
     if (records.hp == nullptr)
         return false;
     std::vector<FormatRange> ranges = format.ranges;

@@ -65,6 +65,10 @@ std::string utf8_of(const FORMAT_NAME32 &name) {
     return std::string(current_host().encodings.decode(bytes, scratch).text);
 }
 
+FormatEncodings encodings_of_formats(const HostState &host) {
+    return {host.encodings, host.label_encoding()};
+}
+
 // A catalog's refusal, in its own words.
 int32_t refusal(const std::string &what, const std::exception &why) {
     std::string sentence = fmt::format("{}: {}", what, why.what());
@@ -84,7 +88,7 @@ int32_t xfwrfmt(SERVICE_ID, const char *name, int32_t length, XFRWSTR *format) {
     }
     const std::string utf8_name = plain_name(name, length);
     UserFormat user_format;
-    if (!format_of_records(utf8_name, *format, host.encodings, user_format)) {
+    if (!format_of_records(utf8_name, *format, encodings_of_formats(host), user_format)) {
         host.messages.substitute({utf8_name});
         return CATALOG_BAD_FORMAT;
     }
@@ -119,7 +123,7 @@ int32_t xfrdfmt(SERVICE_ID, const char *name, int32_t length, XFRWSTR *format) {
         return refusal(fmt::format("The user format {} was not read", utf8_name), error);
     }
     int left_out = 0;
-    if (!records_of_format(user_format, host.encodings, *format, left_out))
+    if (!records_of_format(user_format, encodings_of_formats(host), *format, left_out))
         return HOST_NO_MEMORY;
     if (left_out > 0)
         host.messages.note(fmt::format("{} labels of the user format {} are longer than 32767 bytes and were left out.",

@@ -34,6 +34,8 @@ HostState::HostState(HostOptions given)
           severity == Severity::note ? messages.note(text) : messages.gather(text);
       }),
       control_block(*this) {
+    if (!options.label_encoding.empty() && options.label_encoding != options.session_encoding)
+        own_label_encoding.emplace(options.label_encoding);
     living_hosts.push_back(this);
     if (serving_host == nullptr)
         serving_host = this;
@@ -152,6 +154,10 @@ Host::FailureText Host::take_failure() {
 
 Host::Decoded Host::decode(std::string_view bytes, std::string &scratch) const {
     return state_->encodings.decode(bytes, scratch);
+}
+
+Host::Decoded Host::decode_label(std::string_view bytes, std::string &scratch) const {
+    return state_->label_encoding().decode(bytes, scratch);
 }
 
 std::string Host::encode(std::string_view utf8, int *replaced) const {

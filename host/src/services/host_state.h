@@ -20,6 +20,7 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <optional>
 
 namespace vor::services {
 
@@ -32,10 +33,13 @@ struct HostState {
     // Makes this the host that services work for, and connects its module to it again when another host was in between.
     void make_current() noexcept;
 
+    const Encodings &label_encoding() const { return own_label_encoding ? *own_label_encoding : encodings; }
+
     HostOptions options;
     std::unique_ptr<FileSystem> own_files; // when the options bring none
     std::unique_ptr<Memory> own_memory;
     Encodings encodings;
+    std::optional<Encodings> own_label_encoding; // where labels are not in the session's
     CharacterTables characters;
     Messages messages;
     FILE_CONTEXT files;
