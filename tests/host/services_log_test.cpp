@@ -79,7 +79,9 @@ TEST_F(Messages, NotesAreLoggedAndTheRestIsKeptOfTheFailure) {
 TEST_F(Messages, LinesAreUtf8WithoutControlCharacters) {
     const char *const cases[][3] = {{"utf-8", "caf\xC3\xA9\x1B[2J\n", "NOTE: caf\xC3\xA9?[2J?"},
                                     {"utf-8", "caf\xE9", "NOTE: caf\xC3\xA9"}, // not UTF-8
-                                    {"shift-jis", "\x83\x65", "NOTE: \xE3\x83\x86"}};
+                                    {"shift-jis", "\x83\x65", "NOTE: \xE3\x83\x86"},
+                                    {"latin1", "caf\xE9", "NOTE: caf\xC3\xA9"},
+                                    {"latin1", "caf\xC3\xA9", "NOTE: caf\xC3\xA9"}}; // a name of the file
     for (const auto &[session, line, logged] : cases) {
         MemoryHost other(HostOptions{.session_encoding = session});
         ServiceCalls(other->control_block()).xpslog("%3z%s", line);

@@ -4,6 +4,7 @@
 #include "services/message_catalog.h"
 #include "services/message_format.h"
 #include "services/result_codes.h"
+#include "services/utf8.h"
 
 #include <algorithm>
 #include <cstdarg>
@@ -30,7 +31,7 @@ std::string_view trimmed(std::string_view text) {
 
 std::string Messages::readable(std::string_view text) const {
     std::string scratch;
-    std::string line(encodings_.decode(text, scratch).text);
+    std::string line(is_utf8(text) ? text : encodings_.decode(text, scratch).text);
     for (char &character : line)
         if (static_cast<unsigned char>(character) < ' ' || character == '\x7F')
             character = '?';

@@ -46,6 +46,8 @@ class Messages {
     void log_repeats();
 
   private:
+    // A line in UTF-8. A text that is UTF-8 already stays so whatever the session's encoding is: the host's own
+    // sentences, and the names that the module takes from a file.
     std::string readable(std::string_view text) const;
     bool first_of(int32_t number, const std::string &subject);
 

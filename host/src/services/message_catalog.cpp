@@ -17,8 +17,10 @@ constexpr std::array catalog_messages = {
                    "The encoding {} is not known"},
     CatalogMessage{MESSAGE_GROUP_CONVERSION, MESSAGE_NAME_NOT_CODED, Severity::note, MessageArgument::length, true,
                    "A variable name or label of {} bytes could not be written whole in the file's encoding"},
-    CatalogMessage{MESSAGE_GROUP_CONVERSION, MESSAGE_VALUE_NOT_READ, Severity::note, MessageArgument::text, true,
-                   "The text of {} could not be read whole: it is not valid in the file's encoding, or too long"},
+    CatalogMessage{
+        MESSAGE_GROUP_CONVERSION, MESSAGE_VALUE_NOT_READ, Severity::note, MessageArgument::text, true,
+        "The text of {} could not be read whole: the session's encoding lacks a character of it, or it is not "
+        "valid in the file's encoding, or too long"},
     CatalogMessage{MESSAGE_GROUP_CONVERSION, MESSAGE_VALUE_NOT_WRITTEN, Severity::note, MessageArgument::length, true,
                    "A text could not be written whole in the file's encoding into the {} bytes of its variable"},
     CatalogMessage{MESSAGE_GROUP_CONVERSION, MESSAGE_STATEMENT_OPTION, Severity::note, MessageArgument::text, false,
@@ -26,7 +28,8 @@ constexpr std::array catalog_messages = {
     CatalogMessage{MESSAGE_GROUP_CONVERSION, MESSAGE_LABEL_CUT, Severity::note, MessageArgument::text, false,
                    "The variable label \"{}\" was cut, because it is too long in the session's encoding"},
     CatalogMessage{MESSAGE_GROUP_CONVERSION, MESSAGE_NAME_NOT_READ, Severity::note, MessageArgument::none, false,
-                   "A variable name is not valid in the file's encoding; the variable is named by its position"},
+                   "A variable name has characters that the session's encoding lacks, or is not valid in the file's "
+                   "encoding; the variable is named by its position"},
     CatalogMessage{MESSAGE_GROUP_PARSER, MESSAGE_NO_PARSE_ROUTINE, Severity::error, MessageArgument::text, false,
                    "The statement parser has no routine {}"},
 };
