@@ -81,15 +81,17 @@ std::optional<Destination> parse_library(const std::string &text) {
 Destination parse_destination(const std::string &text, const std::string &other) {
     if (const auto place = parse_place(text))
         return *place;
-    refuse(is_stata_name(text) ? fmt::format("{0} is a Stata file; to write one: vordta export {1} {0}.", text, other)
-                               : no_data_set(text, "output"));
+    refuse(is_stata_name(text) && !is_stata_name(other)
+               ? fmt::format("{0} is a Stata file; to write one: vordta export {1} {0}.", text, other)
+               : no_data_set(text, "output"));
 }
 
 Destination parse_source(const std::string &text, const std::string &other) {
     if (const auto place = parse_place(text))
         return *place;
-    refuse(is_stata_name(text) ? fmt::format("{0} is a Stata file; to read one: vordta import {0} {1}.", text, other)
-                               : no_data_set(text, "input"));
+    refuse(is_stata_name(text) && !is_stata_name(other)
+               ? fmt::format("{0} is a Stata file; to read one: vordta import {0} {1}.", text, other)
+               : no_data_set(text, "input"));
 }
 
 void check_stata_name(const std::string &file) {

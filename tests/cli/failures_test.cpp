@@ -33,6 +33,8 @@ const FailingCase usage_cases[] = {
     {"import v.csv o.db", 2, "v.csv is no Stata file"},
     {"import good.db o.csv", 2, "good.db is no Stata file"},
     {"export visits.dta o.csv", 2, "vordta import visits.dta o.csv"},
+    {"import visits.dta o.dta", 2, "write NAME.csv"},
+    {"export visits.dta o.dta", 2, "write NAME.csv"},
     {"import visits.dta - --keep id,ID", 2, "visits.dta has no variable ID, but one named id"},
     {"import visits.dta - --keep id --drop x", 2, "--drop"},
     {"import visits.dta - --keep id,,x", 2, "lacks a name"},
