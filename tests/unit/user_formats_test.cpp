@@ -1,6 +1,7 @@
 // User formats: the names that labelled variables get, the format that is built, and the value lists read back.
 #include "collected_import.h"
 #include "conversion_test.h"
+#include "imglue_number_text.h"
 #include "imglue_user_formats.h"
 #include "wzst.h"
 
@@ -63,7 +64,10 @@ std::string bytes_of(double number) {
 
 class BuiltFormats : public UserFormats {
   protected:
-    BuiltFormats() { variable.innamename = name; }
+    BuiltFormats() {
+        init_multsqq(); // as a session does
+        variable.innamename = name;
+    }
     void add(const std::string &value, const std::string &label) {
         create_value_list_entry_character(self.get(), value.data(), static_cast<std::int32_t>(value.size()),
                                           static_cast<std::int32_t>(label.size()), label.data(), &list, &last);
@@ -91,6 +95,8 @@ TEST_F(BuiltFormats, OfNumbers) {
     EXPECT_STREQ(variable.innameof, "ANSWER");
     EXPECT_EQ(variable.innameoutf[0] + variable.innameoutf[1], 0);
     EXPECT_TRUE(host->log.contains("A value label of the variable answer has 40000 bytes and is cut to 32767."));
+    EXPECT_TRUE(host->log.contains("answer have a second label for the value 1; the first one is kept. Labels left out "
+                                   "so: 1."));
 }
 
 // Text values lose their trailing white space; the catalog is the options'.
@@ -104,6 +110,7 @@ TEST_F(BuiltFormats, OfTexts) {
     EXPECT_EQ(build("$A", 0), 0);
     EXPECT_EQ(vor::test::ranges_text(catalog.formats["$A"]), "'a b'=padded ");
     EXPECT_EQ(catalog.last_place, "LIB.LABELS");
+    EXPECT_TRUE(host->log.contains("answer have a second label for the value a b;"));
 }
 
 // Failures of the builder are said and done with; only the variable must keep the format's name.

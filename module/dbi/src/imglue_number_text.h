@@ -1,7 +1,7 @@
 // Numbers as text in fixed-width fields, and back. A printed field is f characters, right-aligned, with a zero byte
 // behind them: the target holds f + 1 bytes. Numbers that are not finite fit no field.
 //
-// All but printb's whole numbers scale with multsqq: init_multsqq comes first, once a session.
+// All of them scale with multsqq: init_multsqq comes first, once a session.
 #pragma once
 
 #include <cstdint>

@@ -4,6 +4,7 @@
 
 #include "grammar_options.h"
 #include "hcstrings.h"
+#include "imglue_number_text.h"
 #include "imglue_session.h"
 #include "service_entries.h"
 #include "wzst.h"
@@ -67,12 +68,37 @@ int32_t add_entry(void *handle, const innamerecord *variable, const innamevalues
     return zfmtmakefmt_addchar(handle, entry->startvalue, value_bytes, entry->displayvalue, label_bytes);
 }
 
-// A refused duplicate leaves the first label in force; what memory had no room for is told once.
+// A value as it stands in a message; `storage` has BEST_WIDTH + 1 bytes.
+constexpr int32_t BEST_WIDTH = 12;
+const char *value_text(const innamevaluestruct *entry, bool is_number, char *storage) {
+    if (!is_number)
+        return entry->startvalue;
+    double value;
+    memcpy(&value, entry->startvalue, sizeof value);
+    printb(BEST_WIDTH, value, storage);
+    while (*storage == ' ')
+        ++storage;
+    return storage;
+}
+
+// A value that is there already keeps its first label. Such values, and what memory had no room for, are told once.
 void add_entries(void *handle, const innamerecord *variable, const innamevaluestruct *first, bool is_number) {
     bool no_memory = false;
-    for (const innamevaluestruct *entry = first; entry != nullptr; entry = entry->nextvalue)
-        if ((entry->valuetype & VALUE_IS_SINGLE) != 0)
-            no_memory = add_entry(handle, variable, entry, is_number) == HOST_NO_MEMORY || no_memory;
+    int32_t repeated = 0;
+    const innamevaluestruct *first_repeated = nullptr;
+    for (const innamevaluestruct *entry = first; entry != nullptr; entry = entry->nextvalue) {
+        if ((entry->valuetype & VALUE_IS_SINGLE) == 0)
+            continue;
+        const int32_t status = add_entry(handle, variable, entry, is_number);
+        no_memory = no_memory || status == HOST_NO_MEMORY;
+        if (status == ZFMT_REFUSED && repeated++ == 0)
+            first_repeated = entry;
+    }
+    char storage[BEST_WIDTH + 1];
+    if (repeated > 0)
+        xpslog("%3zThe value labels of the variable %s have a second label for the value %s; the first one is kept. "
+               "Labels left out so: %d.",
+               variable->innamename, value_text(first_repeated, is_number, storage), repeated);
     if (no_memory)
         xprrlog(0, HOST_NO_MEMORY);
 }
@@ -131,7 +157,8 @@ int32_t mivex_build_format_entry(IMGLUE *self, innamerecord *inname, innamevalue
     const int32_t started = zfmtmakefmt_init(&handle, formatname, name_bytes, &options);
     if (started != 0)
         xprrlog(0, started);
-    add_entries(handle, inname, valuelistptr, var_is_num != 0);
+    if (handle != nullptr)
+        add_entries(handle, inname, valuelistptr, var_is_num != 0);
     const int32_t finished = zfmtmakefmt_term(handle);
     if ((static_cast<uint32_t>(finished) & FORMAT_STATUS_MASK) == FORMAT_NOT_REPLACED)
         xpslog("%3zNUMFMT was not replaced due to the NOREPLACE option");
