@@ -124,7 +124,7 @@ TEST(Descriptors, DamagedFiles) {
         {118, "N", 0, 1ULL << 63, 8, "-9223372036854775808 observations"},
         {118, "N", 0, 1, 8, "1 observations of 29 bytes: expected </data> at byte"},
         {118, "map", 8 * MAP_STRLS, ~0ULL, 8, "Entry 11 of the map of the Stata file is byte -1;"},
-        {118, "map", 8 * MAP_DATA, 0, 8, "expected </data> at byte"},
+        {118, "map", 8 * MAP_DATA, 0, 8, "<data> not found in the stata file: |<stata| at byte 0"},
         {118, "<varnames>", 1, 'V', 1, "Didn't see the |varnames| element.  Got -> |<Varnames>|"},
     };
     for (const auto &row : rows) {

@@ -242,15 +242,17 @@ int32_t check_data_end(indbsrec *in, int64_t observations) {
 
 // Moves a tagged file to its first observation.
 int32_t open_data(indbsrec *in, int64_t observations) {
+    const int64_t position = in->indsn->map_array[MAP_DATA];
     char tag[DATA_OPENING_BYTES];
-    int32_t status = check_data_end(in, observations);
-    if (status == 0)
-        status = seek_to(in, in->indsn->map_array[MAP_DATA]);
+    int32_t status = seek_to(in, position);
     if (status == 0)
         status = read_exactly(in, tag, sizeof tag, "the start of the data");
-    if (status != 0 || memcmp(tag, DATA_OPENING, sizeof tag) == 0)
+    if (status != 0)
         return status;
-    return fail_section(in, DATA_OPENING, in->indsn->map_array[MAP_DATA], tag, sizeof tag);
+    if (memcmp(tag, DATA_OPENING, sizeof tag) != 0)
+        return fail_section(in, DATA_OPENING, position, tag, sizeof tag);
+    status = check_data_end(in, observations);
+    return status != 0 ? status : seek_to(in, position + DATA_OPENING_BYTES);
 }
 
 void note_parts_left_out(const indbsrec *in) {
