@@ -2,6 +2,7 @@
 #include "driver_records.h"
 #include "grammar_options.h"
 #include "imdtam.h"
+#include "imstata.h"
 #include "module_host.h"
 #include "output_records.h"
 
@@ -182,6 +183,17 @@ TEST(Rows, AFailureReleasesTheSession) {
     EXPECT_EQ(self->putnextrow(self, "", nullptr), HOST_LOGGED);
     EXPECT_EQ(self->close(self), HOST_OK);
     EXPECT_EQ(object.host->take_failure().text, "");
+}
+
+TEST(Close, OfAnExportThatWasNotTold) {
+    Object object(false);
+    IMGLUE *self = object.self;
+    init_imstata(self->nprocs);
+    ASSERT_EQ(self->open(self), HOST_OK);
+    EXPECT_EQ(self->putnextrow(self, "", nullptr), HOST_LOGGED);
+    EXPECT_EQ(self->close(self), HOST_OUTPUT_FAILED);
+    EXPECT_EQ(object.host->take_failure().text, "There are no variables for the output file.");
+    EXPECT_FALSE(object.host.files.exists(path));
 }
 
 TEST(Close, ReportsAFailedExportAgain) {

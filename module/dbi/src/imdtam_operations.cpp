@@ -12,6 +12,7 @@
 #include "imglue_import_variables.h"
 #include "imglue_session.h"
 #include "memory_handlers.h"
+#include "output_records.h"
 #include "service_entries.h"
 
 #include <cstring>
@@ -139,7 +140,7 @@ int32_t putvars(IMGLUE *self, int32_t numvars, NAMELIST *namelisthead) {
 }
 
 int32_t putrow(IMGLUE *self, const void *outbuffer, NAMELIST * /*namelisthead*/) {
-    if (!is_exporting(self))
+    if (!is_exporting(self) || self->outptr->outbuffer == nullptr)
         return HOST_LOGGED;
     return host_code(self, mivex_write_record(self, outbuffer));
 }

@@ -192,6 +192,8 @@ int32_t patch(outdbsrec *out, int64_t position, const void *bytes, int64_t lengt
 } // namespace
 
 int32_t finoutdbs(outdbsrec *out) {
+    if (out->outhead == nullptr)
+        return ERROR_NO_VARIABLES;
     if (out->outbuffcurr > 0 && mivex_write(out->mivex_outfd, out->outbuffer, out->outbuffcurr * out->outreclen) < 0)
         return ERROR_WRITE;
     int32_t status = write_end_sections(out);
