@@ -47,6 +47,14 @@ TEST_F(ExportCommand, NamesThatAFileCannotHave) {
     EXPECT_EQ(imported("o.dta").description.variables.at(0).label, "first name");
 }
 
+TEST_F(ExportCommand, FileNamesThatBeginWithABlank) {
+    scratch.write("o.csv", visits_csv);
+    scratch.write("o.dta", "another file");
+    output_of("export o.csv ' o.dta'");
+    EXPECT_EQ(bytes("o.dta"), "another file");
+    EXPECT_EQ(output_of("import ' o.dta' -"), visits_csv);
+}
+
 TEST_F(ExportCommand, FormatsComeFromWhereFmtlibSays) {
     output_of("import visits.dta l.db --libname F=f.db --fmtlib F.CAT");
     output_of("export l.db:visits without.dta");

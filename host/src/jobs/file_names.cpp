@@ -12,7 +12,8 @@ std::string stata_path(const std::string &name) {
 }
 
 std::string unpacked_stata_path(const std::string &path) {
-    std::string name = uncompressed_name(path);
+    // The module takes a blank in front for padding.
+    std::string name = (path.starts_with(' ') ? "./" : "") + uncompressed_name(path);
     constexpr std::string_view extension = ".dta";
     const size_t slash = name.find_last_of("/\\");
     const size_t start = slash == std::string::npos ? 0 : slash + 1;
