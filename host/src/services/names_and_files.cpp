@@ -68,15 +68,19 @@ std::string FILE_CONTEXT::unused_name() {
     return name;
 }
 
+int32_t FILE_CONTEXT::make_temporary(Assignment &assignment) {
+    std::error_code error;
+    assignment.path = files_.make_temporary(error);
+    assignment.left_behind = !error;
+    return error ? fail("No temporary file can be made", error) : 0;
+}
+
 int32_t FILE_CONTEXT::assign(char *logical_name, std::string_view device, std::string_view path) {
     auto assignment = std::make_shared<Assignment>();
     if (without_trailing_blanks(device) == TEMPORARY_DEVICE) {
-        std::error_code error;
         assignment->temporary = true;
-        assignment->path = files_.make_temporary(error);
-        assignment->left_behind = !error;
-        if (error)
-            return fail("No temporary file can be made", error);
+        if (const int32_t code = make_temporary(*assignment); code != 0)
+            return code;
     } else {
         path = without_trailing_blanks(path);
         if (path.empty() || path.find('\0') != std::string_view::npos)
@@ -141,6 +145,10 @@ int32_t FILE_CONTEXT::open(WX_FILE **handle, const char *logical_name, const WX_
         if (!file)
             return fail(fmt::format("The file reference {} can be opened only once", assignment->path), {});
     } else {
+        // The name of a file that was deleted may be somebody else's by now.
+        if (assignment->temporary && !assignment->left_behind)
+            if (const int32_t code = make_temporary(*assignment); code != 0)
+                return code;
         const OpenMode mode = request.openmode == WX_OPEN_INPUT  ? OpenMode::read
                               : request.openmode == WX_OPEN_COPY ? OpenMode::copy
                                                                  : OpenMode::replace;
@@ -148,7 +156,6 @@ int32_t FILE_CONTEXT::open(WX_FILE **handle, const char *logical_name, const WX_
         if (error || !file)
             return fail(fmt::format("The file {} cannot be opened", assignment->path), error);
     }
-    assignment->left_behind = assignment->temporary;
     ++assignment->open_files;
     *handle = &open_.emplace_back(std::move(file), assignment, request);
     return 0;

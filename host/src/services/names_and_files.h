@@ -70,6 +70,7 @@ struct FILE_CONTEXT {
     std::shared_ptr<vor::services::Assignment> find(const char *logical_name) const;
     std::string unused_name();
     void forget(Assignments &assignments, const std::string &name);
+    int32_t make_temporary(vor::services::Assignment &assignment);
     int32_t fail(const std::string &sentence, std::error_code error);
 
     vor::FileSystem &files_;
