@@ -17,7 +17,7 @@ struct CodeSentence {
 // Codes that the module returns without a word in the log.
 constexpr std::array code_sentences = {
     CodeSentence{HOST_NO_MEMORY, "There is not enough memory."},
-    CodeSentence{HOST_NAME_TOO_LONG, "The file name is longer than 1024 bytes."},
+    CodeSentence{HOST_NAME_TOO_LONG, "The file's full name is longer than 1023 bytes."},
     CodeSentence{HOST_NO_NAME, "No file was named."},
     CodeSentence{HOST_NAME_BLANK, "The file name is blank."},
     CodeSentence{HOST_NAME_WILDCARD, "The file name contains a wildcard (* or ?); name one file."},
