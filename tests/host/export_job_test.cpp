@@ -85,10 +85,15 @@ TEST(ExportJob, EveryChangedValueIsTold) {
     expect_notes(changes, "utf-8");
 }
 
-TEST(ExportJob, CharactersThatTheSessionDoesNotHave) {
-    expect_notes({{character("kanji", 9), "a\xE6\x97\xA5", "'a?'",
-                   "with characters that the session encoding does not have, written as '?'"}},
-                 "latin1");
+TEST(ExportJob, TextInAnotherSession) {
+    expect_notes(
+        {{character("kanji", 9), "a\xE6\x97\xA5", "'a?'",
+          "with characters that the session encoding does not have, written as '?'"},
+         {character("tail", 9), "ab\t", "'ab'", "ending in tabs or line ends, which a Stata file does not keep"}},
+        "latin1");
+    expect_notes({{character("grows", 5), "\xC3\xB1\xC3\xB1y", "'\xC3\xB1'",
+                   "longer than the variable can hold (2045 bytes at most), cut"}},
+                 "gb18030");
 }
 
 TEST(ExportJob, LabelsThatAreTooLongOrNotInTheSession) {

@@ -95,31 +95,34 @@ void ExportObservation::set_number(size_t column, double value) {
 }
 
 void ExportObservation::set_text(size_t column, std::string_view text) {
-    const auto length = static_cast<size_t>(columns_[column].length);
-    const std::string_view kept = services::whole_characters(text, length);
+    std::string_view kept = services::whole_characters(text, static_cast<size_t>(columns_[column].length));
+    const std::string_view stored = utf8_session_ ? kept : encode(column, kept);
     if (kept.size() < text.size())
         count(column, ValueChange::text_cut);
-    if (utf8_session_ && !kept.empty() && static_cast<uint8_t>(kept.back()) <= ' ' && loses_tail(kept))
+    if (!kept.empty() && static_cast<uint8_t>(kept.back()) <= ' ' && loses_tail(kept))
         count(column, ValueChange::tail_dropped);
     if (kept.find('\0') != std::string_view::npos)
         count(column, ValueChange::zero_byte);
-    store(column, utf8_session_ ? kept : encode(column, kept));
+    store(column, stored);
 }
 
-std::string_view ExportObservation::encode(size_t column, std::string_view text) {
+// In the session encoding a text may be longer than in UTF-8: then as many characters are kept as have room.
+std::string_view ExportObservation::encode(size_t column, std::string_view &kept) {
     int replaced = 0;
-    encoded_ = host_.encode(text, &replaced);
+    encoded_ = host_.encode(kept, &replaced);
     if (replaced > 0)
         count(column, ValueChange::not_in_session);
+    while (encoded_.size() > static_cast<size_t>(columns_[column].length)) {
+        kept = services::whole_characters(kept, kept.size() - 1);
+        encoded_ = host_.encode(kept);
+    }
     return encoded_;
 }
 
 void ExportObservation::store(size_t column, std::string_view bytes) {
-    const auto length = static_cast<size_t>(columns_[column].length);
-    const size_t stored = std::min(bytes.size(), length);
     char *target = observation_.data() + columns_[column].position;
-    std::memcpy(target, bytes.data(), stored);
-    std::memset(target + stored, ' ', length - stored);
+    std::memcpy(target, bytes.data(), bytes.size());
+    std::memset(target + bytes.size(), ' ', static_cast<size_t>(columns_[column].length) - bytes.size());
 }
 
 void ExportObservation::report(const std::vector<Variable> &variables,

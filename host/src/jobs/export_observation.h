@@ -27,7 +27,7 @@ struct ExportColumn {
 // What may happen to a value on its way.
 enum class ValueChange {
     text_cut,       // longer than the column or than a Stata string
-    tail_dropped,   // line ends or tabs at the end, which are taken for blanks unless text is encoded
+    tail_dropped,   // line ends or tabs at the end, which are taken for blanks
     zero_byte,      // a text ends at a zero byte for its readers
     not_in_session, // characters that the session encoding does not have
     not_a_number,   // infinities and not-a-number
@@ -60,7 +60,7 @@ class ExportObservation : public RowWriter {
     };
     void count(size_t column, ValueChange change);
     double storable(size_t column, double value);
-    std::string_view encode(size_t column, std::string_view text);
+    std::string_view encode(size_t column, std::string_view &kept);
     void store(size_t column, std::string_view bytes);
 
     const Host &host_;

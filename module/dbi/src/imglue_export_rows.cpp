@@ -2,6 +2,7 @@
 // The scratch area for text hangs on the output record's outtempbuff.
 #include "imglue_export_rows.h"
 
+#include "hcstrings.h"
 #include "imglue_session.h"
 #include "output_records.h"
 #include "service_entries.h"
@@ -33,13 +34,13 @@ void log_text(const IMGLUE *self, outvarrec *variable, int32_t limit) {
            static_cast<long long>(self->outptr->outtotal) + 1);
 }
 
-// Trailing blanks are no part of a value: only what is left of it has to fit.
+// Trailing white space is no part of a value, as the writer sees it: only what is left of it has to fit.
 const char *transcode_value(IMGLUE *self, outvarrec *variable, const char *value, int32_t length) {
     auto *scratch = static_cast<char *>(self->outptr->outtempbuff);
     const int32_t limit = text_limit(self, variable);
     int64_t converted = 0;
     const int32_t status =
-        self->transpipe->Transcode(self->transpipe, value, wzstrip(value, length), scratch, limit, &converted, 0);
+        self->transpipe->Transcode(self->transpipe, value, mivex_strnlen(value, length), scratch, limit, &converted, 0);
     if (status != NLS_OK || converted > limit)
         log_text(self, variable, limit);
     if (converted > limit)
