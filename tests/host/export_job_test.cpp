@@ -136,5 +136,38 @@ TEST(ExportJob, LabelsInAnySession) {
     EXPECT_TRUE(files[0] == files[1]);
 }
 
+TEST(ExportJob, FormatsByTheirWholeNames) {
+    CatalogMap catalogs;
+    const auto add = [&](const char *name, const char *label) {
+        catalogs.formats[name] = {.name = name, .ranges = {{1.0, 1.0, {label}}}};
+    };
+    add("SATISFACTION", "long");
+    add("SATISFAC", "short");
+    add("E", "named like a built-in format");
+    add("DATE", "of dates");
+    CapturedLog log;
+    HostOptions host;
+    host.catalogs = &catalogs;
+    host.log = &log;
+    DataSet description;
+    description.variables = {numeric("a", "SATISFACTION."), numeric("b", "satisfac."),  numeric("c", "E12."),
+                             numeric("d", "DATE9."),        numeric("f", "YYMMDDT10."), numeric("g", "SATISFACTION.")};
+    const ScratchDirectory scratch;
+    ExportSession session(host, {}, scratch.path("o.dta"), description);
+    session.row().set_number(4, 1.5);
+    session.put();
+    session.finish();
+    const CollectedImport back = sound_import(scratch.path("o.dta"));
+    std::string labels;
+    for (const Variable &variable : back.description.variables)
+        for (const std::string &label : back.labels_of(variable))
+            labels += variable.name + ' ' + label + '|';
+    EXPECT_EQ(labels, "a 1=long|b 1=short|c 1=named like a built-in format|g 1=long|");
+    EXPECT_EQ(back.rows[0][4], "1.5") << "not a date";
+    for (const char *note : {"the labels of format DATE are not written: a format of that name shows dates or times.",
+                             "The user format YYMMDDT is not in WORK.FORMATS; nothing is labelled with it."})
+        EXPECT_TRUE(log.contains(note)) << log.text();
+}
+
 } // namespace
 } // namespace vor::test

@@ -113,6 +113,25 @@ TEST(RoundTrip, LabelsOfMissingValuesComeBack) {
     expect_round_trip(path, scratch);
 }
 
+// Formats are named after variables, and some names, or their beginnings, mean dates.
+TEST(RoundTrip, VariablesNamedLikeFormatsOfDates) {
+    const ScratchDirectory scratch;
+    StataFile file{.release = 118, .rows = {{}, {}}, .value_labels = {{"t", {{1, "one"}, {2, "two"}}}}};
+    for (const char *name : {"yymm", "yyqtr", "mmyyx", "ddmmyyx", "weeku", "nldate1", "nltime", "nldatm", "eurdf",
+                             "x8601da", "b8601da", "date", "time", "e", "best"}) {
+        file.variables.push_back({.name = name, .type = Type::float64, .value_label = "t"});
+        file.rows[0].emplace_back(1.5);
+        file.rows[1].emplace_back(9999999999.0);
+    }
+    const std::string path = scratch.write("names.dta", build(file));
+    const CollectedImport import = sound_import(path);
+    for (const vor::Variable &variable : import.description.variables) {
+        EXPECT_EQ(temporal_class(variable.format), Temporal::none) << variable.name;
+        EXPECT_EQ(import.labels_of(variable).size(), 2U) << variable.name;
+    }
+    expect_round_trip(path, scratch);
+}
+
 // Texts among the labels of a numeric variable would be taken for the bytes of numbers.
 TEST(RoundTrip, FormatsOfTheOtherKindAreLeftOut) {
     const UserFormat texts{.name = "TEXTS", .kind = ValueKind::character, .ranges = {{"x", "x", {"ex"}}}};

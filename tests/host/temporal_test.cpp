@@ -18,7 +18,7 @@ TEST(Temporal, KindsOfFormats) {
         {Temporal::date, {"DATE", "MMDDYY", "ddmmyys", "YYQRS", "QTRR", "WEEKU", "NLDATEMD", "B8601DA"}},
         {Temporal::date_time, {"DATETIME", "TOD", "NLDATMAP", "E8601DT", "B8601DZ"}},
         {Temporal::time, {"TIME", "hhmm", "NLTIMAP", "E8601TM"}},
-        {Temporal::none, {"", "BEST", "$", "DATEA", "8601DA", "TIMES", "YYMM_COD", "MMYYYYYY"}},
+        {Temporal::none, {"", "BEST", "$", "DATEA", "8601DA", "TIMES", "YYMM_COD", "MMYYYYYY", "NLDATEA", "B8601DAA"}},
     };
     for (const auto &[kind, names] : cases)
         for (const char *name : names)

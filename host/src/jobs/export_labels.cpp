@@ -36,6 +36,8 @@ void note_lost_ranges(const Variable &variable, const UserFormat &format,
 const char *obstacle(const Variable &variable, const UserFormat &format) {
     if (variable.kind == ValueKind::character || format.kind == ValueKind::character)
         return "a Stata file has labels for numbers only";
+    if (temporal_class(variable.format) != Temporal::none)
+        return "a format of that name shows dates or times";
     if (format.multilabel)
         return "its values have several labels";
     return nullptr;
@@ -47,8 +49,7 @@ void note_lost_labels(const std::vector<Variable> &variables, FormatCatalogs &ca
                       const std::string &catalog, const std::function<void(const std::string &)> &note) {
     for (const Variable &variable : variables) {
         UserFormat format;
-        if (variable.format.name.empty() || temporal_class(variable.format) != Temporal::none ||
-            !catalogs.read(library, catalog, variable.format.name, format))
+        if (variable.format.name.empty() || !catalogs.read(library, catalog, variable.format.name, format))
             continue;
         if (const char *reason = obstacle(variable, format))
             note(fmt::format("variable {}: the labels of format {} are not written: {}.", variable.name, format.name,

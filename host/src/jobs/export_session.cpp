@@ -21,11 +21,16 @@ namespace {
 constexpr const char *output_reference = "VOROUT";
 constexpr const char *file_encoding = "utf-8"; // of every file that is written
 
+FormatPlace whole_place(const FormatPlace &place) {
+    return {place.library.empty() ? "WORK" : place.library, place.catalog.empty() ? "FORMATS" : place.catalog};
+}
+
 } // namespace
 
 struct ExportSession::State {
     std::unique_ptr<FileSystem> disk; // when the host brings no files
     ReplacingFiles files;
+    ExportedFormats formats;
     bool to_stream;
     std::shared_ptr<bool> stream_open = std::make_shared<bool>(true);
     AccessObject object;
@@ -35,9 +40,9 @@ struct ExportSession::State {
     State(const HostOptions &host, const Options &options, const std::string &file, const DataSet &description)
         : disk(host.files ? nullptr : disk_files()),
           files(base(host), base(host).absolute(unpacked_stata_path(file)), base(host).absolute(stata_path(file))),
-          to_stream(file == standard_stream),
+          formats(host.catalogs, whole_place(options.formats)), to_stream(file == standard_stream),
           object(prepared(host, options), to_stream ? "standard output" : stata_path(file)),
-          variables(object.host(), description, options.labels_as_names, noter()),
+          variables(object.host(), description, options.labels_as_names, formats, noter()),
           observation(object.host(), variables.columns()) {
         note_losses(options, description);
         start(options, to_stream ? output_reference : unpacked_stata_path(file));
@@ -49,6 +54,7 @@ struct ExportSession::State {
 
     HostOptions prepared(HostOptions host, const Options &options) {
         host.files = &files;
+        host.catalogs = host.catalogs ? &formats : nullptr;
         host.statements = format_statement(options.formats);
         if (lower_case(host.session_encoding) != file_encoding)
             host.file_encoding = host.label_encoding = file_encoding;
@@ -62,10 +68,9 @@ struct ExportSession::State {
     void note_losses(const Options &options, const DataSet &description) {
         if (!description.label.empty())
             object.note("the data set's label is not written.");
-        const std::string library = options.formats.library.empty() ? "WORK" : options.formats.library;
-        const std::string catalog = options.formats.catalog.empty() ? "FORMATS" : options.formats.catalog;
+        const FormatPlace place = whole_place(options.formats);
         if (FormatCatalogs *catalogs = object.host().options().catalogs)
-            note_lost_labels(variables.variables(), *catalogs, library, catalog, noter());
+            note_lost_labels(variables.variables(), *catalogs, place.library, place.catalog, noter());
     }
 
     void start(const Options &options, const std::string &name) {

@@ -38,12 +38,13 @@ int16_t short_length(const std::string &text) {
 
 } // namespace
 
-ExportVariables::ExportVariables(const Host &host, const DataSet &description, bool labels_as_names, const Note &note)
+ExportVariables::ExportVariables(const Host &host, const DataSet &description, bool labels_as_names,
+                                 ExportedFormats &formats, const Note &note)
     : variables_(description.variables) {
     rename(labels_as_names, note);
     shorten_labels(note);
     for (const Variable &variable : variables_)
-        append(host, variable, note);
+        append(host, variable, formats, note);
 }
 
 void ExportVariables::rename(bool labels_as_names, const Note &note) {
@@ -75,7 +76,7 @@ void ExportVariables::shorten_labels(const Note &note) {
     }
 }
 
-void ExportVariables::append(const Host &host, const Variable &variable, const Note &note) {
+void ExportVariables::append(const Host &host, const Variable &variable, ExportedFormats &formats, const Note &note) {
     Texts &texts = texts_.emplace_back();
     texts.name = encoded(host, variable, "name", variable.name, note);
     texts.label = encoded(host, variable, "label", variable.label, note);
@@ -93,7 +94,7 @@ void ExportVariables::append(const Host &host, const Variable &variable, const N
     target.label_p = texts.label.data();
     target.nlablen = short_length(texts.label);
     target.nformlong = texts.format;
-    target.nformlongl = fill_name(texts.format, variable.format.name);
+    target.nformlongl = fill_name(texts.format, formats.name_for_module(variable, note));
     target.niformlong = texts.informat;
     target.niformlongl = fill_name(texts.informat, variable.informat.name);
     target.nfl = static_cast<int16_t>(variable.format.width);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "jobs/export_observation.h"
+#include "jobs/exported_formats.h"
 
 #include <vor/namestr.h>
 #include <vorhost/dataset.h>
@@ -20,7 +21,8 @@ class ExportVariables {
 
     // Makes the names valid and the labels short enough, with a note for each change. labels_as_names: the labels
     // become the names, so they are what is made valid.
-    ExportVariables(const Host &host, const DataSet &description, bool labels_as_names, const Note &note);
+    ExportVariables(const Host &host, const DataSet &description, bool labels_as_names, ExportedFormats &formats,
+                    const Note &note);
     ExportVariables(const ExportVariables &) = delete;
     ExportVariables &operator=(const ExportVariables &) = delete;
 
@@ -40,7 +42,7 @@ class ExportVariables {
     };
     void rename(bool labels_as_names, const Note &note);
     void shorten_labels(const Note &note);
-    void append(const Host &host, const Variable &variable, const Note &note);
+    void append(const Host &host, const Variable &variable, ExportedFormats &formats, const Note &note);
 
     std::vector<Variable> variables_;
     std::deque<Texts> texts_; // stay in place while the list grows

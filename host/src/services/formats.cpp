@@ -54,8 +54,13 @@ bool is_built_in(const std::string &plain) {
                        [&](std::string_view start) { return plain.starts_with(start); });
 }
 
+// Also the names that the host's tables take for dates: no user format may be called so.
+bool is_known(const std::string &plain) {
+    return is_built_in(plain) || temporal_class({plain, 0, 0}) != Temporal::none;
+}
+
 int32_t xfrname(SERVICE_ID, const char *name, int32_t length, char, int32_t, int32_t *known) {
-    *known = is_built_in(plain_name(name, length)) ? 1 : 0;
+    *known = is_known(plain_name(name, length)) ? 1 : 0;
     return 0;
 }
 
@@ -114,7 +119,7 @@ int32_t xfrdfmt(SERVICE_ID, const char *name, int32_t length, XFRWSTR *format) {
         const std::string library = utf8_of(format->libname);
         const std::string catalog = utf8_of(format->objlibnm);
         if (!host.options.catalogs->read(library, catalog, utf8_name, user_format)) {
-            if (!is_built_in(utf8_name) && temporal_class({utf8_name, 0, 0}) == Temporal::none)
+            if (!is_known(utf8_name))
                 host.messages.gather(fmt::format("The user format {} is not in {}.{}; nothing is labelled with it.",
                                                  utf8_name, library, catalog));
             return static_cast<int32_t>(FORMAT_NOT_FOUND);
@@ -127,11 +132,16 @@ int32_t xfrdfmt(SERVICE_ID, const char *name, int32_t length, XFRWSTR *format) {
         return HOST_NO_MEMORY;
     if (left_out > 0)
         host.messages.note(fmt::format("{} labels of the user format {} are longer than 32767 bytes and were left out.",
-                                       left_out, utf8_name));
+                                       left_out, user_format.name));
     return 0;
 }
 
 } // namespace
+
+bool is_built_in_format(std::string_view name) {
+    return std::find(built_in_names.begin(), built_in_names.end(), upper_case(std::string(name))) !=
+           built_in_names.end();
+}
 
 void offer_format_services(ServiceTable &table) {
     table.offer(slot::xfrname, xfrname);

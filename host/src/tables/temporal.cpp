@@ -18,9 +18,9 @@ namespace {
 
 enum class Match {
     whole,    // the name is this
-    prefix,   // the name begins with this
+    prefix,   // the name begins with this and does not end in A, as that of a user format would that is kept apart
     suffixed, // this, then at most two of the letters that choose a separator or roman numerals
-    iso,      // B, E, N or another letter, then this
+    iso,      // B, E, N or another letter, then just this
 };
 
 struct FormatRule {
@@ -62,12 +62,12 @@ bool matches(const FormatRule &rule, std::string_view name) {
     case Match::whole:
         return name == rule.name;
     case Match::prefix:
-        return name.starts_with(rule.name);
+        return name.starts_with(rule.name) && !name.ends_with('A');
     case Match::suffixed:
         return name.starts_with(rule.name) && name.size() <= rule.name.size() + 2 &&
                name.find_first_not_of("BCDNPRSZ", rule.name.size()) == std::string_view::npos;
     case Match::iso:
-        return name.size() > 1 && name.substr(1).starts_with(rule.name);
+        return name.size() > 1 && name.substr(1) == rule.name;
     }
     return false;
 }
