@@ -1,6 +1,6 @@
 // IMGLUE: one conversion session and, at the same time, the access object that the host drives. The operation slots
 // keep this order, on which hosts rely. The host reads the slots, outmode, obslen and obsptr; everything behind them
-// belongs to the module, except that the host may set current_record_number.
+// belongs to the module, except that the host may set current_record_number, from_engine and incoming_file_wlatin1.
 //
 // `new` and `delete` cannot name members in C++; they carry an underscore.
 #pragma once
