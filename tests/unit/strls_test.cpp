@@ -130,6 +130,30 @@ TEST(LongStrings, TextsThatAreCut) {
               "NOTE: Values cut to the length of their variable: 2.\n");
 }
 
+TEST(LongStrings, CutAtACharacter) {
+    const std::string bytes(31999, 'x');
+    const struct {
+        Cell text;
+        std::size_t kept;
+        bool told;
+    } rows[] = {
+        {bytes + "y", 32000, false}, // with its zero byte one more
+        {bytes + "\xC3\xA9", 31999, true},
+        {bytes.substr(2) + "\xF0\x9F\x98\x80", 31997, true},
+        {bytes.substr(1) + "\xC3\xA9z", 32000, true},
+        {bytes + "\x80\x80", 32000, true}, // no character
+        {binary(bytes + "\xC3\xA9"), 32000, true},
+    };
+    for (const auto &row : rows) {
+        StataFile file = two_variables(118, ByteOrder::little);
+        file.rows = {{row.text, 1, "a"}};
+        DriverFile opened(build(file));
+        ASSERT_EQ(opened.set_up(), 0) << opened.message();
+        EXPECT_EQ(opened.variable(0).innamelength, row.kept);
+        EXPECT_EQ(!opened.host.log.text().empty(), row.told) << row.kept;
+    }
+}
+
 TEST(LongStrings, DamagedSections) {
     StataFile file = two_variables(118, ByteOrder::big);
     file.rows = {{"abc", 1, "de"}};

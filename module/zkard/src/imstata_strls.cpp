@@ -148,25 +148,40 @@ int32_t read_head(load_state *state, string_head *head) {
     return 0;
 }
 
+// How many of the first LONGEST_STRL bytes of a longer text are kept: all, but for the beginning of a UTF-8 character
+// that ends behind them.
+int32_t kept_bytes(const char *text) {
+    constexpr int32_t LONGEST_CHARACTER = 4;
+    for (int32_t back = 1; back < LONGEST_CHARACTER; ++back) {
+        const auto byte = static_cast<unsigned char>(text[LONGEST_STRL - back]);
+        if ((byte & 0xC0) == 0x80)
+            continue;
+        const int32_t character_bytes = byte >= 0xF0 ? 4 : byte >= 0xE0 ? 3 : byte >= 0xC0 ? 2 : 1;
+        return character_bytes > back ? LONGEST_STRL - back : LONGEST_STRL;
+    }
+    return LONGEST_STRL;
+}
+
 // Reads a text and keeps it.
 int32_t read_text(load_state *state, const string_head *head) {
-    const bool cut = head->length_bytes > LONGEST_STRL;
-    const int32_t stored = cut ? LONGEST_STRL : static_cast<int32_t>(head->length_bytes);
+    const bool is_text = head->kind == KIND_TEXT;
+    const int64_t whole = is_text && head->length_bytes > 0 ? head->length_bytes - 1 : head->length_bytes;
+    const bool cut = whole > LONGEST_STRL;
+    const int32_t read = cut ? LONGEST_STRL : static_cast<int32_t>(whole);
     const char *text;
-    int32_t status = take_bytes(&state->reader, stored, &text, "a long string");
+    int32_t status = take_bytes(&state->reader, read, &text, "a long string");
     if (status != 0)
         return status;
-    const bool terminated = !cut && head->kind == KIND_TEXT && stored > 0;
-    const int32_t length = terminated ? stored - 1 : stored;
+    const int32_t length = cut && is_text ? kept_bytes(text) : read;
     uint32_t *longest = &state->in->indsn->max_strls[head->variable - 1];
     if (static_cast<uint32_t>(length) > *longest)
         *longest = static_cast<uint32_t>(length);
     status = store_text(state, head, text, length);
-    if (status != 0 || !cut)
+    if (status != 0)
         return status;
-    if (state->cut++ == 0)
+    if (cut && state->cut++ == 0)
         state->first_cut = *head;
-    return skip_bytes(&state->reader, head->length_bytes - stored);
+    return skip_bytes(&state->reader, head->length_bytes - read);
 }
 
 int32_t read_mark(load_state *state, bool *is_string) {
