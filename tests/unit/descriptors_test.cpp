@@ -123,6 +123,8 @@ TEST(Descriptors, DamagedFiles) {
         {119, "K", 0, 0x7FFFFFFF, 4, "too short for its 2147483647 variables"},
         {118, "N", 0, 1ULL << 63, 8, "-9223372036854775808 observations"},
         {118, "N", 0, 1, 8, "1 observations of 29 bytes: expected </data> at byte"},
+        {118, "N", 0, 1000, 8, "too short for its 1000 observations of 29 bytes: it holds "},
+        {117, "N", 0, 0x7FFFFFFF, 4, "too short for its 2147483647 observations of 29 bytes: it holds "},
         {118, "map", 8 * MAP_STRLS, ~0ULL, 8, "Entry 11 of the map of the Stata file is byte -1;"},
         {118, "map", 8 * MAP_DATA, 0, 8, "<data> not found in the stata file: |<stata| at byte 0"},
         {118, "<varnames>", 1, 'V', 1, "Didn't see the |varnames| element.  Got -> |<Varnames>|"},

@@ -224,9 +224,13 @@ void place_value_labels(indbsrec *in, int64_t record_start, int64_t observations
 int32_t check_data_end(indbsrec *in, int64_t observations) {
     int64_t end;
     const int64_t start = in->indsn->map_array[MAP_DATA] + DATA_OPENING_BYTES;
-    if (in->inreclen == 0 || !find_data_end(in, start, observations, &end) ||
-        end > in->indsn->file_size - DATA_CLOSING_BYTES)
+    if (in->inreclen == 0)
         return 0;
+    if (!find_data_end(in, start, observations, &end) || end > in->indsn->file_size - DATA_CLOSING_BYTES)
+        return fail(in, ERROR_INPUT_INVALID,
+                    "%%1zThe Stata file is too short for its %lld observations of %lld bytes: it holds %lld bytes from "
+                    "byte %lld on.",
+                    observations, in->inreclen, in->indsn->file_size - start, start);
     char tag[DATA_CLOSING_BYTES];
     int32_t status = seek_to(in, end);
     if (status == 0)
