@@ -60,6 +60,8 @@ TEST(Descriptors, DisplayFormats) {
                                x.innameoutf[0], x.innameoutf[1], x.innametempnum};
         EXPECT_EQ(found, std::tuple(row.innametype, row.decoder, row.name, row.width, row.decimals, row.unit))
             << row.release << row.format;
+        const bool plain_clock = row.decoder == DECODE_LONG || row.decoder == DECODE_FLOAT;
+        EXPECT_EQ(opened.host.log.contains("variable x has a clock format"), plain_clock) << row.format;
     }
 }
 

@@ -8,6 +8,7 @@
 #include "imstata_decoders.h"
 #include "imstata_reading.h"
 #include "imstata_value_labels.h"
+#include "service_entries.h"
 #include "wzst.h"
 
 namespace {
@@ -241,6 +242,15 @@ void apply_overrides(indbsrec *in, innamerecord *variable, const variable_parts 
         variable->innameftype = DECODE_PADDED_TEXT;
 }
 
+// A clock value that its type has no meaning for stays the number of milliseconds, which its display format belies.
+void note_plain_clock(const innamerecord *variable, date_kind kind) {
+    const bool clock = kind == TIME_OF_DAY || kind == DATE_AND_TIME;
+    const bool read_as_clock = variable->innametype == CLASS_TIME || variable->innametype == CLASS_DATETIME;
+    if (clock && !read_as_clock && variable->innametype != CLASS_CHARACTER)
+        xpslog("%3zThe variable %s has a clock format but not the type of one; its values stay milliseconds.",
+               variable->innamename);
+}
+
 int32_t build_variable(indbsrec *in, const variable_parts *parts, int64_t offset, innamerecord **built) {
     innamerecord *variable = *built = allocate_variable(in, parts);
     if (variable == nullptr)
@@ -250,6 +260,7 @@ int32_t build_variable(indbsrec *in, const variable_parts *parts, int64_t offset
         return status;
     const date_kind kind = date_kind_of(parts->format, parts->layout->dates);
     set_type(variable, parts, kind);
+    note_plain_clock(variable, kind);
     set_formats(in, variable, parts, kind);
     apply_overrides(in, variable, parts);
     variable->innameoffset = offset;
