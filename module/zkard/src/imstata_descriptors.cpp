@@ -262,11 +262,9 @@ int32_t open_data(indbsrec *in, int64_t observations) {
 void note_parts_left_out(const indbsrec *in) {
     const int64_t unused_tables = count_unused_tables(in);
     if (unused_tables > 0)
-        xpslog("%3zThe Stata file has %lld value-label tables that no variable uses; they are not kept.",
-               message_value(unused_tables));
+        xpslog("%3zValue-label tables that no variable uses are not kept: %lld.", message_value(unused_tables));
     if (in->indsn->characteristics > 0)
-        xpslog("%3zThe Stata file has %lld characteristics, such as notes, which are not read.",
-               message_value(in->indsn->characteristics));
+        xpslog("%3zNotes and other characteristics are not kept: %lld.", message_value(in->indsn->characteristics));
 }
 
 // Records of no bytes could be delivered without end: a file without variables, or with texts of no bytes only,
