@@ -112,4 +112,15 @@ std::string dataset_name(const Destination &destination, const std::string &file
     return lower_case(path.extension().string()) == ".dta" ? path.stem().string() : path.filename().string();
 }
 
+bool stands_for_file(const std::string &argument, const std::string &path) {
+    if (argument == "-")
+        return false;
+    const size_t library_end = library_path_end(argument);
+    const size_t equals = argument.find('=');
+    const std::string identity = file_identity(path);
+    return file_identity(argument) == identity || file_identity(argument + ".dta") == identity ||
+           (library_end != std::string::npos && file_identity(argument.substr(0, library_end)) == identity) ||
+           (equals != std::string::npos && file_identity(argument.substr(equals + 1)) == identity);
+}
+
 } // namespace vor::cli

@@ -31,4 +31,8 @@ std::optional<Destination> parse_library(const std::string &text);
 // The destination's data set, by default the stem of `file`. ConversionError (usage) when that is a stream.
 std::string dataset_name(const Destination &destination, const std::string &file);
 
+// Whether an argument stands for that file: as a path, with .dta behind it, as a library with a data set, or behind
+// LIBRARY=.
+bool stands_for_file(const std::string &argument, const std::string &path);
+
 } // namespace vor::cli

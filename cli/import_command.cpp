@@ -39,7 +39,8 @@ LabelForm label_form(const std::string &name) {
     return name == "text" ? LabelForm::text : name == "both" ? LabelForm::both : LabelForm::codes;
 }
 
-void check_usage(const ImportOptions &options, const Destination &destination) {
+void check_usage(const ImportOptions &options, const ImportPlaces &places) {
+    const Destination &destination = places.destination;
     const bool library = destination.kind == Destination::Kind::library;
     const bool labels_shown = options.labels != "codes";
     const bool schema = !options.schema.empty();
@@ -55,6 +56,8 @@ void check_usage(const ImportOptions &options, const Destination &destination) {
          "--labels text and --labels both need the value labels that --value-labels off leaves out."},
         {schema && file_identity(options.schema) == file_identity(destination.path),
          "--schema and DEST name the same file; the schema needs one of its own."},
+        {schema && stands_for_file(places.files.front(), options.schema),
+         "--schema and FILE name the same file; the schema needs one of its own."},
         {options.labels == "text" && schema,
          "--schema describes a file that holds the codes; it does not go with --labels text."},
     };
@@ -177,7 +180,7 @@ void import_file(const ImportOptions &options, const WantedPart &part, const std
 
 void run_import(const ImportOptions &options, Run &run) {
     const ImportPlaces places = import_places(options);
-    check_usage(options, places.destination);
+    check_usage(options, places);
     const WantedPart part = wanted_part(options.selection);
     const bool into_library = places.destination.kind == Destination::Kind::library;
     RunLibraries libraries(options.libraries, {"DEST", into_library ? places.destination.path : ""},

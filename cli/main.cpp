@@ -2,6 +2,7 @@
 //
 // Parses the command line, runs the chosen command, and turns every failure into one ERROR line and an exit status.
 #include "commands.h"
+#include "destinations.h"
 #include "standard_output.h"
 
 #include <vorhost/error.h>
@@ -78,6 +79,19 @@ void refuse_without_command(const CommandLine &line, int count, char **arguments
                                                       fmt::join(names, ", ")));
 }
 
+// Throws ConversionError when the log would take the place of a file that the command works with.
+void refuse_log_over_data(const CommandLine &line) {
+    for (const CLI::App *command : line.app.get_subcommands())
+        for (const CLI::Option *option : command->get_options())
+            if (option->get_positional() || option->check_lname("schema") || option->check_lname("libname"))
+                for (const std::string &value : option->results())
+                    if (stands_for_file(value, line.common.log_file))
+                        throw ConversionError(Failure::usage,
+                                              fmt::format("--log and {} name the same file; the log needs one of its "
+                                                          "own.",
+                                                          value));
+}
+
 // Parses; throws ConversionError for wrong usage. False when all that was asked for was help or the version.
 bool parse(CommandLine &line, int count, char **arguments) {
     try {
@@ -112,8 +126,10 @@ int run(int count, char **arguments) {
     log.show_above(progress);
     log.set_quiet(line.common.quiet);
     const ExitStatus ran = guarded(log, [&] {
-        if (!line.common.log_file.empty())
+        if (!line.common.log_file.empty()) {
+            refuse_log_over_data(line);
             log.open(line.common.log_file);
+        }
         Run context{line.common, log, progress};
         line.chosen(context);
     });
