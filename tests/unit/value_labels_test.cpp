@@ -174,6 +174,7 @@ TEST(ValueLabels, NotBelievedBehindMissingObservations) {
         LabelledFile opened(with_number(labelled(115, ByteOrder::little, {"yn"}), "N", observations, 4));
         EXPECT_EQ(opened.set_up(), 0) << opened.message();
         EXPECT_EQ(opened.variable(0).innamevalues, nullptr);
+        EXPECT_TRUE(opened.host.log.contains("is too short for its " + std::to_string(observations)));
     }
 }
 

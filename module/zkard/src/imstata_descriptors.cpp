@@ -217,6 +217,11 @@ void place_value_labels(indbsrec *in, int64_t record_start, int64_t observations
     int64_t end;
     const bool fits = find_data_end(in, record_start, observations, &end);
     in->indsn->value_label_position = static_cast<double>(fits ? end : in->indsn->file_size);
+    if (!fits && !in->indsn->layout->tagged)
+        xpslog("%3zThe Stata file is too short for its %lld observations of %lld bytes: it holds %lld bytes from byte "
+               "%lld on, and no value labels.",
+               message_value(observations), message_value(in->inreclen),
+               message_value(in->indsn->file_size - record_start), message_value(record_start));
 }
 
 // The observations of a tagged file end with their closing tag; where another byte stands, the number of observations
