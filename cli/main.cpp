@@ -155,8 +155,9 @@ void watch_signals() {
 } // namespace vor::cli
 
 int main(int count, char **arguments) {
-    // A reader that goes away is an error of the write, told in a sentence.
-    std::signal(SIGPIPE, SIG_IGN);
+    // A reader that goes away and a file that may grow no further are errors of the write, told in a sentence.
+    for (const int signal : {SIGPIPE, SIGXFSZ})
+        std::signal(signal, SIG_IGN);
     vor::cli::watch_signals();
     // Column widths of text; numbers are formatted without the locale.
     std::setlocale(LC_CTYPE, "C.UTF-8");
