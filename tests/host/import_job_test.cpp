@@ -43,7 +43,8 @@ void expect_whole_file(const CollectedImport &import, const StataFile &file) {
     EXPECT_EQ(import.summary.big_endian, file.order == ByteOrder::big);
     EXPECT_EQ(import.summary.data_label, "Whole");
     EXPECT_EQ(import.summary.observations, all_rows);
-    EXPECT_EQ(import.log.contains("other characteristics are not kept: 2."), !file.characteristics.empty()) << import.log.text();
+    EXPECT_EQ(import.log.contains("other characteristics are not kept: 2."), !file.characteristics.empty())
+        << import.log.text();
     Texts formats;
     for (const vor::Variable &variable : import.description.variables)
         formats.push_back(format_text(variable.format));
@@ -199,6 +200,24 @@ TEST(ImportJob, DataLabelAndValueLabelsInAnySession) {
         EXPECT_EQ(import.labels_of(import.description.variables[0]), (Texts{"1=Zo\xC3\xAB"})) << session_encoding;
         EXPECT_EQ(import.summary.data_label, file.data_label) << session_encoding;
     }
+}
+
+TEST(ImportJob, CharactersThatTheSessionLacksAreCounted) {
+    const StataFile file{
+        .release = 118, .variables = {{.name = "s", .type = str(4)}}, .rows = {{"a"}, {"b\xC3\xA9"}, {"\xC3\xA9"}}};
+    HostOptions host;
+    host.session_encoding = "us-ascii";
+    const ScratchDirectory scratch;
+    CapturedLog log;
+    host.log = &log;
+    {
+        ImportSession session(host, {}, scratch.write("f.dta", build(file)));
+        while (session.next()) {
+        }
+        session.close();
+    }
+    EXPECT_TRUE(log.contains("The text of s at obs 2 could not be read whole")) << log.text();
+    EXPECT_TRUE(log.contains("2 texts of s could not be read whole.")) << log.text();
 }
 
 TEST(ImportJob, TextsOfNoBytes) {

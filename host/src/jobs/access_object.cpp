@@ -39,9 +39,10 @@ AccessObject::AccessObject(HostOptions options, std::string shown_name)
 }
 
 AccessObject::~AccessObject() {
-    mute();
-    if (open_)
+    if (open_) { // after a failure, which has been told
+        mute();
         object_->close(object_);
+    }
     host_.delete_object(object_);
 }
 

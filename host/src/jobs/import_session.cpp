@@ -32,12 +32,13 @@ void choose_encodings(HostOptions &host, const ImportSession::Options &options, 
         host.file_encoding = options.encoding;
 }
 
-std::string encoding_note(const ImportSession::Options &options, int release) {
+std::string encoding_note(const ImportSession::Options &options, int release, const std::string &session_encoding) {
     if (!options.encoding.empty())
         return fmt::format("its text is read as {}.", options.encoding);
     if (release >= first_tagged_release)
         return fmt::format("release {}; its text is read as UTF-8.", release);
-    return fmt::format("release {}; its text is read as UTF-8 where it is valid, else as Windows Latin 1.", release);
+    return fmt::format("release {}; its text is read as {} where it is valid, else as Windows Latin 1.", release,
+                       lower_case(session_encoding) == "utf-8" ? "UTF-8" : session_encoding);
 }
 
 Format format_of(const char *name, int16_t length, int16_t width, int16_t decimals) {
@@ -73,7 +74,7 @@ struct ImportSession::State {
         describe(options.selection);
         summary.data_label = data_label(input.head.data_label);
         description.label = summary.data_label;
-        object.note(encoding_note(options, input.head.release));
+        object.note(encoding_note(options, input.head.release, host.session_encoding));
     }
 
     // A stream is read to its end here. What it failed of is known better than the module can say it.
