@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Checks that includes go in one direction, cli -> host -> abi <- module, that CSV is known to the jobs and the tables
-# only, and that no tracked file says where or after what text it was written.
+# only, and that no file of the tree says where or after what text it was written.
 #
 #   scripts/check_layers.sh
 # The rule of each tier is called by its name, which shellcheck cannot see.
@@ -61,20 +61,31 @@ allowed_in_cli() {
     esac
 }
 
+# A folder that is not where this looks for it would pass unseen.
+for folder in abi module host/include host/src host/src/services host/src/library cli tests; do
+    [ -d "$folder" ] || fail "there is no folder $folder to check"
+done
+
 for tier in abi module host cli; do
     while IFS=$'\t' read -r file mark target; do
         "allowed_in_$tier" "$file" "$mark" "$target" || fail "$file: may not include $target"
     done < <(includes_of "$tier")
 done
 
+# TEXT GREP-ARGUMENT...: fails when something is found, and when the search cannot run.
+found_nowhere() {
+    local result=0
+    grep "${@:2}" >&2 || result=$?
+    [ "$result" -eq 1 ] || fail "$1"
+}
+
 for folder in module abi host/src/services host/src/library; do
-    if [ -d "$folder" ]; then
-        grep -rniI csv "$folder" >&2 && fail "$folder: names CSV, which is the business of jobs and tables"
-    fi
+    found_nowhere "$folder: names CSV, which is the business of jobs and tables" -rniI csv "$folder"
 done
 
 # Written so that this file does not hold them itself: paths of one machine, references to numbered chapters.
 words='/wor[k]/|/roo[t]/|/tmp/bash_job[s]|\bParts? [1-7]\.[0-9]'
-git grep -nIE "$words" >&2 && fail "words that must not stand in the tree"
+found_nowhere "words that must not stand in the tree" -rnIE --exclude-dir=.git --exclude=.git --exclude-dir=build \
+    "$words" .
 
 exit "$status"

@@ -1,13 +1,19 @@
 #!/usr/bin/env bash
-# Builds everything and runs every check and test, on a fresh Debian 12 or Ubuntu machine too: it installs what is
-# missing first. The summary of the last test run ends the output.
+# Builds everything and runs all tests, in release and under the sanitizers, on a fresh Debian or Ubuntu machine too: it
+# installs what is missing first. A sum of the steps and the summaries of the test runs end the output.
 #
 #   scripts/test.sh
 #
 # VORDTA_CORPUS    a folder of foreign Stata files with their descriptions; without it their test says it was skipped
-# FUZZ_SECONDS     how long each fuzz target runs (default 15)
+[ -n "${BASH_VERSION:-}" ] || exec bash "$0" "$@"
 set -euo pipefail
+if [ $# -ne 0 ]; then
+    sed -n '2,/^[^#]/ s/^# \{0,1\}//p' "$0"
+    [ "$1" = --help ] || exit 2
+    exit 0
+fi
 cd "$(dirname "$0")/.."
+source scripts/steps.sh
 
 if [ -n "${VORDTA_CORPUS:-}" ]; then
     VORDTA_CORPUS="$(cd "$VORDTA_CORPUS" && pwd)"
@@ -15,34 +21,38 @@ if [ -n "${VORDTA_CORPUS:-}" ]; then
 fi
 jobs="$(nproc)"
 
-step() {
-    printf '\n== %s\n' "$*"
+build() { # PRESET
+    cmake --preset "$1" -DVORDTA_WERROR=ON >/dev/null && cmake --build --preset "$1" --parallel "$jobs"
+}
+run_tests() { # PRESET
+    mkdir -p "build/$1"
+    ctest --preset "$1" --parallel "$jobs" | tee "build/$1/ctest.log"
+}
+summary() { # PRESET: from the count of tests on
+    sed -n '/ tests passed, /,$p' "build/$1/ctest.log" 2>/dev/null
 }
 
-step "Install what is missing"
-scripts/install_dependencies.sh
-
-for preset in release debug; do
-    step "Build $preset"
-    cmake --preset "$preset" -DVORDTA_WERROR=ON >/dev/null
-    cmake --build --preset "$preset" --parallel "$jobs"
-done
-
-step "Check the form of the sources"
-scripts/lint.sh build/release
-step "Check layers and the module's symbols"
-scripts/check_layers.sh
-scripts/check_symbols.sh build/release/lib/vorimdta.so
-
-if compgen -G 'fuzz/*_fuzzer.cpp' >/dev/null; then
-    step "Fuzz"
-    scripts/fuzz.sh "${FUZZ_SECONDS:-15}"
+printf '== Install what is missing\n'
+scripts/install_dependencies.sh build test
+if [ -e /usr/local/lib/vordta/vorimdta.so ]; then
+    echo "A module is installed in /usr/local: what happens without one is not tried."
 fi
 
-step "Install and use what was installed"
-scripts/check_install.sh build/release
-
-for preset in debug release; do
-    step "Test $preset"
-    ctest --preset "$preset" --parallel "$jobs"
+rm -f build/release/ctest.log build/debug/ctest.log
+for preset in release debug; do
+    step "Build $preset" build "$preset"
 done
+step "Directions of includes" scripts/check_layers.sh
+step "Symbols of the module" scripts/check_symbols.sh build/release/lib/vorimdta.so
+step "Install and use what was installed" scripts/check_install.sh build/release
+for preset in debug release; do
+    step "Test $preset" run_tests "$preset"
+done
+
+status=0
+sum_of_steps || status=1
+for preset in debug release; do
+    printf '\n== Tests of %s\n' "$preset"
+    summary "$preset"
+done
+exit "$status"

@@ -109,10 +109,10 @@ int integer_of(const json &value, int least, int most, const Place &place) {
     return static_cast<int>(number);
 }
 
-const json &array_of(const json &value, const Place &place) {
+const json *array_of(const json &value, const Place &place) {
     if (!value.is_array())
         place.refuse("an array was expected");
-    return value;
+    return &value;
 }
 
 ValueKind kind_of(const json &value, const Place &place) {
@@ -173,7 +173,7 @@ FormatRange range_of(const json &object, ValueKind kind, const Place &place) {
     const json *single = object.is_object() ? optional_member(object, "value") : nullptr;
     range.start = format_value_of(single ? *single : member(object, "from", place), kind, place);
     range.end = format_value_of(single ? *single : member(object, "to", place), kind, place);
-    for (const json &label : array_of(member(object, "labels", place), place.inside("labels")))
+    for (const json &label : *array_of(member(object, "labels", place), place.inside("labels")))
         range.labels.push_back(text_of(label, place.inside("labels")));
     if (range.labels.empty())
         place.refuse("it has no label");
@@ -189,7 +189,7 @@ UserFormat user_format_of(const json &object, const Place &place) {
             place.inside("multilabel").refuse("true or false was expected");
         format.multilabel = multilabel->get<bool>();
     }
-    const json &ranges = array_of(member(object, "ranges", place), place.inside("ranges"));
+    const json &ranges = *array_of(member(object, "ranges", place), place.inside("ranges"));
     for (size_t i = 0; i < ranges.size(); ++i)
         format.ranges.push_back(range_of(ranges[i], format.kind, place.inside("range", i)));
     size_t longest = 0;
@@ -205,7 +205,7 @@ UserFormat user_format_of(const json &object, const Place &place) {
 
 Schema schema_of(const json &object, const Place &place) {
     Schema schema;
-    const json &variables = array_of(member(object, "variables", place), place.inside("variables"));
+    const json &variables = *array_of(member(object, "variables", place), place.inside("variables"));
     schema.description.name = optional_text(object, "name", place);
     schema.description.label = optional_text(object, "label", place);
     for (size_t i = 0; i < variables.size(); ++i)
