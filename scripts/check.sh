@@ -12,7 +12,7 @@ source scripts/steps.sh
 
 scripts/install_dependencies.sh build test check
 build_benchmarks() {
-    cmake --preset release -DVORDTA_WERROR=ON -DVORDTA_BENCH=ON >/dev/null &&
+    cmake --preset release -DVORDTA_WERROR=ON -DVORDTA_TESTS=ON -DVORDTA_BENCH=ON >/dev/null &&
         cmake --build --preset release --parallel "$(nproc)"
 }
 step "Build the benchmarks" build_benchmarks

@@ -22,7 +22,7 @@ fi
 jobs="$(nproc)"
 
 build() { # PRESET
-    cmake --preset "$1" -DVORDTA_WERROR=ON >/dev/null && cmake --build --preset "$1" --parallel "$jobs"
+    cmake --preset "$1" -DVORDTA_WERROR=ON -DVORDTA_TESTS=ON >/dev/null && cmake --build --preset "$1" --parallel "$jobs"
 }
 run_tests() { # PRESET
     mkdir -p "build/$1"

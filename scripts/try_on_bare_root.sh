@@ -32,19 +32,20 @@ inside() { # SUITE COMMAND...
     chroot "$roots/$1" env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin LC_ALL=C HOME=/home/newcomer "${@:2}" </dev/null
 }
 
+# Each command's failure is asked for, because the caller's question switches the shell's own stop off.
 prepare() { # SUITE
+    local home="$roots/$1/home/newcomer"
     if [ -n "${BASES:-}" ]; then
-        cp -a "$BASES/$1" "$roots/$1"
+        cp -a "$BASES/$1" "$roots/$1" || return
     else
-        make_root "$1"
+        make_root "$1" || return
     fi
-    cp /etc/resolv.conf "$roots/$1/etc/resolv.conf"
-    inside "$1" apt-get update -qq
-    inside "$1" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends sudo
-    inside "$1" useradd --create-home --shell /bin/bash newcomer
-    echo 'newcomer ALL=(ALL) NOPASSWD: ALL' >"$roots/$1/etc/sudoers.d/newcomer"
-    mkdir "$roots/$1/home/newcomer/a tree"
-    tar -C "$tree" --exclude=./build --exclude=./.git -cf - . | tar -C "$roots/$1/home/newcomer/a tree" -xf -
+    cp /etc/resolv.conf "$roots/$1/etc/resolv.conf" && inside "$1" apt-get update -qq || return
+    inside "$1" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends sudo || return
+    inside "$1" useradd --create-home --shell /bin/bash newcomer || return
+    echo 'newcomer ALL=(ALL) NOPASSWD: ALL' >"$roots/$1/etc/sudoers.d/newcomer" || return
+    mkdir "$home/a tree" && tar -C "$tree" --exclude=./build --exclude=./.git -cf - . | tar -C "$home/a tree" -xf - ||
+        return
     inside "$1" chown -R newcomer: /home/newcomer
 }
 
