@@ -99,9 +99,10 @@ install_missing() { # PACKAGE...
     local said
     if ! said="$("${as_root[@]}" apt-get -o "DPkg::Lock::Timeout=$lock_seconds" install -y -qq \
         --no-install-recommends "${missing[@]}" 2>&1)"; then
-        grep -E '^(E|W): ' <<<"$said" >&2 || tail -n 5 <<<"$said" >&2
         missing_of "$@"
-        give_up "The packages could not be installed."
+        local reason
+        reason="$(sed -n '/^E: /{s///p;q}' <<<"$said")"
+        give_up "The packages could not be installed: ${reason:-${said##*$'\n'}}."
     fi
 }
 
