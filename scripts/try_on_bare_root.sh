@@ -52,11 +52,14 @@ prepare() { # SUITE
 mounted=()
 mount_in() { # SUITE
     mount -t proc proc "$roots/$1/proc"
-    mounted+=("$roots/$1/proc")
-    mount --bind /dev "$roots/$1/dev"
-    mounted+=("$roots/$1/dev")
+    mounted=("$roots/$1/proc" "${mounted[@]}")
+    local folder
+    for folder in /dev /dev/pts; do # terminals are a file system of their own
+        mount --bind "$folder" "$roots/$1$folder"
+        mounted=("$roots/$1$folder" "${mounted[@]}")
+    done
 }
-unmount_all() {
+unmount_all() { # the last one first
     local place
     for place in "${mounted[@]}"; do
         umount -l "$place"
