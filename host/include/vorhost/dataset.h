@@ -33,6 +33,7 @@ struct Variable {
     int length = 8; // bytes: 8 for numbers, the longest text for characters, at least 1
     Format format;
     Format informat;
+    std::string stata_format = {}; // display format of the Stata file, to the letter; empty: not known
 
     bool operator==(const Variable &) const = default;
 };

@@ -1,5 +1,5 @@
-// Dates, date-times and times: which formats show them, and ISO 8601. Fractions of a second go through decimal digits
-// and never through arithmetic in binary, so that a text gives back the very bits it was made from.
+// Dates, periods, moments and times: which formats show them, and ISO 8601. Fractions of a second go through decimal
+// digits and never through arithmetic in binary, so that a text gives back the very bits it was made from.
 #include <vorhost/ascii.h>
 #include <vorhost/temporal.h>
 
@@ -73,10 +73,74 @@ bool matches(const FormatRule &rule, std::string_view name) {
 }
 
 constexpr std::chrono::sys_days day_zero = std::chrono::year{1960} / 1 / 1;
-constexpr int64_t first_day = (std::chrono::sys_days{std::chrono::year{1} / 1 / 1} - day_zero).count();
-constexpr int64_t last_day = (std::chrono::sys_days{std::chrono::year{9999} / 12 / 31} - day_zero).count();
+constexpr int year_zero = 1960;
+constexpr int first_year = 1;
+constexpr int last_year = 9999;
+constexpr int64_t first_day = (std::chrono::sys_days{std::chrono::year{first_year} / 1 / 1} - day_zero).count();
+constexpr int64_t last_day = (std::chrono::sys_days{std::chrono::year{last_year} / 12 / 31} - day_zero).count();
 constexpr int64_t day_seconds = 86400;
 constexpr size_t most_digits = 18;
+
+constexpr int64_t day_of(int year, unsigned month, unsigned day) {
+    return (std::chrono::sys_days{std::chrono::year{year} / static_cast<int>(month) / static_cast<int>(day)} - day_zero)
+        .count();
+}
+
+// The days at whose end a second was put in.
+constexpr std::array leap_days = {
+    day_of(1972, 6, 30),  day_of(1972, 12, 31), day_of(1973, 12, 31), day_of(1974, 12, 31), day_of(1975, 12, 31),
+    day_of(1976, 12, 31), day_of(1977, 12, 31), day_of(1978, 12, 31), day_of(1979, 12, 31), day_of(1981, 6, 30),
+    day_of(1982, 6, 30),  day_of(1983, 6, 30),  day_of(1985, 6, 30),  day_of(1987, 12, 31), day_of(1989, 12, 31),
+    day_of(1990, 12, 31), day_of(1992, 6, 30),  day_of(1993, 6, 30),  day_of(1994, 6, 30),  day_of(1995, 12, 31),
+    day_of(1997, 6, 30),  day_of(1998, 12, 31), day_of(2005, 12, 31), day_of(2008, 12, 31), day_of(2012, 6, 30),
+    day_of(2015, 6, 30),  day_of(2016, 12, 31),
+};
+static_assert(leap_days.size() == 27);
+
+constexpr int64_t floor_quotient(int64_t value, int64_t divisor) {
+    return value / divisor - (value % divisor < 0 ? 1 : 0);
+}
+
+// Periods of equal length in months, and weeks, of which a year has 52 whatever its length.
+struct Period {
+    Temporal kind;
+    int a_year;
+    unsigned months; // of one; 0 for weeks
+};
+constexpr Period periods[] = {
+    {Temporal::week, 52, 0},     {Temporal::month, 12, 1}, {Temporal::quarter, 4, 3},
+    {Temporal::half_year, 2, 6}, {Temporal::year, 1, 12},
+};
+constexpr int week_days = 7;
+
+const Period *period_of(Temporal kind) {
+    const auto *found = std::find_if(std::begin(periods), std::end(periods),
+                                     [kind](const Period &period) { return period.kind == kind; });
+    return found == std::end(periods) ? nullptr : found;
+}
+
+// Years count themselves, all other periods from 1960.
+int64_t base_of(const Period &period) {
+    return period.kind == Temporal::year ? 0 : year_zero;
+}
+
+// number: of a period in the years 1 to 9999.
+int64_t first_day_of(const Period &period, int64_t number) {
+    const int64_t year = base_of(period) + floor_quotient(number, period.a_year);
+    const auto in_year = static_cast<unsigned>(number - floor_quotient(number, period.a_year) * period.a_year);
+    const int64_t january = day_of(static_cast<int>(year), 1, 1);
+    return period.months == 0 ? january + int64_t{in_year} * week_days
+                              : day_of(static_cast<int>(year), 1 + in_year * period.months, 1);
+}
+
+int64_t period_holding(const Period &period, int64_t day) {
+    const std::chrono::year_month_day date{day_zero + std::chrono::days{day}};
+    const int year = static_cast<int>(date.year());
+    const int64_t in_year = period.months == 0
+                                ? std::min<int64_t>((day - day_of(year, 1, 1)) / week_days, period.a_year - 1)
+                                : (static_cast<unsigned>(date.month()) - 1) / period.months;
+    return (year - base_of(period)) * period.a_year + in_year;
+}
 
 char *put_digits(char *out, unsigned number, int digits) {
     for (int place = digits - 1; place >= 0; --place) {
@@ -95,25 +159,25 @@ char *put_date(char *out, int64_t day) {
     return put_digits(out, static_cast<unsigned>(date.day()), 2);
 }
 
-// A number of seconds as the whole second at or before it and the decimal digits of what is left.
-struct Seconds {
+// A number as the whole one at or before it and the decimal digits of what is left, the last of which is not 0.
+struct Decimal {
     int64_t whole = 0;
     std::array<char, most_digits> digits{};
     size_t digit_count = 0;
 };
 
-// Turns decimal digits of a fraction, the last of which is not 0, into those of one minus it.
-void complement(Seconds &seconds) {
-    for (size_t i = 0; i < seconds.digit_count; ++i)
-        seconds.digits[i] = static_cast<char>('0' + '9' - seconds.digits[i]);
-    if (seconds.digit_count != 0)
-        ++seconds.digits[seconds.digit_count - 1];
+// Turns decimal digits of a fraction into those of one minus it.
+void complement(Decimal &decimal) {
+    for (size_t i = 0; i < decimal.digit_count; ++i)
+        decimal.digits[i] = static_cast<char>('0' + '9' - decimal.digits[i]);
+    if (decimal.digit_count != 0)
+        ++decimal.digits[decimal.digit_count - 1];
 }
 
-// value: within the years 1 to 9999. False when the fraction has too many digits.
-bool split(double value, Seconds &seconds) {
-    seconds.whole = static_cast<int64_t>(std::floor(value));
-    if (static_cast<double>(seconds.whole) == value)
+// value: within 2^62. False when the fraction has too many digits.
+bool split(double value, Decimal &decimal) {
+    decimal.whole = static_cast<int64_t>(std::floor(value));
+    if (static_cast<double>(decimal.whole) == value)
         return true;
     std::array<char, 64> text;
     const auto [end, error] =
@@ -121,46 +185,111 @@ bool split(double value, Seconds &seconds) {
     if (error != std::errc{})
         return false;
     const char *const fraction = std::find(text.data(), end, '.') + 1;
-    seconds.digit_count = static_cast<size_t>(end - fraction);
-    if (seconds.digit_count > most_digits)
+    decimal.digit_count = static_cast<size_t>(end - fraction);
+    if (decimal.digit_count > most_digits)
         return false;
-    memcpy(seconds.digits.data(), fraction, seconds.digit_count);
+    memcpy(decimal.digits.data(), fraction, decimal.digit_count);
     if (value < 0) {
         const int64_t magnitude = static_cast<int64_t>(std::fabs(value));
-        seconds.whole = -magnitude - 1;
-        complement(seconds);
+        decimal.whole = -magnitude - 1;
+        complement(decimal);
     }
     return true;
 }
 
+void drop_trailing_zeros(Decimal &decimal) {
+    while (decimal.digit_count > 0 && decimal.digits[decimal.digit_count - 1] == '0')
+        --decimal.digit_count;
+}
+
 // The inverse of split.
-double join(Seconds seconds) {
-    while (seconds.digit_count > 0 && seconds.digits[seconds.digit_count - 1] == '0')
-        --seconds.digit_count;
-    if (seconds.digit_count == 0)
-        return static_cast<double>(seconds.whole);
-    const bool negative = seconds.whole < 0;
+double join(Decimal decimal) {
+    drop_trailing_zeros(decimal);
+    if (decimal.digit_count == 0)
+        return static_cast<double>(decimal.whole);
+    const bool negative = decimal.whole < 0;
     if (negative) {
-        seconds.whole = -seconds.whole - 1;
-        complement(seconds);
+        decimal.whole = -decimal.whole - 1;
+        complement(decimal);
     }
     std::array<char, 64> text;
-    char *end = std::to_chars(text.data(), text.data() + text.size(), seconds.whole).ptr;
+    char *end = std::to_chars(text.data(), text.data() + text.size(), decimal.whole).ptr;
     *end++ = '.';
-    memcpy(end, seconds.digits.data(), seconds.digit_count);
-    end += seconds.digit_count;
+    memcpy(end, decimal.digits.data(), decimal.digit_count);
+    end += decimal.digit_count;
     double value = 0;
     std::from_chars(text.data(), end, value);
     return negative ? -value : value;
 }
 
-char *put_time(char *out, int64_t second_of_day, const Seconds &seconds) {
+constexpr int64_t second_milliseconds = 1000;
+constexpr size_t millisecond_digits = 3;
+
+// Milliseconds as seconds. False when the fraction gets too many digits.
+bool to_seconds(Decimal &decimal) {
+    const int64_t seconds = floor_quotient(decimal.whole, second_milliseconds);
+    if (decimal.digit_count + millisecond_digits > most_digits)
+        return false;
+    std::copy_backward(decimal.digits.begin(), decimal.digits.begin() + static_cast<ptrdiff_t>(decimal.digit_count),
+                       decimal.digits.begin() + static_cast<ptrdiff_t>(decimal.digit_count + millisecond_digits));
+    put_digits(decimal.digits.data(), static_cast<unsigned>(decimal.whole - seconds * second_milliseconds),
+               static_cast<int>(millisecond_digits));
+    decimal.whole = seconds;
+    decimal.digit_count += millisecond_digits;
+    drop_trailing_zeros(decimal);
+    return true;
+}
+
+// The inverse of to_seconds.
+void to_milliseconds(Decimal &decimal) {
+    for (size_t i = 0; i < millisecond_digits; ++i)
+        decimal.whole = decimal.whole * 10 + (i < decimal.digit_count ? decimal.digits[i] - '0' : 0);
+    const size_t taken = std::min(decimal.digit_count, millisecond_digits);
+    std::copy(decimal.digits.begin() + static_cast<ptrdiff_t>(taken),
+              decimal.digits.begin() + static_cast<ptrdiff_t>(decimal.digit_count), decimal.digits.begin());
+    decimal.digit_count -= taken;
+}
+
+// The first second of a leap clock behind the leap second at the end of leap_days[i].
+int64_t behind_leap(size_t i) {
+    return (leap_days[i] + 1) * day_seconds + static_cast<int64_t>(i) + 1;
+}
+
+// Takes the leap seconds out of the seconds of a leap clock. Inside one, the second before it, and true.
+bool drop_leap_seconds(int64_t &seconds) {
+    for (size_t i = leap_days.size(); i-- > 0;) {
+        const int64_t behind = behind_leap(i);
+        if (seconds >= behind) {
+            seconds -= static_cast<int64_t>(i) + 1;
+            return false;
+        }
+        if (seconds == behind - 1) {
+            seconds -= static_cast<int64_t>(i) + 1;
+            return true;
+        }
+    }
+    return false;
+}
+
+// The inverse; in_leap: of the second behind this one, which must be a leap second. False when it is none.
+bool add_leap_seconds(int64_t &seconds, bool in_leap) {
+    const int64_t day = floor_quotient(seconds, day_seconds);
+    const auto *next = std::lower_bound(leap_days.begin(), leap_days.end(), day);
+    const bool last_of_leap_day =
+        next != leap_days.end() && *next == day && seconds - day * day_seconds == day_seconds - 1;
+    if (in_leap && !last_of_leap_day)
+        return false;
+    seconds += (next - leap_days.begin()) + (in_leap ? 1 : 0);
+    return true;
+}
+
+char *put_time(char *out, int64_t second_of_day, bool in_leap, const Decimal &seconds) {
     const auto second = static_cast<unsigned>(second_of_day);
     out = put_digits(out, second / 3600, 2);
     *out++ = ':';
     out = put_digits(out, second / 60 % 60, 2);
     *out++ = ':';
-    out = put_digits(out, second % 60, 2);
+    out = put_digits(out, second % 60 + (in_leap ? 1 : 0), 2);
     if (seconds.digit_count == 0)
         return out;
     *out++ = '.';
@@ -177,28 +306,45 @@ size_t write_date(double value, char *buffer) {
     return static_cast<size_t>(put_date(buffer, day) - buffer);
 }
 
-size_t write_date_time(double value, char *buffer) {
-    constexpr auto first = static_cast<double>(first_day * day_seconds);
-    constexpr auto end = static_cast<double>((last_day + 1) * day_seconds);
-    Seconds seconds;
-    if (!(value >= first && value < end) || !split(value, seconds))
+size_t write_period(const Period &period, double value, char *buffer) {
+    const int64_t base = base_of(period);
+    if (!(value >= static_cast<double>((first_year - base) * period.a_year) &&
+          value < static_cast<double>((last_year + 1 - base) * period.a_year)))
         return 0;
-    int64_t day = seconds.whole / day_seconds;
-    int64_t second = seconds.whole % day_seconds;
-    if (second < 0) {
-        second += day_seconds;
-        --day;
-    }
-    char *out = put_date(buffer, day);
-    *out++ = 'T';
-    return static_cast<size_t>(put_time(out, second, seconds) - buffer);
+    const auto number = static_cast<int64_t>(value);
+    if (static_cast<double>(number) != value)
+        return 0;
+    return static_cast<size_t>(put_date(buffer, first_day_of(period, number)) - buffer);
 }
 
-size_t write_time(double value, char *buffer) {
-    Seconds seconds;
-    if (!(value >= 0 && value < static_cast<double>(day_seconds)) || !split(value, seconds))
+bool counts_milliseconds(Temporal kind) {
+    return kind == Temporal::clock || kind == Temporal::leap_clock || kind == Temporal::time_of_day;
+}
+
+size_t write_date_time(Temporal kind, double value, char *buffer) {
+    const int64_t scale = counts_milliseconds(kind) ? second_milliseconds : 1;
+    const int64_t leaps = kind == Temporal::leap_clock ? static_cast<int64_t>(leap_days.size()) : 0;
+    const auto first = static_cast<double>(first_day * day_seconds * scale);
+    const auto end = static_cast<double>(((last_day + 1) * day_seconds + leaps) * scale);
+    Decimal seconds;
+    if (!(value >= first && value < end) || !split(value, seconds) || (scale != 1 && !to_seconds(seconds)))
         return 0;
-    return static_cast<size_t>(put_time(buffer, seconds.whole, seconds) - buffer);
+    const bool in_leap = kind == Temporal::leap_clock && drop_leap_seconds(seconds.whole);
+    const int64_t day = floor_quotient(seconds.whole, day_seconds);
+    char *out = put_date(buffer, day);
+    *out++ = 'T';
+    return static_cast<size_t>(put_time(out, seconds.whole - day * day_seconds, in_leap, seconds) - buffer);
+}
+
+size_t write_time(Temporal kind, double value, char *buffer) {
+    const bool milliseconds = counts_milliseconds(kind);
+    Decimal seconds;
+    const int64_t end = day_seconds * (milliseconds ? second_milliseconds : 1);
+    if (!(value >= 0 && value < static_cast<double>(end)))
+        return milliseconds ? write_date_time(Temporal::clock, value, buffer) : 0;
+    if (!split(value, seconds) || (milliseconds && !to_seconds(seconds)))
+        return 0;
+    return static_cast<size_t>(put_time(buffer, seconds.whole, false, seconds) - buffer);
 }
 
 // Takes exactly `digits` digits from the front of the text.
@@ -238,14 +384,16 @@ bool take_date(std::string_view &text, int64_t &day) {
     return true;
 }
 
-bool take_time(std::string_view &text, Seconds &seconds) {
+// in_leap: whether the second is 60, which then counts as 59.
+bool take_time(std::string_view &text, Decimal &seconds, bool &in_leap) {
     unsigned hour = 0;
     unsigned minute = 0;
     unsigned second = 0;
     if (!take_number(text, 2, hour) || !take(text, ':') || !take_number(text, 2, minute) || !take(text, ':') ||
-        !take_number(text, 2, second) || hour > 23 || minute > 59 || second > 59)
+        !take_number(text, 2, second) || hour > 23 || minute > 59 || second > 60)
         return false;
-    seconds.whole = hour * 3600 + minute * 60 + second;
+    in_leap = second == 60;
+    seconds.whole = hour * 3600 + minute * 60 + second - (in_leap ? 1 : 0);
     if (!take(text, '.'))
         return true;
     unsigned digit = 0;
@@ -254,7 +402,77 @@ bool take_time(std::string_view &text, Seconds &seconds) {
     return seconds.digit_count > 0;
 }
 
+std::optional<Moment> parse_date(Temporal kind, std::string_view text) {
+    int64_t day = 0;
+    if (!take_date(text, day) || !text.empty())
+        return std::nullopt;
+    const Period *period = period_of(kind);
+    if (period == nullptr)
+        return Moment{static_cast<double>(day)};
+    const int64_t number = period_holding(*period, day);
+    return Moment{static_cast<double>(number), first_day_of(*period, number) != day};
+}
+
+std::optional<Moment> parse_clock(Temporal kind, std::string_view text) {
+    int64_t day = 0;
+    Decimal seconds;
+    bool in_leap = false;
+    const bool time_only = kind == Temporal::time || (kind == Temporal::time_of_day && text.find('T') == text.npos);
+    if (!time_only && (!take_date(text, day) || !take(text, 'T')))
+        return std::nullopt;
+    if (!take_time(text, seconds, in_leap) || !text.empty() || (in_leap && kind != Temporal::leap_clock))
+        return std::nullopt;
+    seconds.whole += day * day_seconds;
+    if (kind == Temporal::leap_clock && !add_leap_seconds(seconds.whole, in_leap))
+        return std::nullopt;
+    if (counts_milliseconds(kind))
+        to_milliseconds(seconds);
+    return Moment{join(seconds)};
+}
+
+struct StataRule {
+    std::string_view beginning; // behind "%" and "-"
+    Temporal kind;
+};
+
+// The first that fits counts.
+constexpr StataRule stata_rules[] = {
+    {"tcHH:MM:SS", Temporal::time_of_day},
+    {"tc", Temporal::clock},
+    {"tC", Temporal::leap_clock},
+    {"td", Temporal::date},
+    {"tw", Temporal::week},
+    {"tm", Temporal::month},
+    {"tq", Temporal::quarter},
+    {"th", Temporal::half_year},
+    {"ty", Temporal::year},
+    {"d", Temporal::date},
+};
+
+// Seconds that are whole milliseconds, as nearly all are, become just these.
+double seconds_to_milliseconds(double seconds) {
+    const double nearest = std::nearbyint(seconds * second_milliseconds);
+    return nearest / second_milliseconds == seconds ? nearest : seconds * second_milliseconds;
+}
+
 } // namespace
+
+Temporal stata_temporal(std::string_view stata_format) {
+    if (!stata_format.starts_with('%'))
+        return Temporal::none;
+    stata_format.remove_prefix(stata_format.starts_with("%-") ? 2 : 1);
+    for (const StataRule &rule : stata_rules) {
+        if (stata_format.starts_with(rule.beginning))
+            return rule.kind;
+    }
+    return Temporal::none;
+}
+
+Temporal temporal_class(const Variable &variable) {
+    if (variable.kind != ValueKind::numeric)
+        return Temporal::none;
+    return variable.stata_format.empty() ? temporal_class(variable.format) : stata_temporal(variable.stata_format);
+}
 
 Temporal temporal_class(const Format &format) {
     std::array<char, 32> upper{};
@@ -273,16 +491,20 @@ size_t write_iso(Temporal kind, double value, char *buffer) {
     if (value == 0 && std::signbit(value))
         return 0;
     switch (kind) {
+    case Temporal::none:
+        return 0;
     case Temporal::date:
         return write_date(value, buffer);
     case Temporal::date_time:
-        return write_date_time(value, buffer);
+    case Temporal::clock:
+    case Temporal::leap_clock:
+        return write_date_time(kind, value, buffer);
     case Temporal::time:
-        return write_time(value, buffer);
-    case Temporal::none:
-        break;
+    case Temporal::time_of_day:
+        return write_time(kind, value, buffer);
+    default:
+        return write_period(*period_of(kind), value, buffer);
     }
-    return 0;
 }
 
 std::optional<std::string> iso_text(Temporal kind, double value) {
@@ -293,18 +515,40 @@ std::optional<std::string> iso_text(Temporal kind, double value) {
     return std::string(text.data(), bytes);
 }
 
-std::optional<double> parse_iso(Temporal kind, std::string_view text) {
-    int64_t day = 0;
-    Seconds seconds;
-    const bool with_date = kind == Temporal::date || kind == Temporal::date_time;
-    const bool with_time = kind == Temporal::time || kind == Temporal::date_time;
-    if (kind == Temporal::none || (with_date && !take_date(text, day)) ||
-        (kind == Temporal::date_time && !take(text, 'T')) || (with_time && !take_time(text, seconds)) || !text.empty())
+std::optional<Moment> parse_moment(Temporal kind, std::string_view text) {
+    if (kind == Temporal::none)
         return std::nullopt;
-    if (kind == Temporal::date)
-        return static_cast<double>(day);
-    seconds.whole += day * day_seconds;
-    return join(seconds);
+    return kind == Temporal::date || period_of(kind) != nullptr ? parse_date(kind, text) : parse_clock(kind, text);
+}
+
+std::optional<double> parse_iso(Temporal kind, std::string_view text) {
+    const auto moment = parse_moment(kind, text);
+    return moment ? std::optional(moment->value) : std::nullopt;
+}
+
+bool in_leap_second(Temporal kind, double value) {
+    if (kind != Temporal::leap_clock)
+        return false;
+    const double second = std::floor(value / second_milliseconds);
+    for (size_t i = 0; i < leap_days.size(); ++i) {
+        if (second == static_cast<double>(behind_leap(i) - 1))
+            return true;
+    }
+    return false;
+}
+
+std::optional<Moment> converted(Temporal from, double value, Temporal to) {
+    const auto pair = std::pair(from, to);
+    if (from == to)
+        return Moment{value};
+    if (pair == std::pair(Temporal::date_time, Temporal::clock) ||
+        pair == std::pair(Temporal::time, Temporal::time_of_day))
+        return Moment{seconds_to_milliseconds(value)};
+    if (pair == std::pair(Temporal::clock, Temporal::date_time) ||
+        pair == std::pair(Temporal::time_of_day, Temporal::time))
+        return Moment{value / second_milliseconds};
+    std::array<char, iso_text_max_bytes> text;
+    return parse_moment(to, std::string_view(text.data(), write_iso(from, value, text.data())));
 }
 
 } // namespace vor
