@@ -5,8 +5,10 @@
 #include "whole_file.h"
 
 #include <vor/format_limits.h>
+#include <vor/stata_layout.h>
 
 #include <algorithm>
+#include <cstring>
 #include <gtest/gtest.h>
 
 namespace vor::test {
@@ -103,6 +105,90 @@ CollectedImport import_bytes(const std::string &bytes, const ImportSession::Opti
     CollectedImport import = collect_import(files.absolute("f.dta"), options, host);
     EXPECT_EQ(files.open_files(), 0);
     return import;
+}
+
+// Replaces a part of a tagged file's header and moves the positions of its map with what follows.
+std::string with_header(const StataFile &file, const std::string &part, const std::string &other) {
+    Offsets offsets;
+    std::string bytes = build(file, &offsets);
+    const std::size_t place = bytes.find(part);
+    EXPECT_LT(place, offsets.at("<map>")) << part;
+    bytes.replace(place, part.size(), other);
+    const std::size_t map = offsets.at("map") + other.size() - part.size();
+    for (std::size_t entry = 1; entry < 14; ++entry) {
+        std::uint64_t position = 0;
+        std::memcpy(&position, bytes.data() + map + 8 * entry, sizeof position);
+        if (file.order == ByteOrder::big)
+            position = __builtin_bswap64(position);
+        position += other.size() - part.size();
+        if (file.order == ByteOrder::big)
+            position = __builtin_bswap64(position);
+        std::memcpy(bytes.data() + map + 8 * entry, &position, sizeof position);
+    }
+    return bytes;
+}
+
+// The host looks at the head before the driver reads the file: both must find the same in every form that the driver
+// takes.
+TEST(ImportJob, HeadsInEveryForm) {
+    const StataFile file{.data_label = "of <N> or <n>: \xC3\xA9",
+                         .timestamp = "23 Nov 2026 10:00",
+                         .variables = {{.name = "x", .type = Type::byte}},
+                         .rows = {{1}, {2}, {3}}};
+    const struct {
+        const char *form;
+        std::string part, other;
+    } cases[] = {
+        {"as it is", "<header>", "<header>"},
+        {"small letters", "<N>", "<n>"},
+        {"capital letters", "<release>118</release>", "<RELEASE>118</RELEASE>"},
+        {"blanks in a tag", "<K>", "<K \t>"},
+        {"much in front of a tag", "<N>", std::string(5000, ' ') + "<N>"},
+        {"as much as there may be", "<N>", std::string(65000, ' ') + "<N>"},
+        {"another element", "<K>", "<Other>text</Other><K>"},
+        {"byte order behind the counts", "</header>", "<byteorder>LSF</byteorder></header>"},
+    };
+    for (const ByteOrder order : {ByteOrder::little, ByteOrder::big}) {
+        for (const auto &[form, part, other] : cases) {
+            SCOPED_TRACE(form);
+            StataFile ordered = file;
+            ordered.order = order;
+            const bool late_order = other.starts_with("<byteorder>");
+            const CollectedImport import =
+                import_bytes(late_order && order == ByteOrder::big
+                                 ? with_header(ordered, part, "<byteorder>MSF</byteorder></header>")
+                                 : with_header(ordered, part, other));
+            ASSERT_FALSE(import.error) << import.error->what();
+            EXPECT_EQ(import.rows, (std::vector<Texts>{{"1"}, {"2"}, {"3"}}));
+            EXPECT_EQ(import.summary.observations, 3);
+            EXPECT_EQ(import.summary.release, 118);
+            EXPECT_EQ(import.summary.big_endian, order == ByteOrder::big);
+            EXPECT_EQ(import.summary.data_label, file.data_label);
+            EXPECT_TRUE(import.log.contains("release 118; its text is read as UTF-8.")) << import.log.text();
+        }
+    }
+}
+
+// How far a head can be told from the bytes at hand.
+TEST(ImportJob, HeadsThatAreCut) {
+    for (const int release : {104, 114, 117, 119}) {
+        SCOPED_TRACE(release);
+        const std::string bytes = build({.release = release,
+                                         .data_label = "Label",
+                                         .variables = {{.name = "x", .type = Type::byte}},
+                                         .rows = {{1}, {2}}});
+        int64_t count = 1;
+        file_head head = read_head(bytes.data(), count);
+        for (; head.needed_bytes != 0; head = read_head(bytes.data(), count)) {
+            ASSERT_GT(head.needed_bytes, count);
+            ASSERT_LT(head.needed_bytes, 400) << "more than any head has";
+            count = head.needed_bytes;
+        }
+        EXPECT_EQ(head.release, release);
+        EXPECT_EQ(head.observations, 2);
+        EXPECT_EQ(std::string(head.label, 5), "Label");
+    }
+    EXPECT_EQ(read_head("", 0).release, 0);
 }
 
 void expect_refusal(const CollectedImport &import, Failure failure, const std::string &part) {

@@ -1,5 +1,6 @@
 #include "jobs/export_labels.h"
 
+#include <vor/stata_layout.h>
 #include <vorhost/missing.h>
 #include <vorhost/temporal.h>
 
@@ -9,8 +10,8 @@
 namespace vor {
 namespace {
 
-constexpr double smallest_label_value = -2147483647.0;
-constexpr double largest_label_value = 2147483620.0;
+constexpr double smallest_label_value = SMALLEST_LONG;
+constexpr double largest_label_value = LARGEST_LONG;
 
 // Why a range of a numeric format is not written; null when it is.
 const char *obstacle(const FormatRange &range) {

@@ -2,6 +2,7 @@
 
 #include "services/utf8.h"
 
+#include <vor/stata_layout.h>
 #include <vorhost/ascii.h>
 #include <vorhost/missing.h>
 
@@ -25,10 +26,8 @@ constexpr std::array<const char *, value_changes> change_sentences = {
     "with a fraction of a day, cut to the whole day",
 };
 
-constexpr double largest_number = 0x1p1023; // from here on a stored double is a missing value
-constexpr double sentinel = -1e301;         // stands for missing inside the module
-constexpr double first_day = -2147483647.0; // of a stored date
-constexpr double last_day = 2147483620.0;
+constexpr double first_day = SMALLEST_LONG; // of a stored date
+constexpr double last_day = LARGEST_LONG;
 constexpr double largest_exact_integer = 0x1p53;
 
 std::vector<char> empty_observation(const std::vector<ExportColumn> &columns) {
@@ -77,7 +76,7 @@ double ExportObservation::storable(size_t column, double value) {
     }
     const bool date = columns_[column].temporal == Temporal::date;
     const bool too_large =
-        date ? value < first_day || value >= last_day + 1 : value >= largest_number || value == sentinel;
+        date ? value < first_day || value >= last_day + 1 : value >= LEAST_MISSING_DOUBLE || value == MISSING_SENTINEL;
     if (too_large) {
         count(column, ValueChange::too_large);
         return missing_value('.');

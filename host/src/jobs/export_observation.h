@@ -14,8 +14,6 @@
 
 namespace vor {
 
-inline constexpr int32_t longest_stata_string = 2045; // bytes of a fixed string
-
 // How a column stands in the observation.
 struct ExportColumn {
     ValueKind kind = ValueKind::numeric;

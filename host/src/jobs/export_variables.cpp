@@ -3,6 +3,8 @@
 #include "jobs/stata_names.h"
 #include "services/utf8.h"
 
+#include <vor/stata_layout.h>
+
 #include <algorithm>
 #include <cstring>
 #include <fmt/format.h>
@@ -87,7 +89,7 @@ void ExportVariables::append(const Host &host, const Variable &variable, Exporte
     NAMESTR &target = node.namestr;
     const bool numeric = variable.kind == ValueKind::numeric;
     target.ntype = numeric ? NAMESTR_NUMERIC : NAMESTR_CHARACTER;
-    target.nlng = numeric ? 8 : std::clamp(variable.length, 1, longest_stata_string);
+    target.nlng = numeric ? 8 : std::clamp<int32_t>(variable.length, 1, LONGEST_STRING_BYTES);
     target.npos = position_;
     target.name_p = texts.name.data();
     target.namelen = short_length(texts.name);

@@ -20,24 +20,25 @@ namespace {
 
 // Which encodings the host is told of. The text of older files is not transcoded by the module: the session takes the
 // file's encoding, and no text is cut because it grows. Of newer files, value labels are not transcoded.
-void choose_encodings(HostOptions &host, const ImportSession::Options &options, int release) {
-    if (release >= first_tagged_release)
+void choose_encodings(HostOptions &host, const ImportSession::Options &options, const StataHead &head) {
+    if (head.text_is_utf8)
         host.label_encoding = options.encoding.empty() ? "utf-8" : options.encoding;
     if (options.encoding.empty())
         return;
     const bool session_chosen = lower_case(host.session_encoding) != "utf-8";
-    if (release < first_tagged_release || !session_chosen)
+    if (!head.text_is_utf8 || !session_chosen)
         host.session_encoding = options.encoding;
-    if (release >= first_tagged_release)
+    if (head.text_is_utf8)
         host.file_encoding = options.encoding;
 }
 
-std::string encoding_note(const ImportSession::Options &options, int release, const std::string &session_encoding) {
+std::string encoding_note(const ImportSession::Options &options, const StataHead &head,
+                          const std::string &session_encoding) {
     if (!options.encoding.empty())
         return fmt::format("its text is read as {}.", options.encoding);
-    if (release >= first_tagged_release)
-        return fmt::format("release {}; its text is read as UTF-8.", release);
-    return fmt::format("release {}; its text is read as {} where it is valid, else as Windows Latin 1.", release,
+    if (head.text_is_utf8)
+        return fmt::format("release {}; its text is read as UTF-8.", head.release);
+    return fmt::format("release {}; its text is read as {} where it is valid, else as Windows Latin 1.", head.release,
                        lower_case(session_encoding) == "utf-8" ? "UTF-8" : session_encoding);
 }
 
@@ -74,7 +75,7 @@ struct ImportSession::State {
         describe(options.selection);
         summary.data_label = data_label(input.head.data_label);
         description.label = summary.data_label;
-        object.note(encoding_note(options, input.head.release, host.session_encoding));
+        object.note(encoding_note(options, input.head, host.session_encoding));
     }
 
     // A stream is read to its end here. What it failed of is known better than the module can say it.
@@ -210,7 +211,7 @@ ImportSession::ImportSession(HostOptions host, const Options &options, const std
     if (!host.files)
         disk = disk_files();
     StataInput input = open_stata_input(file, host.files ? *host.files : *disk);
-    choose_encodings(host, options, input.head.release);
+    choose_encodings(host, options, input.head);
     state_ = std::make_unique<State>(host, options, std::move(input));
 }
 

@@ -4,6 +4,7 @@
 #include "jobs/file_names.h"
 #include "jobs/standard_streams.h"
 
+#include <vor/stata_layout.h>
 #include <vorhost/error.h>
 
 #include <fmt/format.h>
@@ -15,6 +16,14 @@ constexpr const char *input_reference = "VORIN";
 
 [[noreturn]] void fail(const std::string &path, std::error_code error) {
     throw ConversionError(Failure::machine, fmt::format("{} cannot be read: {}.", path, error.message()));
+}
+
+StataHead head_of(const std::string &bytes) {
+    const file_head head = read_head(bytes.data(), static_cast<int64_t>(bytes.size()));
+    const release_layout *layout = find_release(head.release);
+    const std::string_view label(head.label == nullptr ? "" : head.label, static_cast<size_t>(head.label_bytes));
+    return {head.release, head.big_endian, head.observations, std::string(label.substr(0, label.find('\0'))),
+            layout != nullptr && layout->text_is_utf8};
 }
 
 PackedFile open_file(const std::string &path, FileSystem &files) {
@@ -57,16 +66,17 @@ InputStream::Source content(Compression compression, const PackedFile &file) {
 }
 
 StataInput input_of(std::unique_ptr<InputStream> stream, const std::string &shown_name) {
-    const StataHead head = read_stata_head(stream->head());
+    const StataHead head = head_of(stream->head());
     const auto failure = stream->failure();
     return {input_reference, shown_name, head, std::move(stream), failure};
 }
 
 StataInput open_standard_input() {
-    auto stream = std::make_unique<InputStream>(read_standard_input, stata_head_bytes);
+    auto stream = std::make_unique<InputStream>(read_standard_input, LONGEST_HEAD_BYTES);
     const Compression compression = compression_of_bytes(stream->head());
     if (compression != Compression::none)
-        stream = std::make_unique<InputStream>(content(compression, packed_input(std::move(stream))), stata_head_bytes);
+        stream =
+            std::make_unique<InputStream>(content(compression, packed_input(std::move(stream))), LONGEST_HEAD_BYTES);
     return input_of(std::move(stream), "standard input");
 }
 
@@ -77,12 +87,12 @@ StataInput open_stata_input(const std::string &file, FileSystem &files) {
         return open_standard_input();
     const std::string path = stata_path(file);
     const PackedFile packed = open_file(path, files);
-    const InputStream plain(content(Compression::none, packed), stata_head_bytes);
+    const InputStream plain(content(Compression::none, packed), LONGEST_HEAD_BYTES);
     const Compression compression = compression_of_bytes(plain.head());
     const bool by_name = compression == Compression::none && compression_of_name(path) == Compression::none;
     if (by_name)
-        return {path, path, read_stata_head(plain.head()), nullptr};
-    StataInput input = input_of(std::make_unique<InputStream>(content(compression, packed), stata_head_bytes), path);
+        return {path, path, head_of(plain.head()), nullptr};
+    StataInput input = input_of(std::make_unique<InputStream>(content(compression, packed), LONGEST_HEAD_BYTES), path);
     input.remark = misnamed(path, compression);
     return input;
 }

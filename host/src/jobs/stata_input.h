@@ -2,15 +2,24 @@
 // standard input and the content of a compressed file.
 #pragma once
 
-#include "jobs/stata_head.h"
-
 #include <vorhost/files.h>
 
+#include <cstdint>
 #include <exception>
 #include <memory>
 #include <string>
 
 namespace vor {
+
+// What the head of a file says, before the module opens it. The module alone decides whether a file is acceptable; a
+// damaged head gives what stands before the damage.
+struct StataHead {
+    int release = 0; // 0: not known
+    bool big_endian = false;
+    int64_t observations = 0;
+    std::string data_label;    // bytes as they stand in the file
+    bool text_is_utf8 = false; // or has an encoding of its own, which the module converts
+};
 
 struct StataInput {
     std::string name;       // what set_fname is given

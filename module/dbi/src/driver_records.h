@@ -7,6 +7,7 @@
 
 #include "vor/files.h"
 #include "vor/imglue.h"
+#include "vor/stata_layout.h"
 
 #include <cstdint>
 
@@ -39,7 +40,6 @@ inline constexpr int32_t ERROR_AUX_OPEN = -3002;
 inline constexpr int32_t ERROR_AUX_ASSIGN = -3003;
 
 // In transit between driver and conversion layer: a missing number, and the ends of a format range.
-inline constexpr double MISSING_SENTINEL = -1e301;
 inline constexpr double RANGE_LOW = -1e300;
 inline constexpr double RANGE_HIGH = 1e300;
 

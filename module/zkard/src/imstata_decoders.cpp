@@ -13,7 +13,6 @@ namespace {
 
 constexpr double MILLISECONDS_PER_MINUTE = 60000.0;
 constexpr float FLOAT_MISSING = 0x1p127F;
-constexpr double DOUBLE_MISSING = 0x1p1023;
 constexpr int32_t EXTENDED_MISSINGS = 26; // ".a" to ".z", above "."
 constexpr int32_t BEFORE_LETTER_A = 'a' - 1;
 
@@ -80,7 +79,7 @@ struct extended_missing {
         return value >= HIGHEST<stored> - EXTENDED_MISSINGS;
     }
     static bool is_missing(const indbsrec * /*in*/, float value) { return !(value < FLOAT_MISSING); }
-    static bool is_missing(const indbsrec * /*in*/, double value) { return !(value < DOUBLE_MISSING); }
+    static bool is_missing(const indbsrec * /*in*/, double value) { return !(value < LEAST_MISSING_DOUBLE); }
     static void store(void *output, double number) { static_cast<mivex_num_struct *>(output)->num = number; }
     template <class stored>
     static void store_missing(void *output, stored value) {

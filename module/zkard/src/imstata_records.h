@@ -5,7 +5,7 @@
 #include "driver_records.h"
 #include "imglue_tree.h"
 #include "imstata_arena.h"
-#include "imstata_releases.h"
+#include "vor/stata_layout.h"
 
 #include <cstdint>
 

@@ -10,8 +10,6 @@
 
 namespace {
 
-constexpr int32_t LONGEST_TAG = 32;            // between the brackets; "characteristics" is the longest of the format
-constexpr int64_t LONGEST_HEADER_TEXT = 65536; // what may stand between tags in all
 constexpr int64_t TIMESTAMP_LENGTH_BYTES = 1;
 constexpr int32_t LONGEST_TIMESTAMP = 255;
 

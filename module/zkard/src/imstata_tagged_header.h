@@ -5,9 +5,6 @@
 
 #include <cstdint>
 
-inline constexpr char TAGGED_OPENING[] = "<stata_dta><header>";
-inline constexpr int64_t TAGGED_OPENING_BYTES = sizeof TAGGED_OPENING - 1;
-
 // What parse_xml_item reads in place of a number of bytes.
 inline constexpr int64_t ITEM_EMPTY = 0;    // both tags
 inline constexpr int64_t ITEM_SKIPPED = -1; // both tags, and a block with its length in 4 bytes between them

@@ -7,8 +7,8 @@
 #include "imglue_session.h"
 #include "imglue_text.h"
 #include "imstata_arena.h"
-#include "imstata_releases.h"
 #include "imstata_write_header.h"
+#include "vor/stata_layout.h"
 #include "wzst.h"
 
 #include <cstring>

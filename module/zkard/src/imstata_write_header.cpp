@@ -4,7 +4,7 @@
 #include "imglue_files.h"
 #include "imglue_hooks.h"
 #include "imglue_session.h"
-#include "imstata_releases.h"
+#include "vor/stata_layout.h"
 #include "wzst.h"
 
 #include <cstring>
