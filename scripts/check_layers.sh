@@ -62,7 +62,7 @@ allowed_in_cli() {
 }
 
 # A folder that is not where this looks for it would pass unseen.
-for folder in abi module host/include host/src host/src/services host/src/library cli tests; do
+for folder in abi module host/include host/src host/src/files host/src/text host/src/services host/src/library cli tests; do
     [ -d "$folder" ] || fail "there is no folder $folder to check"
 done
 
@@ -79,7 +79,7 @@ found_nowhere() {
     [ "$result" -eq 1 ] || fail "$1"
 }
 
-for folder in module abi host/src/services host/src/library; do
+for folder in module abi host/src/services host/src/library host/src/files; do
     found_nowhere "$folder: names CSV, which is the business of jobs and tables" -rniI csv "$folder"
 done
 

@@ -1,6 +1,6 @@
 #include "jobs/export_observation.h"
 
-#include "services/utf8.h"
+#include "text/utf8.h"
 
 #include <vor/stata_layout.h>
 #include <vorhost/ascii.h>

@@ -1,7 +1,7 @@
 #include "jobs/export_variables.h"
 
 #include "jobs/stata_names.h"
-#include "services/utf8.h"
+#include "text/utf8.h"
 
 #include <vor/stata_layout.h>
 

@@ -1,6 +1,6 @@
 #include "jobs/observation_row.h"
 
-#include "services/utf8.h"
+#include "text/utf8.h"
 
 #include <utility>
 

@@ -2,7 +2,7 @@
 
 #include "library/dataset_writing.h"
 #include "library/library_tables.h"
-#include "tables/number_text.h"
+#include "text/number_text.h"
 
 #include <vorhost/error.h>
 #include <vorhost/missing.h>

@@ -1,8 +1,8 @@
 #include "library/dataset_source.h"
 
 #include "library/dataset_reading.h"
-#include "services/utf8.h"
-#include "tables/number_text.h"
+#include "text/number_text.h"
+#include "text/utf8.h"
 
 #include <vorhost/error.h>
 #include <vorhost/missing.h>

@@ -1,7 +1,7 @@
 #include "library/format_catalogs.h"
 
 #include "library/library_tables.h"
-#include "tables/number_text.h"
+#include "text/number_text.h"
 
 #include <vorhost/missing.h>
 #include <vorhost/tables.h>

@@ -1,7 +1,7 @@
 // Plain tables that nothing of ours wrote: what their columns hold is found by looking at every value.
 #include "library/dataset_reading.h"
 #include "tables/column_kind.h"
-#include "tables/number_text.h"
+#include "text/number_text.h"
 
 #include <vorhost/ascii.h>
 #include <vorhost/error.h>

@@ -1,7 +1,7 @@
 #include "services/format_records.h"
 
-#include "services/encodings.h"
 #include "services/numbers.h"
+#include "text/encodings.h"
 
 #include <vorhost/missing.h>
 

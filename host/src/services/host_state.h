@@ -1,9 +1,7 @@
 // What one host holds, and the way from a service, which knows only its number, to the host that it serves.
 #pragma once
 
-#include "services/characters.h"
 #include "services/control_block.h"
-#include "services/encodings.h"
 #include "services/formats.h"
 #include "services/images.h"
 #include "services/log_and_messages.h"
@@ -14,6 +12,8 @@
 #include "services/parsing.h"
 #include "services/parsing_services.h"
 #include "services/task.h"
+#include "text/characters.h"
+#include "text/encodings.h"
 
 #include <vorhost/host.h>
 

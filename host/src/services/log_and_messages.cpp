@@ -4,7 +4,7 @@
 #include "services/message_catalog.h"
 #include "services/message_format.h"
 #include "services/result_codes.h"
-#include "services/utf8.h"
+#include "text/utf8.h"
 
 #include <algorithm>
 #include <cstdarg>

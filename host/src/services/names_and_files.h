@@ -5,7 +5,7 @@
 // de-assigned while its file is open can still be deleted by that name until it is assigned or de-assigned again.
 #pragma once
 
-#include "services/file_stream.h"
+#include "files/file_stream.h"
 
 #include <vorhost/files.h>
 

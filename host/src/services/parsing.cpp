@@ -4,7 +4,7 @@
 #include "services/parsing.h"
 
 #include "services/parsing_grammar.h"
-#include "services/utf8.h"
+#include "text/utf8.h"
 
 #include <algorithm>
 #include <cstring>

@@ -1,7 +1,7 @@
 // Observations as delimited text. What each column holds is settled once, at the start; a row then goes straight into
 // the output's buffer.
-#include "tables/number_text.h"
 #include "tables/output_file.h"
+#include "text/number_text.h"
 
 #include <vorhost/missing.h>
 #include <vorhost/tables.h>

@@ -1,8 +1,8 @@
 // Delimited text as the source of a data set.
-#include "services/utf8.h"
 #include "tables/delimited_reader.h"
 #include "tables/delimited_types.h"
-#include "tables/number_text.h"
+#include "text/number_text.h"
+#include "text/utf8.h"
 
 #include <vorhost/ascii.h>
 #include <vorhost/files.h>

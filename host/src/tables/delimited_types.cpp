@@ -1,7 +1,7 @@
 #include "tables/delimited_types.h"
 
-#include "services/utf8.h"
-#include "tables/number_text.h"
+#include "text/number_text.h"
+#include "text/utf8.h"
 
 #include <vorhost/ascii.h>
 #include <vorhost/error.h>

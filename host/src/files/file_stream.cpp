@@ -1,4 +1,4 @@
-#include "services/file_stream.h"
+#include "files/file_stream.h"
 
 #include "services/host_state.h"
 #include "services/result_codes.h"

@@ -1,8 +1,8 @@
-#include "services/encodings.h"
+#include "text/encodings.h"
 
 #include "services/host_state.h"
-#include "services/transcoding.h"
-#include "services/utf8.h"
+#include "text/transcoding.h"
+#include "text/utf8.h"
 
 #include <vorhost/ascii.h>
 #include <vorhost/error.h>

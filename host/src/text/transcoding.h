@@ -4,7 +4,7 @@
 // of names.
 #pragma once
 
-#include "services/encodings.h"
+#include "text/encodings.h"
 
 #include <cstdint>
 #include <string>

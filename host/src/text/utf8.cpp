@@ -1,4 +1,4 @@
-#include "services/utf8.h"
+#include "text/utf8.h"
 
 #include <algorithm>
 #include <cstdint>

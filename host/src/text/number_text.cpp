@@ -1,4 +1,4 @@
-#include "tables/number_text.h"
+#include "text/number_text.h"
 
 #include <vorhost/ascii.h>
 #include <vorhost/missing.h>

@@ -1,6 +1,6 @@
-#include "services/transcoding.h"
+#include "text/transcoding.h"
 
-#include "services/utf8.h"
+#include "text/utf8.h"
 
 #include <algorithm>
 #include <array>

@@ -1,7 +1,7 @@
-#include "services/characters.h"
+#include "text/characters.h"
 
 #include "services/host_state.h"
-#include "services/utf8.h"
+#include "text/utf8.h"
 
 #include <algorithm>
 #include <cstring>
