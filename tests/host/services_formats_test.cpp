@@ -34,15 +34,15 @@ class CatalogsWithABadLibrary : public CatalogMap {
     }
 };
 
-class Formats : public testing::Test {
+class ServiceFormats : public testing::Test {
   protected:
-    Formats() {
+    ServiceFormats() {
         records.libname = {.length = 8, .text = "WORK    "};
         records.objlibnm = {.length = 7, .text = "FORMATS"};
         records.hp = &header;
         header.type = FORMAT_NUMERIC;
     }
-    ~Formats() override { end_read(); }
+    ~ServiceFormats() override { end_read(); }
 
     // Adds a range record behind a node; the bytes live as long as the test.
     template <class Record>
@@ -144,7 +144,7 @@ class Formats : public testing::Test {
     std::deque<std::vector<int64_t>> storage;
 };
 
-TEST_F(Formats, BuiltInNamesAreKnownAndOthersAreNot) {
+TEST_F(ServiceFormats, BuiltInNamesAreKnownAndOthersAreNot) {
     const std::pair<std::string_view, int32_t> cases[] = {{"date", 1}, {"$CHAR", 1},   {"F", 1},   {"e ", 1},
                                                           {"", 0},     {"DATETIM", 0}, {"YYM", 0}, {"$city", 0}};
     for (const auto &[name, known] : cases) {
@@ -154,7 +154,7 @@ TEST_F(Formats, BuiltInNamesAreKnownAndOthersAreNot) {
     }
 }
 
-TEST_F(Formats, EveryKindOfRecordIsWrittenAndRead) {
+TEST_F(ServiceFormats, EveryKindOfRecordIsWrittenAndRead) {
     for (const char *label : {"two", "one", "refused"})
         add_label(label);
     add_value(1, 1);
@@ -200,7 +200,7 @@ TEST_F(Formats, EveryKindOfRecordIsWrittenAndRead) {
     EXPECT_EQ(FORMAT_CHARACTER, records.hp->type);
 }
 
-TEST_F(Formats, RecordsThatContradictThemselvesAreRefused) {
+TEST_F(ServiceFormats, RecordsThatContradictThemselvesAreRefused) {
     const struct {
         const char *what;
         int64_t label;
@@ -225,7 +225,7 @@ TEST_F(Formats, RecordsThatContradictThemselvesAreRefused) {
     }
 }
 
-TEST_F(Formats, WhatTheCatalogSaysReachesTheLog) {
+TEST_F(ServiceFormats, WhatTheCatalogSaysReachesTheLog) {
     add_label("one");
     add_value(1, 0);
     EXPECT_EQ(0, write("SEX"));
@@ -241,7 +241,7 @@ TEST_F(Formats, WhatTheCatalogSaysReachesTheLog) {
               host.log.text());
 }
 
-TEST_F(Formats, TextsAreTheSessionsOutsideTheCatalog) {
+TEST_F(ServiceFormats, TextsAreTheSessionsOutsideTheCatalog) {
     MemoryHost latin(HostOptions{.catalogs = &catalogs, .session_encoding = "latin1"});
     const ServiceCalls latin_calls(latin->control_block());
     add_label("caf\xE9");

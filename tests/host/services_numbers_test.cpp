@@ -18,7 +18,7 @@ namespace {
 
 using namespace std::string_literals;
 
-class Numbers : public testing::Test {
+class ServiceNumbers : public testing::Test {
   protected:
     std::array<uint8_t, 8> collating(double value) {
         std::array<uint8_t, 8> bytes;
@@ -34,7 +34,7 @@ uint64_t bits(double value) {
     return std::bit_cast<uint64_t>(value);
 }
 
-TEST_F(Numbers, CollatingFormsSortAsTheNumbersDo) {
+TEST_F(ServiceNumbers, CollatingFormsSortAsTheNumbersDo) {
     using Limits = std::numeric_limits<double>;
     std::vector<double> ascending = {missing_value('_'), missing_value('.')};
     for (char letter = 'A'; letter <= 'Z'; ++letter)
@@ -57,7 +57,7 @@ TEST_F(Numbers, CollatingFormsSortAsTheNumbersDo) {
     EXPECT_EQ((std::array<uint8_t, 8>{0x40, 0x0F, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF}), collating(-1.0));
 }
 
-TEST_F(Numbers, ShortenedNumbersKeepTheirMostSignificantBytes) {
+TEST_F(ServiceNumbers, ShortenedNumbersKeepTheirMostSignificantBytes) {
     const struct {
         std::vector<uint8_t> stored;
         uint64_t expected;
@@ -75,7 +75,7 @@ TEST_F(Numbers, ShortenedNumbersKeepTheirMostSignificantBytes) {
     }
 }
 
-TEST_F(Numbers, OptionsAreAnsweredByName) {
+TEST_F(ServiceNumbers, OptionsAreAnsweredByName) {
     const auto answer = [this](const std::string &name, int32_t limit) {
         std::string value(40, '#');
         int32_t length = -1;
@@ -91,7 +91,7 @@ TEST_F(Numbers, OptionsAreAnsweredByName) {
         EXPECT_EQ("not set", answer(name, 32)) << name;
 }
 
-TEST_F(Numbers, PoolsRefuseAndCountBlocks) {
+TEST_F(ServiceNumbers, PoolsRefuseAndCountBlocks) {
     POOL *task = calls.gcb->pool;
     EXPECT_EQ(nullptr, task->allocate(task, -1, POOL_ZEROED));
     EXPECT_EQ(nullptr, task->allocate(task, int64_t{1} << 62, POOL_ZEROED));

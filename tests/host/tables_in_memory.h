@@ -13,6 +13,7 @@
 #include <vector>
 
 namespace vor::test {
+inline namespace in_memory { // apart from the cells of Stata files
 
 // Numbers equal themselves by their bits.
 struct Cell {
@@ -116,4 +117,5 @@ std::string sentence_of(Action action) {
     return "nothing was thrown";
 }
 
+} // namespace in_memory
 } // namespace vor::test

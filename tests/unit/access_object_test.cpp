@@ -88,7 +88,7 @@ struct Object {
     std::int32_t driver_result = 0;
 };
 
-TEST(Statements, OneEmptyOne) {
+TEST(AccessObject, HasOneEmptyStatement) {
     Object object(true);
     IMGLUE *self = object.self;
     void *statements = self;
