@@ -2,7 +2,10 @@
 
 #include <vorhost/error.h>
 
+#include <algorithm>
+#include <charconv>
 #include <fmt/format.h>
+#include <string_view>
 
 namespace vor::cli {
 
@@ -68,6 +71,99 @@ void refuse_reading_options(const ReadingOptions &options) {
     if (options.valid_variable_names != as_always.valid_variable_names)
         throw ConversionError(Failure::usage,
                               "--validvarname goes with a Stata file; a library shows the names that it has.");
+}
+
+namespace {
+
+[[noreturn]] void refuse(const std::string &sentence) {
+    throw ConversionError(Failure::usage, sentence);
+}
+
+std::string_view without_blanks(std::string_view text) {
+    const size_t first = text.find_first_not_of(' ');
+    return first == std::string_view::npos ? std::string_view{}
+                                           : text.substr(first, text.find_last_not_of(' ') - first + 1);
+}
+
+std::vector<std::string> names_of(const char *option, const std::vector<std::string> &lists) {
+    std::vector<std::string> names;
+    for (const std::string &list : lists)
+        for (size_t start = 0; start <= list.size();) {
+            const size_t comma = std::min(list.find(',', start), list.size());
+            const std::string_view name = without_blanks(std::string_view(list).substr(start, comma - start));
+            if (name.empty())
+                refuse(fmt::format("{} \"{}\" lacks a name; write NAME,NAME.", option, list));
+            names.emplace_back(name);
+            start = comma + 1;
+        }
+    return names;
+}
+
+struct RowRange {
+    int64_t first = 1;
+    int64_t last = -1; // -1: to the end
+};
+
+RowRange parse_rows(const std::string &text) {
+    RowRange range;
+    const auto fault = [&](const char *what) { refuse(fmt::format("--rows {}: {}", text, what)); };
+    const auto number = [&](size_t start, size_t end, int64_t &value) {
+        if (start == end)
+            return;
+        const auto [stop, error] = std::from_chars(text.data() + start, text.data() + end, value);
+        if (error != std::errc() || stop != text.data() + end)
+            fault("write FIRST:LAST, FIRST: or :LAST.");
+        if (value < 1)
+            fault("the first observation is number 1.");
+    };
+    const size_t colon = text.find(':');
+    if (colon == std::string::npos || text == ":")
+        fault("write FIRST:LAST, FIRST: or :LAST.");
+    number(0, colon, range.first);
+    number(colon + 1, text.size(), range.last);
+    if (range.last >= 0 && range.last < range.first)
+        fault("the last observation comes before the first.");
+    return range;
+}
+
+int64_t smaller_limit(int64_t one, int64_t other) {
+    return one < 0 ? other : other < 0 ? one : std::min(one, other);
+}
+
+} // namespace
+
+void add_selection_options(CLI::App &command, SelectionOptions &options, const std::string &limit_names,
+                           const std::string &limit_help) {
+    CLI::Option *keep = command.add_option("--keep", options.keep, "Only these variables, in the order of the file");
+    CLI::Option *drop = command.add_option("--drop", options.drop, "All variables but these");
+    for (CLI::Option *option : {keep, drop})
+        option->type_name("NAME,NAME")->allow_extra_args(false);
+    keep->excludes(drop);
+    command.add_option("--rows", options.rows, "Only these observations, counted from 1; also FIRST: and :LAST")
+        ->type_name("FIRST:LAST");
+    command.add_option(limit_names, options.limit, limit_help)->type_name("N")->check([](const std::string &text) {
+        const bool whole = !text.empty() && text.find_first_not_of("0123456789") == std::string::npos;
+        return whole ? std::string() : fmt::format("{} is no number of observations", text);
+    });
+}
+
+WantedPart wanted_part(const SelectionOptions &options, int64_t default_limit) {
+    WantedPart part;
+    part.selection.keep = names_of("--keep", options.keep);
+    part.selection.drop = names_of("--drop", options.drop);
+    const RowRange range = options.rows ? parse_rows(*options.rows) : RowRange{};
+    part.selection.first_row = range.first;
+    const int64_t rows = range.last < 0 ? -1 : range.last - range.first + 1;
+    part.limit = smaller_limit(rows, options.limit.value_or(rows < 0 ? default_limit : -1));
+    return part;
+}
+
+std::string note_of_empty_rows(const SelectionOptions &options, const std::string &source, int64_t observations,
+                               int64_t written) {
+    if (written > 0 || !options.rows || options.limit == 0)
+        return {};
+    return fmt::format("{}: there are {} observations; --rows {} takes none of them.", source, observations,
+                       *options.rows);
 }
 
 } // namespace vor::cli

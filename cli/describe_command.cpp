@@ -1,12 +1,9 @@
 // vordta describe: what a Stata file, or a data set of a library, holds. No observation is read.
 #include "commands.h"
 #include "destinations.h"
-#include "display_text.h"
+#include "display.h"
 #include "json_output.h"
 #include "run_libraries.h"
-#include "standard_output.h"
-#include "text_table.h"
-#include "user_labels.h"
 
 #include <vorhost/conversion.h>
 

@@ -1,11 +1,8 @@
 // vordta formats: the user formats of a library's catalogs.
 #include "commands.h"
 #include "destinations.h"
-#include "display_text.h"
+#include "display.h"
 #include "json_output.h"
-#include "standard_output.h"
-#include "text_table.h"
-#include "user_labels.h"
 
 #include <vorhost/ascii.h>
 #include <vorhost/library.h>

@@ -1,11 +1,8 @@
 // vordta head: the first observations of a Stata file, or of a data set of a library, as a table.
 #include "commands.h"
 #include "destinations.h"
+#include "display.h"
 #include "run_libraries.h"
-#include "selection_options.h"
-#include "standard_output.h"
-#include "text_table.h"
-#include "user_labels.h"
 
 #include <vorhost/conversion.h>
 #include <vorhost/missing.h>

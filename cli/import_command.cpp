@@ -1,9 +1,8 @@
 // vordta import: Stata files become a CSV file or data sets of a SQLite library.
 #include "commands.h"
 #include "destinations.h"
+#include "display.h"
 #include "run_libraries.h"
-#include "selection_options.h"
-#include "user_labels.h"
 
 #include <vorhost/ascii.h>
 #include <vorhost/conversion.h>

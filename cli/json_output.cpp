@@ -1,6 +1,6 @@
 #include "json_output.h"
 
-#include "user_labels.h"
+#include "display.h"
 
 #include <vorhost/missing.h>
 

@@ -1,14 +1,69 @@
 #include "log_output.h"
 
-#include "display_text.h"
+#include "display.h"
 
 #include <vorhost/error.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <cmath>
+#include <cstdio>
 #include <fmt/format.h>
 #include <system_error>
+#include <unistd.h>
 
 namespace vor::cli {
+
+namespace {
+
+constexpr auto patience = std::chrono::seconds(1);
+constexpr auto interval = std::chrono::milliseconds(200);
+constexpr const char *erase_line = "\r\x1b[K";
+
+std::string duration_text(double seconds) {
+    const auto whole = static_cast<int64_t>(std::min(seconds, 1e9));
+    if (whole < 60)
+        return fmt::format("{} s", whole);
+    if (whole < 3600)
+        return fmt::format("{} min {:02} s", whole / 60, whole % 60);
+    return fmt::format("{} h {:02} min", whole / 3600, whole / 60 % 60);
+}
+
+} // namespace
+
+std::string progress_text(int64_t rows, int64_t of_rows, double seconds) {
+    const double rate = seconds > 0 ? static_cast<double>(rows) / seconds : 0;
+    const std::string done = of_rows < 0 ? fmt::format("{} rows", rows) : fmt::format("{} of {} rows", rows, of_rows);
+    std::string text = fmt::format("{}, {:.0f} rows/s", done, rate);
+    if (of_rows >= rows && rate > 0)
+        text += fmt::format(", {} left", duration_text(std::ceil(static_cast<double>(of_rows - rows) / rate)));
+    return text;
+}
+
+ProgressDisplay::ProgressDisplay(std::string_view mode, bool quiet)
+    : wanted_((mode == "on" || (mode == "auto" && !quiet)) && isatty(STDERR_FILENO) == 1),
+      next_(mode == "on" ? start_ : start_ + patience) {}
+
+ProgressDisplay::~ProgressDisplay() {
+    erase();
+}
+
+void ProgressDisplay::update(int64_t rows, int64_t of_rows) {
+    const Clock::time_point now = Clock::now();
+    if (!wanted_ || now < next_)
+        return;
+    next_ = now + interval;
+    const std::chrono::duration<double> elapsed = now - start_;
+    std::fputs((erase_line + progress_text(rows, of_rows, elapsed.count())).c_str(), stderr);
+    shown_ = true;
+}
+
+void ProgressDisplay::erase() {
+    if (shown_)
+        std::fputs(erase_line, stderr);
+    shown_ = false;
+}
+
 namespace {
 
 [[noreturn]] void fail(const std::string &path, int error) {

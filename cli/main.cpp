@@ -3,7 +3,7 @@
 // Parses the command line, runs the chosen command, and turns every failure into one ERROR line and an exit status.
 #include "commands.h"
 #include "destinations.h"
-#include "standard_output.h"
+#include "display.h"
 
 #include <vorhost/error.h>
 #include <vorhost/files.h>

@@ -1,14 +1,12 @@
 // An export, in the order that the access object asks for: mode, name, statements, open, variables, observations,
 // close, delete; then the finished file takes its place.
-
 #include "jobs/access_object.h"
-#include "jobs/export_labels.h"
 #include "jobs/export_observation.h"
 #include "jobs/export_variables.h"
 #include "jobs/file_names.h"
-#include "jobs/format_statement.h"
 #include "jobs/replacing_files.h"
 #include "jobs/standard_streams.h"
+#include "jobs/user_formats.h"
 
 #include <vorhost/ascii.h>
 #include <vorhost/conversion.h>
@@ -16,6 +14,7 @@
 #include <fmt/format.h>
 
 namespace vor {
+
 namespace {
 
 constexpr const char *output_reference = "VOROUT";

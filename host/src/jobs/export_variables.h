@@ -2,7 +2,7 @@
 #pragma once
 
 #include "jobs/export_observation.h"
-#include "jobs/exported_formats.h"
+#include "jobs/user_formats.h"
 
 #include <vor/namestr.h>
 #include <vorhost/dataset.h>

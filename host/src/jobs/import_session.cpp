@@ -1,22 +1,113 @@
 // An import, in the order that the access object asks for: mode, name, statements, open, variables, observations until
 // the end of data, close, delete.
-
 #include "jobs/access_object.h"
 #include "jobs/file_names.h"
-#include "jobs/format_statement.h"
-#include "jobs/imported_formats.h"
-#include "jobs/observation_row.h"
 #include "jobs/stata_input.h"
+#include "jobs/user_formats.h"
+#include "text/utf8.h"
 
 #include <vor/format_limits.h>
+#include <vor/namestr.h>
 #include <vorhost/ascii.h>
 #include <vorhost/conversion.h>
+#include <vorhost/host.h>
+#include <vorhost/rows.h>
 
 #include <algorithm>
+#include <cstring>
 #include <fmt/format.h>
+#include <functional>
+#include <string>
+#include <utility>
+#include <vector>
 
 namespace vor {
 namespace {
+
+// The host observation as a row: numbers where the module put them, texts decoded from the session encoding.
+class ObservationRow final : public Row {
+  public:
+    // Called once for each column whose text is not valid in the session encoding, with its first observation.
+    using BadTextNote = std::function<void(size_t column, int64_t observation)>;
+
+    // A column for each of the variables. passed_over: observations before the first one.
+    ObservationRow(const Host &host, const std::vector<const NAMESTR *> &variables, int64_t passed_over,
+                   BadTextNote note);
+
+    // The next observation; `bytes` stays in place until the one after.
+    void set(const void *bytes);
+
+    std::string_view text(size_t column) const override;
+
+    // Texts of a column that were not valid in the session encoding.
+    int64_t bad_texts(size_t column) const { return columns_[column].bad_texts; }
+    size_t columns() const { return columns_.size(); }
+
+  private:
+    struct Column {
+        int64_t length_position; // of the length of varying-length text, -1 for fixed-length text
+        int32_t length;          // of fixed-length text
+        mutable int64_t bad_texts = 0;
+        mutable int64_t last_bad = 0; // the observation counted last
+        mutable std::string decoded;
+    };
+    std::string_view bytes(const Column &column, int64_t position) const;
+    std::string_view decoded(size_t column, std::string_view stored) const;
+
+    const Host &host_;
+    BadTextNote note_;
+    std::vector<int64_t> positions_; // of the values; of the pointers to them for varying-length text
+    std::vector<Column> columns_;
+    int64_t number_; // of the current observation in the file, from 1
+};
+
+ObservationRow::ObservationRow(const Host &host, const std::vector<const NAMESTR *> &variables, int64_t passed_over,
+                               BadTextNote note)
+    : host_(host), note_(std::move(note)), number_(passed_over) {
+    for (const NAMESTR *variable : variables) {
+        const bool varying = variable->ntype == NAMESTR_VARYING_CHARACTER;
+        positions_.push_back(variable->npos);
+        columns_.push_back({varying ? variable->nipos : -1, variable->nlng, 0, 0, {}});
+    }
+    set_positions(positions_.data());
+}
+
+void ObservationRow::set(const void *bytes) {
+    set_values(bytes);
+    ++number_;
+}
+
+std::string_view ObservationRow::bytes(const Column &column, int64_t position) const {
+    const char *stored = values() + position;
+    const char *value = stored;
+    int32_t length = column.length;
+    if (column.length_position >= 0) {
+        std::memcpy(&length, values() + column.length_position, sizeof length);
+        std::memcpy(&value, stored, sizeof value);
+    }
+    while (length > 0 && value[length - 1] == ' ')
+        --length;
+    return {value, static_cast<size_t>(length)};
+}
+
+std::string_view ObservationRow::text(size_t index) const {
+    const Column &column = columns_[index];
+    const std::string_view stored = bytes(column, positions_[index]);
+    if (services::is_ascii(stored)) // ASCII is the same in every session encoding
+        return stored;
+    return decoded(index, stored);
+}
+
+std::string_view ObservationRow::decoded(size_t index, std::string_view stored) const {
+    const Column &column = columns_[index];
+    const auto [text, valid] = host_.decode(stored, column.decoded);
+    if (!valid && column.last_bad != number_) {
+        column.last_bad = number_;
+        if (++column.bad_texts == 1 && note_)
+            note_(index, number_);
+    }
+    return text;
+}
 
 // Which encodings the host is told of. The text of older files is not transcoded by the module: the session takes the
 // file's encoding, and no text is cut because it grows. Of newer files, value labels are not transcoded.

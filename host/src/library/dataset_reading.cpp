@@ -1,11 +1,20 @@
-#include "library/dataset_reading.h"
-
+// What data sets a library has, and one of them as a source of rows.
+#include "library/datasets.h"
 #include "library/library_tables.h"
+#include "text/number_text.h"
+#include "text/utf8.h"
 
 #include <vorhost/error.h>
+#include <vorhost/missing.h>
+#include <vorhost/tables.h>
+#include <vorhost/temporal.h>
 
 #include <algorithm>
+#include <array>
+#include <bit>
+#include <charconv>
 #include <fmt/format.h>
+#include <sqlite3.h>
 
 namespace vor {
 
@@ -103,6 +112,9 @@ StoredDataset find_dataset(Database &database, const std::string &name, const No
                                                        : look_through_table(database, name, notes);
 }
 
+namespace {
+
+// "SELECT _rowid_, columns" from a table of ours in the order of its rows, "SELECT columns" from a plain one.
 std::string selection(const StoredTable &table, bool ours) {
     std::string sql = ours ? "SELECT _rowid_" : "SELECT ";
     for (size_t i = 0; i < table.columns.size(); ++i) {
@@ -111,6 +123,207 @@ std::string selection(const StoredTable &table, bool ours) {
         sql += quoted(table.columns[i]);
     }
     return sql + " FROM " + quoted(table.name) + (ours ? " ORDER BY _rowid_" : "");
+}
+
+// The values of vor_missing and vor_exact in the order of observations and variables, one at a time.
+class SpecialValues {
+  public:
+    SpecialValues() = default;
+    SpecialValues(Database &database, int64_t dataset)
+        : rows_(database.prepare("SELECT observation, position, mark, NULL FROM vor_missing WHERE dataset_id = ?1 "
+                                 "UNION ALL "
+                                 "SELECT observation, position, NULL, bits FROM vor_exact WHERE dataset_id = ?1 "
+                                 "ORDER BY 1, 2")) {
+        rows_.bind(0, dataset);
+        more_ = rows_.step();
+    }
+
+    // The special value of a cell, 0 when there is none. Cells are asked for in ascending order.
+    bool find(int64_t observation, int64_t position, double &value) {
+        while (more_ &&
+               (rows_.integer(0) < observation || (rows_.integer(0) == observation && rows_.integer(1) < position)))
+            more_ = rows_.step();
+        if (!more_ || rows_.integer(0) != observation || rows_.integer(1) != position)
+            return false;
+        value = rows_.is_null(2) ? std::bit_cast<double>(rows_.integer(3))
+                                 : parse_number_text(rows_.text(2)).value_or(missing_value('.'));
+        return true;
+    }
+
+    bool any_in(int64_t observation) {
+        while (more_ && rows_.integer(0) < observation)
+            more_ = rows_.step();
+        return more_ && rows_.integer(0) == observation;
+    }
+
+  private:
+    Statement rows_;
+    bool more_ = false;
+};
+
+struct Column {
+    ValueKind kind;
+    Temporal temporal;
+};
+
+class DatasetSource : public RowSource {
+  public:
+    DatasetSource(std::shared_ptr<LibraryFile> library, const std::string &name, const Notes &notes);
+    const DataSet &description() const override { return dataset_.description; }
+    bool next(RowWriter &row) override;
+    int64_t skip(int64_t rows) override;
+
+  private:
+    bool step_all();
+    void set(RowWriter &row, size_t variable, sqlite3_value *value, bool special_row);
+    void set_number(RowWriter &row, size_t variable, sqlite3_value *value, bool special_row);
+    void set_text(RowWriter &row, size_t variable, sqlite3_value *value);
+    double number_in_text(size_t variable, sqlite3_value *value) const;
+    [[noreturn]] void refuse(size_t variable, const std::string &reason) const;
+
+    std::shared_ptr<LibraryFile> library_;
+    Statement snapshot_; // an open statement: until it ends, other programs' changes are not seen
+    StoredDataset dataset_;
+    std::vector<Statement> parts_;
+    std::vector<Column> columns_;
+    SpecialValues specials_;
+    int64_t rowid_ = 0;
+    int64_t row_ = 0; // from 1
+};
+
+std::string_view text_of(sqlite3_value *value) {
+    const auto *text = reinterpret_cast<const char *>(sqlite3_value_text(value));
+    return text ? std::string_view(text, static_cast<size_t>(sqlite3_value_bytes(value))) : std::string_view();
+}
+
+DatasetSource::DatasetSource(std::shared_ptr<LibraryFile> library, const std::string &name, const Notes &notes)
+    : library_(std::move(library)), snapshot_(library_->database().prepare("SELECT count(*) FROM sqlite_master")) {
+    Database &database = library_->database();
+    snapshot_.step();
+    dataset_ = find_dataset(database, name, notes);
+    for (const StoredTable &table : dataset_.tables)
+        parts_.push_back(database.prepare(selection(table, dataset_.number != 0)));
+    for (const Variable &variable : dataset_.description.variables)
+        columns_.push_back({variable.kind, temporal_class(variable.format)});
+    if (dataset_.number != 0)
+        specials_ = SpecialValues(database, dataset_.number);
+}
+
+// Moves every table of the data set to its next row; at the end, ends the snapshot.
+bool DatasetSource::step_all() {
+    const bool more = parts_.front().step();
+    rowid_ = more && dataset_.number != 0 ? parts_.front().integer(0) : 0;
+    for (size_t part = 1; part < parts_.size(); ++part) {
+        if (parts_[part].step() != more || (more && parts_[part].integer(0) != rowid_))
+            throw ConversionError(Failure::conversion,
+                                  fmt::format("{}: the tables {} and {} of the data set {} do not hold the same rows.",
+                                              library_->path(), dataset_.tables[0].name, dataset_.tables[part].name,
+                                              dataset_.description.name));
+    }
+    if (!more)
+        snapshot_ = {};
+    row_ += more ? 1 : 0;
+    return more;
+}
+
+int64_t DatasetSource::skip(int64_t rows) {
+    int64_t passed = 0;
+    while (passed < rows && step_all())
+        ++passed;
+    return passed;
+}
+
+bool DatasetSource::next(RowWriter &row) {
+    if (!step_all())
+        return false;
+    const int first_column = dataset_.number != 0 ? 1 : 0;
+    const bool special_row = dataset_.number != 0 && specials_.any_in(rowid_);
+    size_t variable = 0;
+    for (const Statement &part : parts_) {
+        const int columns = part.columns();
+        for (int column = first_column; column < columns; ++column, ++variable)
+            set(row, variable, part.value(column), special_row);
+    }
+    return true;
+}
+
+void DatasetSource::set(RowWriter &row, size_t variable, sqlite3_value *value, bool special_row) {
+    if (columns_[variable].kind == ValueKind::numeric)
+        set_number(row, variable, value, special_row);
+    else
+        set_text(row, variable, value);
+}
+
+void DatasetSource::set_number(RowWriter &row, size_t variable, sqlite3_value *value, bool special_row) {
+    double number = missing_value('.');
+    switch (sqlite3_value_type(value)) {
+    case SQLITE_FLOAT:
+    case SQLITE_INTEGER:
+        number = sqlite3_value_double(value);
+        break;
+    case SQLITE_TEXT:
+        number = number_in_text(variable, value);
+        break;
+    case SQLITE_BLOB:
+        refuse(variable, "is a BLOB; a number was expected");
+    default:
+        break;
+    }
+    // What somebody has put into a cell since counts more than what once stood there.
+    if (special_row && (number == 0 || is_missing(number))) {
+        double special = 0;
+        if (specials_.find(rowid_, static_cast<int64_t>(variable) + 1, special) && (special == 0) == (number == 0))
+            number = special;
+    }
+    row.set_number(variable, number);
+}
+
+double DatasetSource::number_in_text(size_t variable, sqlite3_value *value) const {
+    const std::string_view text = text_of(value);
+    if (const auto moment = parse_iso(columns_[variable].temporal, text))
+        return *moment;
+    const auto number = parse_number_text(text);
+    if (!number)
+        refuse(variable, "holds a text where a number, date or time was expected");
+    return *number;
+}
+
+void DatasetSource::set_text(RowWriter &row, size_t variable, sqlite3_value *value) {
+    std::array<char, number_text_max_bytes> digits;
+    std::string_view text;
+    switch (sqlite3_value_type(value)) {
+    case SQLITE_TEXT:
+        text = text_of(value);
+        if (!services::is_utf8(text))
+            refuse(variable, "holds bytes that are not UTF-8");
+        break;
+    case SQLITE_INTEGER:
+        text = {digits.data(),
+                std::to_chars(digits.data(), digits.data() + digits.size(), sqlite3_value_int64(value)).ptr};
+        break;
+    case SQLITE_FLOAT:
+        text = {digits.data(), write_number(sqlite3_value_double(value), digits.data())};
+        break;
+    case SQLITE_BLOB:
+        refuse(variable, "is a BLOB; a text was expected");
+    default:
+        break;
+    }
+    row.set_text(variable, text);
+}
+
+void DatasetSource::refuse(size_t variable, const std::string &reason) const {
+    throw ConversionError(Failure::conversion,
+                          fmt::format("{}: row {}, column {} ({}) of the data set {} {}.", library_->path(), row_,
+                                      variable + 1, dataset_.description.variables[variable].name,
+                                      dataset_.description.name, reason));
+}
+
+} // namespace
+
+std::unique_ptr<RowSource> make_dataset_source(std::shared_ptr<LibraryFile> library, const std::string &name,
+                                               const Notes &notes) {
+    return std::make_unique<DatasetSource>(std::move(library), name, notes);
 }
 
 } // namespace vor

@@ -1,5 +1,5 @@
 // Plain tables that nothing of ours wrote: what their columns hold is found by looking at every value.
-#include "library/dataset_reading.h"
+#include "library/datasets.h"
 #include "tables/column_kind.h"
 #include "text/number_text.h"
 

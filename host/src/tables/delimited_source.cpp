@@ -1,22 +1,160 @@
-// Delimited text as the source of a data set.
+// Delimited text as the source of a data set. What its columns hold is found by looking at every field once.
+#include "tables/column_kind.h"
 #include "tables/delimited_reader.h"
-#include "tables/delimited_types.h"
 #include "text/number_text.h"
 #include "text/utf8.h"
 
 #include <vorhost/ascii.h>
+#include <vorhost/dataset.h>
+#include <vorhost/error.h>
 #include <vorhost/files.h>
+#include <vorhost/rows.h>
 #include <vorhost/tables.h>
 #include <vorhost/temporal.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <filesystem>
 #include <fmt/format.h>
 #include <limits>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
 
 namespace vor {
-
 namespace {
+
+// The values of one column seen so far.
+class ColumnEvidence {
+  public:
+    // One field of the reader's current record.
+    void add(const DelimitedReader &reader, std::string_view field, size_t index, const std::string &name);
+
+    // The variable that holds all values seen, and what its numbers show.
+    Variable variable(const std::string &name) const;
+
+    // A note about integers that a double does not hold exactly; empty when there were none.
+    std::string note(const std::string &name) const;
+
+  private:
+    void add_value(const DelimitedReader &reader, std::string_view value);
+
+    ColumnKind kind_ = ColumnKind::unknown;
+    size_t longest_bytes_ = 0;
+    int64_t inexact_ = 0;
+    int64_t first_inexact_ = 0;
+};
+
+bool fits(ColumnKind kind, std::string_view value) {
+    if (kind == ColumnKind::number)
+        return is_number(value);
+    const Temporal temporal = temporal_of(kind);
+    return temporal == Temporal::none || parse_iso(temporal, value).has_value();
+}
+
+// Text as it may stand in a character column: ConversionError for bytes that are not UTF-8 and, unless nul_allowed, for
+// a NUL byte. `field` counts from 0, `name` is the column's.
+void check_text(const DelimitedReader &reader, std::string_view text, size_t field, const std::string &name,
+                bool nul_allowed) {
+    if (!reader.unusual_bytes())
+        return;
+    const char *fault = !services::is_utf8(text)                                    ? "bytes that are not UTF-8"
+                        : !nul_allowed && text.find('\0') != std::string_view::npos ? "a NUL byte"
+                                                                                    : nullptr;
+    if (fault)
+        throw ConversionError(Failure::conversion,
+                              fmt::format("{}{}: the text holds {}.", reader.place(field),
+                                          name.empty() ? std::string() : fmt::format(" ({})", name), fault));
+}
+
+// The names in the current record, blanks around them left out. ConversionError for an empty or a repeated one.
+std::vector<std::string> read_names(const DelimitedReader &reader) {
+    std::vector<std::string> names;
+    std::unordered_map<std::string_view, size_t> seen;
+    for (const std::string_view field : reader.fields()) {
+        const std::string_view name = trimmed(field);
+        const size_t index = names.size();
+        if (name.empty())
+            throw ConversionError(Failure::conversion, reader.place(index) + ": the column has no name.");
+        check_text(reader, name, index, {}, false);
+        const auto [first, is_new] = seen.emplace(name, index);
+        if (!is_new)
+            throw ConversionError(Failure::conversion, fmt::format("{}: the name {} is also that of column {}.",
+                                                                   reader.place(index), name, first->second + 1));
+        names.emplace_back(name);
+    }
+    return names;
+}
+
+// ConversionError when the current record has another number of fields than there are names.
+void check_width(const DelimitedReader &reader, size_t names) {
+    if (reader.fields().size() != names)
+        throw ConversionError(Failure::conversion,
+                              fmt::format("{}: {} fields were found where {} were expected, one for each name.",
+                                          reader.place(), reader.fields().size(), names));
+}
+
+void ColumnEvidence::add(const DelimitedReader &reader, std::string_view field, size_t index, const std::string &name) {
+    const std::string_view text = without_trailing_blanks(field);
+    if (text.size() > longest_bytes_)
+        longest_bytes_ = text.size();
+    if (kind_ != ColumnKind::text) {
+        const std::string_view value = trimmed(text);
+        double missing = 0;
+        if (value.size() <= missing_text_max_bytes && read_missing(value, missing))
+            return;
+        add_value(reader, value);
+    }
+    if (kind_ == ColumnKind::text)
+        check_text(reader, text, index, name, false);
+}
+
+void ColumnEvidence::add_value(const DelimitedReader &reader, std::string_view value) {
+    if (kind_ == ColumnKind::unknown)
+        kind_ = is_number(value) ? ColumnKind::number : kind_of_text(value);
+    else if (!fits(kind_, value))
+        kind_ = ColumnKind::text;
+    if (kind_ == ColumnKind::number && loses_digits(value) && inexact_++ == 0)
+        first_inexact_ = reader.row();
+}
+
+Variable ColumnEvidence::variable(const std::string &name) const {
+    Variable variable{name, {}, ValueKind::numeric, 8, format_of(kind_), {}};
+    if (kind_ == ColumnKind::text) {
+        variable.kind = ValueKind::character;
+        variable.length = longest_bytes_ == 0 ? 1 : static_cast<int>(longest_bytes_);
+    }
+    return variable;
+}
+
+std::string ColumnEvidence::note(const std::string &name) const {
+    if (kind_ != ColumnKind::number || inexact_ == 0)
+        return {};
+    return inexact_note(name, inexact_, first_inexact_);
+}
+
+// Reads all records that follow the names. Returns the variables with types, lengths and formats, and the number of
+// observations.
+DataSet find_types(DelimitedReader &reader, const std::vector<std::string> &names, const Notes &notes) {
+    std::vector<ColumnEvidence> columns(names.size());
+    DataSet found;
+    found.observations = 0;
+    while (reader.next()) {
+        check_width(reader, names.size());
+        const auto fields = reader.fields();
+        for (size_t i = 0; i < fields.size(); ++i)
+            columns[i].add(reader, fields[i], i, names[i]);
+        ++found.observations;
+    }
+    for (size_t i = 0; i < names.size(); ++i) {
+        found.variables.push_back(columns[i].variable(names[i]));
+        const std::string note = columns[i].note(names[i]);
+        if (!note.empty() && notes)
+            notes(note);
+    }
+    return found;
+}
 
 // A schema may say any length. What no text of the file can reach is not worth a buffer.
 constexpr uint64_t generous_length_bytes = 1 << 20;

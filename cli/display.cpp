@@ -1,12 +1,18 @@
-#include "display_text.h"
+#include "display.h"
+
+#include <vorhost/error.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdint>
 #include <cwchar>
 #include <fmt/format.h>
+#include <system_error>
 #include <unicode/utf8.h>
+#include <unistd.h>
 
 namespace vor::cli {
+
 namespace {
 
 struct Character {
@@ -78,6 +84,73 @@ size_t display_columns(std::string_view text) {
         text.remove_prefix(std::max<size_t>(bytes, 1));
     }
     return columns;
+}
+
+TextTable::TextTable(const std::vector<Column> &columns, size_t longest_cell)
+    : longest_cell_(longest_cell), widths_(columns.size(), 0) {
+    std::vector<std::string> titles;
+    for (const Column &column : columns) {
+        sides_.push_back(column.side);
+        titles.push_back(column.title);
+    }
+    add(titles);
+}
+
+void TextTable::add(const std::vector<std::string> &cells) {
+    std::vector<std::string> &row = rows_.emplace_back();
+    for (size_t i = 0; i < cells.size(); ++i) {
+        row.push_back(display_text(cells[i], longest_cell_));
+        widths_[i] = std::max(widths_[i], display_columns(row.back()));
+    }
+}
+
+std::string TextTable::take() {
+    std::string text;
+    for (const auto &row : rows_)
+        append_line(text, row);
+    rows_.clear();
+    return text;
+}
+
+void TextTable::append_line(std::string &text, const std::vector<std::string> &cells) const {
+    for (size_t i = 0; i < cells.size(); ++i) {
+        const size_t blanks = widths_[i] - display_columns(cells[i]);
+        if (i > 0)
+            text += "  ";
+        if (sides_[i] == Side::right)
+            text.append(blanks, ' ');
+        text += cells[i];
+        if (sides_[i] == Side::left)
+            text.append(blanks, ' ');
+    }
+    text.erase(text.find_last_not_of(' ') + 1);
+    text += '\n';
+}
+
+const UserFormat *format_of(const Variable &variable, const FormatLookup &formats) {
+    return variable.format.name.empty() ? nullptr : formats(variable.format.name);
+}
+
+std::string value_text(const FormatValue &value) {
+    const auto *number = std::get_if<double>(&value);
+    return number ? number_text(*number) : std::get<std::string>(value);
+}
+
+std::string range_text(const FormatRange &range) {
+    const std::string start = value_text(range.start);
+    return is_single(range) ? start : start + " to " + value_text(range.end);
+}
+
+void write_standard_output(std::string_view text) {
+    while (!text.empty()) {
+        const ssize_t written = ::write(STDOUT_FILENO, text.data(), text.size());
+        if (written < 0 && errno == EINTR)
+            continue;
+        if (written < 0)
+            throw ConversionError(Failure::machine, fmt::format("Standard output cannot be written: {}.",
+                                                                std::system_category().message(errno)));
+        text.remove_prefix(static_cast<size_t>(written));
+    }
 }
 
 } // namespace vor::cli

@@ -1,8 +1,9 @@
-// Where a data set's values stand in a library, and its description: from the vor_ tables, or found in the values of a
-// plain table.
+// Data sets of a library: their rows in and out, where their values stand, and their descriptions, from the vor_ tables
+// or found in the values of a plain table.
 #pragma once
 
 #include "library/database.h"
+#include "library/library_file.h"
 
 #include <vorhost/dataset.h>
 #include <vorhost/rows.h>
@@ -35,7 +36,12 @@ StoredDataset find_dataset(Database &database, const std::string &name, const No
 // Looks at every value of a plain table or view.
 StoredDataset look_through_table(Database &database, const std::string &name, const Notes &notes);
 
-// "SELECT _rowid_, columns" from a table of ours in the order of its rows, "SELECT columns" from a plain one.
-std::string selection(const StoredTable &table, bool ours);
+// As Library::dataset_sink.
+std::unique_ptr<RowSink> make_dataset_sink(std::shared_ptr<LibraryFile> library, const std::string &name,
+                                           const std::string &catalog);
+
+// As Library::dataset_source.
+std::unique_ptr<RowSource> make_dataset_source(std::shared_ptr<LibraryFile> library, const std::string &name,
+                                               const Notes &notes);
 
 } // namespace vor

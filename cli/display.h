@@ -1,0 +1,65 @@
+// What people read: text as a terminal may show it, rows in columns, values of user formats.
+#pragma once
+
+#include <vorhost/dataset.h>
+#include <vorhost/tables.h>
+#include <vorhost/user_format.h>
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace vor::cli {
+
+// UTF-8 with every control character and every byte that is no UTF-8 written as an escape ("\n", "\x1b"), so that
+// nothing in a file can move the cursor or forge a line. longest_columns: text that is wider is cut, with "…" at the
+// end.
+std::string display_text(std::string_view text, size_t longest_columns = static_cast<size_t>(-1));
+
+// Columns that a display_text takes on a terminal.
+size_t display_columns(std::string_view text);
+
+// Rows in columns for people.
+class TextTable {
+  public:
+    enum class Side { left, right };
+    struct Column {
+        std::string title; // UTF-8; control characters are shown, not sent
+        Side side = Side::left;
+    };
+
+    // longest_cell: columns of a terminal; a longer cell is cut, with "…" at its end.
+    explicit TextTable(const std::vector<Column> &columns, size_t longest_cell = 60);
+
+    // One cell for each column.
+    void add(const std::vector<std::string> &cells);
+
+    size_t rows() const { return rows_.size(); }
+
+    // The rows added since the last call, each on a line, under the titles the first time. Columns are as wide as
+    // their widest cell so far.
+    std::string take();
+
+  private:
+    void append_line(std::string &text, const std::vector<std::string> &cells) const;
+
+    size_t longest_cell_;
+    std::vector<Side> sides_;
+    std::vector<size_t> widths_;
+    std::vector<std::vector<std::string>> rows_;
+};
+
+// The user format that a variable has; null for none.
+const UserFormat *format_of(const Variable &variable, const FormatLookup &formats);
+
+// A format's value as people write it: "1", ".a", "abc".
+std::string value_text(const FormatValue &value);
+
+// "1", or "1 to 5".
+std::string range_text(const FormatRange &range);
+
+// Writes all of a text. ConversionError (machine) when the reader went away or there is no space.
+void write_standard_output(std::string_view text);
+
+} // namespace vor::cli

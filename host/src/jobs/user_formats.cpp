@@ -1,0 +1,183 @@
+#include "jobs/user_formats.h"
+
+#include "services/formats.h"
+
+#include <vor/format_limits.h>
+#include <vor/stata_layout.h>
+#include <vorhost/ascii.h>
+#include <vorhost/conversion.h>
+#include <vorhost/missing.h>
+#include <vorhost/temporal.h>
+
+#include <algorithm>
+#include <cmath>
+#include <fmt/format.h>
+
+namespace vor {
+
+namespace {
+
+constexpr size_t longest_library = 8;
+constexpr size_t longest_catalog = 32;
+
+bool is_name(const std::string &text, size_t longest) {
+    const auto letter = [](char c) { return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == '_'; };
+    return !text.empty() && text.size() <= longest && letter(text[0]) &&
+           std::all_of(text.begin(), text.end(), [&](char c) { return letter(c) || (c >= '0' && c <= '9'); });
+}
+
+} // namespace
+
+FormatPlace FormatPlace::parse(const std::string &text) {
+    const size_t dot = text.find('.');
+    FormatPlace place{text.substr(0, dot), dot == std::string::npos ? std::string() : text.substr(dot + 1)};
+    if (!is_name(place.library, longest_library) ||
+        (dot != std::string::npos && !is_name(place.catalog, longest_catalog)))
+        throw ConversionError(Failure::usage,
+                              fmt::format("\"{}\" does not name a catalog of user formats; write LIBRARY.CATALOG, a "
+                                          "library of at most {} and a catalog of at most {} letters, digits and "
+                                          "underscores, each with a letter in front.",
+                                          text, longest_library, longest_catalog));
+    return place;
+}
+
+std::string format_statement(const FormatPlace &place) {
+    if (place.library.empty())
+        return {};
+    return fmt::format("FMTLIB={}.{};", place.library, place.catalog.empty() ? "FORMATS" : place.catalog);
+}
+
+FormatCatalogs::Written ImportedFormats::write(const std::string &library, const std::string &catalog,
+                                               const UserFormat &format, bool keep_existing) {
+    ++made_;
+    last_ = lower_case(format.name);
+    if (!wanted_ || !catalogs_) {
+        unwanted_.insert(last_);
+        return Written::stored;
+    }
+    Held one{library, catalog, format, keep_existing};
+    if (!waiting_)
+        return store(one);
+    held_.push_back(std::move(one));
+    return Written::stored;
+}
+
+bool ImportedFormats::read(const std::string &library, const std::string &catalog, const std::string &name,
+                           UserFormat &format) {
+    return catalogs_ && catalogs_->read(library, catalog, name, format);
+}
+
+void ImportedFormats::release(const std::vector<Variable> &variables) {
+    std::unordered_set<std::string> used;
+    for (const Variable &variable : variables)
+        used.insert(lower_case(variable.format.name));
+    for (const Held &one : held_)
+        if (used.contains(lower_case(one.format.name)))
+            store(one);
+    held_.clear();
+}
+
+bool ImportedFormats::unwanted(const std::string &name) const {
+    return unwanted_.contains(lower_case(name));
+}
+
+bool ImportedFormats::ends_with(const Variable &variable) const {
+    return wanted_ && made_ == MOST_USER_FORMATS && lower_case(variable.format.name) == last_;
+}
+
+FormatCatalogs::Written ImportedFormats::store(const Held &one) {
+    UserFormat old;
+    const bool is_there = !one.keep_existing && catalogs_->read(one.library, one.catalog, one.format.name, old);
+    const Written written = catalogs_->write(one.library, one.catalog, one.format, one.keep_existing);
+    if (is_there && old.ranges != one.format.ranges)
+        replaced_.push_back(one.format.name);
+    return written;
+}
+
+std::string ExportedFormats::name_for_module(const Variable &variable,
+                                             const std::function<void(const std::string &)> &note) {
+    const std::string &name = variable.format.name;
+    if (name.empty() || temporal_class(variable.format) != Temporal::none)
+        return name;
+    const auto [entry, is_new] = made_up_.try_emplace(lower_case(name));
+    if (!is_new)
+        return entry->second;
+    UserFormat format;
+    if (catalogs_ && catalogs_->read(place_.library, place_.catalog, name, format)) {
+        if (format.multilabel) // the module would refuse it under the made-up name
+            return {};
+        entry->second = fmt::format("_{:07}", made_up_.size());
+        names_[entry->second] = name;
+    } else if (services::is_built_in_format(name)) {
+        entry->second = name;
+    } else if (catalogs_) {
+        note(fmt::format("The user format {} is not in {}.{}; nothing is labelled with it.", name, place_.library,
+                         place_.catalog));
+    }
+    return entry->second;
+}
+
+FormatCatalogs::Written ExportedFormats::write(const std::string &library, const std::string &catalog,
+                                               const UserFormat &format, bool keep_existing) {
+    return catalogs_ ? catalogs_->write(library, catalog, format, keep_existing) : Written::kept_old;
+}
+
+bool ExportedFormats::read(const std::string &library, const std::string &catalog, const std::string &name,
+                           UserFormat &format) {
+    const auto known = names_.find(name);
+    return catalogs_ && catalogs_->read(library, catalog, known == names_.end() ? name : known->second, format);
+}
+
+namespace {
+
+constexpr double smallest_label_value = SMALLEST_LONG;
+constexpr double largest_label_value = LARGEST_LONG;
+
+// Why a range of a numeric format is not written; null when it is.
+const char *obstacle(const FormatRange &range) {
+    const auto *start = std::get_if<double>(&range.start);
+    if (!start || !is_single(range))
+        return "an interval";
+    if (is_missing(*start))
+        return missing_mark(*start) == '_' ? "the missing value ._" : nullptr;
+    if (*start != std::trunc(*start))
+        return "a value that is not an integer";
+    return *start < smallest_label_value || *start > largest_label_value ? "a value out of range" : nullptr;
+}
+
+void note_lost_ranges(const Variable &variable, const UserFormat &format,
+                      const std::function<void(const std::string &)> &note) {
+    for (const FormatRange &range : format.ranges)
+        if (const char *reason = obstacle(range))
+            note(fmt::format("variable {}: the label \"{}\" of format {} stands for {} and is not written as such.",
+                             variable.name, range.labels.empty() ? "" : range.labels.front(), format.name, reason));
+}
+
+// Why no label of the format is written; null when they are.
+const char *obstacle(const Variable &variable, const UserFormat &format) {
+    if (variable.kind == ValueKind::character || format.kind == ValueKind::character)
+        return "a Stata file has labels for numbers only";
+    if (temporal_class(variable.format) != Temporal::none)
+        return "a format of that name shows dates or times";
+    if (format.multilabel)
+        return "its values have several labels";
+    return nullptr;
+}
+
+} // namespace
+
+void note_lost_labels(const std::vector<Variable> &variables, FormatCatalogs &catalogs, const std::string &library,
+                      const std::string &catalog, const std::function<void(const std::string &)> &note) {
+    for (const Variable &variable : variables) {
+        UserFormat format;
+        if (variable.format.name.empty() || !catalogs.read(library, catalog, variable.format.name, format))
+            continue;
+        if (const char *reason = obstacle(variable, format))
+            note(fmt::format("variable {}: the labels of format {} are not written: {}.", variable.name, format.name,
+                             reason));
+        else
+            note_lost_ranges(variable, format, note);
+    }
+}
+
+} // namespace vor
