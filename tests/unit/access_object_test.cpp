@@ -1,8 +1,6 @@
 // The access object from its constructor to its close, over its own driver.
 #include "driver_records.h"
-#include "grammar_options.h"
 #include "imdtam.h"
-#include "imstata.h"
 #include "module_host.h"
 #include "output_records.h"
 

@@ -1,6 +1,6 @@
 // The header of the binary releases and the chain of expansion fields.
 #include "driver_file.h"
-#include "imstata_binary_header.h"
+#include "imstata_header.h"
 
 #include <gtest/gtest.h>
 

@@ -3,7 +3,6 @@
 #pragma once
 
 #include "driver_records.h"
-#include "grammar_options.h"
 #include "module_host.h"
 #include "output_records.h"
 

@@ -1,6 +1,6 @@
 // Display formats in both directions.
-#include "imglue_export_formats.h"
-#include "imglue_import_formats.h"
+#include "imglue_export.h"
+#include "imglue_import.h"
 
 #include <gtest/gtest.h>
 #include <string>

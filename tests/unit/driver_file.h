@@ -2,9 +2,8 @@
 // the access object. Reads and allocations can be made to fail.
 #pragma once
 
+#include "driver_records.h"
 #include "imglue_errors.h"
-#include "imstata.h"
-#include "imstata_decoders.h"
 #include "imstata_records.h"
 #include "module_host.h"
 #include "stata_file_builder.h"

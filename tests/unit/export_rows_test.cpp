@@ -1,6 +1,6 @@
 // The export's record pump: what the writer is handed for each value of a host observation.
 #include "conversion_test.h"
-#include "imglue_export_rows.h"
+#include "imglue_export.h"
 
 #include <vorhost/missing.h>
 

@@ -1,6 +1,6 @@
 // Export variables: what the writer learns of the host's variables.
 #include "conversion_test.h"
-#include "imglue_export_variables.h"
+#include "imglue_export.h"
 
 namespace {
 

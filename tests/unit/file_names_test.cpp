@@ -1,5 +1,6 @@
 #include "driver_records.h"
-#include "imdtam_names.h"
+#include "imdtam.h"
+#include "imglue_files.h"
 #include "module_host.h"
 
 #include <gtest/gtest.h>

@@ -1,8 +1,7 @@
 // The import's record pump over a driver of the test's own: numbers, missing values, dates, text in both layouts, and
 // the course of a file.
 #include "conversion_test.h"
-#include "imglue_import_rows.h"
-#include "imglue_import_variables.h"
+#include "imglue_import.h"
 
 #include <vorhost/missing.h>
 

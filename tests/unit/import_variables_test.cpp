@@ -1,6 +1,6 @@
 // Import variables: the eleven ways of a name, labels, the layout of the observation.
 #include "conversion_test.h"
-#include "imglue_import_variables.h"
+#include "imglue_import.h"
 
 namespace {
 

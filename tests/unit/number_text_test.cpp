@@ -1,7 +1,6 @@
 // Text comparison, and numbers read from and printed into fields.
 #include "driver_records.h"
 #include "imglue_number_text.h"
-#include "imglue_text.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,8 +1,9 @@
 // A session from set-up to clean-up: its memory, its files in either direction, and what is left of it on every way
 // out.
-#include "grammar_options.h"
-#include "imdtam_names.h"
+#include "driver_records.h"
+#include "imdtam.h"
 #include "imglue_files.h"
+#include "imglue_memory.h"
 #include "imglue_session.h"
 #include "module_host.h"
 #include "output_records.h"

@@ -1,8 +1,7 @@
 // The statements of an import or export step: the grammar's tables, the engine that parses by them, and the options
 // that the parse slots keep.
-#include "grammar_options.h"
-#include "imdtag.h"
-#include "imdtam_statements.h"
+#include "driver_records.h"
+#include "imdtam.h"
 #include "module_host.h"
 #include "services/host_state.h"
 #include "services/parsing_grammar.h"

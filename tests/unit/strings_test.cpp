@@ -1,7 +1,5 @@
 // The string routines: fields, terminated strings, numbers in fields, missing values, translation.
-#include "hcstrings.h"
 #include "module_host.h"
-#include "wzclchr.h"
 #include "wzmis.h"
 #include "wzst.h"
 #include "wztxxlt.h"

@@ -1,6 +1,6 @@
 // The header of the tagged releases, and the reading of single elements.
 #include "driver_file.h"
-#include "imstata_tagged_header.h"
+#include "imstata_header.h"
 
 #include <gtest/gtest.h>
 

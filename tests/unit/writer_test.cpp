@@ -1,6 +1,6 @@
 // The Stata writer: the bytes of header, descriptors, records and value labels, worked out by hand from the layout.
 #include "collected_import.h"
-#include "imstata_write_records.h"
+#include "imstata_writing.h"
 #include "output_records.h"
 
 #include <vor/imglue.h>

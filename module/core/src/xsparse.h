@@ -1,4 +1,4 @@
-// The parse driver: hands a grammar to the host's engine.
+// The parse driver, which hands a grammar to the host's engine, and the grammar of the module's statements.
 #pragma once
 
 #include "vor/parsing.h"
@@ -17,3 +17,7 @@ void xscsem(PARSECONTROL *pc, const char *name);
 
 // xsctrak: give the record a tracking handle.
 void xsctrak(PARSECONTROL *pc, void *handle);
+
+// imdtag: a new record for the import and export statements, from the host's pool, which keeps it. Ends the task with
+// HOST_TASK_NO_MEMORY when the pool refuses.
+PARSECONTROL *imdtag();

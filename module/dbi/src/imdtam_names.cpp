@@ -1,9 +1,7 @@
 // Knows how a user's name becomes the physical name of the file: references, the host's resolution of paths, the
 // default extension. Opens nothing.
-#include "imdtam_names.h"
-
 #include "driver_records.h"
-#include "hcstrings.h"
+#include "imdtam.h"
 #include "service_entries.h"
 #include "wzst.h"
 
@@ -67,12 +65,6 @@ int32_t fnbuild(char *fpn, const char *dir, const char *fname, const char *ext, 
     }
     *end = 0;
     return 0;
-}
-
-int32_t asg_lname(IMGLUE *self) {
-    if (self->isfref != 0)
-        return HOST_OK;
-    return xxrasgn(self->logname, file_context(), nullptr, self->filename, self->filenamelen, 0);
 }
 
 const char *mivex_get_default_extension(IMGLUE *self) {

@@ -1,9 +1,7 @@
 // The statements of an import or export step. It knows which fields of a parsed statement hold which option and where
 // the session keeps it; grammar and parsing lie elsewhere.
-#include "imdtam_statements.h"
-
-#include "grammar_options.h"
-#include "imdtag.h"
+#include "driver_records.h"
+#include "imdtam.h"
 #include "service_entries.h"
 #include "wzst.h"
 #include "xsparse.h"

@@ -3,8 +3,8 @@
 #include "imglue_dates.h"
 
 #include "driver_records.h"
-#include "hcstrings.h"
-#include "imglue_text.h"
+#include "imglue_number_text.h"
+#include "wzst.h"
 
 namespace {
 

@@ -2,7 +2,6 @@
 // what led to a code: the driver's own words about it wait in the message_string of the open file.
 #include "imglue_errors.h"
 
-#include "hcstrings.h"
 #include "imglue_session.h"
 #include "output_records.h"
 #include "service_entries.h"

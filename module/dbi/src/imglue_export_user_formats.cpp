@@ -1,8 +1,7 @@
 // Export: reads a user format from its catalog and keeps its single values with their labels. What the writer makes of
 // a value list is not known here.
-#include "hcstrings.h"
-#include "imglue_session.h"
-#include "imglue_text.h"
+#include "imglue_memory.h"
+#include "imglue_number_text.h"
 #include "imglue_user_formats.h"
 #include "output_records.h"
 #include "service_entries.h"

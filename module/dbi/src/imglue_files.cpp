@@ -3,9 +3,9 @@
 #include "imglue_files.h"
 
 #include "driver_records.h"
-#include "hcstrings.h"
-#include "imglue_session.h"
+#include "imglue_memory.h"
 #include "service_entries.h"
+#include "wzst.h"
 
 #include <cstring>
 
@@ -172,6 +172,12 @@ void setup_xxopenparm(int32_t do_input, WX_OPENPARM *xxopenparmptr, int32_t data
         xxopenparmptr->openmode = WX_OPEN_COPY;
     }
     xxopenparmptr->datalen = datalen;
+}
+
+int32_t asg_lname(IMGLUE *self) {
+    if (self->isfref != 0)
+        return HOST_OK;
+    return xxrasgn(self->logname, file_context(), nullptr, self->filename, self->filenamelen, 0);
 }
 
 static int32_t open_temporary_copy(IMGLUE *self) {

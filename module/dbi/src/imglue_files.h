@@ -50,6 +50,9 @@ int32_t reset_datalen(IMGLUE *self, int32_t which, int64_t new_length);
 // setup_xxopenparm: fill an open request; do_input 1 input, 0 output, 2 the final copy to a file reference.
 void setup_xxopenparm(int32_t do_input, WX_OPENPARM *xxopenparmptr, int32_t datalen);
 
+// asg_lname: assign logname to the file name again. 0 (at once for a file reference) or the host's code.
+int32_t asg_lname(IMGLUE *self);
+
 // copy_fileref_to_temp: put the referenced file into a temporary copy and make that the main file, at byte 0.
 //
 // The referenced file must be open in fileptr; it is closed. copy_filename is the copy's physical name, a session

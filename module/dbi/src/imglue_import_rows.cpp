@@ -1,11 +1,10 @@
 // The record pump of an import: the system's hot loop. What a value needs is worked out once, in a plan with one step
 // for each variable, which hangs on the input record's inuserptr; a record is then one walk over the plan.
-#include "imglue_import_rows.h"
-
 #include "blank_padding.h"
 #include "driver_records.h"
 #include "imglue_errors.h"
-#include "imglue_session.h"
+#include "imglue_import.h"
+#include "imglue_memory.h"
 #include "service_entries.h"
 #include "wzst.h"
 

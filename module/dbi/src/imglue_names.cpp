@@ -2,9 +2,8 @@
 // hold percent signs.
 #include "imglue_names.h"
 
-#include "hcstrings.h"
-#include "imglue_session.h"
-#include "imglue_text.h"
+#include "imglue_memory.h"
+#include "imglue_number_text.h"
 #include "service_entries.h"
 #include "wzst.h"
 

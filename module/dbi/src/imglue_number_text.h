@@ -1,7 +1,8 @@
-// Numbers as text in fixed-width fields, and back. A printed field is f characters, right-aligned, with a zero byte
-// behind them: the target holds f + 1 bytes. Numbers that are not finite fit no field.
+// Numbers as text in fixed-width fields, and back; text comparison without regard to letter case. A printed field is f
+// characters, right-aligned, with a zero byte behind them: the target holds f + 1 bytes. Numbers that are not finite
+// fit no field.
 //
-// All of them scale with multsqq: init_multsqq comes first, once a session.
+// What prints and reads numbers scales with multsqq: init_multsqq comes first, once a session.
 #pragma once
 
 #include <cstdint>
@@ -39,3 +40,28 @@ int32_t printb(int32_t f, double value, char *text);
 
 // print1f without comma, dollar and best; where that does not fit, printb.
 void printc(int32_t f, int32_t d, double value, char *text);
+
+// Only the ASCII letters fold; every other byte compares as an unsigned value.
+
+// Positions that comp2inull looks at; longer strings that agree so far count as equal.
+inline constexpr int32_t COMPARED_POSITIONS = 32767;
+
+// Compares two terminated strings without regard to letter case, to trailing white space, and to which white space
+// stands where both have some. 0 when they are equal, 1 when the first sorts higher, -1 when it sorts lower.
+int32_t comp2inull(const char *first, const char *second);
+
+// Compares n bytes without regard to letter case, zero bytes and white space included; it reads no further than the
+// first difference. 0 equal, 1 first higher, -1 first lower; 0 when n is not positive.
+int32_t mivex_memicmp(const char *first, const char *second, int32_t n);
+
+// A field of a text line, as the readers of numbers and dates scan it. Every byte they look at is consumed.
+struct text_field {
+    const char *text; // first byte of the field
+    int32_t length;   // bytes that may be read
+    int32_t consumed; // bytes read so far
+    bool blank_ends;  // a blank after the value ends the scan; otherwise only blanks may follow it
+};
+
+// The field at `text`, which stands at position `column` (from 0) of a line of line_length bytes. field_length is the
+// field's width; above 99 the width is in its hundreds, and a width of 20 written so sets blank_ends.
+text_field open_text_field(const char *text, int16_t field_length, int16_t column, int16_t line_length);

@@ -2,14 +2,14 @@
 // Knows the driver only through its table and its information record; takes files for opaque handles.
 #include "imglue_session.h"
 
-#include "grammar_options.h"
-#include "imdtam_names.h"
+#include "driver_records.h"
 #include "imglue_files.h"
+#include "imglue_memory.h"
 #include "imglue_number_text.h"
 #include "imglue_transcoding.h"
-#include "memory_handlers.h"
 #include "output_records.h"
 #include "service_entries.h"
+#include "vvimodcn.h"
 #include "wzst.h"
 
 #include <cstring>
@@ -20,18 +20,6 @@ static constexpr int64_t NAME_SPARE_BYTES = 20; // room for what a driver append
 // create_tempfile
 static constexpr int32_t IMPORT_WANTS_TEMPFILE = 1;
 static constexpr int32_t EXPORT_WANTS_TEMPFILE = 2;
-
-void *h_malloc1(IMGLUE *self, int64_t size) {
-    static constexpr int64_t overhead = 15; // the link, and the bytes that round a size up to the next multiple of 8
-    if (size < 0 || size > INT64_MAX - overhead)
-        return nullptr;
-    auto *block = static_cast<malloc_list_struct *>(vmalloc_handler(size + overhead, POOL_ZEROED));
-    if (block == nullptr)
-        return nullptr;
-    block->next_malloc_ptr = self->head_malloc_ptr;
-    self->head_malloc_ptr = block;
-    return block + 1;
-}
 
 template <class record>
 static record *allocate_record(IMGLUE *self) {

@@ -1,20 +1,9 @@
-// The conversion session: its set-up when the file is open, its memory, its end.
+// The conversion session: its set-up when the file is open, and its end.
 #pragma once
 
 #include "driver_records.h"
 
 #include <cstdint>
-
-// One session allocation: the link, then the caller's bytes.
-struct malloc_list_struct {
-    malloc_list_struct *next_malloc_ptr;
-};
-
-// h_malloc1: a zero-filled block of `size` bytes, chained to the session and released with it, never alone.
-//
-// size  bytes, 0 or more. The block is aligned to 8 bytes.
-// Null when the pool refuses, or when size is negative or too large to be a size.
-void *h_malloc1(IMGLUE *self, int64_t size);
 
 // setup_self: prepare an opened session for its direction.
 //

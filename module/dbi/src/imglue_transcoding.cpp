@@ -2,7 +2,6 @@
 // converted where they are mapped.
 #include "imglue_transcoding.h"
 
-#include "hcstrings.h"
 #include "service_entries.h"
 #include "wzst.h"
 

@@ -2,10 +2,9 @@
 // labels is the driver's knowledge.
 #include "imglue_user_formats.h"
 
-#include "grammar_options.h"
-#include "hcstrings.h"
+#include "driver_records.h"
+#include "imglue_memory.h"
 #include "imglue_number_text.h"
-#include "imglue_session.h"
 #include "service_entries.h"
 #include "wzst.h"
 #include "zfmtmkfm.h"

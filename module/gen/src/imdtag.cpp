@@ -4,10 +4,9 @@
 //     FMTLIB = library.catalog ;      where user formats are stored and read
 //
 // It knows symbols, productions, costs and which operation each semantic action asks for; the engine does the parsing.
-#include "imdtag.h"
-
 #include "service_entries.h"
 #include "vor/imglue.h"
+#include "xsparse.h"
 
 namespace {
 

@@ -1,4 +1,5 @@
-// Byte translation: the table of the function, or the host's routine where a character may have several bytes.
+// Byte translation (the table of the function, or the host's routine where a character may have several bytes) and
+// whole numbers as text in fixed fields.
 #include "wztxxlt.h"
 
 #include "service_entries.h"
@@ -35,5 +36,26 @@ int32_t wztxxlt(int32_t function, const char *source, char *dest, int32_t len) {
     const uint8_t *table = v_global_gcb_anchor->translation_tables[function];
     for (int32_t i = 0; i < len; ++i)
         dest[i] = static_cast<char>(table[static_cast<unsigned char>(source[i])]);
+    return 0;
+}
+
+int32_t wzclchr(int64_t num, char *str, int32_t len) {
+    // The magnitude of the lowest number has no signed counterpart.
+    uint64_t rest = num < 0 ? 0 - static_cast<uint64_t>(num) : static_cast<uint64_t>(num);
+    int32_t next = len;
+    do {
+        if (--next < 0)
+            break;
+        str[next] = static_cast<char>('0' + rest % 10);
+        rest /= 10;
+    } while (rest != 0);
+    if (num < 0 && --next >= 0)
+        str[next] = '-';
+    if (next < 0) {
+        if (len > 0)
+            memset(str, '*', static_cast<size_t>(len));
+        return NUMBER_DOES_NOT_FIT;
+    }
+    memset(str, ' ', static_cast<size_t>(next));
     return 0;
 }

@@ -1,4 +1,4 @@
-// Byte translation through the host's tables.
+// Byte translation through the host's tables, and whole numbers as text in fixed fields.
 #pragma once
 
 #include <cstdint>
@@ -14,3 +14,9 @@ inline constexpr int32_t TRANSLATE_BAD_FUNCTION = static_cast<int32_t>(0x8000200
 // TRANSLATE_BAD_FUNCTION   there is no such function; dest is untouched
 // anything else            what the host's character-aware routine returned for function 0 or 1
 int32_t wztxxlt(int32_t function, const char *source, char *dest, int32_t len);
+
+inline constexpr int32_t NUMBER_DOES_NOT_FIT = static_cast<int32_t>(0x8000200d);
+
+// Writes num as decimal text right-justified in the len bytes of str, with a '-' before a negative value and blanks to
+// the left; nothing terminates it. 0, or NUMBER_DOES_NOT_FIT when it does not fit: the field is then all '*'.
+int32_t wzclchr(int64_t num, char *str, int32_t len);

@@ -2,7 +2,6 @@
 // catalog keeps them is the host's affair.
 #include "zfmtmkfm.h"
 
-#include "hcstrings.h"
 #include "service_entries.h"
 #include "vor/imglue.h"
 #include "wzst.h"

@@ -1,9 +1,8 @@
 // The decoders and their table. The numeric ones are one template over the byte order of the file, the stored type, the
 // missing values of the release and the meaning of the number.
-#include "imstata_decoders.h"
-
 #include "blank_padding.h"
 #include "imglue_dates.h"
+#include "imstata_records.h"
 #include "imstata_strls.h"
 #include "imswap.h"
 

@@ -3,14 +3,12 @@
 #include "imstata_descriptors.h"
 
 #include "imglue_files.h"
-#include "imglue_session.h"
+#include "imglue_memory.h"
 #include "imglue_transcoding.h"
-#include "imstata_binary_header.h"
-#include "imstata_label_index.h"
+#include "imstata_header.h"
 #include "imstata_reading.h"
 #include "imstata_strls.h"
-#include "imstata_tagged_header.h"
-#include "imstata_variables.h"
+#include "imstata_value_labels.h"
 #include "service_entries.h"
 
 namespace {

@@ -1,11 +1,9 @@
 // The driver's table of entry points and what it declares about its file type. How a file is read or written stands in
 // the files named after its sections.
-#include "imstata.h"
+#include "driver_records.h"
 #include "imstata_descriptors.h"
 #include "imstata_records.h"
-#include "imstata_write_finish.h"
-#include "imstata_write_header.h"
-#include "imstata_write_records.h"
+#include "imstata_writing.h"
 
 namespace {
 

@@ -3,11 +3,9 @@
 // Before 108: the number of entries (2 bytes), the name (9 and a padding byte), 10 bytes for each entry. From 108: the
 // length of the body (4), the name and 3 padding bytes, the body. A tagged file has each table between <lbl> and
 // </lbl>.
-#include "imstata_label_index.h"
-
-#include "hcstrings.h"
-#include "imglue_text.h"
+#include "imglue_number_text.h"
 #include "imstata_reading.h"
+#include "imstata_value_labels.h"
 #include "service_entries.h"
 #include "wzst.h"
 

@@ -2,7 +2,7 @@
 #include "imstata_reading.h"
 
 #include "imglue_files.h"
-#include "imglue_session.h"
+#include "imglue_memory.h"
 
 namespace {
 

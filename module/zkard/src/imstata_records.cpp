@@ -6,10 +6,9 @@
 // Those that the host passes over (current_record_number) are not read at all: the first fill begins behind them.
 #include "imstata_records.h"
 
+#include "driver_records.h"
 #include "imglue_files.h"
-#include "imglue_hooks.h"
-#include "imglue_session.h"
-#include "imstata_decoders.h"
+#include "imglue_memory.h"
 #include "imstata_reading.h"
 #include "service_entries.h"
 

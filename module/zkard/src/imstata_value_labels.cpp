@@ -4,7 +4,6 @@
 // bytes of the texts (4), n offsets of texts (4 each), n values (4 each), the texts.
 #include "imstata_value_labels.h"
 
-#include "imstata_label_index.h"
 #include "imstata_reading.h"
 #include "wzst.h"
 

@@ -1,11 +1,7 @@
 // The end of an exported file. Value-label tables pass through the record buffer, which is empty by then.
-#include "imstata_write_finish.h"
-
-#include "hcstrings.h"
 #include "imglue_errors.h"
 #include "imglue_files.h"
-#include "imstata_write_header.h"
-#include "imstata_write_records.h"
+#include "imstata_writing.h"
 #include "wzst.h"
 
 #include <cstring>

@@ -1,9 +1,12 @@
-// The header of an exported file, and the order in which its beginning is written.
-#include "imstata_write_header.h"
-
+// The beginning of an exported file: header, map and descriptors up to the opening tag of the data. It decides how each
+// variable is stored, named, shown and labelled; it writes no observation. The descriptor arrays are built in memory,
+// one slot of fixed width for each variable, and written whole.
+#include "driver_records.h"
+#include "imglue_errors.h"
 #include "imglue_files.h"
-#include "imglue_hooks.h"
-#include "imglue_session.h"
+#include "imglue_memory.h"
+#include "imglue_number_text.h"
+#include "imstata_writing.h"
 #include "vor/stata_layout.h"
 #include "wzst.h"
 
@@ -34,23 +37,12 @@ void add_number(header_text *header, int64_t number, int32_t length) {
     add_bytes(header, &number, length);
 }
 
-} // namespace
-
-int32_t outmakerecord(outdbsrec *out) {
-    out->outhead = static_cast<outheadrec *>(h_malloc1(out->self, sizeof(outheadrec)));
-    if (out->outhead == nullptr)
-        return ERROR_MEMORY;
-    out->outbylastrec = WRITTEN_LAYOUT;
-    determine_outvars(out);
-    int32_t status = doutmakedbs_v15(out);
-    if (status != 0)
-        return status;
-    status = doutmakevars(out);
-    if (status != 0)
-        return status;
-    return out->outreclen != 0 ? 0 : ERROR_NO_VARIABLES;
+// Whether a variable of outtemphead goes into the file.
+bool is_written(const outdbsrec *out, const outvarrec *variable) {
+    return isnamegood(variable->outinsymbol->symname, out->outdrophead, out->outkeephead) != 0;
 }
 
+// Counts the variables of outtemphead that are written (all of them) into outvars; outreclen is 0.
 void determine_outvars(outdbsrec *out) {
     out->outvars = 0;
     out->outreclen = 0;
@@ -58,6 +50,7 @@ void determine_outvars(outdbsrec *out) {
         out->outvars += is_written(out, variable) ? 1 : 0;
 }
 
+// Header and map; outhead and outvars are set before. 0 or ERROR_WRITE.
 int32_t doutmakedbs_v15(outdbsrec *out) {
     const release_layout *layout = written_release(out->outvars);
     outheadrec *head = out->outhead;
@@ -86,10 +79,240 @@ int32_t doutmakedbs_v15(outdbsrec *out) {
     return mivex_write(out->mivex_outfd, header.bytes, header.length) < 0 ? ERROR_WRITE : 0;
 }
 
-bool is_written(const outdbsrec *out, const outvarrec *variable) {
-    return isnamegood(variable->outinsymbol->symname, out->outdrophead, out->outkeephead) != 0;
+// How each class of variable is stored; all others as OUTPUT_DOUBLE.
+struct storage_rule {
+    int32_t symtype;
+    output_type code;
+    stored_type stored;
+    const char *format; // display format; null: from the host's format
+};
+constexpr storage_rule STORAGE_RULES[] = {
+    {CLASS_CHARACTER, OUTPUT_CHARACTER, STORED_STRING, nullptr},
+    {CLASS_DATE, OUTPUT_DATE, STORED_LONG, "%td"},
+    {CLASS_TIME, OUTPUT_TIME, STORED_DOUBLE, "%tcHH:MM:SS"},
+    {CLASS_DATETIME, OUTPUT_DATETIME, STORED_DOUBLE, "%tc"},
+    {CLASS_DOUBLE, OUTPUT_DOUBLE, STORED_DOUBLE, nullptr},
+};
+
+const storage_rule *find_rule(int32_t symtype) {
+    const storage_rule *rule = STORAGE_RULES;
+    while (rule->symtype != symtype && rule->symtype != CLASS_DOUBLE)
+        ++rule;
+    return rule;
 }
+
+// Widths of numeric display formats.
+constexpr int32_t DEFAULT_WIDTH = 12;
+constexpr int32_t LEAST_EXPONENTIAL_WIDTH = 10;
+constexpr int32_t EXPONENTIAL_EXTRA = 7; // sign, digit, point, e, sign and two digits beside the decimals
+
+// One opening tag, at the current position, which the map records.
+int32_t open_section(outdbsrec *out, map_entry entry, const char *tag) {
+    out->outhead->map_values[entry] = mivex_lseek(out->mivex_outfd, 0, 1);
+    if (out->outhead->map_values[entry] < 0)
+        return ERROR_SEEK;
+    return mivex_write(out->mivex_outfd, tag, wzstlen(tag)) < 0 ? ERROR_WRITE : 0;
+}
+
+struct section {
+    map_entry entry;
+    const char *opening;
+    const char *closing;
+    const void *bytes;
+    int64_t length;
+};
+
+int32_t write_section(outdbsrec *out, const section *part) {
+    const int32_t status = open_section(out, part->entry, part->opening);
+    if (status != 0)
+        return status;
+    if (mivex_write(out->mivex_outfd, part->bytes, part->length) < 0 ||
+        mivex_write(out->mivex_outfd, part->closing, wzstlen(part->closing)) < 0)
+        return ERROR_WRITE;
+    return 0;
+}
+
+int64_t sort_list_bytes(const outdbsrec *out, const release_layout *layout) {
+    return (int64_t{out->outvars} + 1) * layout->sort_entry_bytes;
+}
+
+int32_t allocate_descriptors(const outdbsrec *out, const release_layout *layout, descrec *arrays) {
+    const int64_t variables = out->outvars;
+    const auto allocate = [&](int64_t bytes) { return h_malloc1(out->self, bytes); };
+    arrays->typelist_2 = static_cast<uint16_t *>(allocate(variables * layout->types->code_bytes));
+    arrays->varlist = static_cast<char *>(allocate(variables * layout->name_bytes));
+    void *sort_list = allocate(sort_list_bytes(out, layout));
+    arrays->srtlist_2byte = static_cast<uint16_t *>(sort_list);
+    arrays->srtlist_4byte = static_cast<uint32_t *>(sort_list);
+    arrays->fmtlist = static_cast<char *>(allocate(variables * layout->format_bytes));
+    arrays->lbllist = static_cast<char *>(allocate(variables * layout->name_bytes));
+    arrays->labels = static_cast<char *>(allocate(variables * layout->variable_label_bytes));
+    const bool complete = arrays->typelist_2 != nullptr && arrays->varlist != nullptr && sort_list != nullptr &&
+                          arrays->fmtlist != nullptr && arrays->lbllist != nullptr && arrays->labels != nullptr;
+    return complete ? 0 : ERROR_MEMORY;
+}
+
+const char *label_of(const symbolstruct *symbol) {
+    return symbol->symlabel != nullptr ? symbol->symlabel : "";
+}
+
+// The name a variable gets in the file: its own, or its label where the statements ask for that.
+char *output_name(const outdbsrec *out, symbolstruct *symbol) {
+    const glue_grammar_struct *options = out->self->grammar_ptr;
+    const bool use_label = options != nullptr && options->write_labels != 0 && label_of(symbol)[0] != '\0';
+    return use_label ? symbol->symlabel : symbol->symname;
+}
+
+// A copy of one value label, in one block with its values and text; null when there is no memory.
+innamevaluestruct *copy_label(IMGLUE *self, session_arena *arena, const innamevaluestruct *entry) {
+    constexpr int64_t number_bytes = sizeof(double);
+    const int64_t text_bytes = entry->displayvalue != nullptr ? int64_t{wzstlen(entry->displayvalue)} + 1 : 0;
+    const int64_t size = static_cast<int64_t>(sizeof(innamevaluestruct)) + 2 * number_bytes + text_bytes;
+    auto *copy = static_cast<innamevaluestruct *>(arena_take(self, arena, size));
+    if (copy == nullptr)
+        return nullptr;
+    char *values = reinterpret_cast<char *>(copy + 1);
+    copy->valuetype = entry->valuetype;
+    if (entry->startvalue != nullptr)
+        copy->startvalue = static_cast<char *>(memcpy(values, entry->startvalue, number_bytes));
+    if (entry->endvalue != nullptr)
+        copy->endvalue = static_cast<char *>(memcpy(values + number_bytes, entry->endvalue, number_bytes));
+    if (entry->displayvalue != nullptr)
+        copy->displayvalue = static_cast<char *>(
+            memcpy(values + 2 * number_bytes, entry->displayvalue, static_cast<size_t>(text_bytes)));
+    return copy;
+}
+
+// The variable's table of value labels, empty without a value list.
+int32_t make_label_table(outdbsrec *out, session_arena *arena, outvarrec *variable, char *name) {
+    variable->outname = static_cast<outnamerec *>(arena_take(out->self, arena, sizeof(outnamerec)));
+    if (variable->outname == nullptr)
+        return ERROR_MEMORY;
+    variable->outname->name = name;
+    innamevaluestruct **link = &variable->outname->headvalueptr;
+    for (const innamevaluestruct *entry = variable->outinsymbol->headvaluelist; entry != nullptr;
+         entry = entry->nextvalue) {
+        *link = copy_label(out->self, arena, entry);
+        if (*link == nullptr)
+            return ERROR_MEMORY;
+        link = &(*link)->nextvalue;
+    }
+    return 0;
+}
+
+// Type, widths and type code.
+void lay_out(outvarrec *variable, const storage_rule *rule, const type_coding *types, uint16_t *type_code) {
+    const int32_t length = variable->outinsymbol->symlen;
+    variable->outnameftype = rule->code;
+    variable->outsymlength = length;
+    if (rule->stored == STORED_STRING) {
+        const int32_t fitting = min(length, types->string_longest);
+        variable->outnamelength = fitting < 1 ? 1 : fitting;
+        *type_code = static_cast<uint16_t>(types->string_base + variable->outnamelength);
+        return;
+    }
+    variable->outnamelength = STORED_BYTES[rule->stored];
+    *type_code = types->numbers[rule->stored];
+}
+
+void write_format(const outvarrec *variable, const storage_rule *rule, char *slot, int32_t slot_bytes) {
+    const symbolstruct *symbol = variable->outinsymbol;
+    const int32_t width = symbol->symformlen;
+    if (rule->format != nullptr) {
+        mivex_strncpy(slot, rule->format, slot_bytes);
+    } else if (rule->code == OUTPUT_CHARACTER) {
+        mivex_sprintf(slot, "%%%ds", variable->outnamelength);
+    } else if (comp2inull(symbol->symformat, "e") == 0) {
+        const int32_t wide = width < LEAST_EXPONENTIAL_WIDTH ? LEAST_EXPONENTIAL_WIDTH : width;
+        mivex_sprintf(slot, "%%%d.%de", wide, wide - EXPONENTIAL_EXTRA);
+    } else {
+        mivex_sprintf(slot, "%%%d.0g", width == 0 ? DEFAULT_WIDTH : width);
+    }
+}
+
+// Fills the slots of the variable with that index. The arena is for its table of value labels.
+int32_t describe_variable(outdbsrec *out, outvarrec *variable, const release_layout *layout, int64_t index,
+                          const descrec *arrays, session_arena *arena) {
+    symbolstruct *symbol = variable->outinsymbol;
+    const storage_rule *rule = find_rule(symbol->symtype);
+    char *name = output_name(out, symbol);
+    mivex_strncpy(arrays->varlist + index * layout->name_bytes, name, layout->name_bytes);
+    mivex_strncpy(arrays->labels + index * layout->variable_label_bytes, label_of(symbol),
+                  layout->variable_label_bytes);
+    lay_out(variable, rule, layout->types, arrays->typelist_2 + index);
+    write_format(variable, rule, arrays->fmtlist + index * layout->format_bytes, layout->format_bytes);
+    if (rule->code != OUTPUT_DOUBLE)
+        return 0;
+    if (symbol->headvaluelist != nullptr)
+        mivex_strncpy(arrays->lbllist + index * layout->name_bytes, name, layout->name_bytes);
+    return make_label_table(out, arena, variable, name);
+}
+
+int32_t write_descriptors(outdbsrec *out, const release_layout *layout, const descrec *arrays) {
+    const int64_t variables = out->outvars;
+    const section sections[] = {
+        {MAP_VARIABLE_TYPES, "<variable_types>", "</variable_types>", arrays->typelist_2,
+         variables * layout->types->code_bytes},
+        {MAP_VARNAMES, "<varnames>", "</varnames>", arrays->varlist, variables * layout->name_bytes},
+        {MAP_SORTLIST, "<sortlist>", "</sortlist>", arrays->srtlist_4byte, sort_list_bytes(out, layout)},
+        {MAP_FORMATS, "<formats>", "</formats>", arrays->fmtlist, variables * layout->format_bytes},
+        {MAP_VALUE_LABEL_NAMES, "<value_label_names>", "</value_label_names>", arrays->lbllist,
+         variables * layout->name_bytes},
+        {MAP_VARIABLE_LABELS, "<variable_labels>", "</variable_labels>", arrays->labels,
+         variables * layout->variable_label_bytes},
+        {MAP_CHARACTERISTICS, "<characteristics>", "</characteristics>", "", 0},
+    };
+    for (const section &part : sections) {
+        const int32_t status = write_section(out, &part);
+        if (status != 0)
+            return status;
+    }
+    return open_section(out, MAP_DATA, "<data>");
+}
+
+// The descriptors; outhead and outvars are set before. 0, ERROR_MEMORY, ERROR_WRITE or ERROR_SEEK.
+int32_t doutmakevars(outdbsrec *out) {
+    const release_layout *layout = written_release(out->outvars);
+    descrec arrays = {};
+    int32_t status = allocate_descriptors(out, layout, &arrays);
+    if (status != 0)
+        return status;
+    session_arena arena = {};
+    int64_t record_bytes = 0;
+    int64_t index = 0;
+    for (outvarrec *variable = out->outtemphead; variable != nullptr; variable = variable->bigoutnext) {
+        if (!is_written(out, variable))
+            continue;
+        status = describe_variable(out, variable, layout, index, &arrays, &arena);
+        if (status != 0)
+            return status;
+        record_bytes += variable->outnamelength;
+        ++index;
+    }
+    status = write_descriptors(out, layout, &arrays);
+    if (status != 0)
+        return status;
+    out->outreclen = record_bytes;
+    return 0;
+}
+
+} // namespace
 
 const release_layout *written_release(int32_t variables) {
     return find_release(variables > LARGEST_FILE_OF_118 ? 119 : 118);
+}
+
+int32_t outmakerecord(outdbsrec *out) {
+    out->outhead = static_cast<outheadrec *>(h_malloc1(out->self, sizeof(outheadrec)));
+    if (out->outhead == nullptr)
+        return ERROR_MEMORY;
+    out->outbylastrec = WRITTEN_LAYOUT;
+    determine_outvars(out);
+    int32_t status = doutmakedbs_v15(out);
+    if (status != 0)
+        return status;
+    status = doutmakevars(out);
+    if (status != 0)
+        return status;
+    return out->outreclen != 0 ? 0 : ERROR_NO_VARIABLES;
 }

@@ -1,10 +1,8 @@
 // The record buffer and the encoders.
-#include "imstata_write_records.h"
-
-#include "hcstrings.h"
 #include "imglue_files.h"
-#include "imglue_session.h"
-#include "imstata_write_header.h"
+#include "imglue_memory.h"
+#include "imstata_writing.h"
+#include "wzst.h"
 
 #include <cstring>
 

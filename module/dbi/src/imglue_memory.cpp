@@ -1,7 +1,8 @@
-// Small session allocations out of large blocks, which grow with what the session already holds.
-#include "imstata_arena.h"
+// Session blocks, each behind a link to the one before it; and small allocations out of large blocks, which grow with
+// what the session already holds.
+#include "imglue_memory.h"
 
-#include "imglue_session.h"
+#include "vvimodcn.h"
 
 namespace {
 
@@ -18,6 +19,18 @@ int64_t next_block_bytes(const session_arena *arena) {
 }
 
 } // namespace
+
+void *h_malloc1(IMGLUE *self, int64_t size) {
+    static constexpr int64_t overhead = 15; // the link, and the bytes that round a size up to the next multiple of 8
+    if (size < 0 || size > INT64_MAX - overhead)
+        return nullptr;
+    auto *block = static_cast<malloc_list_struct *>(vmalloc_handler(size + overhead, POOL_ZEROED));
+    if (block == nullptr)
+        return nullptr;
+    block->next_malloc_ptr = self->head_malloc_ptr;
+    self->head_malloc_ptr = block;
+    return block + 1;
+}
 
 void *arena_take(IMGLUE *self, session_arena *arena, int64_t size) {
     if (size < 0 || size > INT64_MAX - ALIGNMENT)
