@@ -1,4 +1,4 @@
-// Arbitrary text as the statements of an import and of an export: accepted, repaired or refused, nothing else.
+// Arbitrary text as the statements of an import and of an export: accepted or refused, nothing else.
 #include "fuzz_host.h"
 
 #include <vor/imglue.h>

@@ -15,24 +15,25 @@ using PARSE_ROUTINE = int32_t (*)(PARSECONTROL *control, void *engine, int32_t a
 inline constexpr char PARSE_STANDARD_TOKEN[] = "XSTOKEN";
 inline constexpr char PARSE_STANDARD_SEMANTIC[] = "XSSEMAN";
 
-// Token types of the standard token routine. A type above the record's maxlexical is the literal text of the terminal
-// that symmap gives for it; words match without regard to letter case, and where the grammar has no place for such a
-// word it counts as a name.
+// Token types. Those above the record's maxlexical are the literal texts of the terminals that symmap gives for them,
+// up to the end of the input; words match without regard to letter case, and where the grammar has no place for such a
+// word it counts as a name. The standard token routine makes the types whose form is given here, and of everything
+// else PARSE_NO_TOKEN.
 enum PARSE_TOKEN : int16_t {
     PARSE_NO_TOKEN = 0,
     PARSE_END_OF_STATEMENT, // ;
-    PARSE_NAME,
-    PARSE_QUOTED_STRING, // 'text' or "text", the quote doubled inside
+    PARSE_NAME,             // letters, digits, _ and bytes above ASCII, no digit first
+    PARSE_QUOTED_STRING,    // 'text' or "text", the quote doubled inside
     PARSE_INTEGER,
     PARSE_NUMBER,
     PARSE_TWO_LEVEL_NAME, // first.second
     PARSE_FORMAT,         // NAME. or NAMEw.d
-    PARSE_DATE,           // 'text'd
-    PARSE_TIME,           // 'text't
-    PARSE_DATETIME,       // 'text'dt
-    PARSE_MISSING,        // . .a to .z ._
-    PARSE_NAME_LITERAL,   // 'text'n
-    PARSE_CATALOG_ENTRY,  // from here on: not made by the standard routine
+    PARSE_DATE,
+    PARSE_TIME,
+    PARSE_DATETIME,
+    PARSE_MISSING,
+    PARSE_NAME_LITERAL, // 'text'n
+    PARSE_CATALOG_ENTRY,
     PARSE_DATA_SET,
     PARSE_RESERVED_1,
     PARSE_RESERVED_2,

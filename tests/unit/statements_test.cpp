@@ -4,13 +4,11 @@
 #include "imdtam.h"
 #include "module_host.h"
 #include "services/host_state.h"
-#include "services/parsing_grammar.h"
 #include "xsparse.h"
 
 #include <cstring>
 #include <gtest/gtest.h>
 #include <memory>
-#include <set>
 
 namespace vor::test {
 namespace {
@@ -42,26 +40,11 @@ class Statements : public testing::Test {
     }
 
     ModuleHost host;
-    StatementParser &parser = services::current_host().parser;
+    services::StatementParser &parser = services::current_host().parser;
     Lines &lines = host.log.lines;
     std::unique_ptr<IMGLUE> session = std::make_unique<IMGLUE>();
     glue_grammar_struct options{};
 };
-
-// Each row of the parse table leads to the non-terminal's own productions, and to all of them.
-TEST_F(Statements, TablesAgreeWithEachOther) {
-    const PARSECONTROL &control = *imdtag();
-    const Grammar grammar(control);
-    std::set<std::int16_t> reached;
-    for (std::int16_t symbol = grammar.goal(); symbol <= control.symbols; ++symbol) {
-        for (std::int16_t terminal = 1; terminal <= control.maxterminal; ++terminal)
-            if (const std::int16_t production = grammar.production(symbol, terminal)) {
-                EXPECT_EQ(grammar.left_side(production), symbol);
-                reached.insert(production);
-            }
-    }
-    EXPECT_EQ(reached.size(), 16u);
-}
 
 TEST_F(Statements, AcceptedTexts) {
     const struct {
@@ -70,7 +53,10 @@ TEST_F(Statements, AcceptedTexts) {
         {"", "|"},
         {"FMTLIB=mylib.formats;", "mylib|formats"},
         {"fMtLiB\n=/* where */ a_1._b2 ;", "a_1|_b2"},
-        {"FMTLIB=WORK();", "WORK|"},
+        {";;FMTLIB=WORK(/**/);", "WORK|"},
+        {"FMTLIB=FORMATS.;", "FORMATS|"},
+        {"FMTLIB=fmtlib;", "fmtlib|"},
+        {"FMTLIB='it''s';", "it's|"},
         {"FMTLIB='my lib'N.'b c'n;", "my lib|b c"},
         {"FMTLIB=A.B;FMTLIB=C.D;", "C|D"},
         {"FMTLIB=library_of_formats.catalog_with_a_name_of_40_letters_____;",
@@ -95,91 +81,29 @@ TEST_F(Statements, FieldsAreBlankPaddedAndStayWhenNotGiven) {
     EXPECT_EQ(place(), "D|C");
 }
 
-TEST_F(Statements, RepairedTexts) {
-    const std::string names = "a name, a quoted string, a two-level name, a format name or a name literal was expected";
-    const struct {
-        std::string text, place, line;
-    } cases[] = {
-        {"FMTLIB A.B;", "A|B", R"~(8: "A.B" found where "=" was expected; "=" assumed before "A.B")~"},
-        {"FMTLIB=A.B", "A|B",
-         R"~(11: the end of the statements found where ";" or "(" was expected; )~"
-         R"~(";" assumed before the end of the statements)~"},
-        {"FMTLIB=;", "|", "8: \";\" found where " + names + "; a name assumed before \";\""},
-        {"FMTLIB=A B;", "A|", R"~(10: "B" found where ";" or "(" was expected; "B" left out)~"},
-        {"FMTLB=A.B;", "A|B",
-         R"~(1: "FMTLB" found where "ADTA" or "FMTLIB" was expected; )~"
-         R"~("FMTLIB" assumed before "FMTLB", "FMTLB" left out)~"},
-        {"=A.B;FMTLIB=C.D;", "C|D",
-         R"~(1: "=" found where "ADTA" or "FMTLIB" was expected; "FMTLIB" assumed before "=")~"},
-    };
-    for (const auto &[text, expected, line] : cases) {
-        SCOPED_TRACE(text);
-        forget();
-        EXPECT_EQ(parse(text), HOST_OK);
-        EXPECT_EQ(place(), expected);
-        EXPECT_EQ(lines, Lines{"NOTE: Statements, column " + line + "."});
-    }
-}
-
 TEST_F(Statements, RefusedTexts) {
-    const std::string names = "a name, a quoted string, a two-level name, a format name or a name literal was expected";
     const struct {
         std::string text, line;
     } cases[] = {
-        {"FMTLIB=A B C;", R"(column 10: "B" found where ";" or "(" was expected)"},
-        {"FMTLIB=\n  @;", "column 11: \"@\" found where " + names},
-        {"FMTLIB=/*abc;", "column 8: \"/*abc;\" found where " + names},
-        {"FMTLIB=A.B.C;", "column 8: \"A.B.C\" found where " + names},
-        {"FMTLIB='01jan2020'q;", "column 8: \"'01jan2020'q\" found where " + names},
-        {std::string("FMTLIB=A\0B;", 11), "column 9: \" \" found where \";\" or \"(\" was expected"},
-        {"@" + std::string(60, 'x'), R"(column 1: "@" found where "ADTA" or "FMTLIB" was expected)"},
-        {"FMTLIB='" + std::string(38, 'x') + "\xC3\xA9 and so on;",
-         "column 8: \"'" + std::string(38, 'x') + "...\" found where " + names},
+        {"FMTLIB A.B;", R"("FMTLIB" is not used: "A.B" does not fit)"},
+        {"FMTLIB=A B;", R"("FMTLIB" is not used: "B" does not fit)"},
+        {"FMTLIB=;", R"("FMTLIB" is not used: ";" does not fit)"},
+        {"FMTLIB=A.B", R"("FMTLIB" is not used: it has no end)"},
+        {"FMTLIB=A.B.C;", R"("FMTLIB" is not used: "." does not fit)"},
+        {"FMTLIB=/*abc;", R"("FMTLIB" is not used: "/*abc;" does not fit)"},
+        {"FMTLIB='abc;", R"("FMTLIB" is not used: "'abc;" does not fit)"},
+        {"FMTLIB=1a;", R"("FMTLIB" is not used: "1" does not fit)"},
+        {std::string("FMTLIB=A\0B;", 11), R"("FMTLIB" is not used: "?" does not fit)"},
+        {std::string(39, 'x') + "\xC3\xA9 and so on;",
+         '"' + std::string(39, 'x') + "...\" is not used: \"" + std::string(39, 'x') + "...\" does not fit"},
     };
     for (const auto &[text, line] : cases) {
         SCOPED_TRACE(text);
         ASSERT_EQ(parse("FMTLIB=X.Y;"), HOST_OK);
         EXPECT_EQ(parse(text), HOST_LOGGED);
         EXPECT_EQ(place(), "X|Y");
-        EXPECT_EQ(host->take_failure().text, "Statements, " + line + "; the statement is not used.");
+        EXPECT_EQ(host->take_failure().text, "The statement that begins with " + line + ".");
     }
-}
-
-TEST_F(Statements, CostsAndLimitsDecideAboutRepairs) {
-    // FMTLIB=A B C; takes 50 for each of two names.
-    struct {
-        std::int32_t valcost, inslen;
-        const char *text;
-        std::int32_t cost;
-    } const cases[] = {
-        {100, 12, "FMTLIB=A B C;", 100},
-        {99, 12, "FMTLIB=A B C;", -1},
-        {63, 2, "A;", 20},
-        {63, 1, "A;", 60},
-        {59, 1, "A;", -1},
-        {63, 12, "(", 30},
-    };
-    for (const auto &[valcost, inslen, text, cost] : cases) {
-        SCOPED_TRACE(std::string(text) + " " + std::to_string(valcost) + " " + std::to_string(inslen));
-        PARSECONTROL control = *imdtag();
-        control.valcost = valcost;
-        control.inslen = inslen;
-        const Grammar grammar(control);
-        std::vector<Token> tokens;
-        for (std::size_t at = 0; tokens.empty() || tokens.back().type != grammar.end_type();
-             at = tokens.back().position + tokens.back().text.size())
-            tokens.push_back(scan_token(text, at, grammar.literals(), grammar.end_type()));
-        const auto repair = cheapest_repair(grammar, tokens);
-        EXPECT_EQ(repair ? repair->cost : -1, cost);
-        EXPECT_TRUE(!repair || !follow(grammar, repair->tokens));
-    }
-}
-
-TEST_F(Statements, LongRefusedTextsAreQuick) {
-    std::string text;
-    for (int i = 0; i < 50'000; ++i)
-        text += "FMTLIB ( = ";
-    EXPECT_EQ(parse(text), HOST_LOGGED);
 }
 
 TEST_F(Statements, EveryErrorOfAStepIsReportedAndGoodStatementsOfAnExportCount) {
@@ -188,9 +112,8 @@ TEST_F(Statements, EveryErrorOfAStepIsReportedAndGoodStatementsOfAnExportCount) 
     EXPECT_EQ(prseprc(session.get(), nullptr), HOST_OK);
     EXPECT_EQ(place(), "A|B");
     EXPECT_EQ(options.write_labels, 1);
-    const std::string tail = " found where \"ADTA\" or \"FMTLIB\" was expected; the statement is not used";
-    EXPECT_EQ(host->take_failure().text,
-              "Statements, column 1: \"a\"" + tail + "; Statements, column 18: \"d\"" + tail + ".");
+    EXPECT_EQ(host->take_failure().text, "The statement that begins with \"a\" is not used: \"a\" does not fit; "
+                                         "The statement that begins with \"d\" is not used: \"d\" does not fit.");
     session->outmode = 0;
     EXPECT_EQ(prseprc(session.get(), nullptr), HOST_OK);
     EXPECT_EQ(options.write_labels, 0);
@@ -232,7 +155,9 @@ TEST_F(Statements, MissingRoutinesAndMemoryEndTheTask) {
     EXPECT_EQ(ended(), HOST_TASK_NO_MEMORY);
     host.leave_all_blocks();
     host.replace(vir2g, [](SERVICE_ID, const char *name, PARSE_ROUTINE *routine, TASK *, void *) {
-        return missing != nullptr && missing == std::string_view(name) ? 1 : StatementParser::vir2g(name, routine);
+        return missing != nullptr && missing == std::string_view(name)
+                   ? 1
+                   : services::StatementParser::vir2g(name, routine, nullptr, nullptr);
     });
     for (const char *routine : {PARSE_STANDARD_TOKEN, PARSE_STANDARD_SEMANTIC}) {
         missing = routine;
@@ -259,9 +184,14 @@ TEST_F(Statements, ARecordKeepsWhatItAlreadyHas) {
 }
 
 TEST_F(Statements, DebuggingFollowsTheProcedure) {
+    static std::int32_t mask;
+    host.replace(xsproc, [](SERVICE_ID, PARSECONTROL *, PROCSTR *, std::int32_t debug, USERINTERACT *) {
+        mask = debug;
+        return 0;
+    });
     parser.procedure()->debug = PROCSTR_DEBUG_SYNTAX;
-    EXPECT_EQ(prsiprc(session.get(), nullptr), HOST_OK);
-    EXPECT_EQ(lines.front(), "NOTE: Statements, column 1: token type 23, \"ADTA\".");
+    prseprc(session.get(), nullptr);
+    EXPECT_EQ(mask, PARSE_DEBUG_SYNTAX);
 }
 
 } // namespace

@@ -19,7 +19,7 @@ ControlBlock::ControlBlock(HostState &host) {
     offer_number_services(services_);
     offer_format_services(services_);
     offer_task_services(services_);
-    offer_parsing_services(services_);
+    offer_family<StatementParser>(services_);
 
     special_missings_.fill(missing_value('.'));
     special_missings_['_'] = missing_value('_');

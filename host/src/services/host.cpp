@@ -23,17 +23,18 @@ HostState &current_host() {
     return *serving_host;
 }
 
+template <>
+StatementParser &serving() {
+    return current_host().parser;
+}
+
 HostState::HostState(HostOptions given)
     : options(std::move(given)), own_files(options.files == nullptr ? disk_files() : nullptr),
       own_memory(options.memory == nullptr ? heap_memory() : nullptr), encodings(options.session_encoding),
       characters(encodings), messages(options.log, encodings),
       files(options.files == nullptr ? *own_files : *options.files),
       task_pool(options.memory == nullptr ? *own_memory : *options.memory),
-      scratch_pools(options.memory == nullptr ? *own_memory : *options.memory),
-      parser([this](Severity severity, std::string_view text) {
-          severity == Severity::note ? messages.note(text) : messages.gather(text);
-      }),
-      control_block(*this) {
+      scratch_pools(options.memory == nullptr ? *own_memory : *options.memory), parser(messages), control_block(*this) {
     if (!options.label_encoding.empty() && options.label_encoding != options.session_encoding)
         own_label_encoding.emplace(options.label_encoding);
     living_hosts.push_back(this);

@@ -10,7 +10,6 @@
 #include "services/numbers.h"
 #include "services/options_and_environment.h"
 #include "services/parsing.h"
-#include "services/parsing_services.h"
 #include "services/task.h"
 #include "text/characters.h"
 #include "text/encodings.h"

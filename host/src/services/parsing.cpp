@@ -1,125 +1,126 @@
-// The engine: statements out of the pending text, one after the other, through the grammar, and their names into the
-// procedure's statement.
+// A statement is read whole, followed through the parse table with a stack of expected symbols, and only when it fits
+// are its actions carried out.
 
 #include "services/parsing.h"
 
-#include "services/parsing_grammar.h"
+#include "services/log_and_messages.h"
 #include "text/utf8.h"
 
+#include <vorhost/ascii.h>
+
 #include <algorithm>
-#include <cstring>
 #include <fmt/format.h>
 #include <span>
 
-namespace vor {
+namespace vor::services {
 namespace {
 
-constexpr size_t longest_echo = 40; // bytes of the user's text in a message
+constexpr size_t LONGEST_ECHO_BYTES = 40; // of the user's text in a message
 
-// The user's text for a message: short, on one line.
-std::string echo(const Token &token) {
-    if (token.text.empty())
-        return "the end of the statements";
-    std::string text(services::whole_characters(token.text, longest_echo));
-    if (text.size() < token.text.size())
-        text += "...";
-    std::ranges::replace_if(
-        text, [](unsigned char c) { return c < ' ' || c == 0x7F; }, ' ');
-    return '"' + text + '"';
+using Symbols = std::span<const int16_t>;
+
+// A list of a table: its count, then so many entries of `width` numbers each.
+Symbols list(const int16_t *table, int16_t start, size_t width = 1) {
+    return {table + start + 1, static_cast<size_t>(table[start]) * width};
 }
 
-std::string one_of(const std::vector<std::string> &names) {
-    std::string text;
-    for (size_t i = 0; i < names.size(); ++i)
-        text += (i == 0 ? "" : i + 1 == names.size() ? " or " : ", ") + names[i];
-    return text;
+int16_t terminal(const PARSECONTROL &control, int16_t token_type) {
+    return token_type == PARSE_NO_TOKEN ? int16_t{0} : control.symmap[token_type - 1];
+}
+
+std::string_view literal(const PARSECONTROL &control, int16_t token_type) {
+    const char *text = control.symtbl + control.symndx[terminal(control, token_type) - 1];
+    return {text + 1, static_cast<size_t>(*text)};
+}
+
+// The production to take for a non-terminal before a terminal; 0 for none.
+int16_t production(const PARSECONTROL &control, int16_t nonterminal, int16_t next) {
+    const Symbols row = list(control.prslst, control.prsndx[nonterminal - control.goaltoken], 2);
+    for (size_t at = 0; at < row.size(); at += 2)
+        if (row[at] == next)
+            return row[at + 1];
+    return 0;
+}
+
+std::string echo(std::string_view text) {
+    std::string shown(whole_characters(text, LONGEST_ECHO_BYTES));
+    return fmt::format("\"{}{}\"", shown, shown.size() < text.size() ? "..." : "");
+}
+
+// Bytes above ASCII belong to names, whatever the encoding of the text is.
+bool in_name(char c) {
+    return is_letter(c) || is_digit(c) || c == '_' || static_cast<unsigned char>(c) >= 0x80;
+}
+
+std::string_view take_while(std::string_view &text, bool (*belongs)(char)) {
+    const auto end = std::find_if_not(text.begin(), text.end(), belongs);
+    const auto taken = text.substr(0, static_cast<size_t>(end - text.begin()));
+    text.remove_prefix(taken.size());
+    return taken;
+}
+
+void pass_blanks(std::string_view &text) {
+    for (;;) {
+        take_while(text, [](char c) { return c == ' ' || (c >= '\t' && c <= '\r'); });
+        const size_t end = text.starts_with("/*") ? text.find("*/", 2) : std::string_view::npos;
+        if (end == std::string_view::npos)
+            return;
+        text.remove_prefix(end + 2);
+    }
+}
+
+// Takes one level of a name: NAME, 'text' or 'text'n, where a doubled quote stands for one. Its class; PARSE_NO_TOKEN
+// when the text begins with none or a quote has no end.
+int16_t take_level(std::string_view &text, std::string &level) {
+    if (text.empty() || is_digit(text.front()))
+        return PARSE_NO_TOKEN;
+    const char quote = text.front();
+    if (quote != '\'' && quote != '"') {
+        level = take_while(text, in_name);
+        return level.empty() ? PARSE_NO_TOKEN : PARSE_NAME;
+    }
+    for (size_t at = 1; at < text.size(); ++at) {
+        if (text[at] == quote && text.substr(at + 1, 1) != text.substr(at, 1)) {
+            const bool is_literal = lower_case(text.substr(at + 1, 1)) == "n";
+            text.remove_prefix(at + (is_literal ? 2 : 1));
+            return is_literal ? PARSE_NAME_LITERAL : PARSE_QUOTED_STRING;
+        }
+        at += text[at] == quote ? 1 : 0;
+        level += text[at];
+    }
+    return PARSE_NO_TOKEN;
 }
 
 } // namespace
 
-// A statement record with what it points to.
-struct StatementParser::Statement {
-    STMT record{};
-    std::vector<STLIST> list;
-    std::vector<U_SNAME> names; // a field's value, by field
-
-    void reserve(size_t fields) {
-        if (fields <= list.size())
-            return;
-        list.resize(fields);
-        names.resize(fields);
-        for (size_t i = 0; i < fields; ++i)
-            list[i].value = &names[i];
-        record.fields = static_cast<int32_t>(fields);
-        record.list = list.data();
-    }
-
-    void set(size_t field, int16_t type, std::string_view name) {
-        const size_t length = std::min(name.size(), sizeof names[field].text);
-        std::copy_n(name.data(), length, names[field].text);
-        names[field].length = static_cast<int16_t>(length);
-        list[field].type = static_cast<uint8_t>(type);
-    }
-};
-
-StatementParser::StatementParser(LogLine log) : log_(std::move(log)) {}
-
-StatementParser::~StatementParser() = default;
-
 void StatementParser::set_statements(std::string text) {
     pending_ = std::move(text);
     cursor_ = 0;
-    column_ = 1;
-    pool_.clear();
-    mark_ = 0;
-    statement_.reset();
     procedure_.statement = nullptr;
     procedure_.error = 0;
 }
 
-void *StatementParser::xtanch() {
-    return &pool_;
-}
-
-int32_t StatementParser::xttpshx(void *anchor) {
-    if (anchor != &pool_)
-        return 1;
-    mark_ = pool_.size();
-    return 0;
-}
-
 int32_t StatementParser::xttpsh(const char *text, int32_t length) {
-    pending_.replace(0, cursor_, text, static_cast<size_t>(length));
-    column_ += static_cast<int64_t>(cursor_) - length;
-    cursor_ = 0;
+    pending_.insert(0, text, static_cast<size_t>(length));
     return 0;
 }
 
-int32_t StatementParser::xhqrel(int32_t /*mark*/, int32_t /*pool*/) {
-    pool_.resize(std::min(mark_, pool_.size()));
-    mark_ = 0;
-    return 0;
-}
-
-int32_t StatementParser::xsproc(PARSECONTROL *control, PROCSTR *procedure, int32_t debug,
+int32_t StatementParser::xsproc(PARSECONTROL *control, PROCSTR *procedure, int32_t /*debug*/,
                                 USERINTERACT * /*interaction*/) {
-    const Grammar grammar(*control);
-    debug_ = debug;
-    statement_.reset();
-    selected_fields_.clear();
+    statement_ = {};
+    fields_.clear();
+    procedure_.statement = nullptr;
     procedure->error = 0;
-    for (std::vector<Token> tokens = next_statement(control, grammar); tokens.size() > 1;
-         tokens = next_statement(control, grammar))
-        if (!parse_statement(control, grammar, std::move(tokens)))
+    for (Statement statement = next_statement(control); statement.size() > 1; statement = next_statement(control))
+        if (!parse(control, statement))
             procedure->error = 1;
-    procedure->statement = statement_ ? &statement_->record : nullptr;
-    column_ += static_cast<int64_t>(cursor_);
-    pending_.erase(0, cursor_);
+    procedure->statement = procedure_.statement;
+    pending_.clear();
     cursor_ = 0;
     return procedure->error;
 }
 
-int32_t StatementParser::vir2g(const char *name, PARSE_ROUTINE *routine) {
+int32_t StatementParser::vir2g(const char *name, PARSE_ROUTINE *routine, TASK * /*task*/, void * /*anchor*/) {
     const std::string_view wanted(name);
     *routine = wanted == PARSE_STANDARD_TOKEN      ? standard_token
                : wanted == PARSE_STANDARD_SEMANTIC ? standard_semantic
@@ -129,124 +130,160 @@ int32_t StatementParser::vir2g(const char *name, PARSE_ROUTINE *routine) {
 
 int32_t StatementParser::standard_token(PARSECONTROL *control, void *engine, int32_t /*argument*/) {
     auto &parser = *static_cast<StatementParser *>(engine);
-    const Grammar grammar(*control);
-    parser.token_ = scan_token(parser.pending_, parser.cursor_, grammar.literals(), grammar.end_type());
-    parser.cursor_ = parser.token_.position + parser.token_.text.size();
+    std::string_view text = parser.pending_;
+    text.remove_prefix(parser.cursor_);
+    pass_blanks(text);
+    parser.token_ = scan(*control, text);
+    parser.cursor_ = parser.pending_.size() - text.size() + parser.token_.text.size();
     return parser.token_.type;
 }
 
 int32_t StatementParser::standard_semantic(PARSECONTROL *control, void *engine, int32_t action) {
     auto &parser = *static_cast<StatementParser *>(engine);
-    std::span<const int16_t> arguments;
-    if (const int16_t start = control->argndx[action - 1]; start >= 0)
-        arguments = {control->argtbl + start + 1, static_cast<size_t>(control->argtbl[start])};
+    const int16_t start = control->argndx[action - 1];
+    const Symbols arguments = start < 0 ? Symbols() : list(control->argtbl, start);
     switch (control->actmap[action - 1]) {
     case PARSE_OPEN_STATEMENT:
-        parser.current_statement();
+        parser.procedure_.statement = &parser.statement_;
         break;
     case PARSE_RESERVE_FIELDS:
-        parser.current_statement().reserve(static_cast<size_t>(arguments[0]));
+        parser.reserve_fields(static_cast<size_t>(arguments[0]));
         break;
     case PARSE_SELECT_FIELDS:
         parser.selected_fields_.assign(arguments.begin(), arguments.end());
-        for (const int16_t field : arguments) {
-            parser.current_statement().reserve(static_cast<size_t>(field) + 1);
-            parser.current_statement().set(static_cast<size_t>(field), PARSE_NO_TOKEN, {});
-        }
+        for (const int16_t field : arguments)
+            parser.set_field(field, PARSE_NO_TOKEN, {});
         break;
-    case PARSE_STORE_NAME:
-        parser.store_name();
+    case PARSE_STORE_NAME: {
+        const std::vector<std::string> &names = parser.next_->names;
+        for (size_t level = 0; level < std::min(names.size(), parser.selected_fields_.size()); ++level)
+            if (!names[level].empty())
+                parser.set_field(parser.selected_fields_[level], parser.next_->type, names[level]);
         break;
+    }
     default:
         break;
     }
     return 0;
 }
 
-// The tokens up to and with the end of a statement, and the end of the input behind them; that end alone when there is
-// no statement any more.
-std::vector<Token> StatementParser::next_statement(PARSECONTROL *control, const Grammar &grammar) {
-    const int16_t end_type = grammar.end_type();
-    std::vector<Token> tokens;
-    for (;;) {
-        const auto type = static_cast<int16_t>(control->token(control, this, 0));
-        if ((debug_ & PARSE_DEBUG_SYNTAX) != 0)
-            report(Severity::note, token_, fmt::format("token type {}, {}", type, echo(token_)));
-        if (type == end_type) {
-            tokens.push_back(token_);
-            return tokens;
-        }
-        if (type == PARSE_END_OF_STATEMENT && tokens.empty())
-            continue;
-        tokens.push_back(token_);
-        if (type == PARSE_END_OF_STATEMENT) {
-            tokens.push_back({.type = end_type, .word = false, .position = cursor_, .text = {}, .names = {}});
-            return tokens;
-        }
+// The token at the start of a text that begins with no blank.
+StatementParser::Token StatementParser::scan(const PARSECONTROL &control, std::string_view text) {
+    const auto literals_end = static_cast<int16_t>(control.maxterminal); // the last type is the end of the input
+    const auto first_literal = static_cast<int16_t>(control.maxlexical + 1);
+    if (text.empty())
+        return {.type = literals_end};
+    std::string_view rest = text;
+    std::string level;
+    Token token{.type = take_level(rest, level)};
+    if (token.type == PARSE_NO_TOKEN) {
+        const bool unfinished = text.starts_with("/*") || text.front() == '\'' || text.front() == '"';
+        rest = text.substr(unfinished ? text.size() : 1);
+        token.type = text.front() == ';' ? PARSE_END_OF_STATEMENT : PARSE_NO_TOKEN;
+    } else {
+        token.names.push_back(level);
     }
+    if (token.type != PARSE_QUOTED_STRING && !token.names.empty() && rest.starts_with('.')) {
+        rest.remove_prefix(1);
+        std::string second;
+        const int16_t type = take_level(rest, second);
+        token.type = type == PARSE_NAME || type == PARSE_NAME_LITERAL ? PARSE_TWO_LEVEL_NAME : PARSE_FORMAT;
+        if (token.type == PARSE_FORMAT)
+            take_while(rest, is_digit);
+        else
+            token.names.push_back(std::move(second));
+    }
+    token.text = text.substr(0, text.size() - rest.size());
+    for (int16_t type = first_literal; type < literals_end; ++type)
+        if (same_but_for_case(literal(control, type), token.text)) {
+            token.word = token.type == PARSE_NAME;
+            token.type = type;
+            break;
+        }
+    return token;
 }
 
-// False when the statement does not fit the grammar and cannot be made to; it then has no effect.
-bool StatementParser::parse_statement(PARSECONTROL *control, const Grammar &grammar, std::vector<Token> tokens) {
-    if (const std::optional<Misfit> misfit = follow(grammar, tokens)) {
-        const std::optional<Repair> repair = cheapest_repair(grammar, tokens);
-        const std::string found = misfit_text(grammar, tokens, *misfit);
-        if (!repair) {
-            report(Severity::error, tokens[misfit->token], found + "; the statement is not used");
-            return false;
-        }
-        report(Severity::note, tokens[misfit->token], found + "; " + repair_text(grammar, tokens, *repair));
-        tokens = repair->tokens;
+// The tokens up to and with the end of a statement, and the end of the input behind them; that end alone when there is
+// no statement any more.
+StatementParser::Statement StatementParser::next_statement(PARSECONTROL *control) {
+    const auto end_type = static_cast<int16_t>(control->maxterminal);
+    Statement statement;
+    while (statement.empty() || statement.back().type != PARSE_END_OF_STATEMENT) {
+        token_ = {};
+        const auto type = static_cast<int16_t>(control->token(control, this, 0));
+        token_.type = type;
+        if (type == end_type)
+            break;
+        if (type != PARSE_END_OF_STATEMENT || !statement.empty())
+            statement.push_back(token_);
     }
-    const size_t first = pool_.size();
-    pool_.insert(pool_.end(), tokens.begin(), tokens.end());
-    follow(grammar, std::span(pool_).subspan(first),
-           [&](int16_t action, const Token &next) { perform(control, action, next); });
+    statement.push_back({.type = end_type});
+    return statement;
+}
+
+// False when the statement does not fit the grammar.
+bool StatementParser::parse(PARSECONTROL *control, const Statement &statement) {
+    std::vector<Step> steps;
+    const size_t misfit = follow(*control, statement, steps);
+    if (misfit < statement.size()) {
+        const std::string &found = statement[misfit].text;
+        messages_.gather(fmt::format("The statement that begins with {} is not used: {}", echo(statement.front().text),
+                                     found.empty() ? "it has no end" : echo(found) + " does not fit"));
+        return false;
+    }
+    for (const Step &step : steps) {
+        next_ = &statement[std::min(step.next, statement.size() - 1)];
+        control->semantic(control, this, step.action);
+    }
     return true;
 }
 
-void StatementParser::perform(PARSECONTROL *control, int32_t action, const Token &next) {
-    next_ = &next;
-    if ((debug_ & PARSE_DEBUG_SEMANTICS) != 0)
-        report(Severity::note, next, fmt::format("action {}, operation {}", action, control->actmap[action - 1]));
-    control->semantic(control, this, action);
-}
-
-void StatementParser::store_name() {
-    const size_t levels = std::min(selected_fields_.size(), next_->names.size());
-    for (size_t level = 0; level < levels; ++level)
-        if (const std::string &name = next_->names[level]; !name.empty())
-            current_statement().set(static_cast<size_t>(selected_fields_[level]), next_->type, name);
-}
-
-StatementParser::Statement &StatementParser::current_statement() {
-    if (!statement_)
-        statement_ = std::make_unique<Statement>();
-    return *statement_;
-}
-
-void StatementParser::report(Severity severity, const Token &where, const std::string &text) {
-    const int64_t column = std::max<int64_t>(1, column_ + static_cast<int64_t>(where.position));
-    log_(severity, fmt::format("Statements, column {}: {}.", column, text));
-}
-
-std::string StatementParser::misfit_text(const Grammar &grammar, const std::vector<Token> &tokens,
-                                         const Misfit &misfit) const {
-    std::vector<std::string> expected;
-    for (const int16_t terminal : misfit.expected)
-        expected.push_back(grammar.name(terminal));
-    return fmt::format("{} found where {} was expected", echo(tokens[misfit.token]), one_of(expected));
-}
-
-std::string StatementParser::repair_text(const Grammar &grammar, const std::vector<Token> &tokens,
-                                         const Repair &repair) const {
-    std::string text;
-    for (const Edit &edit : repair.edits) {
-        text += text.empty() ? "" : ", ";
-        text += edit.insertion ? grammar.name(edit.terminal) + " assumed before " + echo(tokens[edit.token])
-                               : echo(tokens[edit.token]) + " left out";
+// Follows a statement through the parse table from the goal to its end; the index of the first token that does not fit.
+size_t StatementParser::follow(const PARSECONTROL &control, const Statement &statement, std::vector<Step> &steps) {
+    std::vector<int16_t> stack{static_cast<int16_t>(control.goaltoken)};
+    size_t next = 0;
+    while (!stack.empty()) {
+        const int16_t symbol = stack.back();
+        stack.pop_back();
+        if (symbol < 0) {
+            steps.push_back({static_cast<int16_t>(-symbol), next});
+            continue;
+        }
+        const int16_t kind = terminal(control, statement[next].type);
+        const int16_t other_kind = statement[next].word ? terminal(control, PARSE_NAME) : kind;
+        if (symbol <= control.maxterminal) {
+            if (symbol != kind && symbol != other_kind)
+                return next;
+            ++next;
+            continue;
+        }
+        const int16_t chosen = production(control, symbol, kind);
+        const int16_t taken = chosen != 0 ? chosen : production(control, symbol, other_kind);
+        if (taken == 0 || stack.size() > static_cast<size_t>(control.maxprslsz))
+            return next;
+        const Symbols parts = list(control.prdlst, control.prdndx[taken - 1]);
+        stack.insert(stack.end(), parts.begin(), parts.end());
     }
-    return text;
+    return statement.size();
 }
 
-} // namespace vor
+void StatementParser::reserve_fields(size_t count) {
+    if (count <= fields_.size())
+        return;
+    fields_.resize(count);
+    names_.resize(count);
+    for (size_t field = 0; field < count; ++field)
+        fields_[field].value = &names_[field];
+    statement_.fields = static_cast<int32_t>(count);
+    statement_.list = fields_.data();
+}
+
+void StatementParser::set_field(int16_t field, int16_t type, std::string_view name) {
+    reserve_fields(static_cast<size_t>(field) + 1);
+    U_SNAME &value = names_[static_cast<size_t>(field)];
+    value.length = static_cast<int16_t>(std::min(name.size(), sizeof value.text));
+    std::copy_n(name.data(), value.length, value.text);
+    fields_[static_cast<size_t>(field)].type = static_cast<uint8_t>(type);
+}
+
+} // namespace vor::services

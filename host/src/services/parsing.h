@@ -1,37 +1,23 @@
-// The statement parser that the host offers to its modules: pending statement text, the engine that parses it by a
-// module's grammar tables, and the procedure record that holds the outcome.
-//
-// The engine works statement by statement, each from its first token to the semicolon that ends it; an empty statement
-// is passed over. Where a statement does not fit the grammar, tokens are left out or put in at the least cost that the
-// tables give; what was repaired is a note, what could not be repaired an error in the log. It knows no keyword and no
-// option: those are the grammar's.
+// The statement parser that the host offers to the module: pending statement text, the engine that parses it by the
+// module's grammar tables, and the procedure record that holds the outcome. It knows no keyword and no option: those
+// are the grammar's.
 #pragma once
 
-#include "services/parsing_tokens.h"
-#include "vor/parsing.h"
+#include "services/service_table.h"
 
-#include <vorhost/log.h>
+#include <vor/parsing.h>
 
-#include <cstdint>
-#include <functional>
-#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
 
-namespace vor {
+namespace vor::services {
 
-class Grammar;
-struct Misfit;
-struct Repair;
+class Messages;
 
 class StatementParser {
   public:
-    // Receives each line of the engine as it stands: text, not a format.
-    using LogLine = std::function<void(Severity, std::string_view)>;
-
-    explicit StatementParser(LogLine log);
-    ~StatementParser();
+    explicit StatementParser(Messages &messages) : messages_(messages) {}
     StatementParser(const StatementParser &) = delete;
     StatementParser &operator=(const StatementParser &) = delete;
 
@@ -41,46 +27,56 @@ class StatementParser {
     // The record for TASK::procedure. Its statement stays valid until the next parse or set_statements.
     PROCSTR *procedure() { return &procedure_; }
 
-    // What the parsing services do, under the services' names.
-    void *xtanch();                                   // the anchor of the token pool
-    int32_t xttpshx(void *anchor);                    // marks the pool; 1 when the anchor is not its own
-    int32_t xttpsh(const char *text, int32_t length); // puts text in front of the pending text; 0
-    int32_t xhqrel(int32_t mark, int32_t pool);       // drops the tokens since the last mark; 0
+    // The services. Tokens end with the parse that made them, so there is nothing to mark or to release in their pool.
+    void *xtanch() { return this; }
+    int32_t xttpshx(void *anchor) { return anchor == this ? 0 : 1; }
+    int32_t xttpsh(const char *text, int32_t length);
+    int32_t xhqrel(int32_t /*mark*/, int32_t /*pool*/) { return 0; }
+
+    // Parses the pending text, statement by statement, each up to its semicolon; an empty one is passed over. One that
+    // does not fit the grammar has no effect and is an error in the log.
     int32_t xsproc(PARSECONTROL *control, PROCSTR *procedure, int32_t debug, USERINTERACT *interaction);
 
-    // vir2g for the engine's standard routines. 0; 1, and a null routine, for any other name.
-    static int32_t vir2g(const char *name, PARSE_ROUTINE *routine);
+    // The engine's standard routines by name; 1, and a null routine, for any other name.
+    static int32_t vir2g(const char *name, PARSE_ROUTINE *routine, TASK *task, void *anchor);
 
   private:
-    struct Statement;
+    struct Token {
+        int16_t type = PARSE_NO_TOKEN;
+        bool word = false;                   // a literal that would otherwise be a name
+        std::string text = {};               // as written; empty at the end of the input
+        std::vector<std::string> names = {}; // the levels of a name, without quotes
+    };
+    struct Step {
+        int16_t action;
+        size_t next; // the token behind it
+    };
+    using Statement = std::vector<Token>;
 
     static int32_t standard_token(PARSECONTROL *control, void *engine, int32_t argument);
     static int32_t standard_semantic(PARSECONTROL *control, void *engine, int32_t action);
 
-    std::vector<Token> next_statement(PARSECONTROL *control, const Grammar &grammar);
-    bool parse_statement(PARSECONTROL *control, const Grammar &grammar, std::vector<Token> tokens);
-    void perform(PARSECONTROL *control, int32_t action, const Token &next);
-    void store_name();
-    Statement &current_statement();
+    Statement next_statement(PARSECONTROL *control);
+    bool parse(PARSECONTROL *control, const Statement &statement);
+    static size_t follow(const PARSECONTROL &control, const Statement &statement, std::vector<Step> &steps);
+    static Token scan(const PARSECONTROL &control, std::string_view text);
+    void reserve_fields(size_t count);
+    void set_field(int16_t field, int16_t type, std::string_view name);
 
-    void report(Severity severity, const Token &where, const std::string &text);
-    std::string misfit_text(const Grammar &grammar, const std::vector<Token> &tokens, const Misfit &misfit) const;
-    std::string repair_text(const Grammar &grammar, const std::vector<Token> &tokens, const Repair &repair) const;
-
-    LogLine log_;
-    PROCSTR procedure_{};
-    std::unique_ptr<Statement> statement_;
-    std::vector<int16_t> selected_fields_;
-
+    Messages &messages_;
     std::string pending_;
-    size_t cursor_ = 0;  // of the next token in pending_
-    int64_t column_ = 1; // of pending_'s first byte in the text that was set; pushed text stands in front of column 1
-
-    std::vector<Token> pool_; // the tokens of the statements parsed since the last mark was released
-    size_t mark_ = 0;
+    size_t cursor_ = 0;           // of the next token in pending_
     Token token_;                 // what the token routine delivered last
     const Token *next_ = nullptr; // what stands behind the action being performed
-    int32_t debug_ = 0;
+
+    PROCSTR procedure_{};
+    STMT statement_{};
+    std::vector<STLIST> fields_;
+    std::vector<U_SNAME> names_; // a field's value, by field
+    std::vector<int16_t> selected_fields_;
 };
 
-} // namespace vor
+template <>
+StatementParser &serving();
+
+} // namespace vor::services

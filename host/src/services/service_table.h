@@ -9,6 +9,7 @@
 
 #include <array>
 #include <memory>
+#include <type_traits>
 
 namespace vor::services {
 
@@ -59,5 +60,32 @@ class ServiceTable {
     std::array<std::unique_ptr<Group>, SERVICE_GROUPS> tables_;
     std::array<const SERVICE_ROUTINE *, SERVICE_GROUPS> groups_{};
 };
+
+// The family of services of the host that is current. Each family declares its own.
+template <class Family>
+Family &serving();
+
+// A routine that finds its family and hands everything on to one of its operations.
+template <class Family, auto operation, class Signature>
+struct HandOn;
+template <class Family, auto operation, class Result, class... Parameters>
+struct HandOn<Family, operation, Result(Parameters...)> {
+    static Result routine(SERVICE_ID, Parameters... parameters) {
+        if constexpr (std::is_member_function_pointer_v<decltype(operation)>)
+            return (serving<Family>().*operation)(parameters...);
+        else
+            return operation(parameters...);
+    }
+};
+
+// Offers every service of the list for which the family has a public operation of the same name.
+template <class Family>
+void offer_family(ServiceTable &table) {
+#define VOR_OFFER_OPERATION(group, number, service, ...)                                                               \
+    if constexpr (requires { &Family::service; })                                                                      \
+        table.offer(slot::service, HandOn<Family, &Family::service, __VA_ARGS__>::routine);
+    VOR_SERVICES(VOR_OFFER_OPERATION)
+#undef VOR_OFFER_OPERATION
+}
 
 } // namespace vor::services
