@@ -107,17 +107,6 @@ TEST(Encodings, TheSessionHasTheNameThatTheModuleKnows) {
         EXPECT_THROW(MemoryHost(HostOptions{.session_encoding = refused}), ConversionError) << refused;
 }
 
-TEST(Encodings, LongNamesOfTheFilesEncodingHaveAShortForm) {
-    char value[16];
-    int32_t length = 0;
-    Language language(HostOptions{.file_encoding = "ibm-5348_P100-1997"});
-    const ServiceCalls calls(language.host->control_block());
-    ASSERT_EQ(0, calls.wzosvar("DBE_NAME", 8, value, sizeof value, &length));
-    EXPECT_EQ(language.id("wlatin1"), language.id({value, static_cast<size_t>(length)}));
-    MemoryHost without;
-    EXPECT_NE(0, ServiceCalls(without->control_block()).wzosvar("DBE_NAME", 8, value, sizeof value, &length));
-}
-
 TEST(Encodings, ConversionsStopAtTheFirstFaultWithWhatTheyHave) {
     Language language("utf-8");
     const NLScei utf8 = language.id("utf-8"), latin1 = language.id("latin1"), wlatin1 = language.id("wlatin1"),
@@ -175,28 +164,6 @@ TEST(Encodings, LongTextsComeThroughWhole) {
     }
 }
 
-TEST(Encodings, SessionTextBecomesWideAndBack) {
-    Language language("utf-8");
-    const std::string text = "a\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80";
-    ZKChar wide[4];
-    ZKStrSize length = 0;
-    ASSERT_EQ(NLS_OK, language.nls->to_wide(language.nls, text.data(), static_cast<int64_t>(text.size()), wide,
-                                            sizeof wide, &length));
-    EXPECT_EQ((std::vector<ZKChar>{'a', 0xE9, 0x20AC, 0x1F600}), std::vector<ZKChar>(wide, wide + length));
-    char utf8[20];
-    int64_t bytes = 0;
-    EXPECT_EQ(NLS_OK, language.nls->wide_to_utf8(language.nls, wide, length, utf8, sizeof utf8, &bytes));
-    EXPECT_EQ(text, std::string_view(utf8, static_cast<size_t>(bytes)));
-    EXPECT_EQ(NLS_TRUNCATED, language.nls->wide_to_utf8(language.nls, wide, length, utf8, 8, &bytes));
-    EXPECT_EQ(6, bytes);
-    EXPECT_EQ(NLS_TRUNCATED, language.host->control_block()->to_wide(text.data(), 3, wide, 1, &length));
-    EXPECT_EQ(1, length);
-    EXPECT_EQ(NLS_BAD_INPUT, language.host->control_block()->to_wide("\xFF", 1, wide, 4, &length));
-    EXPECT_EQ(0, length);
-    const ZKChar no_character = 0xD800;
-    EXPECT_EQ(NLS_BAD_INPUT, language.nls->wide_to_utf8(language.nls, &no_character, 1, utf8, sizeof utf8, &bytes));
-}
-
 TEST(Encodings, SessionTextIsDecodedWithoutCopiesWhereItCanStand) {
     const struct {
         const char *session;
@@ -223,23 +190,6 @@ TEST(Encodings, SessionTextIsDecodedWithoutCopiesWhereItCanStand) {
         EXPECT_EQ(text, decoded.text);
         EXPECT_EQ(valid, decoded.valid);
         EXPECT_EQ(copied, decoded.text.data() != bytes.data());
-    }
-}
-
-TEST(Encodings, CharactersTheSessionDoesNotHaveBecomeQuestionMarks) {
-    const struct {
-        const char *session, *utf8, *bytes;
-        int replaced;
-    } cases[] = {
-        {"utf-8", "caf\xC3\xA9 \xF0\x9F\x98\x80", "caf\xC3\xA9 \xF0\x9F\x98\x80", 0},
-        {"latin1", "\xE2\x82\xAC! \xF0\x9F\x98\x80 caf\xC3\xA9", "?! ? caf\xE9", 2},
-        {"shift-jis", "\xE3\x83\x86", "\x83\x65", 0},
-    };
-    for (const auto &[session, utf8, bytes, expected] : cases) {
-        Host host(HostOptions{.session_encoding = session});
-        int replaced = -1;
-        EXPECT_EQ(bytes, host.encode(utf8, &replaced)) << session;
-        EXPECT_EQ(expected, replaced) << session << ' ' << utf8;
     }
 }
 

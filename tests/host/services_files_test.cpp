@@ -195,21 +195,6 @@ TEST_F(Files, AWriteThatFailsIsReportedAndStays) {
     }
 }
 
-TEST_F(Files, NamesStandForPathsWhateverTheirPadding) {
-    host.files.put("in.dta", "x");
-    const std::pair<std::string, std::string> cases[] = {{"INFILE  ", "infile\0\0"s}, {"12345678", "12345678"}};
-    for (auto [field, asked] : cases) {
-        EXPECT_FALSE(is_assigned(asked));
-        EXPECT_EQ(0, calls.xxrasgn(field.data(), calls.files(), nullptr, "in.dta   ", 9, 0));
-        EXPECT_TRUE(is_assigned(asked));
-        EXPECT_EQ(0, calls.xxrexsp(asked.data(), calls.files()));
-        EXPECT_EQ(0, deassign(asked));
-        EXPECT_FALSE(is_assigned(asked));
-        EXPECT_NE(0, deassign(asked));
-    }
-    EXPECT_NE(assign("in.dta"), assign("in.dta")) << "a name that the host chooses is new";
-}
-
 TEST_F(Files, NamesThatNoFileCanHaveAreRefused) {
     const std::string longest(1023 - std::string_view("/memory/").size(), 'n');
     assign(longest);

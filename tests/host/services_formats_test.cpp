@@ -144,16 +144,6 @@ class ServiceFormats : public testing::Test {
     std::deque<std::vector<int64_t>> storage;
 };
 
-TEST_F(ServiceFormats, BuiltInNamesAreKnownAndOthersAreNot) {
-    const std::pair<std::string_view, int32_t> cases[] = {{"date", 1}, {"$CHAR", 1},   {"F", 1},   {"e ", 1},
-                                                          {"", 0},     {"DATETIM", 0}, {"YYM", 0}, {"$city", 0}};
-    for (const auto &[name, known] : cases) {
-        int32_t answer = -1;
-        EXPECT_EQ(0, calls.xfrname(name.data(), static_cast<int32_t>(name.size()), 'F', 0, &answer));
-        EXPECT_EQ(known, answer) << name;
-    }
-}
-
 TEST_F(ServiceFormats, EveryKindOfRecordIsWrittenAndRead) {
     for (const char *label : {"two", "one", "refused"})
         add_label(label);
@@ -200,31 +190,6 @@ TEST_F(ServiceFormats, EveryKindOfRecordIsWrittenAndRead) {
     EXPECT_EQ(FORMAT_CHARACTER, records.hp->type);
 }
 
-TEST_F(ServiceFormats, RecordsThatContradictThemselvesAreRefused) {
-    const struct {
-        const char *what;
-        int64_t label;
-        int8_t kind;
-        int16_t type;
-    } cases[] = {{"no such label", 1, RANGE_NUMERIC_VALUE, FORMAT_NUMERIC},
-                 {"no such kind", 0, 99, FORMAT_NUMERIC},
-                 {"number in a character format", 0, RANGE_NUMERIC_VALUE, FORMAT_CHARACTER},
-                 {"no such format", 0, RANGE_NUMERIC_VALUE, 5}};
-    add_label("only one");
-    for (const auto &[what, label, kind, type] : cases) {
-        records.rp = last = nullptr;
-        auto &record = add<IRANGESTR_N_S>(kind);
-        record.u.number = label;
-        header.type = type;
-        const int32_t code = write("SEX");
-        EXPECT_LT(code, 0) << what;
-        calls.xprrlog(0, code);
-        EXPECT_TRUE(host.log.contains("The user format SEX contradicts itself")) << what;
-        host.log.lines.clear();
-        EXPECT_TRUE(catalogs.formats.empty()) << what;
-    }
-}
-
 TEST_F(ServiceFormats, WhatTheCatalogSaysReachesTheLog) {
     add_label("one");
     add_value(1, 0);
@@ -255,17 +220,6 @@ TEST_F(ServiceFormats, TextsAreTheSessionsOutsideTheCatalog) {
     latin_calls.xmpoold(static_cast<POOL *>(records.poolptr));
     records.poolptr = nullptr;
     EXPECT_EQ("", latin.left_over());
-}
-
-TEST(FormatsWithoutCatalogs, AreRefusedWithOneNote) {
-    MemoryHost host;
-    const ServiceCalls calls(host->control_block());
-    XFRWSTR records{};
-    for (int times = 0; times < 3; ++times)
-        calls.xprrlog(0, calls.xfwrfmt("SEX", 3, &records));
-    EXPECT_EQ(1U, host.log.lines.size()) << host.log.text();
-    EXPECT_EQ(FORMAT_NOT_FOUND, static_cast<uint32_t>(calls.xfrdfmt("SEX", 3, &records)) & FORMAT_STATUS_MASK);
-    EXPECT_EQ("", host->take_failure().text);
 }
 
 } // namespace

@@ -54,15 +54,6 @@ TEST_F(Messages, ConversionsAreTheUsualOnesAndTheHostsOwn) {
     EXPECT_EQ("%3zdone 7", format("%3zdone %d", 7));
 }
 
-TEST_F(Messages, LongResultsAreCutAtTheLimit) {
-    const std::string longer(0x9000, 'x');
-    EXPECT_EQ(std::string(0x7FFF, 'x'), format_list(0x7FFF, "%s and more %d", longer.c_str(), 1));
-    EXPECT_EQ("ab12", format_list(4, "ab%d", 123456));
-    EXPECT_EQ("", format_list(0, "ab"));
-    EXPECT_EQ("ab", format_list(10, std::string_view("ab%d", 2), 1)) << "the format ends at its length";
-    EXPECT_EQ(309U + 7, format("%f", 1.7976931348623157e308).size());
-}
-
 TEST_F(Messages, NotesAreLoggedAndTheRestIsKeptOfTheFailure) {
     calls.xpslog("%3zThe import data set has %lld observations and %d variables.", 3LL, 2);
     calls.xpslog("%1zToo many variables for the output file");
@@ -149,30 +140,6 @@ TEST_F(Messages, TheTaskEndsThroughTheOperationWithWhatWasSaid) {
         EXPECT_STREQ("The statement parser has no routine abc.", exit.what());
     }
     EXPECT_THROW(calls.xexit(HOST_TASK_NO_MEMORY, 0), ConversionError);
-}
-
-// A table as it is before anything is offered: stubs of the right type. The host itself leaves none in place.
-TEST_F(Messages, AServiceWithoutARoutineSaysSoAndFails) {
-    const services::ServiceTable stubs;
-    GCB without_services = *host->control_block();
-    without_services.groups = stubs.groups();
-    const ServiceCalls missing(&without_services);
-    EXPECT_NE(0, missing.xxclose(nullptr));
-    EXPECT_EQ(nullptr, missing.xmpoolc(10));
-    EXPECT_EQ(0.0, missing.zdattim());
-    EXPECT_NE(0, missing.xpslog("%d", 1));
-    EXPECT_EQ("The host does not offer the service xxclose (group 39, slot 210); "
-              "The host does not offer the service xmpoolc (group 39, slot 32); "
-              "The host does not offer the service zdattim (group 164, slot 4); "
-              "The host does not offer the service xpslog (group 39, slot 89).",
-              host->take_failure().text);
-
-    const services::ServiceTable again;
-#define VOR_EXPECT_OFFERED(group, slot, name, ...)                                                                     \
-    EXPECT_NE(stubs.groups()[group][slot], host.service(group, slot)) << #name;                                        \
-    EXPECT_EQ(stubs.groups()[group][slot], again.groups()[group][slot]);
-    VOR_SERVICES(VOR_EXPECT_OFFERED)
-#undef VOR_EXPECT_OFFERED
 }
 
 } // namespace

@@ -75,22 +75,6 @@ TEST_F(ServiceNumbers, ShortenedNumbersKeepTheirMostSignificantBytes) {
     }
 }
 
-TEST_F(ServiceNumbers, OptionsAreAnsweredByName) {
-    const auto answer = [this](const std::string &name, int32_t limit) {
-        std::string value(40, '#');
-        int32_t length = -1;
-        if (calls.xyrcgef(name.data(), static_cast<int32_t>(name.size()), value.data(), limit, &length) != 0)
-            return "not set"s;
-        EXPECT_EQ('#', value[static_cast<size_t>(length)]);
-        return value.substr(0, static_cast<size_t>(length));
-    };
-    EXPECT_EQ("any", answer("validvarname   ", 32));
-    EXPECT_EQ("an", answer("VALIDVARNAME", 2));
-    EXPECT_EQ("", answer("VALIDVARNAME", 0));
-    for (const char *name : {"VALIDVARNAMES", "VALIDVARNAM", ""})
-        EXPECT_EQ("not set", answer(name, 32)) << name;
-}
-
 TEST_F(ServiceNumbers, PoolsRefuseAndCountBlocks) {
     POOL *task = calls.gcb->pool;
     EXPECT_EQ(nullptr, task->allocate(task, -1, POOL_ZEROED));

@@ -10,42 +10,6 @@
 namespace vor {
 namespace {
 
-TEST(Temporal, KindsOfFormats) {
-    const struct {
-        Temporal kind;
-        std::vector<const char *> names;
-    } cases[] = {
-        {Temporal::date, {"DATE", "MMDDYY", "ddmmyys", "YYQRS", "QTRR", "WEEKU", "NLDATEMD", "B8601DA"}},
-        {Temporal::date_time, {"DATETIME", "TOD", "NLDATMAP", "E8601DT", "B8601DZ"}},
-        {Temporal::time, {"TIME", "hhmm", "NLTIMAP", "E8601TM"}},
-        {Temporal::none, {"", "BEST", "$", "DATEA", "8601DA", "TIMES", "YYMM_COD", "MMYYYYYY", "NLDATEA", "B8601DAA"}},
-    };
-    for (const auto &[kind, names] : cases)
-        for (const char *name : names)
-            EXPECT_EQ(temporal_class({name, 0, 0}), kind) << name;
-}
-
-TEST(Temporal, KindsOfStataFormats) {
-    const struct {
-        Temporal kind;
-        std::vector<const char *> formats;
-    } cases[] = {
-        {Temporal::date, {"%td", "%-td", "%tdD_m_Y", "%d", "%-dD_m_Y", "%dm"}},
-        {Temporal::week, {"%tw", "%-twCCYY!www"}},
-        {Temporal::month, {"%tm"}},
-        {Temporal::quarter, {"%tq"}},
-        {Temporal::half_year, {"%th"}},
-        {Temporal::year, {"%ty"}},
-        {Temporal::clock, {"%tc", "%-tc", "%tcHH:MM", "%tcDDmonCCYY_HH:MM:SS"}},
-        {Temporal::time_of_day, {"%tcHH:MM:SS", "%-tcHH:MM:SS.sss"}},
-        {Temporal::leap_clock, {"%tC", "%tCHH:MM:SS"}},
-        {Temporal::none, {"", "%", "%-", "d", "%9.0g", "%tg", "%tbnyse", "%-12s", "%t"}},
-    };
-    for (const auto &[kind, formats] : cases)
-        for (const char *format : formats)
-            EXPECT_EQ(stata_temporal(format), kind) << format;
-}
-
 TEST(Temporal, TextsAndValues) {
     const struct {
         Temporal kind;
@@ -132,26 +96,6 @@ TEST(Temporal, TextsThatAreNone) {
     for (const auto &[kind, texts] : cases)
         for (const char *text : texts)
             EXPECT_EQ(parse_iso(kind, text), std::nullopt) << text;
-}
-
-// Whatever becomes a text comes back with the same bits, and ordinary moments do become one.
-TEST(Temporal, EveryTextGivesBackItsBits) {
-    std::mt19937_64 random(7);
-    std::uniform_real_distribution<double> second_of_any_year(-6.18e10, 2.53e11);
-    std::uniform_real_distribution<double> near_zero(-4, 4);
-    for (int i = 0; i < 200000; ++i) {
-        double value = i % 2 == 0 ? second_of_any_year(random) : near_zero(random);
-        if (i % 3 == 0)
-            value = std::round(value * 1000) / 1000;
-        const auto text = iso_text(Temporal::date_time, value);
-        if (!text) {
-            EXPECT_TRUE(std::fabs(value) < 0.02 || (value == 0 && std::signbit(value))) << value;
-            continue;
-        }
-        const auto back = parse_iso(Temporal::date_time, *text);
-        ASSERT_TRUE(back) << *text;
-        ASSERT_EQ(std::bit_cast<uint64_t>(*back), std::bit_cast<uint64_t>(value)) << *text;
-    }
 }
 
 // A calendar that counts days one by one, with nothing but the rule of leap years.

@@ -11,55 +11,6 @@ namespace {
 
 using Lines = std::vector<std::string>;
 
-TEST(Constructor, MakesARecordOrUsesTheHosts) {
-    const auto supplied = std::make_unique<IMGLUE>();
-    const auto options = std::make_unique<glue_grammar_struct>();
-    supplied->grammar_ptr = options.get();
-    for (IMGLUE *given : {static_cast<IMGLUE *>(nullptr), supplied.get()}) {
-        ModuleHost host;
-        EXPECT_EQ(vorimdta(nullptr), HOST_NO_OBJECT);
-        IMGLUE *self = given;
-        ASSERT_EQ(vorimdta(&self), HOST_OK);
-        const std::int64_t blocks = host.memory.blocks();
-        if (given == nullptr) {
-            EXPECT_EQ(std::string(self->c_allocby, 8), "VORIMJMP");
-            EXPECT_EQ(std::string(self->grammar_ptr->fmtlib, 8), std::string(8, ' '));
-            EXPECT_EQ(std::string(self->grammar_ptr->fmtmem, 32), std::string(32, ' '));
-        } else {
-            EXPECT_EQ(self, given);
-            EXPECT_EQ(self->c_allocby[0], 0);
-            EXPECT_EQ(self->grammar_ptr, options.get());
-        }
-        EXPECT_NE(self->complete, nullptr) << "what the base class put there stays";
-        self->delete_(self);
-        EXPECT_EQ(self->nprocs, nullptr);
-        EXPECT_EQ(host.memory.blocks(), blocks - 1) << "record and options are not the object's to free";
-        self->delete_(nullptr);
-    }
-}
-
-TEST(Constructor, TakesTheEncodingFromTheEnvironment) {
-    struct {
-        const char *file_encoding;
-        const char *said; // empty: nothing
-    } const cases[] = {
-        {"", ""},
-        {"    ", ""},
-        {"latin1   ", ""},
-        {"more than sixteen bytes", "more than sixtee"},
-    };
-    for (const auto &row : cases) {
-        SCOPED_TRACE(row.file_encoding);
-        ModuleHost host({.file_encoding = row.file_encoding});
-        IMGLUE *self = nullptr;
-        EXPECT_EQ(vorimdta(&self), *row.said == '\0' ? HOST_OK : HOST_LOGGED);
-        EXPECT_EQ(self->encoding_id != 0, *row.file_encoding == 'l');
-        const std::string said = host->take_failure().text;
-        EXPECT_EQ(said.empty(), *row.said == '\0') << said;
-        EXPECT_NE(said.find(row.said), std::string::npos) << said;
-    }
-}
-
 const std::string path = "/memory/name.dta";
 
 // An object that has its name; its driver's last routine is the test's.
@@ -85,30 +36,6 @@ struct Object {
     IMGLUE *self = nullptr;
     std::int32_t driver_result = 0;
 };
-
-TEST(AccessObject, HasOneEmptyStatement) {
-    Object object(true);
-    IMGLUE *self = object.self;
-    void *statements = self;
-    std::int32_t count = 9;
-    object.host.leave_blocks(0);
-    EXPECT_EQ(self->get_vorstmts(self, &statements, &count), HOST_NO_MEMORY);
-    EXPECT_EQ(statements, nullptr);
-    object.host.leave_all_blocks();
-    ASSERT_EQ(self->get_vorstmts(self, &statements, &count), HOST_OK);
-    EXPECT_EQ(count, 1);
-    const void *first = std::memset(statements, 'x', 64);
-    ASSERT_EQ(self->get_vorstmts(self, &statements, &count), HOST_OK);
-    EXPECT_EQ(statements, first);
-    EXPECT_EQ(std::string(static_cast<char *>(statements), 64), std::string(64, '\0'));
-    self->complete = [](IMGLUE *) { return 5; };
-    EXPECT_EQ(self->get_vorstmts(self, &statements, &count), 5);
-    self->outmode |= OUTMODE_NO_STATEMENTS;
-    EXPECT_EQ(self->get_vorstmts(self, &statements, &count), HOST_OK);
-    EXPECT_EQ(statements, nullptr);
-    EXPECT_EQ(count, 0);
-    self->delete_(self);
-}
 
 TEST(Open, UndoesAFailure) {
     struct {
@@ -181,17 +108,6 @@ TEST(Rows, AFailureReleasesTheSession) {
     EXPECT_EQ(self->putnextrow(self, "", nullptr), HOST_LOGGED);
     EXPECT_EQ(self->close(self), HOST_OK);
     EXPECT_EQ(object.host->take_failure().text, "");
-}
-
-TEST(Close, OfAnExportThatWasNotTold) {
-    Object object(false);
-    IMGLUE *self = object.self;
-    init_imstata(self->nprocs);
-    ASSERT_EQ(self->open(self), HOST_OK);
-    EXPECT_EQ(self->putnextrow(self, "", nullptr), HOST_LOGGED);
-    EXPECT_EQ(self->close(self), HOST_OUTPUT_FAILED);
-    EXPECT_EQ(object.host->take_failure().text, "There are no variables for the output file.");
-    EXPECT_FALSE(object.host.files.exists(path));
 }
 
 TEST(Close, ReportsAFailedExportAgain) {

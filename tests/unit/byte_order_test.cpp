@@ -42,19 +42,6 @@ TEST(ByteOrder, EveryRoutineReversesItsWidth) {
     }
 }
 
-TEST(ByteOrder, ReversalOfAnyLength) {
-    for (const auto routine : {from_sun_for_length, to_sun_for_length, from_mac_for_length, to_mac_for_length}) {
-        Bytes buffer = bytes({1, 2, 3, 4, 5});
-        for (std::int16_t length = -1; length <= 1; ++length)
-            routine(buffer.data(), length);
-        EXPECT_EQ(buffer, bytes({1, 2, 3, 4, 5}));
-        routine(buffer.data(), 2);
-        EXPECT_EQ(buffer, bytes({2, 1, 3, 4, 5}));
-        routine(buffer.data(), 5);
-        EXPECT_EQ(buffer, bytes({5, 4, 3, 1, 2}));
-    }
-}
-
 // A value as a D-floating real and as an 80-bit extended real with the most significant byte first; its IEEE form is
 // the compiler's. No fraction has more than 52 bits, so every conversion is exact.
 const struct {

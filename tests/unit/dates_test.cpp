@@ -53,20 +53,6 @@ TEST(DayCounts, Anchors) {
     EXPECT_EQ(date_of(julian_new_year), Date(1, 1, 1500));
 }
 
-TEST(DayCounts, WholeNumbers) {
-    for (double number : {0.5, -0.5, 1.0, -1.0, 1e15 + 0.5, -1e15 - 0.5, 1e300, -1e300, 9007199254740993.0}) {
-        EXPECT_EQ(fint(number), std::trunc(number)) << number;
-        EXPECT_EQ(whole_floor(number), std::floor(number)) << number;
-    }
-    EXPECT_TRUE(std::isnan(fint(std::nan(""))));
-}
-
-TEST(DateText, Months) {
-    EXPECT_EQ(monthnum("jan"), 1);
-    EXPECT_EQ(monthnum("SEPtember"), 9);
-    EXPECT_EQ(monthnum("ja"), 13);
-}
-
 constexpr double UNTOUCHED = 12345.5; // what a reader finds in the place of its number
 
 struct ReaderCase {
@@ -124,30 +110,6 @@ TEST(DateText, NamedMonths) {
         },
         [](const char *text, double *value, const ReaderCase &c) {
             return atofdate(text, value, c.field_length, c.column, c.line_length);
-        });
-}
-
-TEST(DateText, NumericMonths) {
-    const year_month_day january = year{1998} / 1 / 15;
-    expect_readings(
-        {
-            {"1/15/98", 7, minutes_of(january)},
-            {"01/15/1998 10:30", 16, minutes_of(january, 630)},
-            {"01/15/1998:10:30 ", 17, minutes_of(january, 630)},
-            {"15.01.1998", 10, minutes_of(january), 0, 0, 200, 1},
-            {"15.01.1998", -10, UNTOUCHED},
-            {"01/15/1998 24:00", -16, UNTOUCHED},
-            {".", 1, MISSING_SENTINEL},
-            {"00/00/0000", 1, MISSING_SENTINEL},
-            {"01/15/00", -8, MISSING_SENTINEL},
-            {"01-15-1998", -3, MISSING_SENTINEL},
-            {"01/15/1998 10:30:1", -17, MISSING_SENTINEL},
-            {"01 15 1998", -4, MISSING_SENTINEL},
-            {"01/15/1998 rest", 11, minutes_of(january), 20, 0, 15},
-            {"01/15/1998 rest", -12, MISSING_SENTINEL},
-        },
-        [](const char *text, double *value, const ReaderCase &c) {
-            return atomdy(text, value, c.field_length, c.column, c.line_length, c.day_first);
         });
 }
 

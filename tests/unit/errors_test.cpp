@@ -28,34 +28,6 @@ class Report : public testing::Test {
     char text[100];
 };
 
-TEST_F(Report, CodesOfEveryKind) {
-    struct {
-        std::int32_t code;
-        const char *text;
-        std::uint32_t import_code, export_code;
-        std::int32_t recorded;
-    } const cases[] = {
-        {-1, "Memory request error", 0x80132007, 0x80132007, -1},
-        {-2, "Disk Read Request Error", 0x8013202f, 0x80132031, -2},
-        {-8, "", 1012, 1012, -8},
-        {-1000, "Requested Input File Is Invalid", 0x8013202f, 0x80132031, -1000},
-        {-1003, "", 0x80001006, 0x80132031, -1003},
-        {-2002, "Too many variables for the output file", 1012, 1012, -8},
-        {-4711, "", 0x8013202f, 0x80132031, -4711},
-    };
-    for (const auto &row : cases) {
-        for (const bool import : {true, false}) {
-            SCOPED_TRACE(testing::Message() << row.code << (import ? " import" : " export"));
-            prepare(import, "");
-            EXPECT_EQ(report(row.code), import ? row.import_code : row.export_code);
-            const std::string expected = *row.text == '\0' ? "" : std::string(row.text) + '.';
-            EXPECT_EQ(host->take_failure().text, expected);
-            EXPECT_EQ(self->haderror, row.recorded);
-            EXPECT_EQ(self->inptr, nullptr) << "the session is released";
-        }
-    }
-}
-
 TEST_F(Report, TheDriversMessageComesFirstAndOnce) {
     prepare(true, "%1zno header at byte 0");
     report(ERROR_INPUT_INVALID);

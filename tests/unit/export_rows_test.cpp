@@ -91,19 +91,6 @@ TEST_F(ExportRows, Numbers) {
     }
 }
 
-TEST_F(ExportRows, TextAndFailuresOfTheDriver) {
-    add(CLASS_CHARACTER, 6, 6);
-    add(CLASS_CHARACTER, 3, 3);
-    ASSERT_EQ(setup_write_scratch(self.get()), 0);
-    ASSERT_EQ(write("abc   xyz"), 0);
-    EXPECT_EQ(texts, (Lines{"abc   ", "xyz"}));
-    end_status = ERROR_WRITE;
-    EXPECT_EQ(write("abc   xyz"), ERROR_WRITE);
-    begin_status = ERROR_MEMORY;
-    EXPECT_EQ(write(""), ERROR_MEMORY);
-    EXPECT_TRUE(texts.empty());
-}
-
 TEST_F(ExportRows, TranscodedText) {
     pipe("latin1", "utf-8");
     add(CLASS_CHARACTER, 6, 8);

@@ -10,47 +10,6 @@ namespace {
 
 using NameBuffer = std::array<char, IMGLUE_NAME_BYTES + 1>;
 
-TEST(Split, IntoDirectoryNameAndExtension) {
-    struct {
-        std::string name, directory, stem, extension;
-    } const cases[] = {
-        {"/a/b/c.dta", "/a/b/", "c", "dta"},
-        {"/x.y/c", "/x.y/", "c", ""},
-        {"c:\\d\\e.dta", "c:\\d\\", "e", "dta"},
-        {"/a/c.", "/a/", "c", ""},
-        {std::string(IMGLUE_NAME_BYTES, 'n') + "...", "", std::string(IMGLUE_NAME_BYTES, 'n'), ""}, // a full field
-    };
-    for (const auto &row : cases) {
-        SCOPED_TRACE(row.name);
-        NameBuffer directory, stem, extension;
-        directory.fill('#'), stem.fill('#'), extension.fill('#');
-        EXPECT_EQ(fnsplit(row.name.c_str(), directory.data(), stem.data(), extension.data()), 0);
-        EXPECT_EQ(directory.data(), row.directory);
-        EXPECT_EQ(stem.data(), row.stem);
-        EXPECT_EQ(extension.data(), row.extension);
-    }
-}
-
-TEST(Build, JoinsTheParts) {
-    const std::string long_name(1017, 'n');
-    struct {
-        std::string directory, stem, extension;
-        std::int32_t length;
-        std::string built; // empty: refused
-    } const cases[] = {
-        {"/a/b/", "c", "dta", -1, "/a/b/c.dta"}, {"/a/", "cdef", "dta", 2, "/a/cd.dta"},
-        {"/a/", "c  d", "dta", 3, "/a/c.dta"},   {"/", long_name, "dta", -1, "/" + long_name + ".dta"},
-        {"//", long_name, "dta", -1, ""},        {"/", long_name + "n", "dta", -1, ""},
-    };
-    for (const auto &row : cases) {
-        SCOPED_TRACE(row.built);
-        NameBuffer built{};
-        EXPECT_EQ(fnbuild(built.data(), row.directory.c_str(), row.stem.c_str(), row.extension.c_str(), row.length),
-                  row.built.empty() ? -1 : 0);
-        EXPECT_EQ(built.data(), row.built);
-    }
-}
-
 struct NamedSession {
     NamedSession() {
         procs.driver_default_extension = [] { return "dta"; };
@@ -96,23 +55,6 @@ TEST(SetFname, ResolvesPaths) {
     }
 }
 
-TEST(SetFname, ReturnsTheHostsCodes) {
-    ModuleHost host;
-    NamedSession session;
-    host.faults.fail(Operation::assign, 1);
-    EXPECT_LT(s_fname(session.self.get(), "  mydata", -1), 0);
-    EXPECT_EQ(session.name(), "mydata  ") << "the name stays as it was given, moved to the left";
-    host.replace(xxrinfo, [](SERVICE_ID, WX_FILE *, const char *, FILE_CONTEXT *, std::int32_t, std::int32_t,
-                             WX_INFOPARM *) { return 47; });
-    EXPECT_EQ(s_fname(session.self.get(), "mydata", -1), 47);
-    host.replace(xxrinfo, [](SERVICE_ID, WX_FILE *, const char *, FILE_CONTEXT *, std::int32_t, std::int32_t,
-                             WX_INFOPARM *info) {
-        info->namelen = 1025;
-        return 0;
-    });
-    EXPECT_EQ(s_fname(session.self.get(), "mydata", -1), HOST_NAME_TOO_LONG);
-}
-
 TEST(SetFname, RecognisesFileReferences) {
     struct {
         std::string given;
@@ -147,22 +89,6 @@ TEST(SetFname, RecognisesFileReferences) {
             EXPECT_EQ(std::string(session.self->actual_logname, row.given.size()), row.given);
         }
     }
-}
-
-TEST(AssignAgain, OnlyPaths) {
-    ModuleHost host;
-    NamedSession session;
-    IMGLUE *self = session.self.get();
-    std::memcpy(self->filename, "/a/b.dta", 8);
-    self->filenamelen = 8;
-    std::memcpy(self->logname, "#FN77777", 8);
-    EXPECT_EQ(asg_lname(self), HOST_OK);
-    EXPECT_EQ(xxrexsl("#FN77777", file_context()), 0);
-    host.faults.fail(Operation::assign, 1);
-    EXPECT_LT(asg_lname(self), 0);
-    self->isfref = 1;
-    host.faults.fail(Operation::assign, 1);
-    EXPECT_EQ(asg_lname(self), HOST_OK);
 }
 
 } // namespace

@@ -94,49 +94,6 @@ TEST(Write, InPiecesUntilTheFirstFailure) {
     }
 }
 
-TEST(Transfer, AnAlternateServesInPlaceOfTheStream) {
-    static std::string written;
-    OpenFile open("stream");
-    WX_ALTERNATE_IO alternate{
-        .read =
-            [](WX_FILE *, const char **data, std::int64_t *delivered, std::int64_t requested, char *) {
-                *data = "alternate";
-                *delivered = requested > 9 ? requested + 4 : requested; // more than was asked
-                return 0;
-            },
-        .write =
-            [](WX_FILE *, const char *data, std::int64_t length, std::int32_t) {
-                written.assign(data, static_cast<std::size_t>(length));
-                return 0;
-            }};
-    open.handle->alternate = &alternate;
-    char read[10] = {};
-    EXPECT_EQ(mivex_read(open.handle, read, 9), 9);
-    EXPECT_STREQ(read, "alternate");
-    EXPECT_EQ(mivex_read(open.handle, read, 10), ERROR_READ);
-    EXPECT_EQ(mivex_write(open.handle, "written", 7), 7);
-    EXPECT_EQ(written, "written");
-    EXPECT_EQ(open.contents(), "stream");
-}
-
-TEST(Copy, ReadsToTheEndWhateverTheTargetSays) {
-    const std::string source = numbered_bytes(150000);
-    struct {
-        int failing_write;
-        std::string copied;
-    } const cases[] = {{-1, source.substr(100)}, {1, source.substr(100, 64000) + source.substr(128100)}};
-    for (const auto &row : cases) {
-        OpenFile from(source);
-        WatchedFile to{"copy", WX_OPEN_OUTPUT};
-        from.file.move(100);
-        to.transfers_left = row.failing_write;
-        EXPECT_EQ(mivex_copy_file(from.handle, to.handle), 1);
-        EXPECT_EQ(mivex_copy_file(from.handle, to.handle), 0) << "nothing is left";
-        xxflush(to.handle);
-        EXPECT_TRUE(from.host.files.get("copy") == row.copied);
-    }
-}
-
 TEST(Seek, CountsFromZero) {
     struct {
         double position;
@@ -155,51 +112,6 @@ TEST(Seek, CountsFromZero) {
         EXPECT_EQ(mivex_lseek(open.handle, static_cast<std::int64_t>(row.position), row.whence),
                   static_cast<std::int64_t>(row.result));
     }
-}
-
-TEST(Seek, EveryStepOfTheHostMayFail) {
-    OpenFile open("0123456789");
-    open.host.replace(xxflush, [](SERVICE_ID, WX_FILE *) { return 17; });
-    EXPECT_EQ(mivex_lseek_double(open.handle, 0, 2), -4.0);
-    EXPECT_EQ(mivex_lseek_double(open.handle, 0, 0), 0);
-    open.handle->note = [](WX_FILE *, void *) { return 17; };
-    EXPECT_EQ(mivex_lseek(open.handle, 0, 1), ERROR_SEEK);
-    open.handle->byte_to_position = [](WX_FILE *, double, void *) { return 17; };
-    EXPECT_EQ(mivex_lseek(open.handle, 0, 0), ERROR_SEEK);
-
-    OpenFile of_unknown_size("0123456789");
-    of_unknown_size.host.replace(xxrinfo, [](SERVICE_ID, WX_FILE *, const char *, FILE_CONTEXT *, std::int32_t,
-                                             std::int32_t, WX_INFOPARM *) { return 17; });
-    EXPECT_EQ(mivex_lseek(of_unknown_size.handle, 0, 2), ERROR_SEEK);
-}
-
-TEST(Lines, EndAtAnyLineEnd) {
-    struct {
-        std::string contents;
-        std::int32_t size;
-        std::vector<std::string> lines;
-    } const cases[] = {
-        {"ab\r\ncd", 80, {"ab\n", "cd"}},     {"ab\rcd", 80, {"ab\n", "cd"}},
-        {"ab\ncd\n", 80, {"ab\n", "cd\n"}},   {"ab\r", 80, {"ab\n"}},
-        {"\r\r\n\n", 80, {"\n", "\n", "\n"}}, {"abcde\n", 4, {"abc", "de\n"}},
-        {"abc\n", 4, {"abc", "\n"}},          {"", 80, {}},
-    };
-    for (const auto &row : cases) {
-        SCOPED_TRACE(row.contents);
-        OpenFile open(row.contents);
-        std::vector<std::string> lines;
-        char line[80];
-        while (mivex_hgets(line, row.size, open.handle) != nullptr && lines.size() < 5)
-            lines.emplace_back(line);
-        EXPECT_EQ(lines, row.lines);
-        EXPECT_EQ(line[0], '\0') << "the end of the file leaves an empty text";
-    }
-    OpenFile open("ab");
-    char line[] = "xy";
-    mivex_hgets(line, 0, open.handle);
-    EXPECT_STREQ(line, "xy");
-    mivex_hgets(line, 1, open.handle);
-    EXPECT_STREQ(line, "");
 }
 
 } // namespace

@@ -181,18 +181,4 @@ TEST_F(ImportRows, TranscodedText) {
     }
 }
 
-TEST_F(ImportRows, CourseOfAFile) {
-    ASSERT_EQ(open({{"v", CLASS_DOUBLE, 8}}, 2), 0);
-    EXPECT_EQ(mivex_get_one_record(self.get()), 0);
-    // A second set-up starts again and keeps the observation; the driver's codes pass unchanged.
-    void *observation = self->obsptr;
-    EXPECT_EQ(mivex_setup_read_buffer(self.get()), 0);
-    EXPECT_EQ(self->obsptr, observation);
-    leave_blocks(0); // an observation needs none
-    EXPECT_EQ(mivex_get_one_record(self.get()), 0);
-    driver_status = ERROR_READ;
-    EXPECT_EQ(mivex_get_one_record(self.get()), ERROR_READ);
-    EXPECT_EQ(mivex_setup_read_buffer(self.get()), ERROR_READ);
-}
-
 } // namespace

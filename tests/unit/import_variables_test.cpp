@@ -140,13 +140,4 @@ TEST_F(ImportVariables, Layout) {
     EXPECT_EQ((Numbers{count, self->obslen, std::ssize(seen)}), (Numbers{0, 0, 0}));
 }
 
-TEST_F(ImportVariables, Failures) {
-    pipe("latin1", "utf-8");
-    info.supports_encoding = 0;
-    EXPECT_EQ(map({{.name = "x"}}), ERROR_NO_TRANSCODING);
-    procs.dindbssetup = [](indbsrec *) { return ERROR_INPUT_INVALID; };
-    NAMELIST *head = nullptr;
-    EXPECT_EQ(mivex_read_header(self.get(), &count, &head), ERROR_INPUT_INVALID);
-}
-
 } // namespace

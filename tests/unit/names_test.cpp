@@ -35,27 +35,6 @@ class Names : public testing::Test {
     std::int32_t suffixed = -1;
 };
 
-TEST_F(Names, TrimUtf8) {
-    const struct {
-        std::string text;
-        std::int32_t limit;
-        std::string expected;
-    } cases[] = {
-        {"abc", 3, "abc"},
-        {"abcd", 3, "abc"},
-        {"ab\xC3\xA4", 3, "ab"},
-        {"\xF0\x9F\x98\x80x", 3, ""},
-        {"a\xF0\x9F\x98\x80", 4, "a"},
-        {"\x80\x80\x80\x80", 2, ""},
-        {"", 0, ""},
-    };
-    for (const auto &c : cases) {
-        std::string text = c.text;
-        EXPECT_EQ(trim_utf8(text.data(), c.limit), static_cast<std::int32_t>(c.expected.size()));
-        EXPECT_STREQ(text.c_str(), c.expected.c_str());
-    }
-}
-
 TEST_F(Names, Suffixes) {
     const std::string stem31(31, 'n');
     const struct {
@@ -113,26 +92,6 @@ TEST_F(Names, SuffixesKeepUtf8CharactersWhole) {
     }
 }
 
-TEST_F(Names, AHundredThousandEqualNames) {
-    const std::string name(32, 'v');
-    std::set<std::string> seen;
-    for (int i = 0; i < 100100; ++i) {
-        const std::string made = unique(name);
-        ASSERT_LE(made.size(), 32U);
-        ASSERT_TRUE(seen.insert(made).second) << made;
-    }
-}
-
-TEST_F(Names, WithoutMemoryTheNameIsStillWritten) {
-    host.leave_blocks(0);
-    EXPECT_EQ(unique("NAME"), "NAME");
-    EXPECT_EQ(root, nullptr);
-    host.leave_blocks(1);
-    EXPECT_EQ(unique("NAME"), "NAME");
-    EXPECT_EQ(unique("NAME"), "NAME_1");
-    EXPECT_EQ(suffixed, 1);
-}
-
 TEST_F(Names, Cleaning) {
     const std::string change = "NOTE:    Variable Name Change.  ";
     const std::string suffix = "NOTE:    Variable Name Change...  ";
@@ -167,40 +126,6 @@ TEST_F(Names, Cleaning) {
     }
     // As long as the scratch buffers and longer: cut, and nothing written outside.
     EXPECT_EQ(cleaned(std::string(70000, 'w')), std::string(32, 'w'));
-}
-
-TEST_F(Names, CuttingTwoByteCharacters) {
-    const std::string pairs16 = [] {
-        std::string text;
-        for (int i = 0; i < 16; ++i)
-            text += "\xB0\xA1";
-        return text;
-    }();
-    const std::string line = "NOTE:    Duplicate Name Change...  ";
-    const struct {
-        std::string name;
-        std::int32_t is_latin1;
-        std::string expected, line;
-    } steps[] = {
-        {pairs16 + "tail", 0, pairs16, ""},
-        {"x" + pairs16, 0, "x" + pairs16.substr(0, 30), ""},
-        {"name", 0, "name", ""},
-        {"NAME", 0, "VAR3", line + "NAME -> VAR3"},
-        {"NAME", 1, "NAME_2", line + "NAME -> NAME_2"},
-    };
-    for (const auto &step : steps) {
-        SCOPED_TRACE(step.expected);
-        host.log.lines.clear();
-        std::vector<char> made(33);
-        // The name's bytes only: the caller gives a length, not a terminated string.
-        const std::vector<unsigned char> name(step.name.begin(), step.name.end());
-        const std::int32_t length =
-            to_vor_name_without_cleaning_2byte_encoding(session.get(), &root, name.data(), made.data(), 2,
-                                                        static_cast<std::int32_t>(name.size()), step.is_latin1, 32);
-        EXPECT_EQ(std::string(made.data()), step.expected);
-        EXPECT_EQ(length, static_cast<std::int32_t>(step.expected.size()));
-        EXPECT_EQ(host.log.lines, step.line.empty() ? std::vector<std::string>{} : std::vector{step.line});
-    }
 }
 
 } // namespace

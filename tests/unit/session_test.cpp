@@ -87,48 +87,6 @@ struct Bench {
     std::int32_t finish_result = 0;
 };
 
-TEST(SessionMemory, IsZeroedChainedAndReleasedAtOnce) {
-    Bench bench(true);
-    for (const std::size_t size : {0u, 1u, 100u}) {
-        auto *block = static_cast<char *>(h_malloc1(bench.self.get(), static_cast<std::int64_t>(size)));
-        ASSERT_NE(block, nullptr);
-        EXPECT_EQ(reinterpret_cast<std::uintptr_t>(block) % 8, 0u);
-        EXPECT_EQ(std::string(block, size), std::string(size, '\0'));
-        std::memset(block, 'x', size);
-    }
-    for (const std::int64_t size : {std::int64_t{-1}, INT64_MIN, INT64_MAX - 14})
-        EXPECT_EQ(h_malloc1(bench.self.get(), size), nullptr) << size;
-    bench.clean_up();
-}
-
-TEST(SetUp, NamesTheDataSetAndForgetsEarlierFailures) {
-    struct {
-        const char *directory, *name;
-        std::string data_set;
-        bool import;
-    } const cases[] = {{"", "x", "x", true}, {"/a/b", "x.y", "/a/b/x.y", false}, {"/a/b/", "x", "/a/b/x", true}};
-    for (const auto &row : cases) {
-        Bench bench(row.import);
-        bench.self->haderror = ERROR_POSITION_SIZE;
-        ASSERT_EQ(bench.set_up(row.directory, row.name), 0);
-        EXPECT_EQ(row.import ? bench.self->inptr->indsnname : bench.self->outptr->outdsnname, row.data_set);
-        EXPECT_EQ(bench.self->haderror, 0);
-        bench.clean_up();
-    }
-}
-
-TEST(SetUp, OptionsOfItsOwnGoWithTheSession) {
-    glue_grammar_struct given{};
-    for (glue_grammar_struct *options : {static_cast<glue_grammar_struct *>(nullptr), &given}) {
-        Bench bench(true);
-        bench.self->grammar_ptr = options;
-        ASSERT_EQ(bench.set_up(), 0);
-        EXPECT_NE(bench.self->grammar_ptr, nullptr);
-        bench.clean_up();
-        EXPECT_EQ(bench.self->grammar_ptr, options) << "the host's own options are left alone";
-    }
-}
-
 // A scratch file where the driver wants one, a copy of a reference; every step of the way there may fail.
 TEST(SetUp, EveryFailureIsUndone) {
     for (const auto &[import, reference] : {std::pair{true, false}, {true, true}, {false, false}}) {
@@ -144,23 +102,6 @@ TEST(SetUp, EveryFailureIsUndone) {
                 bench.self->haderror = result;
                 bench.clean_up();
             }
-        }
-    }
-}
-
-TEST(SetUp, ScratchFilesAreWhereTheDirectionKeepsThem) {
-    for (const bool import : {true, false}) {
-        for (const std::int32_t wanted : {1, 2}) {
-            Bench bench(import);
-            bench.create_tempfile = wanted;
-            ASSERT_EQ(bench.set_up(), 0);
-            const IMGLUE *self = bench.self.get();
-            const bool made = wanted == (import ? 1 : 2);
-            EXPECT_EQ(import ? self->inptr->mivex_tempfd : self->outptr->mivex_tempfd, self->temp_fileptr);
-            EXPECT_EQ(bench.host.files.exists("/d/name.$$1"), made && !import);
-            EXPECT_EQ(bench.host.files.paths().size(), made ? 2u : 1u);
-            bench.clean_up();
-            EXPECT_EQ(bench.host.files.paths(), std::vector<std::string>{main_path});
         }
     }
 }
@@ -181,33 +122,6 @@ TEST(SetUp, AReferenceIsCopied) {
         EXPECT_TRUE(copy == contents + '#');
         bench.clean_up();
         EXPECT_TRUE(bench.host.files.get(reference_path) == contents);
-    }
-}
-
-TEST(InformationRecord, OlderVersionsGetLaterDefaults) {
-    using Fields = std::vector<std::int64_t>; // table length, help, table name, runs, values, missing values
-    struct {
-        std::int16_t version;
-        Fields fields;
-    } const cases[] = {
-        {0, {7, 7, 7, 7, 7, 7}},  {1, {8, 0, 5, 1, 0, 0}},  {4, {7, 0, 5, 1, 0, 0}},
-        {5, {7, 7, 5, 1, 0, 0}},  {6, {7, 7, 7, 1, 0, 0}},  {11, {7, 7, 7, 7, 7, 7}},
-        {13, {7, 7, 7, 7, 0, 0}}, {14, {7, 7, 7, 7, 7, 0}}, {15, {7, 7, 7, 7, 7, 7}},
-    };
-    for (const auto &row : cases) {
-        const char *help = "help";
-        indbsinfo info{};
-        info.out_table_len = info.help_count = info.get_table_names[1] = 7;
-        info.supports_multiple_missings = info.multiple_runs = info.variables_have_values = 7;
-        info.help_array = &help;
-        info.get_table_name = 5;
-        info.version_num = row.version;
-        update_inforec(&info);
-        EXPECT_EQ((Fields{info.out_table_len, info.help_count, info.get_table_names[1], info.multiple_runs,
-                          info.variables_have_values, info.supports_multiple_missings}),
-                  row.fields)
-            << row.version;
-        EXPECT_EQ(info.help_array != nullptr, info.help_count != 0);
     }
 }
 

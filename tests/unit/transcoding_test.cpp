@@ -46,38 +46,4 @@ TEST_F(Transcoding, PipelineAndRatio) {
     EXPECT_EQ(self->transpipe, nullptr);
 }
 
-TEST_F(Transcoding, OneText) {
-    const struct {
-        bool piped;
-        std::string input;
-        std::int32_t limit;
-        std::string expected;
-        std::size_t messages;
-    } cases[] = {
-        {false, "gr\xFC\xDF", 20, "gr\xFC\xDF", 0},
-        {true, "gr\xC3\xBC\xC3\x9F", 3, "gr\xFC", 0},
-        {true, "gr\xC3", 20, "gr", 1},
-        {true, std::string(5000, 'x'), 5000, std::string(4096, 'x'), 1},
-        {false, std::string(5000, 'x'), 5000, std::string(4096, 'x'), 0},
-        {true, "abc", 0, "", 0},
-    };
-    for (const auto &c : cases) {
-        c.piped ? pipe("utf-8", "latin1") : drop_pipe();
-        for (const std::int32_t report : {1, 0}) {
-            messages.clear();
-            std::string output(5000, '?');
-            const std::int32_t length = transcode_a_string(self.get(), output.data(), c.input.data(),
-                                                           static_cast<std::int32_t>(c.input.size()), c.limit, report);
-            EXPECT_EQ(output.substr(0, static_cast<std::size_t>(length) + 1), c.expected + '?');
-            EXPECT_EQ(messages, vor::test::Lines(report == 1 ? c.messages : 0, "207"));
-        }
-    }
-    const ZKChar wide[] = {'a', 0xE4};
-    std::string output(6, '?');
-    EXPECT_EQ(from_zk_to_utf8(self.get(), wide, 2, output.data(), 4), 0);
-    EXPECT_EQ(output, std::string("a\xC3\xA4\0??", 6));
-    EXPECT_EQ(from_zk_to_utf8(self.get(), wide, 2, output.data(), 3), NLS_TRUNCATED);
-    EXPECT_EQ(from_zk_to_utf8(self.get(), wide, 0, output.data(), 0), NLS_TRUNCATED);
-}
-
 } // namespace

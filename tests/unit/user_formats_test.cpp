@@ -99,20 +99,6 @@ TEST_F(BuiltFormats, OfNumbers) {
                                    "so: 1."));
 }
 
-// Text values lose their trailing white space; the catalog is the options'.
-TEST_F(BuiltFormats, OfTexts) {
-    add("a b \t ", "padded");
-    add("a b", "the same value");
-    std::memcpy(options.fmtlib, "LIB     ", 8);
-    options.fmtliblen = 3;
-    std::memcpy(options.fmtmem, "LABELS", 6);
-    options.fmtmemlen = 6;
-    EXPECT_EQ(build("$A", 0), 0);
-    EXPECT_EQ(vor::test::ranges_text(catalog.formats["$A"]), "'a b'=padded ");
-    EXPECT_EQ(catalog.last_place, "LIB.LABELS");
-    EXPECT_TRUE(host->log.contains("answer have a second label for the value a b;"));
-}
-
 // Failures of the builder are said and done with; only the variable must keep the format's name.
 TEST_F(BuiltFormats, Failures) {
     static std::int32_t answer;
@@ -193,58 +179,6 @@ TEST_F(GrabbedFormats, BuiltInFormatsAreNotLookedUp) {
     answer = 3;
     EXPECT_EQ(grab("YYM"), "1");
     EXPECT_EQ(asked, 2);
-}
-
-// Records that other hosts' catalogs hold.
-TEST_F(GrabbedFormats, RecordsOfEveryKind) {
-    static HEADSTR header;
-    static TREE *first;
-    first = nullptr;
-    replace(xfrdfmt, [](SERVICE_ID, const char *, std::int32_t, XFRWSTR *format) {
-        format->hp = &header;
-        format->rp = first;
-        return 0;
-    });
-    std::list<ILABELSTR_NCF> labels;
-    std::list<std::array<std::uint64_t, 16>> blocks;
-    TREE **end = &first;
-    const auto add = [&](auto range, char label, std::int8_t label_type = LABEL_TEXT) {
-        labels.push_back({.rectype = label_type, .length = 1, .label = {label}});
-        range.u.label = label == '-' ? nullptr : &labels.back();
-        auto *node = reinterpret_cast<TREE *>(blocks.emplace_back().data());
-        std::memcpy(node + 1, &range, sizeof range);
-        *end = node;
-        end = &node->rlink;
-    };
-    const auto in_16 = [](std::int8_t type, const std::string &start, const std::string &end_of_range) {
-        IRANGESTR_C16 range{type, 0, {}, {}, {}};
-        vzmp(start.data(), static_cast<std::int32_t>(start.size()), range.start, 16);
-        vzmp(end_of_range.data(), static_cast<std::int32_t>(end_of_range.size()), range.end, 16);
-        return range;
-    };
-    add(IRANGESTR_C_S{RANGE_CHARACTER_VALUE, 3, {}, 0, "abc"}, 'a');
-    add(IRANGESTR_C{RANGE_CHARACTER_INTERVAL, 0, 1, 1, {}, "f", "t"}, 'b');
-    add(IRANGESTR_C{RANGE_CHARACTER_INTERVAL, 0, 4, 0, {}, "only", "t"}, 'c');
-    add(in_16(RANGE_CHARACTER_VALUE_16, "sixteen", "ignored"), 'd');
-    add(in_16(RANGE_CHARACTER_INTERVAL_16, "from", "to"), 'e');
-    add(in_16(RANGE_CHARACTER_INTERVAL_16, "exactly 16 bytes", ""), 'f');
-    add(IRANGESTR_C_S{RANGE_CHARACTER_VALUE, 1, {}, 0, "u"}, '-');
-    add(IRANGESTR_C_S{RANGE_CHARACTER_VALUE, 1, {}, 0, "p"}, 'p', 7);              // no text
-    for (const double number : {2.0, std::bit_cast<double>(0xFFFFFD0000000000)}) { // and .A, which is no value
-        IRANGESTR_N_S range{RANGE_NUMERIC_VALUE, 0, {}, {}};
-        wzcsdbl(&number, range.start);
-        add(range, 'n');
-        range.rectype = 99;
-        add(range, 'x');
-    }
-    header = {};
-    header.type = FORMAT_CHARACTER;
-    EXPECT_EQ(grab("$ANY", false), "0 abc=a only=c sixteen=d exactly 16 bytes=f");
-    header.type = FORMAT_NUMERIC;
-    EXPECT_EQ(grab("ANY"), "0 2=n");
-    header.type = 12;
-    EXPECT_EQ(grab("ANY"), "1");
-    EXPECT_TRUE(host->log.contains("Format ANY is not either a numeric or character format."));
 }
 
 } // namespace
