@@ -27,6 +27,55 @@ enum stored_type : int32_t {
 // Bytes of a value in the record, by stored type; a string's are in its type code.
 inline constexpr int32_t STORED_BYTES[] = {1, 2, 4, 4, 8, 0, 8};
 
+// The unit of a number, which its display format names; counted from the start of 1960 unless said otherwise.
+enum display_unit : int32_t {
+    UNIT_NONE,
+    UNIT_DAYS,
+    UNIT_WEEKS, // 52 a year from 1 January on, the last one longer
+    UNIT_MONTHS,
+    UNIT_QUARTERS,
+    UNIT_HALF_YEARS,
+    UNIT_YEARS,       // of the calendar
+    UNIT_CLOCK,       // milliseconds
+    UNIT_LEAP_CLOCK,  // milliseconds, leap seconds counted
+    UNIT_TIME_OF_DAY, // milliseconds since midnight
+    UNIT_CALENDAR,    // days of a business calendar, which stands in a file of its own
+};
+
+// What a display format begins with behind "%" and "-". The first row that fits counts.
+struct unit_row {
+    const char *beginning;
+    display_unit unit;
+};
+inline constexpr unit_row UNITS[] = {
+    {"tcHH:MM:SS", UNIT_TIME_OF_DAY},
+    {"tc", UNIT_CLOCK},
+    {"tC", UNIT_LEAP_CLOCK},
+    {"td", UNIT_DAYS},
+    {"tw", UNIT_WEEKS},
+    {"tm", UNIT_MONTHS},
+    {"tq", UNIT_QUARTERS},
+    {"th", UNIT_HALF_YEARS},
+    {"ty", UNIT_YEARS},
+    {"tb", UNIT_CALENDAR},
+    {"d", UNIT_DAYS},
+};
+
+// The unit that a display format of `length` bytes names.
+inline display_unit find_unit(const char *format, int64_t length) {
+    if (length == 0 || *format != '%')
+        return UNIT_NONE;
+    const int64_t behind = length > 1 && format[1] == '-' ? 2 : 1;
+    for (const unit_row &row : UNITS) {
+        int64_t same = 0;
+        while (behind + same < length && row.beginning[same] != '\0' && row.beginning[same] == format[behind + same])
+            ++same;
+        if (row.beginning[same] == '\0')
+            return row.unit;
+    }
+    return UNIT_NONE;
+}
+
 // How the type list codes the stored types.
 struct type_coding {
     int32_t code_bytes;

@@ -6,6 +6,7 @@
 #include "driver_records.h"
 #include "imglue_errors.h"
 #include "imglue_export.h"
+#include "imglue_extension.h"
 #include "imglue_files.h"
 #include "imglue_import.h"
 #include "imglue_session.h"
@@ -97,6 +98,9 @@ static int32_t open_named_file(IMGLUE *self) {
 // open: open the named file and set the session up. 0, the host's own code, or the error reporter's; after a failure
 // nothing is open and logname is blank.
 static int32_t open_file(IMGLUE *self) {
+    const int32_t accepted = accept_extension(self);
+    if (accepted != HOST_OK)
+        return accepted;
     const int32_t code = open_named_file(self);
     if (code == HOST_OK)
         return HOST_OK;

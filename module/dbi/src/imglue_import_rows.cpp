@@ -3,6 +3,7 @@
 #include "blank_padding.h"
 #include "driver_records.h"
 #include "imglue_errors.h"
+#include "imglue_extension.h"
 #include "imglue_import.h"
 #include "imglue_memory.h"
 #include "service_entries.h"
@@ -17,7 +18,7 @@ constexpr double SECONDS_TO_1960 = DAYS_TO_1960 * 86400.0;
 constexpr int64_t NUMBER_BYTES = 8;
 constexpr double INTEGER_LIMIT = 9.223372036854776e18; // numbers from it on have no fraction to snap
 
-enum class step_kind : uint8_t { number, date, time, datetime, text, raw };
+enum class step_kind : uint8_t { number, date, time, datetime, text, whole_text, raw };
 
 // How one variable's value gets into the observation.
 struct value_step {
@@ -36,6 +37,8 @@ struct row_plan {
     bool multiple_missings;
     bool encodings;  // the driver tells how much of a text is meaningful
     bool transcoded; // text goes through the pipeline
+    bool in_place;   // text stands in the driver's buffer, which must not move until the host has seen it
+    bool delivered;  // the current record has been; the next call moves on first
 };
 
 row_plan *plan_of(const indbsrec *in) {
@@ -63,6 +66,8 @@ value_step step_of(const IMGLUE *self, innamerecord *variable) {
     const NAMESTR *np = variable->nmptr;
     value_step step = {};
     step.kind = kind_of(variable->innametype);
+    if (step.kind == step_kind::text && is_granted(self, WISH_WHOLE_TEXT))
+        step.kind = step_kind::whole_text;
     step.varying = np->ntype == NAMESTR_VARYING_CHARACTER;
     step.variable = variable;
     step.position = static_cast<char *>(self->obsptr) + np->npos;
@@ -98,7 +103,9 @@ row_plan *make_plan(IMGLUE *self) {
              .number_bytes = static_cast<int32_t>(multiple_missings ? sizeof(mivex_num_struct) : sizeof(double)),
              .multiple_missings = multiple_missings,
              .encodings = encodings,
-             .transcoded = encodings && changes_bytes(self)};
+             .transcoded = encodings && changes_bytes(self),
+             .in_place = is_granted(self, WISH_WHOLE_TEXT),
+             .delivered = false};
     for (innamerecord *variable = in->firstname; variable != nullptr; variable = variable->nextname)
         *step++ = step_of(self, variable);
     return plan;
@@ -212,6 +219,10 @@ void store_record(indbsrec *in, const row_plan *plan) {
             store_text(in, plan, step);
             continue;
         }
+        if (kind == step_kind::whole_text) {
+            readit(in, step->variable, step->position, sizeof(vor_text_slot));
+            continue;
+        }
         if (kind == step_kind::raw) {
             store_raw(in, plan, step);
             continue;
@@ -238,8 +249,10 @@ void log_counts(const indbsrec *in) {
 
 int32_t mivex_setup_read_buffer(IMGLUE *self) {
     indbsrec *in = self->inptr;
-    if (in->inuserptr != nullptr)
+    if (in->inuserptr != nullptr) {
+        plan_of(in)->delivered = false;
         return self->nprocs->re_initbuffer(in);
+    }
     row_plan *plan = make_plan(self);
     if (plan == nullptr)
         return ERROR_MEMORY;
@@ -250,11 +263,19 @@ int32_t mivex_setup_read_buffer(IMGLUE *self) {
 
 int32_t mivex_get_one_record(IMGLUE *self) {
     indbsrec *in = self->inptr;
+    row_plan *plan = plan_of(in);
+    if (plan->delivered) {
+        plan->delivered = false;
+        const int32_t status = self->nprocs->getrecord(in);
+        if (status != 0)
+            return status;
+    }
     if (in->infinish != 0) {
         log_counts(in);
         return ERROR_END_OF_FILE;
     }
-    store_record(in, plan_of(in));
+    store_record(in, plan);
     ++self->records_processed_count;
-    return self->nprocs->getrecord(in);
+    plan->delivered = plan->in_place;
+    return plan->in_place ? 0 : self->nprocs->getrecord(in);
 }

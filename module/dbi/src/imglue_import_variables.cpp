@@ -1,6 +1,7 @@
 // Walks the chain of input variables once and describes each one, its display formats included. Names and user formats
 // are made elsewhere; the values are moved elsewhere.
 #include "driver_records.h"
+#include "imglue_extension.h"
 #include "imglue_import.h"
 #include "imglue_memory.h"
 #include "imglue_number_text.h"
@@ -193,6 +194,12 @@ void describe_value(variable_mapping *mapping, innamerecord *variable) {
         np->nfj = NUMERIC_JUSTIFICATION;
         return;
     }
+    if (is_granted(self, WISH_WHOLE_TEXT)) {
+        variable->transcode_length = variable->innamelength;
+        np->ntype = NAMESTR_CHARACTER;
+        np->nlng = sizeof(vor_text_slot);
+        return;
+    }
     variable->transcode_length = grown_length(self, variable->innamelength);
     if (self->do_varchar == 0) {
         np->ntype = NAMESTR_CHARACTER;
@@ -247,6 +254,26 @@ int32_t give_formats(variable_mapping *mapping, innamerecord *variable) {
     return 0;
 }
 
+int16_t namestr_length(int32_t length) {
+    return static_cast<int16_t>(min(length, INT16_MAX));
+}
+
+// Name and label as the file has them.
+void give_own_names(const innamerecord *variable) {
+    NAMESTR *np = variable->nmptr;
+    np->name_p = variable->innamename;
+    np->namelen = namestr_length(variable->variablename_length);
+    np->label_p = variable->innamelabel;
+    np->nlablen = namestr_length(variable->variablelabel_length);
+}
+
+void give_host_names(variable_mapping *mapping, const innamerecord *variable, int32_t ordinal) {
+    const int64_t index = ordinal - 1;
+    give_name(&mapping->names, variable, ordinal, mapping->name_areas + index * NAME_AREA_BYTES);
+    char *label_area = mapping->label_areas == nullptr ? nullptr : mapping->label_areas + index * LABEL_AREA_BYTES;
+    give_label(mapping->self, variable, label_area);
+}
+
 // ordinal counts from 1.
 int32_t describe(variable_mapping *mapping, innamerecord *variable, int32_t ordinal, NAMELIST *node) {
     IMGLUE *self = mapping->self;
@@ -254,10 +281,10 @@ int32_t describe(variable_mapping *mapping, innamerecord *variable, int32_t ordi
     variable->nmptr = &node->namestr;
     if (self->transpipe != nullptr && self->dbsinfoptr->supports_encoding == 0)
         return ERROR_NO_TRANSCODING;
-    const int64_t index = ordinal - 1;
-    give_name(&mapping->names, variable, ordinal, mapping->name_areas + index * NAME_AREA_BYTES);
-    char *label_area = mapping->label_areas == nullptr ? nullptr : mapping->label_areas + index * LABEL_AREA_BYTES;
-    give_label(self, variable, label_area);
+    if (is_granted(self, WISH_OWN_NAMES))
+        give_own_names(variable);
+    else
+        give_host_names(mapping, variable, ordinal);
     describe_value(mapping, variable);
     const int32_t status = give_formats(mapping, variable);
     if (status == 0)

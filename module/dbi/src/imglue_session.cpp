@@ -3,6 +3,7 @@
 #include "imglue_session.h"
 
 #include "driver_records.h"
+#include "imglue_extension.h"
 #include "imglue_files.h"
 #include "imglue_memory.h"
 #include "imglue_number_text.h"
@@ -273,6 +274,8 @@ static void release_pipeline(TRANSPIPE **pipe) {
 }
 
 int32_t mivex_clean_up(IMGLUE *self) {
+    if (self->inptr != nullptr && self->do_input != 0)
+        give_facts(self, nullptr);
     release_memory(self);
     release_main_file(self);
     if (self->temp_fileptr != nullptr)

@@ -5,6 +5,7 @@
 #include "imstata_records.h"
 #include "imstata_strls.h"
 #include "imswap.h"
+#include "vor/extension.h"
 
 #include <cstring>
 
@@ -168,6 +169,13 @@ void readchar(indbsrec * /*in*/, innamerecord *variable, const char *record, voi
     variable->data_length = without_trailing_blanks(text, width);
 }
 
+// The text stands in the record, up to its zero byte.
+void readwhole(indbsrec * /*in*/, innamerecord *variable, const char *record, void *output, int64_t /*length*/) {
+    const char *field = record + variable->innameoffset;
+    auto *slot = static_cast<vor_text_slot *>(output);
+    *slot = {.bytes = field, .length = length_to_nul(field, variable->innameactuallen), .binary = 0};
+}
+
 void readpadc(indbsrec * /*in*/, innamerecord *variable, const char *record, void *output, int64_t length) {
     constexpr unsigned char HIGHEST_CONTROL = 26;
     const int64_t width = variable->innameactuallen;
@@ -200,7 +208,7 @@ struct decoder_row {
     innamefunct_type newer; // extended missing values
 };
 
-constexpr int32_t DECODER_COUNT = 18;
+constexpr int32_t DECODER_COUNT = 20;
 
 template <bool swapped>
 constexpr decoder_row DECODERS[DECODER_COUNT] = {
@@ -214,6 +222,8 @@ constexpr decoder_row DECODERS[DECODER_COUNT] = {
     {.code = DECODE_PADDED_TEXT, .older = readpadc, .newer = readpadc},
     {.code = DECODE_BYTE, .older = readbyte<swapped>, .newer = readbyte_v8<swapped>},
     {.code = DECODE_STRL, .older = readstrl, .newer = readstrl},
+    {.code = DECODE_WHOLE_TEXT, .older = readwhole, .newer = readwhole},
+    {.code = DECODE_WHOLE_STRL, .older = readwholestrl, .newer = readwholestrl},
     {.code = DECODE_DATE_SHORT, .older = readdateshort<swapped>, .newer = readdateshort_v8<swapped>},
     {.code = DECODE_DATE_LONG, .older = readdatelong<swapped>, .newer = readdatelong_v8<swapped>},
     {.code = DECODE_DATE_FLOAT, .older = readdatefloat<swapped>, .newer = readdatefloat_v8<swapped>},

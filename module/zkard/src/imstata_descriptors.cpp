@@ -2,9 +2,11 @@
 // sequence, the bounds that involve several of them, and the positions.
 #include "imstata_descriptors.h"
 
+#include "imglue_extension.h"
 #include "imglue_files.h"
 #include "imglue_memory.h"
 #include "imglue_transcoding.h"
+#include "imstata_facts.h"
 #include "imstata_header.h"
 #include "imstata_reading.h"
 #include "imstata_strls.h"
@@ -263,7 +265,7 @@ int32_t open_data(indbsrec *in, int64_t observations) {
 }
 
 void note_parts_left_out(const indbsrec *in) {
-    const int64_t unused_tables = count_unused_tables(in);
+    const int64_t unused_tables = is_granted(in->self, WISH_LABEL_TABLES) ? 0 : count_unused_tables(in);
     if (unused_tables > 0)
         xpslog("%3zValue-label tables that no variable uses are not kept: %lld.", message_value(unused_tables));
     if (in->indsn->characteristics > 0)
@@ -306,6 +308,8 @@ int32_t dindbssetup(indbsrec *in) {
         return status;
     place_value_labels(in, record_start, observations);
     status = build_variables(in, &descriptors);
+    if (status == 0)
+        status = collect_facts(in, &header, &descriptors, observations);
     if (status == 0)
         status = in->indsn->layout->tagged ? open_data(in, observations) : seek_to(in, record_start);
     if (status != 0)

@@ -1,8 +1,10 @@
 // The beginnings of both kinds of files, and the tags of the tagged one. Numbers are in the file's byte order.
 #include "imstata_header.h"
 
+#include "imglue_extension.h"
 #include "imglue_files.h"
 #include "imglue_number_text.h"
+#include "imstata_facts.h"
 #include "imstata_reading.h"
 #include "wzst.h"
 
@@ -22,7 +24,7 @@ enum header_offset : int32_t {
     AT_DATA_LABEL = 10,
 };
 
-constexpr int64_t LONGEST_BINARY_TIMESTAMP = 18;
+constexpr char CHARACTERISTIC_FIELD = 1; // type of an expansion field
 
 } // namespace
 
@@ -48,8 +50,8 @@ int32_t parse_binary_header(indbsrec *in, headerrec *header) {
     if (status != 0)
         return status;
     header->datalabel[layout->data_label_bytes] = '\0';
-    char timestamp[LONGEST_BINARY_TIMESTAMP];
-    return read_exactly(in, timestamp, layout->timestamp_bytes, "the time stamp");
+    header->timestamp[layout->timestamp_bytes] = '\0';
+    return read_exactly(in, header->timestamp, layout->timestamp_bytes, "the time stamp");
 }
 
 int32_t skip_binary_expansion_records(indbsrec *in) {
@@ -74,10 +76,11 @@ int32_t skip_binary_expansion_records(indbsrec *in) {
                         "%%1zThe expansion field at byte %lld has a length of %lld bytes; the file holds %lld more.",
                         position, length, dsn->file_size - body);
         position = body + length;
-        const int32_t moved = seek_to(in, position);
+        const bool kept = head[0] == CHARACTERISTIC_FIELD && is_granted(in->self, WISH_CHARACTERISTICS);
+        const int32_t moved = kept ? keep_characteristic(in, length) : seek_to(in, position);
         if (moved != 0)
             return moved;
-        ++dsn->characteristics;
+        dsn->characteristics += kept ? 0 : 1;
     }
 }
 
@@ -87,7 +90,6 @@ int32_t skip_binary_expansion_records(indbsrec *in) {
 namespace {
 
 constexpr int64_t TIMESTAMP_LENGTH_BYTES = 1;
-constexpr int32_t LONGEST_TIMESTAMP = 255;
 
 // A header on its way: which elements were seen, and the counts as they stand in the file.
 struct header_parse {
@@ -157,11 +159,12 @@ int32_t parse_label(header_parse *parse) {
 
 int32_t parse_timestamp(header_parse *parse) {
     char field[TIMESTAMP_LENGTH_BYTES];
-    char timestamp[LONGEST_TIMESTAMP];
     const int32_t status = read_exactly(parse->in, field, sizeof field, "the length of the time stamp");
     if (status != 0)
         return status;
-    return read_exactly(parse->in, timestamp, static_cast<unsigned char>(field[0]), "the time stamp");
+    const auto length = static_cast<unsigned char>(field[0]);
+    parse->header->timestamp[length] = '\0';
+    return read_exactly(parse->in, parse->header->timestamp, length, "the time stamp");
 }
 
 constexpr struct {
@@ -281,22 +284,42 @@ int32_t read_closing_tag(indbsrec *in, const char *name) {
                 file_position(in) - (3 + wzstlen(name)));
 }
 
-// A block with its length in front.
-int32_t skip_block(indbsrec *in, const char *name) {
+// The length in front of a block, and the byte behind it, which the file has room for.
+int32_t read_block_length(indbsrec *in, const char *name, int64_t *length, int64_t *end) {
     char field[4];
     const int32_t status = read_exactly(in, field, sizeof field, name);
     if (status != 0)
         return status;
-    const auto length = static_cast<int64_t>(number_at(field, sizeof field, in->indsn->byte_order));
+    *length = static_cast<int64_t>(number_at(field, sizeof field, in->indsn->byte_order));
     const int64_t position = file_position(in);
     if (position < 0)
         return ERROR_SEEK;
     const int64_t left = in->indsn->file_size - position;
-    if (length > left)
+    if (*length > left)
         return fail(in, ERROR_INPUT_INVALID,
                     "%%1zThe element <%s> at byte %lld has a length of %lld bytes; the file holds %lld more.", name,
-                    position, length, left);
-    return seek_to(in, position + length);
+                    position, *length, left);
+    *end = position + *length;
+    return 0;
+}
+
+int32_t skip_block(indbsrec *in, const char *name) {
+    int64_t length;
+    int64_t end;
+    const int32_t status = read_block_length(in, name, &length, &end);
+    return status != 0 ? status : seek_to(in, end);
+}
+
+int32_t read_characteristic(indbsrec *in) {
+    int64_t length;
+    int64_t end;
+    const int32_t status = read_block_length(in, "ch", &length, &end);
+    if (status != 0)
+        return status;
+    if (is_granted(in->self, WISH_CHARACTERISTICS))
+        return keep_characteristic(in, length);
+    ++in->indsn->characteristics;
+    return seek_to(in, end);
 }
 
 } // namespace
@@ -345,10 +368,9 @@ int32_t skip_xml_expansion_records(indbsrec *in) {
         if (status == ERROR_INPUT_INVALID)
             return parse_xml_item(in, "characteristics", ITEM_CLOSES, nullptr);
         if (status == 0)
-            status = skip_block(in, "ch");
+            status = read_characteristic(in);
         if (status == 0)
             status = read_closing_tag(in, "ch");
-        ++in->indsn->characteristics;
     }
     return status;
 }

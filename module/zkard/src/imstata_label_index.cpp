@@ -3,6 +3,7 @@
 // Before 108: the number of entries (2 bytes), the name (9 and a padding byte), 10 bytes for each entry. From 108: the
 // length of the body (4), the name and 3 padding bytes, the body. A tagged file has each table between <lbl> and
 // </lbl>.
+#include "imglue_extension.h"
 #include "imglue_number_text.h"
 #include "imstata_reading.h"
 #include "imstata_value_labels.h"
@@ -55,6 +56,7 @@ struct label_key {
     indbsrec *in;
     int64_t body_bytes;
     label_table *added; // null when the name was there
+    bool exact;         // letter case counts
 };
 
 label_table *table_of(avlstruct *link) {
@@ -74,11 +76,17 @@ uint32_t hash_name(const char *name) {
     return hash;
 }
 
+int32_t compare_exactly(const char *one, const char *other) {
+    while (*one == *other && *one != '\0')
+        ++one, ++other;
+    return static_cast<unsigned char>(*one) - static_cast<unsigned char>(*other);
+}
+
 // The order of the key and a table: below 0 when the key sorts lower.
 int32_t compare_key(const label_key *key, const label_table *table) {
     if (key->hash != table->hash)
         return key->hash < table->hash ? -1 : 1;
-    return comp2inull(key->name, table->name);
+    return key->exact ? compare_exactly(key->name, table->name) : comp2inull(key->name, table->name);
 }
 
 avlstruct *find_table(avlglobalstruct *g, avlstruct *root) {
@@ -113,7 +121,8 @@ avlstruct *add_table(avlglobalstruct *g) {
 }
 
 label_table *search_index(label_index *index, const char *name) {
-    const label_key key = {.name = name, .hash = hash_name(name), .in = nullptr, .body_bytes = 0, .added = nullptr};
+    const label_key key = {
+        .name = name, .hash = hash_name(name), .in = nullptr, .body_bytes = 0, .added = nullptr, .exact = false};
     label_table *near = index->found;
     if (near != nullptr && compare_key(&key, near) != 0)
         near = near->next;
@@ -151,8 +160,13 @@ int32_t fail_damaged(indbsrec *in, const label_index *index) {
 // Reads a table's body into the index; of equal names the first counts.
 int32_t read_table(section_reader *reader, label_index *index, const table_head *head) {
     indbsrec *in = reader->in;
-    label_key key = {
-        .name = head->name, .hash = hash_name(head->name), .in = in, .body_bytes = head->body_bytes, .added = nullptr};
+    // A host that takes the tables gets every one; for others a name's letter case does not count.
+    label_key key = {.name = head->name,
+                     .hash = hash_name(head->name),
+                     .in = in,
+                     .body_bytes = head->body_bytes,
+                     .added = nullptr,
+                     .exact = is_granted(in->self, WISH_LABEL_TABLES)};
     avlglobalstruct entry;
     entry.self = in->self;
     entry.private_ptr = &key;
@@ -299,6 +313,16 @@ int32_t find_label_table(indbsrec *in, WX_FILE *file, const char *name, int32_t 
     if (found != nullptr)
         found->used = true;
     return found == nullptr && index->damage != 0 ? fail_damaged(in, index) : 0;
+}
+
+int32_t first_label_table(indbsrec *in, WX_FILE *file, const label_table **first) {
+    const int32_t status = make_index(in, file, in->indsn->layout->name_bytes);
+    *first = status == 0 ? in->indsn->labels->first : nullptr;
+    if (status != 0 || in->indsn->labels->damage == 0)
+        return status;
+    fail_damaged(in, in->indsn->labels);
+    warn_of_failure(in, "Its tables from there on are left out.");
+    return 0;
 }
 
 int64_t count_unused_tables(const indbsrec *in) {

@@ -3,6 +3,8 @@
 
 #include "imglue_files.h"
 #include "imglue_memory.h"
+#include "service_entries.h"
+#include "wzst.h"
 
 namespace {
 
@@ -31,6 +33,13 @@ shown_text show_text(const char *bytes, int64_t length) {
     }
     shown.text[count] = '\0';
     return shown;
+}
+
+void warn_of_failure(indbsrec *in, const char *consequence) {
+    const char *message = in->message_string;
+    const bool has_level = wzstlen(message) > 3 && memcmp(message, "%1z", 3) == 0;
+    xpslog("%2z%s %s", has_level ? message + 3 : message, consequence);
+    in->message_string[0] = '\0';
 }
 
 int64_t file_position(indbsrec *in) {

@@ -43,6 +43,9 @@ inline int32_t fail_memory(indbsrec *in) {
     return ERROR_MEMORY;
 }
 
+// Logs the waiting message_string as a warning in place of an error, with a sentence behind it, and clears it.
+void warn_of_failure(indbsrec *in, const char *consequence);
+
 // The current position, or ERROR_SEEK.
 int64_t file_position(indbsrec *in);
 

@@ -38,9 +38,12 @@ struct shared_string_struct {
     int32_t len;
     uint32_t varnum_4byte;
     int64_t obsnum_8byte;
+    bool whole;  // string stands in a place of its own
+    bool binary; // bytes that are no text
 };
 
 struct label_index;
+struct kept_characteristic;
 
 // The state of an open Stata file.
 struct dsnrecord {
@@ -54,14 +57,16 @@ struct dsnrecord {
     int64_t obsnum_8byte;  // search key
 
     const release_layout *layout;
-    int64_t file_size;            // bytes, the bound of every count and offset
-    double value_label_position;  // where the value-label tables of a binary file start
-    int64_t records_in_buffer;    // complete records from the buffer's first slot on
-    int64_t bytes_of_next_record; // found of the record after them, when it is not complete
-    int64_t characteristics;      // notes and the like, passed over
-    int64_t texts_cut;            // long strings delivered shorter than they are
-    int64_t texts_absent;         // references to long strings that the file does not hold
-    label_index *labels;          // null until a table was asked for
+    int64_t file_size;                         // bytes, the bound of every count and offset
+    double value_label_position;               // where the value-label tables of a binary file start
+    int64_t records_in_buffer;                 // complete records from the buffer's first slot on
+    int64_t bytes_of_next_record;              // found of the record after them, when it is not complete
+    int64_t characteristics;                   // notes and the like, passed over
+    int64_t texts_cut;                         // long strings delivered shorter than they are
+    int64_t texts_absent;                      // references to long strings that the file does not hold
+    label_index *labels;                       // null until a table was asked for
+    kept_characteristic *kept_characteristics; // for the host's facts, in the order of the file
+    kept_characteristic *last_characteristic;
     session_arena arena;
     char *section_buffer;
 };
@@ -76,6 +81,7 @@ struct headerrec {
     int32_t nvar_4byte;
     int64_t nobs_8byte;
     char datalabel[321]; // terminated
+    char timestamp[256]; // terminated
 };
 
 // The descriptor arrays, fixed width per variable.
@@ -127,6 +133,8 @@ enum decoder_code : int32_t {
     DECODE_PADDED_TEXT = 15, // to more bytes than the field has
     DECODE_BYTE = 16,
     DECODE_STRL = 18,
+    DECODE_WHOLE_TEXT = 40, // into a vor_text_slot, the text in its place
+    DECODE_WHOLE_STRL = 41,
     DECODE_DATE_SHORT = 20,
     DECODE_DATE_LONG = 21,
     DECODE_DATE_FLOAT = 22,

@@ -4,6 +4,7 @@
 // of order turns it into a tree at once.
 #include "imstata_strls.h"
 
+#include "imglue_extension.h"
 #include "imstata_reading.h"
 #include "service_entries.h"
 
@@ -91,8 +92,9 @@ void close_list(load_state *state) {
     state->list.open = false;
 }
 
-int32_t append(load_state *state, const string_head *head, const char *text, int32_t length) {
-    shared_string_struct *node = make_node(state->in->self, state->in->indsn, text, length);
+int32_t append(load_state *state, const string_head *head, const char *text, int32_t length,
+               shared_string_struct **stored) {
+    shared_string_struct *node = *stored = make_node(state->in->self, state->in->indsn, text, length);
     if (node == nullptr)
         return fail_memory(state->in);
     node->obsnum_8byte = head->observation;
@@ -107,17 +109,18 @@ int32_t append(load_state *state, const string_head *head, const char *text, int
     return 0;
 }
 
-int32_t store_text(load_state *state, const string_head *head, const char *text, int32_t length) {
+// *stored: the node under that key.
+int32_t store_text(load_state *state, const string_head *head, const char *text, int32_t length,
+                   shared_string_struct **stored) {
     const ascending_list *list = &state->list;
     if (list->open && (list->last == nullptr || compare_keys(head->observation, head->variable, list->last) > 0))
-        return append(state, head, text, length);
+        return append(state, head, text, length, stored);
     if (list->open)
         close_list(state);
     dsnrecord *dsn = state->in->indsn;
-    if (shared_string_entry(state->in, &dsn->head_avl_shared_string, text, length, head->observation, head->variable) ==
-        nullptr)
-        return fail_memory(state->in);
-    return 0;
+    *stored =
+        shared_string_entry(state->in, &dsn->head_avl_shared_string, text, length, head->observation, head->variable);
+    return *stored == nullptr ? fail_memory(state->in) : 0;
 }
 
 int32_t read_head(load_state *state, string_head *head) {
@@ -162,26 +165,59 @@ int32_t kept_bytes(const char *text) {
     return LONGEST_STRL;
 }
 
-// Reads a text and keeps it.
-int32_t read_text(load_state *state, const string_head *head) {
-    const bool is_text = head->kind == KIND_TEXT;
-    const int64_t whole = is_text && head->length_bytes > 0 ? head->length_bytes - 1 : head->length_bytes;
+// Reads at most LONGEST_STRL bytes of a text of `whole` bytes and keeps them.
+int32_t read_part(load_state *state, const string_head *head, int64_t whole, int32_t *kept) {
     const bool cut = whole > LONGEST_STRL;
     const int32_t read = cut ? LONGEST_STRL : static_cast<int32_t>(whole);
     const char *text;
     int32_t status = take_bytes(&state->reader, read, &text, "a long string");
     if (status != 0)
         return status;
-    const int32_t length = cut && is_text ? kept_bytes(text) : read;
-    uint32_t *longest = &state->in->indsn->max_strls[head->variable - 1];
-    if (static_cast<uint32_t>(length) > *longest)
-        *longest = static_cast<uint32_t>(length);
-    status = store_text(state, head, text, length);
+    *kept = cut && head->kind == KIND_TEXT ? kept_bytes(text) : read;
+    shared_string_struct *node;
+    status = store_text(state, head, text, *kept, &node);
     if (status != 0)
         return status;
     if (cut && state->cut++ == 0)
         state->first_cut = *head;
-    return skip_bytes(&state->reader, head->length_bytes - read);
+    return skip_bytes(&state->reader, whole - read);
+}
+
+// Reads all of a text into a place of its own. A key that is there keeps its first text.
+int32_t read_whole(load_state *state, const string_head *head, int64_t whole) {
+    indbsrec *in = state->in;
+    if (whole > INT32_MAX)
+        return fail(in, ERROR_INPUT_INVALID, "%%1zThe long string at byte %lld has %lld bytes; at most %d are read.",
+                    head->position, whole, INT32_MAX);
+    auto *text = static_cast<char *>(arena_take(in->self, &in->indsn->arena, whole + 1));
+    if (text == nullptr)
+        return fail_memory(in);
+    int32_t status = copy_bytes(&state->reader, text, whole, "a long string");
+    shared_string_struct *node;
+    if (status == 0)
+        status = store_text(state, head, "", 0, &node);
+    if (status != 0 || node->whole)
+        return status;
+    node->string = text;
+    node->len = static_cast<int32_t>(whole);
+    node->binary = head->kind != KIND_TEXT;
+    node->whole = true;
+    return 0;
+}
+
+// Reads a text and keeps it.
+int32_t read_text(load_state *state, const string_head *head) {
+    const bool is_text = head->kind == KIND_TEXT;
+    const int64_t whole = is_text && head->length_bytes > 0 ? head->length_bytes - 1 : head->length_bytes;
+    auto kept = static_cast<int32_t>(whole < INT32_MAX ? whole : INT32_MAX);
+    const bool all = is_granted(state->in->self, WISH_WHOLE_TEXT);
+    const int32_t status = all ? read_whole(state, head, whole) : read_part(state, head, whole, &kept);
+    if (status != 0)
+        return status;
+    uint32_t *longest = &state->in->indsn->max_strls[head->variable - 1];
+    if (static_cast<uint32_t>(kept) > *longest)
+        *longest = static_cast<uint32_t>(kept);
+    return skip_bytes(&state->reader, head->length_bytes - whole);
 }
 
 int32_t read_mark(load_state *state, bool *is_string) {
@@ -326,11 +362,21 @@ int32_t load_stata_long_strings(indbsrec *in, WX_FILE *file) {
     return 0;
 }
 
-void readstrl(indbsrec *in, innamerecord *variable, const char *record, void *output, int64_t /*length*/) {
+namespace {
+
+// The text that a record refers to; null for none, which is noted when the file does not hold it.
+const shared_string_struct *text_of(indbsrec *in, const innamerecord *variable, const char *record) {
     split_reference(in->indsn, record + variable->innameoffset);
     const shared_string_struct *found = find_text(in->indsn);
     if (found == nullptr && refers_to_text(in->indsn))
         note_absent_text(in, variable);
+    return found;
+}
+
+} // namespace
+
+void readstrl(indbsrec *in, innamerecord *variable, const char *record, void *output, int64_t /*length*/) {
+    const shared_string_struct *found = text_of(in, variable, record);
     const int32_t available = found == nullptr ? 0 : found->len;
     const int32_t width = variable->innamelength;
     if (available > width)
@@ -341,4 +387,12 @@ void readstrl(indbsrec *in, innamerecord *variable, const char *record, void *ou
         memcpy(text, found->string, static_cast<size_t>(length));
     memset(text + length, ' ', static_cast<size_t>(width - length));
     variable->data_length = length;
+}
+
+void readwholestrl(indbsrec *in, innamerecord *variable, const char *record, void *output, int64_t /*length*/) {
+    const shared_string_struct *found = text_of(in, variable, record);
+    auto *slot = static_cast<vor_text_slot *>(output);
+    *slot = {};
+    if (found != nullptr)
+        *slot = {.bytes = found->string, .length = found->len, .binary = found->binary ? 1 : 0};
 }

@@ -34,3 +34,6 @@ shared_string_struct *shared_string_entry(indbsrec *in, shared_string_struct **r
 // the first reference to a text that the file does not hold, which gives blanks, are noted in the log; texts_cut and
 // texts_absent count them.
 void readstrl(indbsrec *in, innamerecord *variable, const char *record, void *output, int64_t length);
+
+// readwholestrl: decoder; the text in its place in the store, into a vor_text_slot.
+void readwholestrl(indbsrec *in, innamerecord *variable, const char *record, void *output, int64_t length);

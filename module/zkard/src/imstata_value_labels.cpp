@@ -4,6 +4,7 @@
 // bytes of the texts (4), n offsets of texts (4 each), n values (4 each), the texts.
 #include "imstata_value_labels.h"
 
+#include "blank_padding.h"
 #include "imstata_reading.h"
 #include "wzst.h"
 
@@ -125,5 +126,55 @@ int32_t load_stata_valuelist_v6(indbsrec *in, WX_FILE *file, innamevaluestruct *
         list.entries[i].displayvalue = parts.texts + offset;
     }
     *head = list.entries;
+    return 0;
+}
+
+namespace {
+
+// Room for the labels of a table; null without memory.
+vor_value_label *make_labels(indbsrec *in, int64_t count, vor_label_table *listed) {
+    auto *labels = static_cast<vor_value_label *>(
+        arena_take(in->self, &in->indsn->arena, count * static_cast<int64_t>(sizeof(vor_value_label))));
+    listed->count = labels == nullptr ? 0 : count;
+    listed->labels = labels;
+    return labels;
+}
+
+int32_t list_short_labels(indbsrec *in, const label_table *table, vor_label_table *listed) {
+    const int64_t count = table->entries < 0 ? 0 : table->entries;
+    vor_value_label *labels = make_labels(in, count, listed);
+    if (labels == nullptr)
+        return fail_memory(in);
+    const char *texts = table->body + count * SHORT_VALUE_BYTES;
+    for (int64_t i = 0; i < count; ++i) {
+        const char *value = table->body + i * SHORT_VALUE_BYTES;
+        const char *text = texts + i * SHORT_TEXT_BYTES;
+        labels[i].value = static_cast<int16_t>(number_at(value, SHORT_VALUE_BYTES, in->indsn->byte_order));
+        labels[i].text = {.bytes = text, .length = length_to_nul(text, SHORT_TEXT_BYTES)};
+    }
+    return 0;
+}
+
+} // namespace
+
+int32_t list_labels(indbsrec *in, const label_table *table, vor_label_table *listed) {
+    *listed = {.name = {.bytes = table->name, .length = wzstlen(table->name)}, .count = 0, .labels = nullptr};
+    if (in->indsn->layout->labels == LABELS_SHORT)
+        return list_short_labels(in, table, listed);
+    body_parts parts = {};
+    const int32_t status = split_body(in, table, &parts);
+    if (status != 0 || parts.entries < 1)
+        return status;
+    vor_value_label *labels = make_labels(in, parts.entries, listed);
+    if (labels == nullptr)
+        return fail_memory(in);
+    const int32_t order = in->indsn->byte_order;
+    for (int64_t i = 0; i < parts.entries; ++i) {
+        const int64_t offset = static_cast<uint32_t>(int32_at(parts.offsets + OFFSET_BYTES * i, order));
+        if (offset >= parts.text_bytes)
+            return fail_table(in, table, "the offset of a text", parts.text_bytes - 1, offset);
+        labels[i].value = int32_at(parts.values + VALUE_BYTES * i, order);
+        labels[i].text = {.bytes = parts.texts + offset, .length = wzstlen(parts.texts + offset)};
+    }
     return 0;
 }

@@ -4,6 +4,7 @@
 
 #include "imglue_tree.h"
 #include "imstata_records.h"
+#include "vor/extension.h"
 
 #include <cstdint>
 
@@ -38,6 +39,10 @@ inline constexpr int32_t SHORT_ENTRY_BYTES = SHORT_VALUE_BYTES + SHORT_TEXT_BYTE
 // ERROR_SEEK, ERROR_MEMORY
 int32_t find_label_table(indbsrec *in, WX_FILE *file, const char *name, int32_t name_bytes, const label_table **table);
 
+// first_label_table: all tables of the file, once, linked in its order. Where a table does not fit the file, it and
+// those behind it are left out with a warning. 0, ERROR_SEEK, ERROR_MEMORY or ERROR_READ.
+int32_t first_label_table(indbsrec *in, WX_FILE *file, const label_table **first);
+
 // count_unused_tables: how many tables of the index no variable has asked for; 0 without an index.
 int64_t count_unused_tables(const indbsrec *in);
 
@@ -57,3 +62,8 @@ int64_t count_unused_tables(const indbsrec *in);
 int32_t load_stata_valuelist(indbsrec *in, WX_FILE *file, innamevaluestruct **head, const char *table_name);
 int32_t load_stata_valuelist_v6(indbsrec *in, WX_FILE *file, innamevaluestruct **head, const char *table_name,
                                 int32_t name_bytes);
+
+// list_labels: a table as the host's facts have it; the session owns its labels.
+//
+// 0, ERROR_MEMORY, or ERROR_INPUT_INVALID when the table's contents do not fit its length; message_string names it.
+int32_t list_labels(indbsrec *in, const label_table *table, vor_label_table *listed);

@@ -2,6 +2,7 @@
 // one, so that a caller may drop, rename or reformat it.
 #include "blank_padding.h"
 #include "driver_records.h"
+#include "imglue_extension.h"
 #include "imstata_descriptors.h"
 #include "imstata_reading.h"
 #include "imstata_records.h"
@@ -52,6 +53,8 @@ constexpr variable_meaning NUMBER_MEANINGS[STORED_NUMBERS][DATE_KINDS] = {
 };
 constexpr variable_meaning STRING_MEANING = {CLASS_CHARACTER, DECODE_TEXT};
 constexpr variable_meaning STRL_MEANING = {CLASS_CHARACTER, DECODE_STRL};
+constexpr variable_meaning WHOLE_STRING_MEANING = {CLASS_CHARACTER, DECODE_WHOLE_TEXT};
+constexpr variable_meaning WHOLE_STRL_MEANING = {CLASS_CHARACTER, DECODE_WHOLE_STRL};
 
 // The names of display formats of dates, by kind.
 constexpr const char *DATE_FORMAT_NAMES[DATE_KINDS] = {"", "mdy", "time", "mdyhm"};
@@ -168,6 +171,8 @@ int32_t take_parts(indbsrec *in, const descrec *descriptors, int64_t index, vari
 bool wants_labels(const indbsrec *in, const variable_parts *parts) {
     if (parts->table[0] == '\0' || parts->table[0] == ' ' || parts->type >= STORED_STRING)
         return false;
+    if (is_granted(in->self, WISH_LABEL_TABLES))
+        return false;
     return !parts->layout->tagged || (in->self->outmode & OUTMODE_WRITE_LABELS) != 0;
 }
 
@@ -197,10 +202,17 @@ innamerecord *allocate_variable(indbsrec *in, const variable_parts *parts) {
     return variable;
 }
 
-void set_type(innamerecord *variable, const variable_parts *parts, date_kind kind) {
-    const variable_meaning meaning = parts->type == STORED_STRL     ? STRL_MEANING
-                                     : parts->type == STORED_STRING ? STRING_MEANING
-                                                                    : NUMBER_MEANINGS[parts->type][kind];
+variable_meaning meaning_of(const indbsrec *in, const variable_parts *parts, date_kind kind) {
+    const bool whole = is_granted(in->self, WISH_WHOLE_TEXT);
+    if (parts->type == STORED_STRL)
+        return whole ? WHOLE_STRL_MEANING : STRL_MEANING;
+    if (parts->type == STORED_STRING)
+        return whole ? WHOLE_STRING_MEANING : STRING_MEANING;
+    return NUMBER_MEANINGS[parts->type][is_granted(in->self, WISH_STORED_NUMBERS) ? NO_DATE : kind];
+}
+
+void set_type(const indbsrec *in, innamerecord *variable, const variable_parts *parts, date_kind kind) {
+    const variable_meaning meaning = meaning_of(in, parts, kind);
     variable->innametype = meaning.innametype;
     variable->innameftype = meaning.innameftype;
     variable->innamelength = parts->value_bytes;
@@ -257,8 +269,9 @@ int32_t build_variable(indbsrec *in, const variable_parts *parts, int64_t offset
     if (status != 0)
         return status;
     const date_kind kind = date_kind_of(parts->format, parts->layout->dates);
-    set_type(variable, parts, kind);
-    note_plain_clock(variable, kind);
+    set_type(in, variable, parts, kind);
+    if (!is_granted(in->self, WISH_STORED_NUMBERS))
+        note_plain_clock(variable, kind);
     set_formats(in, variable, parts, kind);
     apply_overrides(in, variable, parts);
     variable->innameoffset = offset;

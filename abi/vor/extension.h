@@ -1,0 +1,156 @@
+// The extension of the base contract: what a host may ask of the module beyond it, and what module and host then tell
+// each other about a file.
+//
+// A host puts the address of a vor_extension into the base class's field `extend` before `open`, with size_bytes,
+// version and its wishes set; the module reads it in `open` and never frees it. Null there, or no wishes: the base
+// contract. `open` refuses, with a line in the log and HOST_LOGGED, a block whose version it does not know or that ends
+// before the field `granted`; a field that the block has no room for does not exist for either side. Later versions of
+// the module append fields and keep these.
+//
+// Life times: the block must stand until `close` returns. An import's facts are the module's; they stand from a
+// successful `getvars` to `close`. An export's are the host's; they must stand from `putvars` to `close`. Text is in
+// the file's own encoding, neither transcoded nor terminated: UTF-8 from release 117 on, unknown before.
+//
+// The same records serve both directions, so that what an import tells can be given to an export as it is.
+#pragma once
+
+#include "vor/layout.h"
+
+inline constexpr uint32_t EXTENSION_VERSION = 1;
+
+// What a host may wish. Each wish that the module can fulfil comes back in `granted`.
+enum vor_wish : uint64_t {
+    // Numbers are the stored ones, in the unit that the variable's facts name (days, milliseconds ...), also dates and
+    // clocks; an export takes them so and stores them as the facts say. Missing values are the host's own, as ever.
+    WISH_STORED_NUMBERS = 1,
+    // The slot of a character variable holds a vor_text_slot (ntype NAMESTR_CHARACTER, nlng 16, at a multiple of 8):
+    // its text whole, trailing blanks included, a long string too. An import's text stands until the next getnextrow.
+    WISH_WHOLE_TEXT = 2,
+    // An import's names and labels come as the file has them: not cleaned, cut, made unique or transcoded, and a
+    // variable without a label has none.
+    WISH_OWN_NAMES = 4,
+    // Value labels come as tables in the facts, those that no variable uses too, and no user formats are made or asked
+    // for. An import without OUTMODE_WRITE_LABELS reads none; a damaged table is left out with a warning.
+    WISH_LABEL_TABLES = 8,
+    // Notes and other characteristics come in the facts.
+    WISH_CHARACTERISTICS = 16,
+};
+inline constexpr uint64_t EVERY_WISH =
+    WISH_STORED_NUMBERS | WISH_WHOLE_TEXT | WISH_OWN_NAMES | WISH_LABEL_TABLES | WISH_CHARACTERISTICS;
+
+// Bytes that belong to somebody else; null only with a length of 0.
+struct vor_text {
+    const char *bytes;
+    int64_t length;
+};
+VOR_OFFSET(vor_text, bytes, 0);
+VOR_OFFSET(vor_text, length, 8);
+VOR_SIZE(vor_text, 16);
+
+// A character value in an observation.
+struct vor_text_slot {
+    const char *bytes;
+    int32_t length;
+    int32_t binary; // 1: a long string of bytes that are no text
+};
+VOR_OFFSET(vor_text_slot, bytes, 0);
+VOR_OFFSET(vor_text_slot, length, 8);
+VOR_OFFSET(vor_text_slot, binary, 12);
+VOR_SIZE(vor_text_slot, 16);
+
+struct vor_variable_facts {
+    vor_text name;
+    vor_text label;
+    vor_text format;      // display format, such as %9.2f
+    vor_text label_table; // name of the table of its value labels; empty: none
+    int32_t stored;       // stored_type
+    int32_t width_bytes;  // of the stored value; of a long string 8
+    int32_t unit;         // display_unit; an export goes by the format
+    int32_t free;
+};
+VOR_OFFSET(vor_variable_facts, name, 0);
+VOR_OFFSET(vor_variable_facts, label, 16);
+VOR_OFFSET(vor_variable_facts, format, 32);
+VOR_OFFSET(vor_variable_facts, label_table, 48);
+VOR_OFFSET(vor_variable_facts, stored, 64);
+VOR_OFFSET(vor_variable_facts, width_bytes, 68);
+VOR_OFFSET(vor_variable_facts, unit, 72);
+VOR_OFFSET(vor_variable_facts, free, 76);
+VOR_SIZE(vor_variable_facts, 80);
+
+// One label. Missing values are those of a stored long: 2147483621 is ".", the next one ".a".
+struct vor_value_label {
+    vor_text text;
+    int32_t value;
+    int32_t free;
+};
+VOR_OFFSET(vor_value_label, text, 0);
+VOR_OFFSET(vor_value_label, value, 16);
+VOR_OFFSET(vor_value_label, free, 20);
+VOR_SIZE(vor_value_label, 24);
+
+struct vor_label_table {
+    vor_text name;
+    int64_t count;
+    const vor_value_label *labels; // in the order of the file
+};
+VOR_OFFSET(vor_label_table, name, 0);
+VOR_OFFSET(vor_label_table, count, 16);
+VOR_OFFSET(vor_label_table, labels, 24);
+VOR_SIZE(vor_label_table, 32);
+
+struct vor_characteristic {
+    vor_text of; // "_dta" for the data set, or a variable's name
+    vor_text name;
+    vor_text text;
+};
+VOR_OFFSET(vor_characteristic, of, 0);
+VOR_OFFSET(vor_characteristic, name, 16);
+VOR_OFFSET(vor_characteristic, text, 32);
+VOR_SIZE(vor_characteristic, 48);
+
+struct vor_file_facts {
+    int32_t release;    // an export chooses its own
+    int32_t big_endian; // likewise: 0
+    int64_t observations;
+    vor_text data_label;
+    vor_text timestamp; // such as " 2 Jan 2020 10:11"
+    int64_t variable_count;
+    const vor_variable_facts *variables; // in the order of the file
+    int64_t sort_key_count;
+    const int32_t *sort_keys; // variables from 1 on, the first key first
+    int64_t characteristic_count;
+    const vor_characteristic *characteristics;
+    int64_t label_table_count;
+    const vor_label_table *label_tables;
+};
+VOR_OFFSET(vor_file_facts, release, 0);
+VOR_OFFSET(vor_file_facts, big_endian, 4);
+VOR_OFFSET(vor_file_facts, observations, 8);
+VOR_OFFSET(vor_file_facts, data_label, 16);
+VOR_OFFSET(vor_file_facts, timestamp, 32);
+VOR_OFFSET(vor_file_facts, variable_count, 48);
+VOR_OFFSET(vor_file_facts, variables, 56);
+VOR_OFFSET(vor_file_facts, sort_key_count, 64);
+VOR_OFFSET(vor_file_facts, sort_keys, 72);
+VOR_OFFSET(vor_file_facts, characteristic_count, 80);
+VOR_OFFSET(vor_file_facts, characteristics, 88);
+VOR_OFFSET(vor_file_facts, label_table_count, 96);
+VOR_OFFSET(vor_file_facts, label_tables, 104);
+VOR_SIZE(vor_file_facts, 112);
+
+struct vor_extension {
+    uint32_t size_bytes; // of the block, as the host knows it
+    uint32_t version;    // EXTENSION_VERSION
+    uint64_t wishes;     // vor_wish
+    uint64_t granted;    // out, by open: those of them that are fulfilled
+    // Import: null until getvars succeeds. Export: set by the host before putvars, with as many variables as putvars
+    // gets; null: stored types, formats and tables are chosen from the NAMESTRs.
+    const vor_file_facts *facts;
+};
+VOR_OFFSET(vor_extension, size_bytes, 0);
+VOR_OFFSET(vor_extension, version, 4);
+VOR_OFFSET(vor_extension, wishes, 8);
+VOR_OFFSET(vor_extension, granted, 16);
+VOR_OFFSET(vor_extension, facts, 24);
+VOR_SIZE(vor_extension, 32);

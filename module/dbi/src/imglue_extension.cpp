@@ -1,0 +1,48 @@
+// Reads the block on the object's `extend` field; all others ask here. A field that the block has no room for is as
+// good as not there.
+#include "imglue_extension.h"
+
+#include "service_entries.h"
+
+static constexpr uint32_t SHORTEST_BLOCK = offsetof(vor_extension, granted) + sizeof vor_extension::granted;
+static constexpr uint32_t BLOCK_WITH_FACTS = offsetof(vor_extension, facts) + sizeof vor_extension::facts;
+
+static vor_extension *extension_of(const IMGLUE *self) {
+    return static_cast<vor_extension *>(self->extend);
+}
+
+int32_t accept_extension(IMGLUE *self) {
+    vor_extension *extension = extension_of(self);
+    if (extension == nullptr)
+        return HOST_OK;
+    if (extension->size_bytes < SHORTEST_BLOCK) {
+        xpslog("%1zThe host's extension block has %d bytes; at least %d are expected.",
+               static_cast<int32_t>(extension->size_bytes), static_cast<int32_t>(SHORTEST_BLOCK));
+        return HOST_LOGGED;
+    }
+    if (extension->version != EXTENSION_VERSION) {
+        xpslog("%1zThe host's extension block has the version %d; this module knows version %d.",
+               static_cast<int32_t>(extension->version), static_cast<int32_t>(EXTENSION_VERSION));
+        return HOST_LOGGED;
+    }
+    extension->granted = extension->wishes & EVERY_WISH;
+    if ((self->outmode & OUTMODE_IMPORT) != 0)
+        give_facts(self, nullptr);
+    return HOST_OK;
+}
+
+bool is_granted(const IMGLUE *self, vor_wish wish) {
+    const vor_extension *extension = extension_of(self);
+    return extension != nullptr && (extension->granted & wish) != 0;
+}
+
+const vor_file_facts *facts_to_write(const IMGLUE *self) {
+    const vor_extension *extension = extension_of(self);
+    return extension != nullptr && extension->size_bytes >= BLOCK_WITH_FACTS ? extension->facts : nullptr;
+}
+
+void give_facts(IMGLUE *self, const vor_file_facts *facts) {
+    vor_extension *extension = extension_of(self);
+    if (extension != nullptr && extension->size_bytes >= BLOCK_WITH_FACTS)
+        extension->facts = facts;
+}
