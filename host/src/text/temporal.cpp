@@ -1,5 +1,6 @@
 // Dates, periods, moments and times: which formats show them, and ISO 8601. Fractions of a second go through decimal
 // digits and never through arithmetic in binary, so that a text gives back the very bits it was made from.
+#include <vor/stata_layout.h>
 #include <vorhost/ascii.h>
 #include <vorhost/temporal.h>
 
@@ -430,25 +431,6 @@ std::optional<Moment> parse_clock(Temporal kind, std::string_view text) {
     return Moment{join(seconds)};
 }
 
-struct StataRule {
-    std::string_view beginning; // behind "%" and "-"
-    Temporal kind;
-};
-
-// The first that fits counts.
-constexpr StataRule stata_rules[] = {
-    {"tcHH:MM:SS", Temporal::time_of_day},
-    {"tc", Temporal::clock},
-    {"tC", Temporal::leap_clock},
-    {"td", Temporal::date},
-    {"tw", Temporal::week},
-    {"tm", Temporal::month},
-    {"tq", Temporal::quarter},
-    {"th", Temporal::half_year},
-    {"ty", Temporal::year},
-    {"d", Temporal::date},
-};
-
 // Seconds that are whole milliseconds, as nearly all are, become just these.
 double seconds_to_milliseconds(double seconds) {
     const double nearest = std::nearbyint(seconds * second_milliseconds);
@@ -458,12 +440,28 @@ double seconds_to_milliseconds(double seconds) {
 } // namespace
 
 Temporal stata_temporal(std::string_view stata_format) {
-    if (!stata_format.starts_with('%'))
+    switch (find_unit(stata_format.data(), static_cast<int64_t>(stata_format.size()))) {
+    case UNIT_NONE:
+    case UNIT_CALENDAR:
         return Temporal::none;
-    stata_format.remove_prefix(stata_format.starts_with("%-") ? 2 : 1);
-    for (const StataRule &rule : stata_rules) {
-        if (stata_format.starts_with(rule.beginning))
-            return rule.kind;
+    case UNIT_DAYS:
+        return Temporal::date;
+    case UNIT_WEEKS:
+        return Temporal::week;
+    case UNIT_MONTHS:
+        return Temporal::month;
+    case UNIT_QUARTERS:
+        return Temporal::quarter;
+    case UNIT_HALF_YEARS:
+        return Temporal::half_year;
+    case UNIT_YEARS:
+        return Temporal::year;
+    case UNIT_CLOCK:
+        return Temporal::clock;
+    case UNIT_LEAP_CLOCK:
+        return Temporal::leap_clock;
+    case UNIT_TIME_OF_DAY:
+        return Temporal::time_of_day;
     }
     return Temporal::none;
 }
