@@ -29,24 +29,6 @@ TEST(ModuleLoading, FilesThatAreNoModuleAreRefusedInOneSentence) {
     EXPECT_EQ("m: The module " + other + " has no entry mcn_main.", refusal_of(other));
 }
 
-TEST(ModuleLoading, TheModuleMakesObjectsAndLeavesNothing) {
-    MemoryHost host;
-    ASSERT_NO_THROW(host->load_module());
-    for (int times = 0; times < 2; ++times) {
-        IMGLUE *object = host->new_object();
-        ASSERT_NE(nullptr, object);
-        EXPECT_EQ(0, object->set_outmode(object, OUTMODE_IMPORT));
-        EXPECT_EQ(OUTMODE_IMPORT, object->outmode);
-        EXPECT_EQ(0, object->complete(object));
-        EXPECT_NE(0, object->set_option(object, "X", 1, "Y", 1));
-        EXPECT_NE(nullptr, object->VORIMDF_C.new_);
-        EXPECT_GT(host->blocks_in_use(), 0U);
-        host->delete_object(object);
-        EXPECT_EQ("", host.left_over());
-    }
-    EXPECT_EQ(0, host.memory.blocks());
-}
-
 // Whatever allocation fails, the refusal says so and nothing is left.
 TEST(ModuleLoading, AnObjectThatCannotBeMadeLeavesNothing) {
     MemoryHost host;

@@ -92,10 +92,6 @@ class Files : public testing::Test {
         return answer;
     }
 
-    bool is_assigned(const std::string &name) { return calls.xxrexsl(name.data(), calls.files()) == 0; }
-    int32_t deassign(const std::string &name) { return calls.xxrdasg(name.data(), calls.files()); }
-    int32_t remove(const std::string &name) { return calls.xxrdele(name.data(), calls.files()); }
-
     MemoryHost host;
     ServiceCalls calls{host->control_block()};
 };
@@ -195,59 +191,10 @@ TEST_F(Files, AWriteThatFailsIsReportedAndStays) {
     }
 }
 
-TEST_F(Files, NamesThatNoFileCanHaveAreRefused) {
-    const std::string longest(1023 - std::string_view("/memory/").size(), 'n');
-    assign(longest);
-    for (const std::string &path : {"   "s, "a\0b"s, longest + "n"})
-        EXPECT_NE(0, calls.xxrasgn(std::string(8, ' ').data(), calls.files(), nullptr, path.data(),
-                                   static_cast<int32_t>(path.size()), 0));
-    EXPECT_NE(0, refused_open("        "));
-    EXPECT_EQ(0, calls.xxclose(nullptr));
-    EXPECT_NE(0, refused_open(assign("nothing.dta")));
-    const Host::FailureText failure = host->take_failure();
-    EXPECT_EQ("The file /memory/nothing.dta cannot be opened.", failure.text);
-    EXPECT_EQ(std::errc::no_such_file_or_directory, failure.system_error);
-}
-
-// An export that fails late: its name is de-assigned, then the file is closed, then deleted by that name.
-TEST_F(Files, ANameThatWasDeassignedWhileOpenStillDeletesItsFile) {
-    const std::string name = assign("out");
-    WX_FILE *file = open(name, WX_OPEN_OUTPUT);
-    EXPECT_EQ(0, deassign(name));
-    EXPECT_FALSE(is_assigned(name));
-    EXPECT_EQ(0, calls.xxclose(file));
-    EXPECT_EQ(0, remove(name));
-    EXPECT_FALSE(host.files.exists("out"));
-
-    host.files.put("kept", "x");
-    const std::string closed = assign("kept");
-    EXPECT_EQ(0, deassign(closed));
-    EXPECT_NE(0, remove(closed)) << "was not open";
-    EXPECT_TRUE(host.files.exists("kept"));
-}
-
-TEST_F(Files, TemporaryFilesGoWithTheirNames) {
-    const std::string left = assign("", "TEMP    ");
-    const std::string deleted = assign("", "TEMP    ");
-    const std::vector<std::string> first_names = host.files.paths();
-    EXPECT_EQ(2U, first_names.size());
-    EXPECT_EQ(0, remove(deleted));
-    WX_FILE *file = open(deleted, WX_OPEN_OUTPUT);
-    const std::string name = information(file).pname;
-    EXPECT_TRUE(name.starts_with("/temporary/")) << name;
-    EXPECT_EQ(0, std::ranges::count(first_names, name)) << "the deleted name may be another's by now";
-    EXPECT_LE(information(file).poslen, WX_POSITION_BYTES);
-    calls.xxclose(file);
-    EXPECT_EQ(0, deassign(deleted));
-    EXPECT_EQ(0, deassign(left));
-    EXPECT_TRUE(host.files.paths().empty());
-}
-
 TEST_F(Files, AReferenceIsReadFromFrontToBackAndOnce) {
     const auto bytes = std::make_shared<std::string>(numbered_bytes(600'000));
     host.files.deliver_pieces_of(7);
     host->assign_reference("stdin", host.files.sequential(bytes));
-    EXPECT_TRUE(is_assigned("STDIN   "));
     WX_FILE *file = open("stdin   ", WX_OPEN_INPUT);
     EXPECT_TRUE(read_all(file) == *bytes);
     information(file); // is answered

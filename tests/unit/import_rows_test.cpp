@@ -126,35 +126,6 @@ TEST_F(ImportRows, Numbers) {
     }
 }
 
-TEST_F(ImportRows, Text) {
-    for (const bool fixed : {false, true}) {
-        self->from_engine = fixed ? 1 : 0;
-        ASSERT_EQ(open({{"v", CLASS_DOUBLE, 8},
-                        {"v", CLASS_CHARACTER, 10},
-                        {"v", CLASS_CHARACTER, 2},
-                        {"v", CLASS_CHARACTER, 0}}),
-                  0);
-        record[1].text = "abc";
-        record[2].text = "xy";
-        ASSERT_EQ(mivex_get_one_record(self.get()), 0);
-        if (fixed) {
-            EXPECT_EQ(bytes_at(8, 13), "abc       xy ");
-            continue;
-        }
-        EXPECT_EQ(varying(1), "abc");
-        EXPECT_EQ(bytes_at(20, 10), "abc       ");
-        EXPECT_EQ(varying(2), "xy");
-        EXPECT_EQ(varying(3), "");
-    }
-    // A driver that knows no encodings tells nothing of meaningful bytes.
-    self->from_engine = 0;
-    info.supports_encoding = 0;
-    ASSERT_EQ(open({{"v", CLASS_CHARACTER, 5}}), 0);
-    record[0].text = "ab";
-    ASSERT_EQ(mivex_get_one_record(self.get()), 0);
-    EXPECT_EQ(varying(0), "ab   ");
-}
-
 TEST_F(ImportRows, TranscodedText) {
     pipe("latin1", "utf-8");
     for (const bool fixed : {false, true}) {

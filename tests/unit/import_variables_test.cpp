@@ -107,37 +107,4 @@ TEST_F(ImportVariables, Labels) {
     EXPECT_EQ(host->log.lines, (Lines{"NOTE:    Label Truncated...  d"}));
 }
 
-TEST_F(ImportVariables, Layout) {
-    using Numbers = std::vector<std::int64_t>;
-    const std::vector<Input> inputs = {{.name = "n"},
-                                       {.name = "c", .type = CLASS_CHARACTER, .length = 5},
-                                       {.name = "m"},
-                                       {.name = "d", .type = CLASS_CHARACTER, .length = 0}};
-    ASSERT_EQ(map(inputs), 0);
-    EXPECT_EQ((Numbers{count, in.invars, self->obslen}), (Numbers{4, 4, 53}));
-    const NAMESTR &c = *seen[1];
-    EXPECT_EQ((Numbers{c.ntype, c.npos, c.nipos, c.nlng, c.nlng2, c.user_lng, c.nilng}),
-              (Numbers{6, 8, 16, 8, 5, 5, 4}));
-    EXPECT_EQ((Numbers{seen[0]->ntype, seen[0]->nfj, seen[0]->npos, seen[2]->npos, seen[3]->npos}),
-              (Numbers{1, 1, 0, 25, 40}));
-    EXPECT_EQ(std::string(c.nformlong, 8) + std::to_string(c.nfl), "$       5");
-
-    self->from_engine = 1; // fixed-length values
-    ASSERT_EQ(map(inputs), 0);
-    EXPECT_EQ((Numbers{seen[1]->ntype, seen[1]->npos, seen[1]->nlng, seen[2]->npos, seen[3]->nlng, self->obslen}),
-              (Numbers{2, 8, 5, 13, 1, 22}));
-
-    const struct {
-        double ratio;
-        std::int32_t length, expected;
-    } cases[] = {{1.5, 3, 4}, {1.0, 3, 3}, {0.5, 3, 3}, {0, 3, 3}, {2.0, 0, 1}, {3.0, INT32_MAX, INT32_MAX}};
-    for (const auto &r : cases) {
-        self->ratio = r.ratio;
-        map({{.name = "c", .type = CLASS_CHARACTER, .length = r.length}});
-        EXPECT_EQ(input_variables[0].transcode_length, r.expected) << r.ratio << ' ' << r.length;
-    }
-    EXPECT_EQ(map({}), 0);
-    EXPECT_EQ((Numbers{count, self->obslen, std::ssize(seen)}), (Numbers{0, 0, 0}));
-}
-
 } // namespace

@@ -163,22 +163,4 @@ TEST_F(GrabbedFormats, FromTheCatalog) {
     EXPECT_EQ(seen, ", 1, -1, 0 7=seven");
 }
 
-TEST_F(GrabbedFormats, BuiltInFormatsAreNotLookedUp) {
-    static int asked;
-    static std::int32_t answer;
-    asked = 0;
-    replace(xfrdfmt, [](SERVICE_ID, const char *, std::int32_t, XFRWSTR *) {
-        ++asked;
-        return answer;
-    });
-    for (const char *name : {"", "COMMA", "Best", "$", "DATETIME", "YYMMDDN", "ddmmyyp", "YYQR", "mmmyy"})
-        EXPECT_EQ(grab(name), "0") << name;
-    EXPECT_EQ(asked, 0);
-    answer = static_cast<std::int32_t>(FORMAT_NOT_FOUND | 0x00400000); // with a bit that does not count
-    EXPECT_EQ(grab("COMMAND"), "0");
-    answer = 3;
-    EXPECT_EQ(grab("YYM"), "1");
-    EXPECT_EQ(asked, 2);
-}
-
 } // namespace

@@ -276,34 +276,5 @@ TEST(Writer, NeedsAVariable) {
     EXPECT_EQ(Export().write({}), "/memory/out.dta: There are no variables for the output file.");
 }
 
-TEST(Writer, EveryFailedSeekEndsTheExport) {
-    char name[] = "x", format[] = "        ";
-    NAMELIST node{};
-    node.namestr.ntype = NAMESTR_NUMERIC;
-    node.namestr.nlng = 8;
-    node.namestr.name_p = node.namestr.label_p = name;
-    node.namestr.namelen = 1;
-    node.namestr.nformlong = node.namestr.niformlong = format;
-    int seeks = 0;
-    for (bool struck = true; struck; ++seeks) {
-        MemoryHost host;
-        host->load_module();
-        IMGLUE *object = host->new_object();
-        ASSERT_EQ(object->set_fname(object, "/memory/out.dta", -1), HOST_OK);
-        host.faults.fail(Operation::position, seeks + 1);
-        std::int32_t code = object->open(object);
-        if (code == HOST_OK)
-            code = object->putvars(object, 1, &node);
-        if (code == HOST_OK)
-            code = object->putnextrow(object, "12345678", &node);
-        if (const std::int32_t closed = object->close(object); code == HOST_OK)
-            code = closed;
-        struck = host.faults.struck();
-        EXPECT_EQ(code != HOST_OK, struck) << seeks << ": " << host->take_failure().text;
-        host->delete_object(object);
-    }
-    EXPECT_GT(seeks, 1);
-}
-
 } // namespace
 } // namespace vor::test
