@@ -1,8 +1,5 @@
 #include "files/file_stream.h"
 
-#include "services/host_state.h"
-#include "services/result_codes.h"
-
 #include <algorithm>
 #include <cstring>
 #include <limits>
@@ -28,7 +25,8 @@ int32_t byte_to_position(WX_FILE *, double byte_number, void *position) {
 
 } // namespace
 
-FileStream::FileStream(std::unique_ptr<ByteFile> file) : WX_FILE{}, file_(std::move(file)), window_(WINDOW_BYTES) {
+FileStream::FileStream(std::unique_ptr<ByteFile> file, ErrorRecorder record)
+    : WX_FILE{}, file_(std::move(file)), record_(std::move(record)), window_(WINDOW_BYTES) {
     stream_.owner = this;
     stream_.read = [](WX_STREAM *bytes, const char **data, int64_t *delivered, int64_t requested, char *) {
         return static_cast<Stream *>(bytes)->owner->read(data, delivered, requested);
@@ -55,7 +53,7 @@ uint64_t FileStream::offset_of(const void *position) {
 }
 
 int32_t FileStream::fail(std::error_code error) {
-    current_host().messages.system_error(error);
+    record_(error);
     return FILE_FAILED;
 }
 

@@ -10,16 +10,27 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
+#include <system_error>
 #include <vector>
 
 namespace vor::services {
+
+// What the module is told of a file's failure.
+inline constexpr int32_t FILE_FAILED = static_cast<int32_t>(0x80310101);       // the system refused; it is recorded
+inline constexpr int32_t FILE_NOT_ASSIGNED = static_cast<int32_t>(0x80310102); // no file behind the logical name
+inline constexpr int32_t FILE_BAD_POSITION = static_cast<int32_t>(0x80310103); // no such byte number
+inline constexpr int32_t FILE_BAD_REQUEST = static_cast<int32_t>(0x80310104);  // a length or name no file can have
 
 class FileStream : public WX_FILE {
   public:
     static constexpr size_t WINDOW_BYTES = size_t{256} << 10;
 
-    explicit FileStream(std::unique_ptr<ByteFile> file);
+    // Hears what the system said, before the module is told that something failed.
+    using ErrorRecorder = std::function<void(std::error_code)>;
+
+    FileStream(std::unique_ptr<ByteFile> file, ErrorRecorder record);
 
     // What the operations below report: 0, or a code with the system's error recorded.
     int32_t flush();
@@ -50,6 +61,7 @@ class FileStream : public WX_FILE {
     size_t ahead() const;
 
     std::unique_ptr<ByteFile> file_;
+    ErrorRecorder record_;
     Stream stream_;
     std::vector<char> window_;
     uint64_t start_ = 0;     // offset of the window's first byte

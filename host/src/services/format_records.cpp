@@ -1,6 +1,6 @@
 #include "services/format_records.h"
 
-#include "services/numbers.h"
+#include "services/strings_and_numbers.h"
 #include "text/encodings.h"
 
 #include <vorhost/missing.h>

@@ -1,8 +1,8 @@
 #include "services/formats.h"
 
-#include "services/format_records.h"
-#include "services/host_state.h"
-#include "services/result_codes.h"
+#include "services/message_catalog.h"
+#include "services/messages.h"
+#include "text/encodings.h"
 
 #include <vor/imglue.h>
 #include <vor/services.h>
@@ -13,8 +13,6 @@
 #include <array>
 #include <exception>
 #include <fmt/format.h>
-#include <string>
-#include <string_view>
 
 namespace vor::services {
 namespace {
@@ -38,16 +36,6 @@ constexpr auto built_in_names = std::to_array<std::string_view>({
 // Names that begin so mean a date format whatever follows.
 constexpr std::array<std::string_view, 6> built_in_starts = {"YYMM", "YYQ", "MMYY", "MMDDYY", "DDMMYY", "YYMMDD"};
 
-// A format's name in UTF-8: capitals, without padding.
-std::string plain_name(const char *name, int32_t length) {
-    std::string scratch;
-    const std::string_view field(name, static_cast<size_t>(std::max(length, 0)));
-    std::string plain(current_host().encodings.decode(field, scratch).text);
-    while (!plain.empty() && (plain.back() == ' ' || plain.back() == '\0'))
-        plain.pop_back();
-    return upper_case(plain);
-}
-
 bool is_built_in(const std::string &plain) {
     return std::find(built_in_names.begin(), built_in_names.end(), plain) != built_in_names.end() ||
            std::any_of(built_in_starts.begin(), built_in_starts.end(),
@@ -59,83 +47,6 @@ bool is_known(const std::string &plain) {
     return is_built_in(plain) || temporal_class({plain, 0, 0}) != Temporal::none;
 }
 
-int32_t xfrname(SERVICE_ID, const char *name, int32_t length, char, int32_t, int32_t *known) {
-    *known = is_known(plain_name(name, length)) ? 1 : 0;
-    return 0;
-}
-
-std::string utf8_of(const FORMAT_NAME32 &name) {
-    std::string scratch;
-    const std::string bytes = counted_name(name);
-    return std::string(current_host().encodings.decode(bytes, scratch).text);
-}
-
-FormatEncodings encodings_of_formats(const HostState &host) {
-    return {host.encodings, host.label_encoding()};
-}
-
-// A catalog's refusal, in its own words.
-int32_t refusal(const std::string &what, const std::exception &why) {
-    std::string sentence = fmt::format("{}: {}", what, why.what());
-    while (sentence.ends_with('.'))
-        sentence.pop_back();
-    current_host().messages.substitute({sentence});
-    return CATALOG_FAILED;
-}
-
-int32_t xfwrfmt(SERVICE_ID, const char *name, int32_t length, XFRWSTR *format) {
-    HostState &host = current_host();
-    if (host.options.catalogs == nullptr) {
-        if (!host.catalogs_refused)
-            host.messages.note("The value labels are not kept as user formats, because there is no catalog for them.");
-        host.catalogs_refused = true;
-        return CATALOGS_OFF;
-    }
-    const std::string utf8_name = plain_name(name, length);
-    UserFormat user_format;
-    if (!format_of_records(utf8_name, *format, encodings_of_formats(host), user_format)) {
-        host.messages.substitute({utf8_name});
-        return CATALOG_BAD_FORMAT;
-    }
-    try {
-        const auto written = host.options.catalogs->write(utf8_of(format->libname), utf8_of(format->objlibnm),
-                                                          user_format, format->noreplace != 0);
-        if (written == FormatCatalogs::Written::stored)
-            return 0;
-        host.messages.substitute({utf8_name});
-        return static_cast<int32_t>(FORMAT_NOT_REPLACED);
-    } catch (const std::exception &error) {
-        return refusal(fmt::format("The user format {} was not stored", utf8_name), error);
-    }
-}
-
-int32_t xfrdfmt(SERVICE_ID, const char *name, int32_t length, XFRWSTR *format) {
-    HostState &host = current_host();
-    const std::string utf8_name = plain_name(name, length);
-    if (host.options.catalogs == nullptr)
-        return static_cast<int32_t>(FORMAT_NOT_FOUND);
-    UserFormat user_format;
-    try {
-        const std::string library = utf8_of(format->libname);
-        const std::string catalog = utf8_of(format->objlibnm);
-        if (!host.options.catalogs->read(library, catalog, utf8_name, user_format)) {
-            if (!is_known(utf8_name))
-                host.messages.gather(fmt::format("The user format {} is not in {}.{}; nothing is labelled with it.",
-                                                 utf8_name, library, catalog));
-            return static_cast<int32_t>(FORMAT_NOT_FOUND);
-        }
-    } catch (const std::exception &error) {
-        return refusal(fmt::format("The user format {} was not read", utf8_name), error);
-    }
-    int left_out = 0;
-    if (!records_of_format(user_format, encodings_of_formats(host), *format, left_out))
-        return HOST_NO_MEMORY;
-    if (left_out > 0)
-        host.messages.note(fmt::format("{} labels of the user format {} are longer than 32767 bytes and were left out.",
-                                       left_out, user_format.name));
-    return 0;
-}
-
 } // namespace
 
 bool is_built_in_format(std::string_view name) {
@@ -143,10 +54,83 @@ bool is_built_in_format(std::string_view name) {
            built_in_names.end();
 }
 
-void offer_format_services(ServiceTable &table) {
-    table.offer(slot::xfrname, xfrname);
-    table.offer(slot::xfrdfmt, xfrdfmt);
-    table.offer(slot::xfwrfmt, xfwrfmt);
+std::string UserFormats::utf8_of(std::string_view bytes) const {
+    std::string scratch;
+    return std::string(encodings_.values.decode(bytes, scratch).text);
+}
+
+// A format's name in UTF-8: capitals, without padding.
+std::string UserFormats::plain_name(const char *name, int32_t length) const {
+    std::string plain = utf8_of({name, static_cast<size_t>(std::max(length, 0))});
+    while (!plain.empty() && (plain.back() == ' ' || plain.back() == '\0'))
+        plain.pop_back();
+    return upper_case(plain);
+}
+
+// A catalog's refusal, in its own words.
+int32_t UserFormats::refusal(const std::string &what, const std::exception &why) {
+    std::string sentence = fmt::format("{}: {}", what, why.what());
+    while (sentence.ends_with('.'))
+        sentence.pop_back();
+    messages_.substitute({sentence});
+    return CATALOG_FAILED;
+}
+
+int32_t UserFormats::xfrname(const char *name, int32_t length, char, int32_t, int32_t *known) const {
+    *known = is_known(plain_name(name, length)) ? 1 : 0;
+    return 0;
+}
+
+int32_t UserFormats::xfwrfmt(const char *name, int32_t length, XFRWSTR *format) {
+    if (catalogs_ == nullptr) {
+        if (!refused_)
+            messages_.note("The value labels are not kept as user formats, because there is no catalog for them.");
+        refused_ = true;
+        return CATALOGS_OFF;
+    }
+    const std::string utf8_name = plain_name(name, length);
+    UserFormat user_format;
+    if (!format_of_records(utf8_name, *format, encodings_, user_format)) {
+        messages_.substitute({utf8_name});
+        return CATALOG_BAD_FORMAT;
+    }
+    try {
+        const auto written =
+            catalogs_->write(utf8_of(counted_name(format->libname)), utf8_of(counted_name(format->objlibnm)),
+                             user_format, format->noreplace != 0);
+        if (written == FormatCatalogs::Written::stored)
+            return 0;
+        messages_.substitute({utf8_name});
+        return static_cast<int32_t>(FORMAT_NOT_REPLACED);
+    } catch (const std::exception &error) {
+        return refusal(fmt::format("The user format {} was not stored", utf8_name), error);
+    }
+}
+
+int32_t UserFormats::xfrdfmt(const char *name, int32_t length, XFRWSTR *format) {
+    const std::string utf8_name = plain_name(name, length);
+    if (catalogs_ == nullptr)
+        return static_cast<int32_t>(FORMAT_NOT_FOUND);
+    UserFormat user_format;
+    try {
+        const std::string library = utf8_of(counted_name(format->libname));
+        const std::string catalog = utf8_of(counted_name(format->objlibnm));
+        if (!catalogs_->read(library, catalog, utf8_name, user_format)) {
+            if (!is_known(utf8_name))
+                messages_.gather(fmt::format("The user format {} is not in {}.{}; nothing is labelled with it.",
+                                             utf8_name, library, catalog));
+            return static_cast<int32_t>(FORMAT_NOT_FOUND);
+        }
+    } catch (const std::exception &error) {
+        return refusal(fmt::format("The user format {} was not read", utf8_name), error);
+    }
+    int left_out = 0;
+    if (!records_of_format(user_format, encodings_, *format, left_out))
+        return HOST_NO_MEMORY;
+    if (left_out > 0)
+        messages_.note(fmt::format("{} labels of the user format {} are longer than 32767 bytes and were left out.",
+                                   left_out, user_format.name));
+    return 0;
 }
 
 } // namespace vor::services

@@ -7,57 +7,8 @@
 #include <vorhost/error.h>
 
 #include <fmt/format.h>
-#include <vector>
 
 namespace vor {
-namespace services {
-namespace {
-
-// The module keeps one control block for the whole program, so there is one host at a time that services work for.
-HostState *serving_host = nullptr;
-std::vector<HostState *> living_hosts; // in the order in which they were made
-
-} // namespace
-
-HostState &current_host() {
-    return *serving_host;
-}
-
-template <>
-StatementParser &serving() {
-    return current_host().parser;
-}
-
-HostState::HostState(HostOptions given)
-    : options(std::move(given)), own_files(options.files == nullptr ? disk_files() : nullptr),
-      own_memory(options.memory == nullptr ? heap_memory() : nullptr), encodings(options.session_encoding),
-      characters(encodings), messages(options.log, encodings),
-      files(options.files == nullptr ? *own_files : *options.files),
-      task_pool(options.memory == nullptr ? *own_memory : *options.memory),
-      scratch_pools(options.memory == nullptr ? *own_memory : *options.memory), parser(messages), control_block(*this) {
-    if (!options.label_encoding.empty() && options.label_encoding != options.session_encoding)
-        own_label_encoding.emplace(options.label_encoding);
-    living_hosts.push_back(this);
-    if (serving_host == nullptr)
-        serving_host = this;
-}
-
-HostState::~HostState() {
-    std::erase(living_hosts, this);
-}
-
-void serve(HostState *host) {
-    serving_host = host;
-}
-
-void HostState::make_current() noexcept {
-    if (serving_host == this)
-        return;
-    serving_host = this;
-    module.reconnect(control_block.get());
-}
-
-} // namespace services
 
 using services::HostState;
 
@@ -70,13 +21,12 @@ Host::Host(HostOptions options) : state_(std::make_unique<State>(std::move(optio
 // What is still open is closed by services of this host. Then the host before it serves again: the module must not keep
 // a control block that is gone.
 Host::~Host() {
-    HostState *before = services::serving_host;
+    HostState *before = services::serve(state_.get());
     const bool was_serving = before == state_.get();
-    services::serve(state_.get());
     state_.reset();
     services::serve(was_serving ? nullptr : before);
-    if (was_serving && !services::living_hosts.empty())
-        services::living_hosts.back()->make_current();
+    if (HostState *other = services::youngest_host(); was_serving && other != nullptr)
+        other->make_current();
 }
 
 GCB *Host::control_block() {
@@ -158,7 +108,7 @@ Host::Decoded Host::decode(std::string_view bytes, std::string &scratch) const {
 }
 
 Host::Decoded Host::decode_label(std::string_view bytes, std::string &scratch) const {
-    return state_->label_encoding().decode(bytes, scratch);
+    return state_->label_encoding.decode(bytes, scratch);
 }
 
 std::string Host::encode(std::string_view utf8, int *replaced) const {

@@ -1,7 +1,6 @@
 #include "services/images.h"
 
-#include "services/host_state.h"
-#include "services/result_codes.h"
+#include "services/message_catalog.h"
 
 #include <vor/imglue.h>
 #include <vorhost/error.h>
@@ -69,7 +68,9 @@ int32_t base_new(IMGLUE **object) {
     return HOST_OK;
 }
 
-int32_t wiloadv(SERVICE_ID, void **image, const char *name, int32_t, int32_t, int32_t, int32_t) {
+} // namespace
+
+int32_t BaseClassImage::wiloadv(void **image, const char *name, int32_t, int32_t, int32_t, int32_t) {
     static constexpr char base_class_image = 0; // only its address counts
     *image = nullptr;
     if (std::string_view(name, strnlen(name, BASE_CLASS.size())) != BASE_CLASS)
@@ -78,12 +79,10 @@ int32_t wiloadv(SERVICE_ID, void **image, const char *name, int32_t, int32_t, in
     return 0;
 }
 
-int32_t viidb2g(SERVICE_ID, void *image, CONSTRUCTOR_ENTRY *entry) {
+int32_t BaseClassImage::viidb2g(void *image, CONSTRUCTOR_ENTRY *entry) {
     *entry = image == nullptr ? nullptr : base_new;
     return image == nullptr ? IMAGE_NOT_FOUND : 0;
 }
-
-} // namespace
 
 std::vector<std::string> module_places(const std::string &module_path) {
     if (!module_path.empty())
@@ -155,11 +154,6 @@ void Module::connect(GCB *control_block) const {
     if (information == nullptr ||
         std::string_view(information->marker, strnlen(information->marker, sizeof information->marker)) != IMAGE_MARKER)
         throw refusal("The module does not say what it is: its image information is missing.");
-}
-
-void offer_image_services(ServiceTable &table) {
-    table.offer(slot::wiloadv, wiloadv);
-    table.offer(slot::viidb2g, viidb2g);
 }
 
 } // namespace vor::services

@@ -1,6 +1,8 @@
 // Images: the module's file with its two entries, and the base class that the host gives the module's objects.
 #pragma once
 
+#include "services/service_table.h"
+
 #include <vor/control_block.h>
 #include <vorhost/host.h>
 
@@ -9,8 +11,6 @@
 #include <vector>
 
 namespace vor::services {
-
-class ServiceTable;
 
 // The places where the module is looked for, in order.
 std::vector<std::string> module_places(const std::string &module_path);
@@ -45,6 +45,11 @@ class Module {
     CONSTRUCTOR_ENTRY constructor_ = nullptr;
 };
 
-void offer_image_services(ServiceTable &table);
+// The image of the base class, as the image services know it.
+struct BaseClassImage {
+    static int32_t wiloadv(void **image, const char *name, int32_t flags, int32_t one, int32_t zero,
+                           int32_t another_one);
+    static int32_t viidb2g(void *image, CONSTRUCTOR_ENTRY *entry);
+};
 
 } // namespace vor::services

@@ -2,7 +2,7 @@
 
 #include "services/memory.h"
 
-#include "services/host_state.h"
+#include "services/messages.h"
 
 #include <cstdlib>
 
@@ -87,16 +87,19 @@ void BlockPool::release_flags(int32_t flags) {
     release_if([flags](const Block &block) { return block.flags == flags; });
 }
 
-// A pool itself counts as one allocation, so that a memory that refuses is felt here as well.
-POOL *ScratchPools::make() {
+// A pool itself counts as one allocation, so that a memory that refuses is felt here as well. What a module does
+// without a pool is its own affair; that something may be missing then, people are told here.
+POOL *ScratchPools::xmpoolc(int64_t /*size_bytes*/) {
     void *probe = memory_.allocate(1);
-    if (probe == nullptr)
+    if (probe == nullptr) {
+        messages_.gather("There is not enough memory for a user format.");
         return nullptr;
+    }
     memory_.free(probe);
     return &pools_.emplace_back(memory_);
 }
 
-void ScratchPools::end(POOL *pool) {
+void ScratchPools::xmpoold(POOL *pool) {
     pools_.remove_if([pool](const BlockPool &known) { return &known == pool; });
 }
 
@@ -105,28 +108,6 @@ size_t ScratchPools::blocks() const {
     for (const BlockPool &pool : pools_)
         blocks += pool.blocks();
     return blocks;
-}
-
-namespace {
-
-// What a module does without a pool is its own affair; that something may be missing then, people are told here.
-POOL *xmpoolc(SERVICE_ID, int64_t) {
-    HostState &host = current_host();
-    POOL *pool = host.scratch_pools.make();
-    if (pool == nullptr)
-        host.messages.gather("There is not enough memory for a user format.");
-    return pool;
-}
-
-void xmpoold(SERVICE_ID, POOL *pool) {
-    current_host().scratch_pools.end(pool);
-}
-
-} // namespace
-
-void offer_memory_services(ServiceTable &table) {
-    table.offer(slot::xmpoolc, xmpoolc);
-    table.offer(slot::xmpoold, xmpoold);
 }
 
 } // namespace vor::services

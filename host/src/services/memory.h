@@ -3,6 +3,8 @@
 // A pool counts what it holds and frees the rest when it ends. Blocks are zero-filled whatever the flags say.
 #pragma once
 
+#include "services/service_table.h"
+
 #include <vor/control_block.h>
 #include <vorhost/host.h>
 
@@ -12,7 +14,7 @@
 
 namespace vor::services {
 
-class ServiceTable;
+class Messages;
 
 std::unique_ptr<Memory> heap_memory();
 
@@ -47,19 +49,23 @@ class BlockPool : public POOL {
     uint64_t owner_ = 0;
 };
 
-// The scratch pools.
+// The scratch pools, and the services that make and end them.
 class ScratchPools {
   public:
-    explicit ScratchPools(Memory &memory) : memory_(memory) {}
-    POOL *make(); // null when the memory refuses
-    void end(POOL *pool);
+    ScratchPools(Memory &memory, Messages &messages) : memory_(memory), messages_(messages) {}
+
+    POOL *xmpoolc(int64_t size_bytes); // null when the memory refuses
+    void xmpoold(POOL *pool);
+
     size_t blocks() const;
 
   private:
     Memory &memory_;
+    Messages &messages_;
     std::list<BlockPool> pools_;
 };
 
-void offer_memory_services(ServiceTable &table);
+template <>
+ScratchPools &serving();
 
 } // namespace vor::services

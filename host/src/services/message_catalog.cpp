@@ -1,6 +1,6 @@
 #include "services/message_catalog.h"
 
-#include "services/result_codes.h"
+#include "files/file_stream.h"
 #include "services/service_table.h"
 
 #include <vor/imglue.h>

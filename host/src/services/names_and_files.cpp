@@ -1,7 +1,7 @@
 #include "services/names_and_files.h"
 
-#include "services/host_state.h"
-#include "services/result_codes.h"
+#include "services/messages.h"
+#include "text/encodings.h"
 
 #include <vor/imglue.h>
 #include <vorhost/ascii.h>
@@ -32,7 +32,7 @@ std::string plain_name(const char *field) {
 
 FILE_CONTEXT::~FILE_CONTEXT() {
     while (!open_.empty())
-        close(&open_.front());
+        xxclose(&open_.front());
     for (Assignments *assignments : {&names_, &released_})
         while (!assignments->empty())
             forget(*assignments, std::string(assignments->begin()->first));
@@ -50,8 +50,8 @@ void FILE_CONTEXT::forget(Assignments &assignments, const std::string &name) {
 }
 
 int32_t FILE_CONTEXT::fail(const std::string &sentence, std::error_code error) {
-    current_host().messages.gather(sentence);
-    current_host().messages.system_error(error);
+    messages_.gather(sentence);
+    messages_.system_error(error);
     return FILE_FAILED;
 }
 
@@ -73,6 +73,13 @@ int32_t FILE_CONTEXT::make_temporary(Assignment &assignment) {
     assignment.path = files_.make_temporary(error);
     assignment.left_behind = !error;
     return error ? fail("No temporary file can be made", error) : 0;
+}
+
+int32_t FILE_CONTEXT::xxrasgn(char *logical_name, FILE_CONTEXT *, const char *device, const char *path, int32_t length,
+                              int32_t) {
+    return assign(logical_name, device == nullptr ? std::string_view() : std::string_view(device, NAME_BYTES),
+                  path == nullptr || length <= 0 ? std::string_view()
+                                                 : std::string_view(path, static_cast<size_t>(length)));
 }
 
 int32_t FILE_CONTEXT::assign(char *logical_name, std::string_view device, std::string_view path) {
@@ -109,7 +116,7 @@ void FILE_CONTEXT::assign_reference(const std::string &logical_name, std::unique
     names_[name] = std::move(assignment);
 }
 
-int32_t FILE_CONTEXT::deassign(const char *logical_name) {
+int32_t FILE_CONTEXT::xxrdasg(const char *logical_name, FILE_CONTEXT *) {
     const std::string name = plain_name(logical_name);
     const auto found = names_.find(name);
     if (found != names_.end() && found->second->open_files > 0) {
@@ -124,16 +131,16 @@ int32_t FILE_CONTEXT::deassign(const char *logical_name) {
     return 0;
 }
 
-bool FILE_CONTEXT::is_assigned(const char *logical_name) const {
-    return find(logical_name) != nullptr;
+int32_t FILE_CONTEXT::xxrexsl(const char *logical_name, FILE_CONTEXT *) const {
+    return find(logical_name) ? 0 : FILE_NOT_ASSIGNED;
 }
 
-bool FILE_CONTEXT::file_exists(const char *logical_name) const {
+int32_t FILE_CONTEXT::xxrexsp(const char *logical_name, FILE_CONTEXT *) const {
     const auto assignment = find(logical_name);
-    return assignment && (assignment->reference || files_.exists(assignment->path));
+    return assignment && (assignment->reference || files_.exists(assignment->path)) ? 0 : FILE_FAILED;
 }
 
-int32_t FILE_CONTEXT::open(WX_FILE **handle, const char *logical_name, const WX_OPENPARM &request) {
+int32_t FILE_CONTEXT::xxropen(WX_FILE **handle, const char *logical_name, FILE_CONTEXT *, const WX_OPENPARM *request) {
     *handle = nullptr;
     const auto assignment = find(logical_name);
     if (!assignment)
@@ -149,19 +156,31 @@ int32_t FILE_CONTEXT::open(WX_FILE **handle, const char *logical_name, const WX_
         if (assignment->temporary && !assignment->left_behind)
             if (const int32_t code = make_temporary(*assignment); code != 0)
                 return code;
-        const OpenMode mode = request.openmode == WX_OPEN_INPUT  ? OpenMode::read
-                              : request.openmode == WX_OPEN_COPY ? OpenMode::copy
-                                                                 : OpenMode::replace;
+        const OpenMode mode = request->openmode == WX_OPEN_INPUT  ? OpenMode::read
+                              : request->openmode == WX_OPEN_COPY ? OpenMode::copy
+                                                                  : OpenMode::replace;
         file = files_.open(assignment->path, mode, error);
         if (error || !file)
             return fail(fmt::format("The file {} cannot be opened", assignment->path), error);
     }
     ++assignment->open_files;
-    *handle = &open_.emplace_back(std::move(file), assignment, request);
+    const auto record = [this](std::error_code said) { messages_.system_error(said); };
+    *handle = &open_.emplace_back(std::move(file), record, assignment, *request);
     return 0;
 }
 
-int32_t FILE_CONTEXT::close(WX_FILE *handle) {
+int32_t FILE_CONTEXT::xxpos2b(WX_FILE *, double *byte_number, const void *position) {
+    *byte_number = static_cast<double>(FileStream::offset_of(position)) + 1;
+    return 0;
+}
+
+int32_t FILE_CONTEXT::xxflush(WX_FILE *handle) {
+    return static_cast<OpenFile *>(handle)->flush();
+}
+
+int32_t FILE_CONTEXT::xxclose(WX_FILE *handle) {
+    if (handle == nullptr)
+        return 0;
     const auto found =
         std::find_if(open_.begin(), open_.end(), [handle](const OpenFile &file) { return &file == handle; });
     if (found == open_.end())
@@ -172,7 +191,7 @@ int32_t FILE_CONTEXT::close(WX_FILE *handle) {
     return code;
 }
 
-int32_t FILE_CONTEXT::remove(const char *logical_name) {
+int32_t FILE_CONTEXT::xxrdele(const char *logical_name, FILE_CONTEXT *) {
     const std::string name = plain_name(logical_name);
     auto assignment = find(logical_name);
     if (!assignment)
@@ -190,96 +209,31 @@ int32_t FILE_CONTEXT::remove(const char *logical_name) {
     return FILE_FAILED;
 }
 
-int32_t FILE_CONTEXT::information(WX_FILE *handle, const char *logical_name, WX_INFOPARM &answer) {
+int32_t FILE_CONTEXT::xxrinfo(WX_FILE *handle, const char *logical_name, FILE_CONTEXT *, int32_t, int32_t,
+                              WX_INFOPARM *answer) {
     auto *file = static_cast<OpenFile *>(handle);
     const auto assignment = file != nullptr ? file->assignment : find(logical_name);
     if (!assignment)
         return FILE_NOT_ASSIGNED;
     answered_name_ = assignment->path;
-    answer.pname = answered_name_.c_str();
-    answer.namelen = static_cast<int32_t>(answered_name_.size());
-    answer.poslen = FileStream::POSITION_BYTES;
-    answer.encoding = current_host().encodings.session();
-    std::memset(answer.devtype, ' ', sizeof answer.devtype);
+    answer->pname = answered_name_.c_str();
+    answer->namelen = static_cast<int32_t>(answered_name_.size());
+    answer->poslen = FileStream::POSITION_BYTES;
+    answer->encoding = encodings_.session();
+    std::memset(answer->devtype, ' ', sizeof answer->devtype);
     const std::string_view device = assignment->reference   ? "STREAM"
                                     : assignment->temporary ? TEMPORARY_DEVICE
                                                             : "DISK";
-    std::memcpy(answer.devtype, device.data(), device.size());
+    std::memcpy(answer->devtype, device.data(), device.size());
     if (file == nullptr)
         return 0;
-    answer.recfm = file->parameters.recfm;
-    answer.datalen = file->parameters.datalen;
-    answer.openmode = file->parameters.openmode;
+    answer->recfm = file->parameters.recfm;
+    answer->datalen = file->parameters.datalen;
+    answer->openmode = file->parameters.openmode;
     uint64_t bytes = 0;
     if (!assignment->reference)
         if (const int32_t code = file->size(bytes); code != 0)
             return code;
-    answer.filesize = static_cast<double>(bytes);
+    answer->filesize = static_cast<double>(bytes);
     return 0;
 }
-
-namespace vor::services {
-namespace {
-
-int32_t xxrasgn(SERVICE_ID, char *logname, FILE_CONTEXT *task, const char *device, const char *name, int32_t length,
-                int32_t) {
-    const std::string_view device_field = device == nullptr ? std::string_view() : std::string_view(device, NAME_BYTES);
-    const std::string_view path =
-        name == nullptr || length <= 0 ? std::string_view() : std::string_view(name, static_cast<size_t>(length));
-    return task->assign(logname, device_field, path);
-}
-
-int32_t xxrdasg(SERVICE_ID, const char *logname, FILE_CONTEXT *task) {
-    return task->deassign(logname);
-}
-
-int32_t xxrexsl(SERVICE_ID, const char *logname, FILE_CONTEXT *task) {
-    return task->is_assigned(logname) ? 0 : FILE_NOT_ASSIGNED;
-}
-
-int32_t xxrexsp(SERVICE_ID, const char *logname, FILE_CONTEXT *task) {
-    return task->file_exists(logname) ? 0 : FILE_FAILED;
-}
-
-int32_t xxrinfo(SERVICE_ID, WX_FILE *handle, const char *logname, FILE_CONTEXT *task, int32_t, int32_t,
-                WX_INFOPARM *info) {
-    return task->information(handle, logname, *info);
-}
-
-int32_t xxropen(SERVICE_ID, WX_FILE **handle, const char *logname, FILE_CONTEXT *task, const WX_OPENPARM *request) {
-    return task->open(handle, logname, *request);
-}
-
-int32_t xxpos2b(SERVICE_ID, WX_FILE *, double *byte_number, const void *position) {
-    *byte_number = static_cast<double>(FileStream::offset_of(position)) + 1;
-    return 0;
-}
-
-int32_t xxflush(SERVICE_ID, WX_FILE *handle) {
-    return static_cast<OpenFile *>(handle)->flush();
-}
-
-int32_t xxclose(SERVICE_ID, WX_FILE *handle) {
-    return handle == nullptr ? 0 : current_host().files.close(handle);
-}
-
-int32_t xxrdele(SERVICE_ID, const char *logname, FILE_CONTEXT *task) {
-    return task->remove(logname);
-}
-
-} // namespace
-
-void offer_file_services(ServiceTable &table) {
-    table.offer(slot::xxrasgn, xxrasgn);
-    table.offer(slot::xxrdasg, xxrdasg);
-    table.offer(slot::xxrexsl, xxrexsl);
-    table.offer(slot::xxrexsp, xxrexsp);
-    table.offer(slot::xxrinfo, xxrinfo);
-    table.offer(slot::xxropen, xxropen);
-    table.offer(slot::xxpos2b, xxpos2b);
-    table.offer(slot::xxflush, xxflush);
-    table.offer(slot::xxclose, xxclose);
-    table.offer(slot::xxrdele, xxrdele);
-}
-
-} // namespace vor::services

@@ -3,7 +3,7 @@
 
 #include "services/parsing.h"
 
-#include "services/log_and_messages.h"
+#include "services/messages.h"
 #include "text/utf8.h"
 
 #include <vorhost/ascii.h>

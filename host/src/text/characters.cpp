@@ -1,6 +1,6 @@
 #include "text/characters.h"
 
-#include "services/host_state.h"
+#include "text/encodings.h"
 #include "text/utf8.h"
 
 #include <algorithm>
@@ -40,9 +40,8 @@ size_t character_bytes(const Encodings &encodings, std::string_view text) {
     return 1;
 }
 
-void change_case(char *text, int32_t length, CaseMapping mapping) {
-    const Encodings &encodings = current_host().encodings;
-    const std::string_view whole(text, static_cast<size_t>(std::max(length, 0)));
+void change_case(const Encodings &encodings, std::span<char> text, CaseMapping mapping) {
+    const std::string_view whole(text.data(), text.size());
     for (size_t at = 0; at < whole.size();) {
         if (static_cast<unsigned char>(text[at]) < 0x80) {
             text[at] = ascii_case(text[at], mapping);
@@ -51,27 +50,20 @@ void change_case(char *text, int32_t length, CaseMapping mapping) {
         }
         const size_t bytes = character_bytes(encodings, whole.substr(at));
         const std::string mapped = other_case(encodings, whole.substr(at, bytes), mapping);
-        std::memcpy(text + at, mapped.data(), bytes);
+        std::memcpy(text.data() + at, mapped.data(), bytes);
         at += bytes;
     }
 }
 
-void wzstrup(SERVICE_ID, char *text, int32_t length) {
-    change_case(text, length, u_toupper);
-}
-
-void wzstrlo(SERVICE_ID, char *text, int32_t length) {
-    change_case(text, length, u_tolower);
-}
-
-// The session's text needs no other form: both directions copy.
-int32_t copy(SERVICE_ID, const char *source, char *target, int32_t length) {
-    if (length > 0)
-        std::memmove(target, source, static_cast<size_t>(length));
-    return 0;
-}
-
 } // namespace
+
+void to_upper_case(const Encodings &encodings, std::span<char> text) {
+    change_case(encodings, text, u_toupper);
+}
+
+void to_lower_case(const Encodings &encodings, std::span<char> text) {
+    change_case(encodings, text, u_tolower);
+}
 
 CharacterTables::CharacterTables(const Encodings &encodings) {
     const bool multibyte = encodings.session_is_multibyte();
@@ -87,13 +79,6 @@ CharacterTables::CharacterTables(const Encodings &encodings) {
         upper[at] = mapped(byte, u_toupper);
         lower[at] = mapped(byte, u_tolower);
     }
-}
-
-void offer_character_services(ServiceTable &table) {
-    table.offer(slot::wzstrup, wzstrup);
-    table.offer(slot::wzstrlo, wzstrlo);
-    table.offer(slot::wzsxcch, copy);
-    table.offer(slot::wzsxrch, copy);
 }
 
 } // namespace vor::services

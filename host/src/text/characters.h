@@ -3,11 +3,11 @@
 
 #include <array>
 #include <cstdint>
+#include <span>
 
 namespace vor::services {
 
 class Encodings;
-class ServiceTable;
 
 // Byte tables. In an encoding with multi-byte characters only ASCII letters have another case in them.
 struct CharacterTables {
@@ -18,6 +18,8 @@ struct CharacterTables {
     std::array<uint8_t, 256> lower{};
 };
 
-void offer_character_services(ServiceTable &table);
+// Letters in the other case, where that takes as many bytes.
+void to_upper_case(const Encodings &encodings, std::span<char> text);
+void to_lower_case(const Encodings &encodings, std::span<char> text);
 
 } // namespace vor::services

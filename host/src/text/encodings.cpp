@@ -1,6 +1,5 @@
 #include "text/encodings.h"
 
-#include "services/host_state.h"
 #include "text/transcoding.h"
 #include "text/utf8.h"
 
@@ -218,19 +217,6 @@ int32_t encoding_by_name(NLS_EXTENSION *nls, const ZKChar *name, ZKStrSize lengt
     return NLS_OK;
 }
 
-int32_t session_to_wide(const Encodings &encodings, const char *bytes, int64_t length_bytes, ZKChar *wide,
-                        int64_t limit, int64_t *length) {
-    *length = 0;
-    std::string utf8;
-    const int32_t status = encodings.to_utf8({bytes, static_cast<size_t>(std::max<int64_t>(length_bytes, 0))}, utf8);
-    for (const char32_t character : wide_text(utf8)) {
-        if (*length >= limit)
-            return NLS_TRUNCATED;
-        wide[(*length)++] = character;
-    }
-    return status;
-}
-
 int32_t wide_to_utf8(NLS_EXTENSION *, const ZKChar *wide, ZKStrSize length, char *utf8, ZKMemSize limit_bytes,
                      int64_t *converted_bytes) {
     *converted_bytes = 0;
@@ -275,19 +261,20 @@ int32_t transcoded_length(NLS_EXTENSION *nls, NLScei from, NLScei to, const char
     return status;
 }
 
-int32_t wztxcnm(SERVICE_ID, NLScei encoding, char *name, int32_t limit, int32_t *length) {
-    const Encodings &encodings = current_host().encodings;
-    *length = 0;
-    if (!encodings.known(encoding))
-        return NLS_NOT_KNOWN;
-    const std::string &text = encodings.name(encoding);
-    const size_t bytes = std::min(text.size(), static_cast<size_t>(std::max(limit, 0)));
-    std::memcpy(name, text.data(), bytes);
-    *length = static_cast<int32_t>(bytes);
-    return 0;
-}
-
 } // namespace
+
+int32_t Encodings::to_wide(const char *bytes, int64_t length_bytes, ZKChar *wide, int64_t limit,
+                           int64_t *length) const {
+    *length = 0;
+    std::string utf8;
+    const int32_t status = to_utf8({bytes, static_cast<size_t>(std::max<int64_t>(length_bytes, 0))}, utf8);
+    for (const char32_t character : wide_text(utf8)) {
+        if (*length >= limit)
+            return NLS_TRUNCATED;
+        wide[(*length)++] = character;
+    }
+    return status;
+}
 
 void Encodings::fill_operations() {
     NLS_EXTENSION::encoding_by_name = services::encoding_by_name;
@@ -296,18 +283,10 @@ void Encodings::fill_operations() {
     NLS_EXTENSION::transcoded_length = services::transcoded_length;
     NLS_EXTENSION::to_wide = [](NLS_EXTENSION *nls, const char *bytes, int64_t length_bytes, ZKChar *wide,
                                 ZKMemSize limit_bytes, ZKStrSize *length) {
-        return session_to_wide(encodings_of(nls), bytes, length_bytes, wide,
-                               limit_bytes / static_cast<ZKMemSize>(sizeof(ZKChar)), length);
+        return encodings_of(nls).to_wide(bytes, length_bytes, wide,
+                                         limit_bytes / static_cast<ZKMemSize>(sizeof(ZKChar)), length);
     };
     NLS_EXTENSION::wide_to_utf8 = services::wide_to_utf8;
-}
-
-void offer_encoding_services(ServiceTable &table) {
-    table.offer(slot::wztxcnm, wztxcnm);
-}
-
-int32_t session_to_wide(const char *bytes, int64_t length_bytes, ZKChar *wide, int64_t limit, int64_t *length) {
-    return session_to_wide(current_host().encodings, bytes, length_bytes, wide, limit, length);
 }
 
 } // namespace vor::services

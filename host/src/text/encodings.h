@@ -17,7 +17,6 @@ struct UConverter;
 
 namespace vor::services {
 
-class ServiceTable;
 class Transcoding;
 
 struct CloseConverter {
@@ -59,6 +58,9 @@ class Encodings : public NLS_EXTENSION {
     // The session's text in UTF-8, and a status.
     int32_t to_utf8(std::string_view bytes, std::string &utf8) const;
 
+    // The session's text as at most `limit` wide characters, and a status.
+    int32_t to_wide(const char *bytes, int64_t length_bytes, ZKChar *wide, int64_t limit, int64_t *length) const;
+
   private:
     struct Entry {
         std::string name;      // the host's name
@@ -77,10 +79,5 @@ class Encodings : public NLS_EXTENSION {
     std::unique_ptr<Transcoding> utf8_to_session_;
     std::unique_ptr<Transcoding> windows_latin1_to_utf8_;
 };
-
-// Bytes of the session to at most `limit` wide characters: the control block's own conversion.
-int32_t session_to_wide(const char *bytes, int64_t length_bytes, ZKChar *wide, int64_t limit, int64_t *length);
-
-void offer_encoding_services(ServiceTable &table);
 
 } // namespace vor::services

@@ -5,6 +5,8 @@
 // without control characters.
 #pragma once
 
+#include "services/service_table.h"
+
 #include <vorhost/host.h>
 #include <vorhost/log.h>
 
@@ -17,7 +19,6 @@
 namespace vor::services {
 
 class Encodings;
-class ServiceTable;
 
 class Messages {
   public:
@@ -37,7 +38,9 @@ class Messages {
     Host::FailureText take_failure();
 
     void catalog_message(int32_t group, int32_t number, va_list arguments);
-    void return_code(int32_t code);
+
+    // The service that ends a return code's way: it becomes a note with the texts that came before it.
+    int32_t xprrlog(int32_t zero, int32_t code);
 
     // Texts that go with the next return code.
     void substitute(std::vector<std::string> texts) { substitutions_ = std::move(texts); }
@@ -59,6 +62,10 @@ class Messages {
     std::map<std::pair<int32_t, std::string>, int64_t> repeats_; // by message number and variable
 };
 
-void offer_log_services(ServiceTable &table);
+// Offers the services of the log and of messages.
+void offer_message_services(ServiceTable &table);
+
+template <>
+Messages &serving();
 
 } // namespace vor::services

@@ -1,9 +1,8 @@
-#include "services/log_and_messages.h"
+#include "services/messages.h"
 
-#include "services/host_state.h"
 #include "services/message_catalog.h"
-#include "services/message_format.h"
-#include "services/result_codes.h"
+#include "text/encodings.h"
+#include "text/message_format.h"
 #include "text/utf8.h"
 
 #include <algorithm>
@@ -115,19 +114,21 @@ void Messages::log_repeats() {
 }
 
 // The module goes on after such a message, so it is a note.
-void Messages::return_code(int32_t code) {
+int32_t Messages::xprrlog(int32_t /*zero*/, int32_t code) {
     const std::string substitution = substitutions_.empty() ? std::string() : substitutions_.front();
     substitutions_.clear();
     if (code != 0 && code != CATALOGS_OFF)
         note(return_code_text(code, substitution) + ".");
+    return 0;
 }
 
+// Routines that take a list of arguments cannot hand it on as it is.
 namespace {
 
 int32_t xpslog(SERVICE_ID, const char *format, ...) {
     va_list arguments;
     va_start(arguments, format);
-    current_host().messages.line(format_message(format, arguments, MOST_LINE_BYTES));
+    serving<Messages>().line(format_message(format, arguments, MOST_LINE_BYTES));
     va_end(arguments);
     return 0;
 }
@@ -135,13 +136,8 @@ int32_t xpslog(SERVICE_ID, const char *format, ...) {
 int32_t xpmlog(SERVICE_ID, int32_t group, int32_t number, ...) {
     va_list arguments;
     va_start(arguments, number);
-    current_host().messages.catalog_message(group, number, arguments);
+    serving<Messages>().catalog_message(group, number, arguments);
     va_end(arguments);
-    return 0;
-}
-
-int32_t xprrlog(SERVICE_ID, int32_t, int32_t code) {
-    current_host().messages.return_code(code);
     return 0;
 }
 
@@ -174,16 +170,16 @@ int32_t wrmksub(SERVICE_ID, int32_t count, ...) {
         texts.emplace_back(text == nullptr ? "" : text, text == nullptr ? 0 : static_cast<size_t>(length));
     }
     va_end(arguments);
-    current_host().messages.substitute(std::move(texts));
+    serving<Messages>().substitute(std::move(texts));
     return 0;
 }
 
 } // namespace
 
-void offer_log_services(ServiceTable &table) {
+void offer_message_services(ServiceTable &table) {
+    offer_family<Messages>(table);
     table.offer(slot::xpslog, xpslog);
     table.offer(slot::xpmlog, xpmlog);
-    table.offer(slot::xprrlog, xprrlog);
     table.offer(slot::xpslstv, xpslstv);
     table.offer(slot::xpsstr, xpsstr);
     table.offer(slot::wrmksub, wrmksub);

@@ -1,12 +1,15 @@
-#include "services/numbers.h"
+#include "services/strings_and_numbers.h"
 
-#include "services/service_table.h"
+#include "text/characters.h"
+#include "text/encodings.h"
 
 #include <vorhost/missing.h>
 
+#include <algorithm>
 #include <bit>
 #include <chrono>
 #include <cstring>
+#include <span>
 
 namespace vor::services {
 namespace {
@@ -41,16 +44,50 @@ double seconds_since_1960() {
 
 namespace {
 
-void wzrsdbl(SERVICE_ID, const uint8_t *collating, double *value) {
+std::span<char> field(char *text, int32_t length) {
+    return {text, static_cast<size_t>(std::max(length, 0))};
+}
+
+} // namespace
+
+void StringsAndNumbers::wzstrup(char *text, int32_t length) const {
+    to_upper_case(encodings, field(text, length));
+}
+
+void StringsAndNumbers::wzstrlo(char *text, int32_t length) const {
+    to_lower_case(encodings, field(text, length));
+}
+
+// The session's text needs no other form on its way out and in: both directions copy.
+int32_t StringsAndNumbers::wzsxcch(const char *source, char *target, int32_t length) {
+    if (length > 0)
+        std::memmove(target, source, static_cast<size_t>(length));
+    return 0;
+}
+
+int32_t StringsAndNumbers::wzsxrch(const char *source, char *target, int32_t length) {
+    return wzsxcch(source, target, length);
+}
+
+int32_t StringsAndNumbers::wztxcnm(NLScei encoding, char *name, int32_t limit, int32_t *length) const {
+    *length = 0;
+    if (!encodings.known(encoding))
+        return NLS_NOT_KNOWN;
+    const std::string &text = encodings.name(encoding);
+    *length = static_cast<int32_t>(text.copy(name, static_cast<size_t>(std::max(limit, 0))));
+    return 0;
+}
+
+void StringsAndNumbers::wzrsdbl(const uint8_t *collating, double *value) {
     *value = from_collating(collating);
 }
 
-void wzcsdbl(SERVICE_ID, const double *value, uint8_t *collating) {
+void StringsAndNumbers::wzcsdbl(const double *value, uint8_t *collating) {
     to_collating(*value, collating);
 }
 
 // The stored bytes of a shortened number are its most significant ones, the least significant of them first.
-void wzrftrc(SERVICE_ID, const char *stored, int32_t length, double *value) {
+void StringsAndNumbers::wzrftrc(const char *stored, int32_t length, double *value) {
     *value = missing_value('.');
     if (length < 2 || length > 8)
         return;
@@ -59,17 +96,8 @@ void wzrftrc(SERVICE_ID, const char *stored, int32_t length, double *value) {
     *value = std::bit_cast<double>(bits);
 }
 
-double zdattim(SERVICE_ID) {
+double StringsAndNumbers::zdattim() {
     return seconds_since_1960();
-}
-
-} // namespace
-
-void offer_number_services(ServiceTable &table) {
-    table.offer(slot::wzrsdbl, wzrsdbl);
-    table.offer(slot::wzcsdbl, wzcsdbl);
-    table.offer(slot::wzrftrc, wzrftrc);
-    table.offer(slot::zdattim, zdattim);
 }
 
 } // namespace vor::services

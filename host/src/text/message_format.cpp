@@ -1,4 +1,4 @@
-#include "services/message_format.h"
+#include "text/message_format.h"
 
 #include <algorithm>
 #include <cstdint>
