@@ -26,7 +26,8 @@ std::string sample() {
 
 // A host with one object, whose file is `path` or a reference to bytes.
 struct Object {
-    explicit Object(const char *file) : of_reference(file == reference) {
+    explicit Object(const char *file, HostOptions options = {})
+        : of_reference(file == reference), host(std::move(options)) {
         host->load_module();
         object = host->new_object();
         host->assign_reference(reference, host.files.sequential(bytes));
@@ -58,16 +59,16 @@ struct Object {
     } catch (const TaskExit &exit) { // no memory for the grammar: the module ends the task
         code = exit.code();
     }
-    void write(int rows) try {
+    void write(const std::vector<std::string> &rows) try {
         node.namestr.ntype = NAMESTR_CHARACTER;
-        node.namestr.nlng = 2000;
+        node.namestr.nlng = static_cast<int32_t>(rows[0].size());
         node.namestr.name_p = node.namestr.label_p = variable;
         node.namestr.namelen = 1;
         node.namestr.nformlong = node.namestr.niformlong = format;
         opened = name(0, of_reference ? reference : path) && well(object->parseexproc(object, nullptr)) &&
                  well(object->open(object));
         if (opened && well(object->putvars(object, 1, &node)))
-            for (int i = 0; i < rows && well(object->putnextrow(object, text.data(), &node)); ++i) {
+            for (size_t i = 0; i < rows.size() && well(object->putnextrow(object, rows[i].data(), &node)); ++i) {
             }
     } catch (const TaskExit &exit) {
         code = exit.code();
@@ -82,7 +83,6 @@ struct Object {
     NAMELIST node{};
     char variable[2] = "x";
     char format[9] = "        ";
-    const std::string text = std::string(2000, 'a');
 };
 
 // Runs with the n-th operation of a kind failing, for n = 1, 2 ... until a run has no n-th one.
@@ -122,7 +122,7 @@ TEST_P(AccessObject, FailedImportsLeaveNothing) {
 
 TEST_P(AccessObject, FailedExportsLeaveNothing) {
     const auto export_to = [](Object &of) {
-        of.write(150);
+        of.write(std::vector(150, std::string(2000, 'a')));
         const int32_t closed = of.object->close(of.object); // always valid
         of.code = of.code == HOST_OK ? closed : of.code;
         return of.of_reference ? *of.bytes : of.host.files.exists(path) ? of.host.files.get(path) : "";
@@ -150,7 +150,7 @@ INSTANTIATE_TEST_SUITE_P(Of, AccessObject, testing::Values(path, reference));
 TEST(OneAccessObject, ReportsAFailedExportAgainAtClose) {
     Object of(path);
     of.host.faults.fail(Operation::write, 1, true);
-    of.write(5000);
+    of.write(std::vector(5000, std::string(2000, 'a')));
     for (int times = 0; times < 2; ++times) {
         EXPECT_EQ(of.code, HOST_OUTPUT_FAILED);
         EXPECT_NE(of.host->take_failure().text.find("Disk Write Error"), std::string::npos);
@@ -175,6 +175,22 @@ TEST(OneAccessObject, DataSlotsWithoutAnOpenFileSayNothingMore) {
     EXPECT_EQ(object->putnextrow(object, "", nullptr), HOST_LOGGED);
     EXPECT_EQ(object->close(object), HOST_OK);
     EXPECT_EQ(of.host->take_failure().text, "");
+}
+
+// What does not fit is cut at a character, told once for the variable and counted.
+TEST(OneAccessObject, TextThatGrowsInTheFile) {
+    Object of(path, {.session_encoding = "latin1", .file_encoding = "utf-8"});
+    const std::string a = "\xE4", grown = "\xC3\xA4";
+    of.write({a + "bc   ", "      ", a + a + a + "   ", a + a + a + "z  ", a + a + a + a + "zz"});
+    ASSERT_EQ(of.code, HOST_OK);
+    EXPECT_EQ(of.object->close(of.object), HOST_OK);
+    const std::string whole = grown + grown + grown;
+    const std::string bytes = of.host.files.get(path);
+    const size_t data = bytes.find("<data>");
+    EXPECT_EQ(bytes.substr(data, bytes.find("</data>") - data),
+              "<data>" + grown + "bc" + std::string(8, '\0') + whole + whole + whole);
+    EXPECT_TRUE(of.host.log.contains("x at obs 4")) << of.host.log.text();
+    EXPECT_FALSE(of.host.log.contains("x at obs 5"));
 }
 
 // A position of the host's that the module has no room for.

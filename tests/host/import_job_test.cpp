@@ -343,6 +343,45 @@ TEST(ImportJob, TextThatIsNotInItsEncoding) {
     EXPECT_EQ(named.rows.at(1), (Texts{"'café'", "'cafÃ©'"}));
 }
 
+// Of an encoding with longer characters than the session gives room for, what fits is kept.
+TEST(ImportJob, TextThatGrows) {
+    StataFile file{.variables = {{.name = "s", .type = str(4)}, {.name = "l", .type = str(2000)}}};
+    file.rows = {{"\xE4z", std::string(1000, '\xE4')}, {"\xE4\xE4\xE4\xE4", "short"}};
+    const ScratchDirectory scratch;
+    const CollectedImport import = collect_import(scratch.write("f.dta", build(file)), {}, {.file_encoding = "latin1"});
+    std::string grown;
+    for (int i = 0; i < 1000; ++i)
+        grown += "\xC3\xA4";
+    EXPECT_EQ(import.rows.at(0), (Texts{"'äz'", value_text(grown)}));
+    EXPECT_EQ(import.rows.at(1), (Texts{"'ää'", "'short'"}));
+    EXPECT_TRUE(import.log.contains("The text of s at obs 2 could not be read whole")) << import.log.text();
+}
+
+// The way through minutes costs dates and times no bits, and no more than that is made whole.
+TEST(ImportJob, DatesAndTimesComeThroughExactly) {
+    StataFile file{.variables = {{.name = "day", .format = "%td"},
+                                 {.name = "at", .format = "%tc"},
+                                 {.name = "time", .format = "%tcHH:MM:SS"}}};
+    const struct {
+        double day, at, time; // days and milliseconds
+        Texts row;            // days and seconds
+    } cases[] = {
+        {0.75, 1500, 500, {"0.75", "1.5", "0.5"}},
+        {1.0000009, 60000.6, 999.9999, {"1", "60", "1"}},
+        {-1, -1000, 86399000, {"-1", "-1", "86399"}},
+        {14669, 1267446896000, 45296000, {"14669", "1267446896", "45296"}},
+        {-21914, 1, 1, {"-21914", "0", "0.001"}},
+    };
+    std::vector<Texts> expected;
+    for (const auto &one : cases) {
+        file.rows.push_back({one.day, one.at, one.time});
+        expected.push_back(one.row);
+    }
+    file.rows.push_back({missing('b'), missing('z'), missing()});
+    expected.push_back({".b", ".z", "."});
+    EXPECT_EQ(import_bytes(build(file)).rows, expected);
+}
+
 std::string small_file(int release, Offsets *offsets = nullptr) {
     StataFile file{.release = release, .order = ByteOrder::little};
     file.variables = {{.name = "x", .type = Type::int16, .format = "%8.0g", .label = "ex", .value_label = "yn"},

@@ -115,28 +115,6 @@ TEST_F(Files, ReadsAreWholeWhateverTheFileDeliversAtATime) {
     EXPECT_EQ("", host.left_over());
 }
 
-TEST_F(Files, MovesWithinTheBufferReadNothingAndBehindTheEndThereIsNothing) {
-    const std::string bytes = numbered_bytes(200'000);
-    host.files.put("in", bytes);
-    WX_FILE *file = open(assign("in"), WX_OPEN_INPUT);
-    EXPECT_EQ(bytes.substr(0, 10), read(file, 10));
-    const int64_t reads = host.faults.done(Operation::read);
-    for (const int64_t offset : {150'000, 3, 199'000, 64'000}) {
-        ASSERT_EQ(0, seek(file, offset));
-        EXPECT_EQ(offset, place(file));
-        EXPECT_EQ(bytes.substr(static_cast<size_t>(offset), 1000), read(file, 1000)) << offset;
-    }
-    EXPECT_EQ(reads, host.faults.done(Operation::read));
-    for (const int64_t offset : {199'998LL, 200'000LL, 200'001LL, 1'000'000'000'000LL, 199'999LL}) {
-        ASSERT_EQ(0, seek(file, offset));
-        EXPECT_EQ(offset < 200'000 ? bytes.substr(static_cast<size_t>(offset)) : "", read(file, 5)) << offset;
-    }
-    char position[WX_POSITION_BYTES];
-    for (const double byte_number : {0.0, -1.0, 0.5, 1e17, static_cast<double>(NAN), static_cast<double>(INFINITY)})
-        EXPECT_NE(0, file->byte_to_position(file, byte_number, position)) << byte_number;
-    calls.xxclose(file);
-}
-
 // Writes in steps, and at the end the file and every read on the way say the same as a plain string.
 TEST_F(Files, ReadsSeeWhatWasWrittenAndTheFileGetsAll) {
     const struct {

@@ -49,49 +49,6 @@ TEST(ByteOrder, EveryRoutineReversesItsWidth) {
     }
 }
 
-// A value as a D-floating real and as an 80-bit extended real with the most significant byte first; its IEEE form is
-// the compiler's. No fraction has more than 52 bits, so every conversion is exact.
-const struct {
-    double value;
-    Bytes vax, extended;
-} SAME_VALUE[] = {
-    {0.0, bytes({0, 0, 0, 0, 0, 0, 0, 0}), bytes({0, 0, 0, 0, 0, 0, 0, 0, 0, 0})},
-    {1.0, bytes({0x80, 0x40, 0, 0, 0, 0, 0, 0}), bytes({0x3F, 0xFF, 0x80, 0, 0, 0, 0, 0, 0, 0})},
-    {-2.5, bytes({0x20, 0xC1, 0, 0, 0, 0, 0, 0}), bytes({0xC0, 0x00, 0xA0, 0, 0, 0, 0, 0, 0, 0})},
-    {0x1.23456789ABCDEp+10, bytes({0x91, 0x45, 0xB3, 0xA2, 0xD5, 0xC4, 0xF0, 0xE6}),
-     bytes({0x40, 0x09, 0x91, 0xA2, 0xB3, 0xC4, 0xD5, 0xE6, 0xF0, 0x00})},
-    {1.5e38, bytes({0xE1, 0x7F, 0xE5, 0xB1, 0x0F, 0xF9, 0x50, 0x94}),
-     bytes({0x40, 0x7D, 0xE1, 0xB1, 0xE5, 0xF9, 0x0F, 0x94, 0x50, 0x00})},
-};
-
-Bytes reversed(Bytes forward) {
-    return {forward.rbegin(), forward.rend()};
-}
-
-TEST(ByteOrder, FloatingForms) {
-    for (const auto &same : SAME_VALUE) {
-        SCOPED_TRACE(same.value);
-        const auto native = std::bit_cast<std::array<unsigned char, 8>>(same.value);
-        const Bytes ieee = reversed(Bytes(native.begin(), native.end()));
-
-        Bytes converted = ieee;
-        to_vax_double(converted.data());
-        EXPECT_EQ(converted, same.vax);
-        from_vax_double(converted.data());
-        EXPECT_EQ(converted, ieee);
-
-        Bytes extended(10, 0xEE);
-        to_mac_double80_from64(extended.data(), same.vax.data());
-        EXPECT_EQ(extended, same.extended);
-        from_mac_double80_to64(converted.data(), same.extended.data());
-        EXPECT_EQ(converted, same.vax);
-
-        double from_pc = -1;
-        pc_num10_to_8(reversed(same.extended).data(), &from_pc);
-        EXPECT_EQ(from_pc, same.value);
-    }
-}
-
 } // namespace
 
 namespace {
