@@ -356,14 +356,6 @@ std::string build(const StataFile &file, Offsets *offsets) {
     return std::move(writer.out().bytes);
 }
 
-std::size_t record_bytes(const StataFile &file) {
-    std::size_t total = 0;
-    for (const Variable &variable : file.variables) {
-        total += variable.type.bytes;
-    }
-    return total;
-}
-
 void patch(std::string &bytes, std::size_t offset, std::string_view replacement) {
     if (offset > bytes.size() || replacement.size() > bytes.size() - offset) {
         throw std::out_of_range("patch outside the file");

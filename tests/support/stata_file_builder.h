@@ -160,9 +160,6 @@ using Offsets = std::map<std::string, std::size_t>;
 // cannot be stored. offsets, when not null, is replaced by the places in the file.
 std::string build(const StataFile &file, Offsets *offsets = nullptr);
 
-// Bytes of one observation.
-std::size_t record_bytes(const StataFile &file);
-
 // Overwrites bytes at an offset, or the number of width bytes (1 to 8) there. Throws std::out_of_range when they do
 // not lie in the file.
 void patch(std::string &bytes, std::size_t offset, std::string_view replacement);

@@ -81,30 +81,6 @@ TEST(Descriptors, FieldsThatAreFull) {
     EXPECT_STREQ(opened.variable(1).innamename, "short");
 }
 
-TEST(Descriptors, ObservationsToDeliver) {
-    const struct {
-        std::int64_t limit;
-        std::int64_t delivered;
-    } rows[] = {{-1, 2}, {5, 2}, {2, 2}, {1, 1}, {0, 0}};
-    for (const auto &row : rows) {
-        DriverFile opened(build(all_types(115)));
-        opened.in.inobscount = row.limit;
-        ASSERT_EQ(opened.set_up(), 0);
-        EXPECT_EQ(opened.in.intotal, row.delivered) << row.limit;
-        EXPECT_EQ(opened.in.inkeynum, -1);
-    }
-    for (const int release : {104, 115, 118}) { // observations, but no variables
-        StataFile file{.release = release};
-        file.rows.assign(3, {});
-        DriverFile opened(build(file));
-        std::int32_t status = 0;
-        EXPECT_TRUE(opened.read_all(status).empty()) << release;
-        EXPECT_EQ(status, 0) << release << opened.message();
-        EXPECT_EQ(opened.in.infinish, 1) << release;
-        EXPECT_EQ(opened.in.inreclen, 0) << release;
-    }
-}
-
 TEST(Descriptors, DamagedFiles) {
     const struct {
         int release;

@@ -86,27 +86,6 @@ struct OpenedHeader : DriverFile {
 
 const std::string COUNTS_118 = "<K>\2\0</K><N>\3\0\0\0\0\0\0\0</N>"s;
 
-TEST(TaggedHeader, WhatIsAccepted) {
-    const struct {
-        std::string elements;
-        int byte_order;
-    } rows[] = {
-        {"<RELEASE>118</RELEASE><ByteOrder>MSF</ByteOrder><k>\0\2</k><n>\0\0\0\0\0\0\0\3</n></HEADER>"s, 1},
-        {"<release>118</release>" + COUNTS_118 + "</header>", 2},
-        {"<release>118</release>" + COUNTS_118 + "<byteorder>LSF</byteorder></header>", 2},
-        {"<release>118</release><extra>x</extra>" + COUNTS_118 + "</header>", 2},
-        {"<release>118</release><label>\0\0</label>"s + COUNTS_118 + "</header>", 2},
-    };
-    for (const auto &row : rows) {
-        OpenedHeader opened(row.elements);
-        headerrec header{};
-        EXPECT_EQ(parse_xml_header(&opened.in, &header), 0) << row.elements << opened.message();
-        EXPECT_EQ(std::tuple(header.byteorder, header.nvar_2byte, header.nobs_8byte), std::tuple(row.byte_order, 2, 3))
-            << row.elements;
-        EXPECT_STREQ(header.datalabel, "") << row.elements;
-    }
-}
-
 TEST(TaggedHeader, WhatIsRefused) {
     const std::string start = "<release>118</release>";
     const struct {

@@ -52,21 +52,6 @@ TEST(LongStrings, EveryReleaseInBothOrders) {
     }
 }
 
-// A value is blank-padded to the variable's width, which is 1 without any text.
-TEST(LongStrings, Padding) {
-    StataFile file = two_variables(118, ByteOrder::little);
-    file.rows = {{"abc", 1, ""}, {"twelve bytes", 2, ""}};
-    DriverFile opened(build(file));
-    ASSERT_EQ(opened.set_up(), 0);
-    ASSERT_EQ(opened.procs.initbuffer(&opened.in), 0);
-    for (const auto &[index, expected] : {std::pair{0U, "abc         #"}, {2U, " #"}}) {
-        innamerecord &variable = opened.variable(index);
-        std::string output(static_cast<std::size_t>(variable.innamelength) + 1, '#');
-        opened.procs.readit(&opened.in, &variable, output.data(), variable.innamelength);
-        EXPECT_EQ(output, expected);
-    }
-}
-
 // The depth of a tree whose nodes all tell the truth about their balance; a large number otherwise.
 int balanced_height(const avlstruct *node) {
     if (node == nullptr)
