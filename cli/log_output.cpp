@@ -74,8 +74,7 @@ namespace {
 } // namespace
 
 void LogOutput::line(Severity severity, std::string_view text) {
-    const std::string line =
-        fmt::format("{}: {}\n", severity == Severity::error ? "ERROR" : "NOTE", display_text(text));
+    const std::string line = fmt::format("{}: {}\n", severity_word(severity), display_text(text));
     if (file_ && std::fputs(line.c_str(), file_.get()) == EOF && write_error_ == 0)
         write_error_ = errno;
     if (quiet_ && severity == Severity::note)

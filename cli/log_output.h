@@ -43,8 +43,8 @@ std::string progress_text(int64_t rows, int64_t of_rows, double seconds);
 // Notes and errors as lines on standard error and, when asked for, in a log file.
 class LogOutput : public Log {
   public:
-    // Writes "NOTE: text" or "ERROR: text"; control characters in the text are shown, not sent. A quiet log leaves
-    // notes out on standard error.
+    // Writes "NOTE: text", "WARNING: text" or "ERROR: text"; control characters in the text are shown, not sent. A
+    // quiet log leaves notes out on standard error.
     void line(Severity severity, std::string_view text) override;
 
     void set_quiet(bool quiet) { quiet_ = quiet; }

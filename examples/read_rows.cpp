@@ -13,8 +13,8 @@ namespace {
 
 struct PrintedLog : vor::Log {
     void line(vor::Severity severity, std::string_view text) override {
-        std::fprintf(stderr, "%s: %.*s\n", severity == vor::Severity::error ? "ERROR" : "NOTE",
-                     static_cast<int>(text.size()), text.data());
+        std::fprintf(stderr, "%s: %.*s\n", vor::severity_word(severity).data(), static_cast<int>(text.size()),
+                     text.data());
     }
 };
 

@@ -86,7 +86,7 @@ void CountingMemory::free(void *block) {
 }
 
 void CapturedLog::line(Severity severity, std::string_view text) {
-    lines.push_back((severity == Severity::note ? "NOTE: " : "ERROR: ") + std::string(text));
+    lines.push_back(std::string(severity_word(severity)) + ": " + std::string(text));
 }
 
 bool CapturedLog::contains(std::string_view part) const {

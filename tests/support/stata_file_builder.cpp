@@ -3,6 +3,7 @@
 // It knows the order of the sections in the two layouts; how a single value becomes bytes is stata_values.cpp's.
 #include "stata_file_builder.h"
 
+#include "release_layout.h"
 #include "stata_values.h"
 
 #include <stdexcept>

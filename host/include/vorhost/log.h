@@ -5,7 +5,17 @@
 
 namespace vor {
 
-enum class Severity { note, error };
+enum class Severity {
+    note,    // worth knowing
+    warning, // a value or a property of the data is changed or lost
+    error,
+};
+
+// What a line begins with: "NOTE", "WARNING" or "ERROR".
+constexpr std::string_view severity_word(Severity severity) {
+    constexpr std::string_view words[] = {"NOTE", "WARNING", "ERROR"};
+    return words[static_cast<int>(severity)];
+}
 
 // Receives the log lines of a host, without prefix and line end.
 class Log {

@@ -43,14 +43,14 @@ void Messages::line(std::string_view text) {
     if (has_level)
         text.remove_prefix(3);
     if (level == '2' || level == '3')
-        note(text);
+        log(level == '2' ? Severity::warning : Severity::note, text);
     else
         gather(text);
 }
 
-void Messages::note(std::string_view text) {
+void Messages::log(Severity severity, std::string_view text) {
     if (log_ != nullptr)
-        log_->line(Severity::note, readable(text));
+        log_->line(severity, readable(text));
 }
 
 void Messages::gather(std::string_view text) {

@@ -27,7 +27,8 @@ class Messages {
     // A finished line of the module, which may begin with its level.
     void line(std::string_view text);
 
-    void note(std::string_view text);
+    void log(Severity severity, std::string_view text);
+    void note(std::string_view text) { log(Severity::note, text); }
 
     // Adds a sentence to the failure, unless it is there already.
     void gather(std::string_view text);
