@@ -15,6 +15,7 @@
 #pragma once
 
 #include "vor/layout.h"
+#include "vor/stata_layout.h"
 
 inline constexpr uint32_t EXTENSION_VERSION = 1;
 

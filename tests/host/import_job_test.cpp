@@ -1,7 +1,7 @@
 // Whole files of every release and byte order through the loaded module; damaged ones, too.
 #include "collected_import.h"
+#include "release_layout.h"
 #include "stata_file_builder.h"
-#include "stata_values.h"
 #include "whole_file.h"
 
 #include <vor/format_limits.h>

@@ -2,6 +2,8 @@
 // neutral units, marks and text in the file's encoding. Stored types and file layout are the writer's.
 #include "imglue_export.h"
 
+#include "imglue_errors.h"
+#include "imglue_extension.h"
 #include "imglue_memory.h"
 #include "imglue_number_text.h"
 #include "imglue_transcoding.h"
@@ -207,6 +209,13 @@ double neutral_number(int32_t type, double number) {
     }
 }
 
+// The text as the host has it, for a variable that is stored as the host's facts say.
+void write_whole_text(IMGLUE *self, outvarrec *variable, const char *value) {
+    vor_text_slot slot;
+    memcpy(&slot, value, sizeof slot);
+    self->nprocs->writeit(self->outptr, variable, &slot);
+}
+
 void write_number(IMGLUE *self, outvarrec *variable, const char *value, int32_t length) {
     mivex_num_struct number = {.num = MISSING_SENTINEL, .miss_char = 0};
     double host;
@@ -246,7 +255,9 @@ int32_t mivex_write_record(IMGLUE *self, const void *observation) {
     const auto *value = static_cast<const char *>(observation);
     for (outvarrec *variable = out->outallhead; variable != nullptr; variable = variable->nextoutvar) {
         const symbolstruct *symbol = variable->outinsymbol;
-        if (symbol->symtype == CLASS_CHARACTER)
+        if (symbol->symtype == CLASS_CHARACTER && variable->facts != nullptr)
+            write_whole_text(self, variable, value);
+        else if (symbol->symtype == CLASS_CHARACTER)
             write_text(self, variable, value, symbol->vorlen);
         else
             write_number(self, variable, value, symbol->vorlen);
@@ -313,25 +324,64 @@ symbolstruct *make_symbol(IMGLUE *self, const NAMESTR *np) {
     return symbol;
 }
 
-// The variable as the writer lays it out; null without memory.
-outvarrec *make_output_variable(IMGLUE *self, const NAMESTR *np) {
-    symbolstruct *symbol = make_symbol(self, np);
+// The same of a variable that the host's facts describe: only its name, for messages, and its place.
+symbolstruct *make_symbol_for_facts(IMGLUE *self, const NAMESTR *np, const vor_variable_facts *facts) {
+    auto *symbol = static_cast<symbolstruct *>(h_malloc1(self, sizeof(symbolstruct)));
+    if (symbol == nullptr)
+        return nullptr;
+    auto *name = static_cast<char *>(h_malloc1(self, facts->name.length + 1));
+    if (name == nullptr)
+        return nullptr;
+    memcpy(name, facts->name.bytes, static_cast<size_t>(facts->name.length));
+    symbol->symname = name;
+    const bool is_text = np->ntype == NAMESTR_CHARACTER;
+    symbol->symtype = is_text ? CLASS_CHARACTER : CLASS_DOUBLE;
+    symbol->vorlen = is_text ? static_cast<int32_t>(sizeof(vor_text_slot)) : NUMBER_BYTES;
+    return symbol;
+}
+
+// The variable as the writer lays it out; null without memory. facts: null under the base contract.
+outvarrec *make_output_variable(IMGLUE *self, const NAMESTR *np, const vor_variable_facts *facts) {
+    symbolstruct *symbol = facts == nullptr ? make_symbol(self, np) : make_symbol_for_facts(self, np, facts);
     auto *variable = static_cast<outvarrec *>(h_malloc1(self, sizeof(outvarrec)));
     if (symbol == nullptr || variable == nullptr)
         return nullptr;
     variable->outinsymbol = symbol;
     variable->vorlen = symbol->vorlen;
+    variable->facts = facts;
     return variable;
+}
+
+// Facts are taken whole or not at all.
+int32_t check_facts(const IMGLUE *self, const vor_file_facts *facts, int32_t numvars) {
+    if (facts == nullptr)
+        return 0;
+    char *message = self->outptr->message_string;
+    if (!is_granted(self, WISH_STORED_NUMBERS) || !is_granted(self, WISH_WHOLE_TEXT)) {
+        mivex_sprintf(message, "%%1zThe facts of an export need the wishes for stored numbers and whole text.");
+        return ERROR_OUTPUT_INVALID;
+    }
+    if (facts->variable_count != numvars) {
+        mivex_sprintf(message, "%%1zThe facts of the export are those of %lld variables; it has %d.",
+                      static_cast<long long>(facts->variable_count), numvars);
+        return ERROR_OUTPUT_INVALID;
+    }
+    return 0;
 }
 
 } // namespace
 
 int32_t namestrs_to_mivex_variables(IMGLUE *self, int32_t numvars, NAMELIST *namelisthead) {
     outdbsrec *out = self->outptr;
+    const vor_file_facts *facts = facts_to_write(self);
+    const int32_t accepted = check_facts(self, facts, numvars);
+    if (accepted != 0)
+        return accepted;
     outvarrec *last = nullptr;
     const NAMELIST *node = namelisthead;
     for (int32_t i = 0; i < numvars && node != nullptr; ++i, node = node->next) {
-        outvarrec *variable = make_output_variable(self, &node->namestr);
+        outvarrec *variable =
+            make_output_variable(self, &node->namestr, facts == nullptr ? nullptr : &facts->variables[i]);
         if (variable == nullptr)
             return ERROR_MEMORY;
         if (last == nullptr)

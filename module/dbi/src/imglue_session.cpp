@@ -55,8 +55,7 @@ static void append_text(char *text, const char *suffix) {
     memcpy(text + wzstlen(text), suffix, static_cast<size_t>(wzstlen(suffix)) + 1);
 }
 
-// Opens the scratch file: under `name`, or in the host's temporary area when there is none.
-static int32_t open_scratch_file(IMGLUE *self, const char *name) {
+int32_t open_scratch_file(IMGLUE *self, const char *name) {
     const char *device = name == nullptr ? "TEMP    " : nullptr;
     if (xxrasgn(self->temp_logname, file_context(), device, name, wzstlen(name), 0) != 0)
         return ERROR_TEMP_ASSIGN;

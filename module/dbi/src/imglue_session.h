@@ -13,6 +13,12 @@
 // 0, ERROR_MEMORY, ERROR_TEMP_OPEN or ERROR_TEMP_ASSIGN. What was allocated stays with the session.
 int32_t setup_self(IMGLUE *self, const char *dbpath, const char *dbname, const char *dbtype);
 
+// open_scratch_file: open the session's scratch file, temp_fileptr, for writing and reading; the clean-up deletes it.
+//
+// name  terminated; null: a file in the host's temporary area.
+// 0, ERROR_TEMP_ASSIGN or ERROR_TEMP_OPEN.
+int32_t open_scratch_file(IMGLUE *self, const char *name);
+
 // Whether a logical name stands for anything: it is neither blank nor zero.
 inline bool names_a_file(const char *logname) {
     return logname[0] != ' ' && logname[0] != 0;

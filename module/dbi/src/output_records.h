@@ -3,6 +3,7 @@
 #pragma once
 
 #include "driver_records.h"
+#include "vor/extension.h"
 
 #include <cstdint>
 
@@ -52,6 +53,8 @@ struct outvarrec {
     int32_t transcode_length;
     int32_t spss_outnamelength;
     int32_t write_hex;
+    const vor_variable_facts *facts; // what the host asked for; null under the base contract
+    int32_t number;                  // in the file, from 1
 };
 
 // One output file.

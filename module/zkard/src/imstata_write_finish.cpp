@@ -1,6 +1,7 @@
 // The end of an exported file. Value-label tables pass through the record buffer, which is empty by then.
 #include "imglue_errors.h"
 #include "imglue_files.h"
+#include "imglue_memory.h"
 #include "imstata_writing.h"
 #include "wzst.h"
 
@@ -62,78 +63,91 @@ const innamevaluestruct *next_entry(const innamevaluestruct *entry) {
     return entry;
 }
 
-struct table_size {
-    int64_t entries;
-    int64_t text_bytes; // with their terminating zeros
-};
-
-table_size measure(const innamevaluestruct *list) {
-    table_size size = {};
-    for (const auto *entry = next_entry(list); entry != nullptr; entry = next_entry(entry->nextvalue)) {
-        size.entries += 1;
-        size.text_bytes += int64_t{wzstlen(entry->displayvalue)} + 1;
-    }
-    return size;
+int64_t text_bytes_of(const vor_label_table *table) {
+    int64_t bytes = 0;
+    for (int64_t i = 0; i < table->count; ++i)
+        bytes += table->labels[i].text.length + 1;
+    return bytes;
 }
 
-int64_t table_bytes(const table_size *size) {
-    return TABLE_COUNTS_BYTES + ENTRY_BYTES * size->entries + size->text_bytes;
+int64_t table_bytes(const vor_label_table *table) {
+    return TABLE_COUNTS_BYTES + ENTRY_BYTES * table->count + text_bytes_of(table);
 }
 
 // Opening tag, length, name and counts.
-int32_t put_table_head(staged_output *output, const char *name, const table_size *size) {
-    const release_layout *layout = written_release(0); // names are as wide in every release written
+int32_t put_table_head(staged_output *output, const vor_label_table *table, const release_layout *layout) {
     char slot[256] = {};
     static_assert(sizeof slot > 129 + 3);
-    mivex_strncpy(slot, name, layout->name_bytes);
+    const int64_t longest = layout->name_bytes - 1;
+    const int64_t name_bytes = table->name.length < longest ? table->name.length : longest;
+    memcpy(slot, table->name.bytes, static_cast<size_t>(name_bytes));
     int32_t status = put(output, "<lbl>", 5);
     if (status == 0)
-        status = put_long(output, table_bytes(size));
+        status = put_long(output, table_bytes(table));
     if (status == 0)
         status = put(output, slot, layout->name_bytes + layout->label_name_padding_bytes);
     if (status == 0)
-        status = put_long(output, size->entries);
+        status = put_long(output, table->count);
     if (status == 0)
-        status = put_long(output, size->text_bytes);
+        status = put_long(output, text_bytes_of(table));
     return status;
 }
 
 // The places of the texts, the values and the texts.
-int32_t put_entries(staged_output *output, const innamevaluestruct *list) {
+int32_t put_entries(staged_output *output, const vor_label_table *table) {
     int32_t status = 0;
     int64_t place = 0;
-    for (const auto *entry = next_entry(list); entry != nullptr && status == 0; entry = next_entry(entry->nextvalue)) {
+    for (int64_t i = 0; i < table->count && status == 0; ++i) {
         status = put_long(output, place);
-        place += int64_t{wzstlen(entry->displayvalue)} + 1;
+        place += table->labels[i].text.length + 1;
     }
-    for (const auto *entry = next_entry(list); entry != nullptr && status == 0; entry = next_entry(entry->nextvalue)) {
-        double value;
-        memcpy(&value, entry->startvalue, sizeof value);
-        status = put_long(output, number_to_long(value));
+    for (int64_t i = 0; i < table->count && status == 0; ++i)
+        status = put_long(output, table->labels[i].value);
+    for (int64_t i = 0; i < table->count && status == 0; ++i) {
+        status = put(output, table->labels[i].text.bytes, table->labels[i].text.length);
+        if (status == 0)
+            status = put(output, "", 1);
     }
-    for (const auto *entry = next_entry(list); entry != nullptr && status == 0; entry = next_entry(entry->nextvalue))
-        status = put(output, entry->displayvalue, int64_t{wzstlen(entry->displayvalue)} + 1);
     return status;
 }
 
-int32_t write_table(outdbsrec *out, const outnamerec *table) {
-    const table_size size = measure(table->headvalueptr);
-    if (table_bytes(&size) > INT32_MAX) {
-        mivex_sprintf(out->message_string,
-                      "%%1zThe value labels of %.128s take %lld bytes; a Stata file holds at most %d in one table.",
-                      table->name, static_cast<long long>(table_bytes(&size)), INT32_MAX);
-        return ERROR_OUTPUT_INVALID;
-    }
+int32_t write_table(outdbsrec *out, const vor_label_table *table) {
+    if (table_bytes(table) > INT32_MAX)
+        return fail_output(out,
+                           "%%1zThe value labels of %.*s take %lld bytes; a Stata file holds at most %d in one table.",
+                           static_cast<int32_t>(table->name.length < 128 ? table->name.length : 128), table->name.bytes,
+                           static_cast<long long>(table_bytes(table)), INT32_MAX);
     staged_output output = {.file = out->mivex_outfd,
                             .buffer = out->outbuffer,
                             .size_bytes = out->outreclen * out->outbuffnum,
                             .used_bytes = 0};
-    int32_t status = put_table_head(&output, table->name, &size);
+    int32_t status = put_table_head(&output, table, out->outhead->layout);
     if (status == 0)
-        status = put_entries(&output, table->headvalueptr);
+        status = put_entries(&output, table);
     if (status == 0)
         status = put(&output, "</lbl>", 6);
     return status == 0 ? flush(&output) : status;
+}
+
+// The list of a variable's labels as a table, and written.
+int32_t write_list(outdbsrec *out, const outnamerec *list) {
+    vor_label_table table = {
+        .name = {.bytes = list->name, .length = wzstlen(list->name)}, .count = 0, .labels = nullptr};
+    for (const auto *entry = next_entry(list->headvalueptr); entry != nullptr; entry = next_entry(entry->nextvalue))
+        ++table.count;
+    auto *labels = static_cast<vor_value_label *>(
+        h_malloc1(out->self, table.count * static_cast<int64_t>(sizeof(vor_value_label))));
+    if (labels == nullptr)
+        return ERROR_MEMORY;
+    table.labels = labels;
+    for (const auto *entry = next_entry(list->headvalueptr); entry != nullptr; entry = next_entry(entry->nextvalue)) {
+        double value;
+        memcpy(&value, entry->startvalue, sizeof value);
+        labels->value = number_to_long(value);
+        labels->text = {.bytes = entry->displayvalue, .length = wzstlen(entry->displayvalue)};
+        ++labels;
+    }
+    return write_table(out, &table);
 }
 
 bool has_table(const outvarrec *variable) {
@@ -163,14 +177,21 @@ int32_t write_marked_tag(outdbsrec *out, map_entry entry, const char *tag) {
 int32_t write_end_sections(outdbsrec *out) {
     int32_t status = write_tag(out, "</data>");
     if (status == 0)
-        status = write_marked_tag(out, MAP_STRLS, "<strls></strls>");
+        status = write_marked_tag(out, MAP_STRLS, "<strls>");
+    if (status == 0)
+        status = write_long_strings(out);
+    if (status == 0)
+        status = write_tag(out, "</strls>");
     if (status == 0)
         status = write_marked_tag(out, MAP_VALUE_LABELS, "<value_labels>");
     for (const outvarrec *variable = out->outtemphead; variable != nullptr && status == 0;
          variable = variable->bigoutnext) {
         if (has_table(variable))
-            status = write_table(out, variable->outname);
+            status = write_list(out, variable->outname);
     }
+    const vor_file_facts *facts = out->outhead->facts;
+    for (int64_t i = 0; facts != nullptr && i < facts->label_table_count && status == 0; ++i)
+        status = write_table(out, &facts->label_tables[i]);
     if (status == 0)
         status = write_tag(out, "</value_labels>");
     if (status == 0)

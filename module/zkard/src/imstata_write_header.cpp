@@ -3,6 +3,7 @@
 // one slot of fixed width for each variable, and written whole.
 #include "driver_records.h"
 #include "imglue_errors.h"
+#include "imglue_extension.h"
 #include "imglue_files.h"
 #include "imglue_memory.h"
 #include "imglue_number_text.h"
@@ -14,8 +15,10 @@
 
 namespace {
 
-// The largest header: 264 bytes, and two more in release 119.
-constexpr int32_t HEADER_BYTES = 266;
+constexpr int32_t LONGEST_TIMESTAMP = 255;
+
+// The largest header: 264 bytes, and two more in release 119; then the data label and the time stamp.
+constexpr int32_t HEADER_BYTES = 266 + 320 + LONGEST_TIMESTAMP;
 
 // The header and map as far as they are written.
 struct header_text {
@@ -37,6 +40,13 @@ void add_number(header_text *header, int64_t number, int32_t length) {
     add_bytes(header, &number, length);
 }
 
+// A text with its length in front.
+void add_field(header_text *header, vor_text text, int32_t length_bytes) {
+    add_number(header, text.length, length_bytes);
+    if (text.length > 0)
+        add_bytes(header, text.bytes, static_cast<int32_t>(text.length));
+}
+
 // Whether a variable of outtemphead goes into the file.
 bool is_written(const outdbsrec *out, const outvarrec *variable) {
     return isnamegood(variable->outinsymbol->symname, out->outdrophead, out->outkeephead) != 0;
@@ -54,9 +64,17 @@ void determine_outvars(outdbsrec *out) {
 int32_t doutmakedbs_v15(outdbsrec *out) {
     const release_layout *layout = written_release(out->outvars);
     outheadrec *head = out->outhead;
+    head->layout = layout;
+    const vor_text label = head->facts == nullptr ? vor_text{} : head->facts->data_label;
+    const vor_text timestamp = head->facts == nullptr ? vor_text{} : head->facts->timestamp;
+    if (label.length > layout->data_label_bytes || timestamp.length > LONGEST_TIMESTAMP)
+        return fail_output(out, "%%1zThe data label has %lld bytes and the time stamp %lld; at most %d and %d fit.",
+                           static_cast<long long>(label.length), static_cast<long long>(timestamp.length),
+                           layout->data_label_bytes, LONGEST_TIMESTAMP);
     header_text header = {};
     add_text(&header, "<stata_dta>");
-    head->map_values[MAP_STATA_DTA] = header.length; // the header's place, not the file's first byte
+    if (head->facts == nullptr)
+        head->map_values[MAP_STATA_DTA] = header.length; // the header's place, not the file's first byte
     add_text(&header, "<header><release>");
     const char digits[] = {'1', '1', static_cast<char>('0' + layout->release % 10)};
     add_bytes(&header, digits, sizeof digits);
@@ -66,9 +84,9 @@ int32_t doutmakedbs_v15(outdbsrec *out) {
     head->offset_to_reccount = header.length;
     add_number(&header, 0, layout->observation_count_bytes);
     add_text(&header, "</N><label>");
-    add_number(&header, 0, layout->data_label_length_bytes);
+    add_field(&header, label, layout->data_label_length_bytes);
     add_text(&header, "</label><timestamp>");
-    add_number(&header, 0, 1);
+    add_field(&header, timestamp, 1);
     add_text(&header, "</timestamp></header>");
     head->header_length = header.length;
     head->offset_to_map = header.length;
@@ -230,9 +248,116 @@ void write_format(const outvarrec *variable, const storage_rule *rule, char *slo
     }
 }
 
+// A text into its slot, which is zero-filled and whose last byte stays a zero.
+int32_t fill_slot(outdbsrec *out, const outvarrec *variable, const char *what, vor_text text, char *slot,
+                  int32_t slot_bytes) {
+    if (text.length >= slot_bytes)
+        return fail_output(out, "%%1zThe %s of variable %.128s has %lld bytes; at most %d fit into a Stata file.", what,
+                           variable->outinsymbol->symname, static_cast<long long>(text.length), slot_bytes - 1);
+    if (text.length > 0)
+        memcpy(slot, text.bytes, static_cast<size_t>(text.length));
+    return 0;
+}
+
+// Type, widths and type code as the facts say.
+int32_t lay_out_as_stored(outdbsrec *out, outvarrec *variable, const type_coding *types, uint16_t *type_code) {
+    const vor_variable_facts *facts = variable->facts;
+    const bool is_text = variable->outinsymbol->symtype == CLASS_CHARACTER;
+    variable->outnameftype = OUTPUT_STORED + facts->stored;
+    if (facts->stored >= 0 && facts->stored < STORED_NUMBERS && !is_text) {
+        variable->outnamelength = STORED_BYTES[facts->stored];
+        *type_code = types->numbers[facts->stored];
+        return 0;
+    }
+    if (facts->stored == STORED_STRL && is_text) {
+        variable->outnamelength = STORED_BYTES[STORED_STRL];
+        *type_code = types->strl;
+        return out->mivex_tempfd == nullptr ? open_long_strings(out) : 0;
+    }
+    const bool fits = facts->width_bytes >= types->string_shortest && facts->width_bytes <= types->string_longest;
+    if (facts->stored != STORED_STRING || !is_text || !fits)
+        return fail_output(out, "%%1zThe variable %.128s cannot be stored as type %d of %d bytes.",
+                           variable->outinsymbol->symname, facts->stored, facts->width_bytes);
+    variable->outnamelength = facts->width_bytes;
+    *type_code = static_cast<uint16_t>(types->string_base + facts->width_bytes);
+    return 0;
+}
+
+// Fills the slots of a variable that the host's facts describe.
+int32_t describe_as_stored(outdbsrec *out, outvarrec *variable, const release_layout *layout, int64_t index,
+                           const descrec *arrays) {
+    const vor_variable_facts *facts = variable->facts;
+    const struct {
+        const char *what;
+        vor_text text;
+        char *array;
+        int32_t slot_bytes;
+    } slots[] = {
+        {"name", facts->name, arrays->varlist, layout->name_bytes},
+        {"label", facts->label, arrays->labels, layout->variable_label_bytes},
+        {"display format", facts->format, arrays->fmtlist, layout->format_bytes},
+        {"label table's name", facts->label_table, arrays->lbllist, layout->name_bytes},
+    };
+    variable->number = static_cast<int32_t>(index) + 1;
+    int32_t status = lay_out_as_stored(out, variable, layout->types, arrays->typelist_2 + index);
+    for (const auto &slot : slots) {
+        if (status == 0)
+            status =
+                fill_slot(out, variable, slot.what, slot.text, slot.array + index * slot.slot_bytes, slot.slot_bytes);
+    }
+    return status;
+}
+
+// The sort list as far as its keys are variables.
+void fill_sort_list(const outdbsrec *out, const release_layout *layout, const descrec *arrays) {
+    const vor_file_facts *facts = out->outhead->facts;
+    char *entries = reinterpret_cast<char *>(arrays->srtlist_4byte);
+    for (int64_t i = 0; i < facts->sort_key_count && i < out->outvars; ++i) {
+        const int32_t key = facts->sort_keys[i];
+        if (key < 1 || key > out->outvars)
+            return;
+        memcpy(entries + i * layout->sort_entry_bytes, &key, static_cast<size_t>(layout->sort_entry_bytes));
+    }
+}
+
+// The length of its parts (4), both names in slots of their width, the text and a zero byte.
+int32_t write_characteristic(outdbsrec *out, const release_layout *layout, const vor_characteristic *one) {
+    char names[2 * 129] = {};
+    const int32_t width = layout->name_bytes;
+    const int64_t length = 2 * int64_t{width} + one->text.length + 1;
+    if (one->of.length >= width || one->name.length >= width || length > INT32_MAX)
+        return fail_output(out, "%%1zA characteristic of %.*s is too long for a Stata file.",
+                           static_cast<int32_t>(one->of.length < width ? one->of.length : width), one->of.bytes);
+    memcpy(names, one->of.bytes, static_cast<size_t>(one->of.length));
+    memcpy(names + width, one->name.bytes, static_cast<size_t>(one->name.length));
+    const auto length_field = static_cast<int32_t>(length);
+    const struct {
+        const void *bytes;
+        int64_t length;
+    } parts[] = {{"<ch>", 4}, {&length_field, 4}, {names, 2 * width}, {one->text.bytes, one->text.length},
+                 {"", 1},     {"</ch>", 5}};
+    for (const auto &part : parts) {
+        if (part.length > 0 && mivex_write(out->mivex_outfd, part.bytes, part.length) < 0)
+            return ERROR_WRITE;
+    }
+    return 0;
+}
+
+int32_t write_characteristics(outdbsrec *out, const release_layout *layout) {
+    int32_t status = open_section(out, MAP_CHARACTERISTICS, "<characteristics>");
+    const vor_file_facts *facts = out->outhead->facts;
+    for (int64_t i = 0; facts != nullptr && i < facts->characteristic_count && status == 0; ++i)
+        status = write_characteristic(out, layout, &facts->characteristics[i]);
+    if (status != 0)
+        return status;
+    return mivex_write(out->mivex_outfd, "</characteristics>", wzstlen("</characteristics>")) < 0 ? ERROR_WRITE : 0;
+}
+
 // Fills the slots of the variable with that index. The arena is for its table of value labels.
 int32_t describe_variable(outdbsrec *out, outvarrec *variable, const release_layout *layout, int64_t index,
                           const descrec *arrays, session_arena *arena) {
+    if (variable->facts != nullptr)
+        return describe_as_stored(out, variable, layout, index, arrays);
     symbolstruct *symbol = variable->outinsymbol;
     const storage_rule *rule = find_rule(symbol->symtype);
     char *name = output_name(out, symbol);
@@ -260,14 +385,14 @@ int32_t write_descriptors(outdbsrec *out, const release_layout *layout, const de
          variables * layout->name_bytes},
         {MAP_VARIABLE_LABELS, "<variable_labels>", "</variable_labels>", arrays->labels,
          variables * layout->variable_label_bytes},
-        {MAP_CHARACTERISTICS, "<characteristics>", "</characteristics>", "", 0},
     };
     for (const section &part : sections) {
         const int32_t status = write_section(out, &part);
         if (status != 0)
             return status;
     }
-    return open_section(out, MAP_DATA, "<data>");
+    const int32_t status = write_characteristics(out, layout);
+    return status != 0 ? status : open_section(out, MAP_DATA, "<data>");
 }
 
 // The descriptors; outhead and outvars are set before. 0, ERROR_MEMORY, ERROR_WRITE or ERROR_SEEK.
@@ -289,6 +414,8 @@ int32_t doutmakevars(outdbsrec *out) {
         record_bytes += variable->outnamelength;
         ++index;
     }
+    if (out->outhead->facts != nullptr)
+        fill_sort_list(out, layout, &arrays);
     status = write_descriptors(out, layout, &arrays);
     if (status != 0)
         return status;
@@ -306,6 +433,7 @@ int32_t outmakerecord(outdbsrec *out) {
     out->outhead = static_cast<outheadrec *>(h_malloc1(out->self, sizeof(outheadrec)));
     if (out->outhead == nullptr)
         return ERROR_MEMORY;
+    out->outhead->facts = facts_to_write(out->self);
     out->outbylastrec = WRITTEN_LAYOUT;
     determine_outvars(out);
     int32_t status = doutmakedbs_v15(out);

@@ -34,7 +34,7 @@ outnamefunct_type find_encoder(int32_t code) {
         if (entry.code == code)
             return entry.encoder;
     }
-    return nullptr;
+    return code >= OUTPUT_STORED ? find_stored_encoder(code - OUTPUT_STORED) : nullptr;
 }
 
 // 1 to 26 for a missing value with a letter, 0 for the plain one.
@@ -95,6 +95,13 @@ void writeit(outdbsrec *out, outvarrec *variable, const void *value) {
 
 int32_t endoutrec(outdbsrec *out) {
     out->outtotal += 1;
+    const outheadrec *head = out->outhead;
+    if (head->unfit != nullptr)
+        return fail_output(out, "%%1zThe value of %.128s at obs %lld does not fit the type it is to be stored in.",
+                           static_cast<const char *>(head->unfit->outinsymbol->symname),
+                           static_cast<long long>(out->outtotal));
+    if (head->long_string_status != 0)
+        return head->long_string_status;
     if (out->outbuffcurr != out->outbuffnum - 1) {
         out->outbuffptr += out->outreclen;
         out->outbuffcurr += 1;

@@ -1,6 +1,7 @@
 // The writer of Stata files: the beginning with its descriptors, the observations, the end.
 #pragma once
 
+#include "imglue_errors.h"
 #include "imstata_records.h"
 #include "output_records.h"
 
@@ -23,6 +24,7 @@ enum output_type : int32_t {
     OUTPUT_DATE = 15,
     OUTPUT_TIME = 18,
     OUTPUT_DATETIME = 19,
+    OUTPUT_STORED = 30, // as the host's facts say: from here on by stored_type
 };
 
 // What the end of the export goes back to.
@@ -31,6 +33,10 @@ struct outheadrec {
     int32_t header_length;      // bytes before the map's opening tag
     int32_t offset_to_map;      // of that tag
     int64_t map_values[MAP_ENTRIES];
+    const vor_file_facts *facts;  // what the host wants written; null under the base contract
+    const release_layout *layout; // of the file
+    const outvarrec *unfit;       // the first variable with a value that its stored type cannot hold; null: none
+    int32_t long_string_status;   // of writing long strings aside
 };
 
 // outmakerecord: write everything in front of the first observation and lay out the variables of outtemphead.
@@ -76,6 +82,24 @@ void writedouble_missings(outdbsrec *out, outvarrec *variable, char *target, con
 void writedatelong_missings(outdbsrec *out, outvarrec *variable, char *target, const void *value);
 void writetime_numeric_missings(outdbsrec *out, outvarrec *variable, char *target, const void *value);
 void writedatetime_missings(outdbsrec *out, outvarrec *variable, char *target, const void *value);
+
+// Encoders of what the host's facts ask for; null for a stored type that does not exist. Numbers come in the unit in
+// which they are stored, texts as a vor_text_slot. A value that does not fit is kept in outheadrec::unfit, and the
+// observation's end fails.
+outnamefunct_type find_stored_encoder(int32_t stored);
+
+// Opens the file in which long strings wait for the end of the data. 0 or open_scratch_file's status.
+int32_t open_long_strings(outdbsrec *out);
+
+// The section of long strings, at its place behind the data. 0, ERROR_READ, ERROR_WRITE or ERROR_SEEK.
+int32_t write_long_strings(outdbsrec *out);
+
+// ERROR_OUTPUT_INVALID, with the message; format and values as mivex_sprintf takes them.
+template <class... arguments>
+int32_t fail_output(outdbsrec *out, const char *format, arguments... values) {
+    mivex_sprintf(out->message_string, format, values...);
+    return ERROR_OUTPUT_INVALID;
+}
 
 // A number as a 32-bit integer, its fraction dropped. One that 32 bits do not hold, and NaN, give the least of them,
 // which stands for no value of a Stata long.
