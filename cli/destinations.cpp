@@ -7,6 +7,7 @@
 #include <array>
 #include <filesystem>
 #include <fmt/format.h>
+#include <vector>
 
 namespace vor::cli {
 namespace {
@@ -52,10 +53,24 @@ std::optional<Destination> parse_place(const std::string &text) {
 }
 
 std::string no_data_set(const std::string &text, const char *standard_stream) {
-    return fmt::format(
-        "\"{}\" is no data set; write NAME.csv, NAME.tsv (also .gz, .xz, .zst, .zip), - for CSV on standard {}, or "
-        "LIBRARY.db:DATASET.",
-        text, standard_stream);
+    return fmt::format("\"{}\" is no data set; write NAME.csv, NAME.tsv (also .gz, .bz2, .xz, .zst, .zip), - for CSV "
+                       "on standard {}, or LIBRARY.db:DATASET.",
+                       text, standard_stream);
+}
+
+// The paths that an argument may stand for.
+std::vector<std::string> paths_of(const NamedFile &file) {
+    const std::string &argument = file.argument;
+    if (argument.empty() || argument == "-")
+        return {};
+    std::vector<std::string> paths = {argument};
+    if (file.stata && !is_stata_name(argument))
+        paths.push_back(argument + ".dta");
+    if (const size_t end = library_path_end(argument); end != std::string::npos)
+        paths.push_back(argument.substr(0, end));
+    if (const size_t equals = argument.find('='); equals != std::string::npos)
+        paths.push_back(argument.substr(equals + 1));
+    return paths;
 }
 
 [[noreturn]] void refuse(const std::string &sentence) {
@@ -112,15 +127,14 @@ std::string dataset_name(const Destination &destination, const std::string &file
     return lower_case(path.extension().string()) == ".dta" ? path.stem().string() : path.filename().string();
 }
 
-bool stands_for_file(const std::string &argument, const std::string &path) {
-    if (argument == "-")
-        return false;
-    const size_t library_end = library_path_end(argument);
-    const size_t equals = argument.find('=');
-    const std::string identity = file_identity(path);
-    return file_identity(argument) == identity || file_identity(argument + ".dta") == identity ||
-           (library_end != std::string::npos && file_identity(argument.substr(0, library_end)) == identity) ||
-           (equals != std::string::npos && file_identity(argument.substr(equals + 1)) == identity);
+void refuse_same_file(const NamedFile &output, const NamedFile &other) {
+    for (const std::string &one : paths_of(output))
+        for (const std::string &path : paths_of(other))
+            if (is_same_file(one, path))
+                refuse(fmt::format("{} and {} name the same file; {} needs one of its own.", output.what, other.what,
+                                   output.what == "--log"      ? "the log"
+                                   : output.what == "--schema" ? "the schema"
+                                                               : output.what));
 }
 
 } // namespace vor::cli

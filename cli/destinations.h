@@ -31,8 +31,18 @@ std::optional<Destination> parse_library(const std::string &text);
 // The destination's data set, by default the stem of `file`. ConversionError (usage) when that is a stream.
 std::string dataset_name(const Destination &destination, const std::string &file);
 
-// Whether an argument stands for that file: as a path, with .dta behind it, as a library with a data set, or behind
-// LIBRARY=.
-bool stands_for_file(const std::string &argument, const std::string &path);
+// A file that a run reads or writes, as an argument names it: a path, a library with a data set, or LIBRARY=PATH; empty
+// for none.
+struct NamedFile {
+    NamedFile(std::string what_it_is, std::string text, bool is_stata = false)
+        : what(std::move(what_it_is)), argument(std::move(text)), stata(is_stata) {}
+
+    std::string what; // for sentences: the argument, or its option
+    std::string argument;
+    bool stata; // may be written without .dta
+};
+
+// ConversionError (usage) when an output stands for the same file as another one of the run, through links too.
+void refuse_same_file(const NamedFile &output, const NamedFile &other);
 
 } // namespace vor::cli

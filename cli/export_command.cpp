@@ -32,6 +32,10 @@ void run_export(const ExportOptions &options, Run &run) {
     if (from_library && !options.schema.empty())
         throw ConversionError(Failure::usage,
                               "--schema goes with a CSV or TSV file; a library knows everything itself.");
+    for (const std::string &input : {place.path, options.schema})
+        refuse_same_file({"FILE", options.file, true}, {input == place.path ? "SOURCE" : "--schema", input});
+    for (const std::string &named : options.libraries.assigned_names)
+        refuse_same_file({"FILE", options.file, true}, {"--libname", named});
     RunLibraries libraries(options.libraries, {"SOURCE", from_library ? place.path : ""}, Library::Access::read);
     const std::unique_ptr<RowSource> source =
         from_library ? libraries.data()->dataset_source(dataset_name(place, options.file), run.notes())
@@ -53,7 +57,7 @@ void add_export_command(CommandLine &line) {
         ->add_option("SOURCE", options->source,
                      "NAME.csv, NAME.tsv, may be compressed, - for CSV on standard input, or LIBRARY.db[:DATASET]")
         ->required();
-    command->add_option("FILE", options->file, "Stata file (also .gz, .xz, .zst, .zip), or - for standard output")
+    command->add_option("FILE", options->file, "Stata file (also .gz, .bz2, .xz, .zst, .zip), or - for standard output")
         ->required();
     command
         ->add_option("--schema", options->schema,

@@ -53,16 +53,24 @@ void check_usage(const ImportOptions &options, const ImportPlaces &places) {
         {library && schema, "--schema goes with a CSV or TSV file; a library keeps everything itself."},
         {labels_shown && options.value_labels == "off",
          "--labels text and --labels both need the value labels that --value-labels off leaves out."},
-        {schema && file_identity(options.schema) == file_identity(destination.path),
-         "--schema and DEST name the same file; the schema needs one of its own."},
-        {schema && stands_for_file(places.files.front(), options.schema),
-         "--schema and FILE name the same file; the schema needs one of its own."},
         {options.labels == "text" && schema,
          "--schema describes a file that holds the codes; it does not go with --labels text."},
     };
     for (const auto &[broken, sentence] : rules)
         if (broken)
             throw ConversionError(Failure::usage, sentence);
+    for (const std::string &file : places.files) {
+        refuse_same_file({"DEST", destination.path}, {"FILE", file, true});
+        refuse_same_file({"--schema", options.schema}, {"FILE", file, true});
+        for (const std::string &named : options.libraries.assigned_names)
+            refuse_same_file({"--libname", named}, {"FILE", file, true});
+    }
+    refuse_same_file({"--schema", options.schema}, {"DEST", destination.path});
+    for (const std::string &named : options.libraries.assigned_names) {
+        refuse_same_file({"--schema", options.schema}, {"--libname", named});
+        if (!library)
+            refuse_same_file({"DEST", destination.path}, {"--libname", named});
+    }
 }
 
 void check_several_files(const ImportPlaces &places) {
@@ -114,11 +122,14 @@ Schema schema_of(const DataSet &description, int64_t observations, const FormatL
     return schema;
 }
 
-// Writes the schema before the file that it describes appears: a schema that cannot be written leaves neither.
+// Writes the schema too: it and the file that it describes appear together, when both are complete.
 class SchemaSink : public RowSink {
   public:
-    SchemaSink(std::string path, FormatLookup lookup, std::unique_ptr<RowSink> file)
-        : path_(std::move(path)), lookup_(std::move(lookup)), file_(std::move(file)) {}
+    SchemaSink(std::string path, const std::string &file, DelimitedOptions form)
+        : path_(std::move(path)), lookup_(form.formats) {
+        form.group = &outputs_;
+        file_ = delimited_sink(file, form);
+    }
 
     void begin(const DataSet &description) override {
         description_ = description;
@@ -129,13 +140,15 @@ class SchemaSink : public RowSink {
         file_->row(row);
     }
     void finish() override {
-        write_schema(path_, schema_of(description_, rows_, lookup_));
         file_->finish();
+        write_schema(path_, schema_of(description_, rows_, lookup_), &outputs_);
+        outputs_.commit();
     }
 
   private:
     std::string path_;
     FormatLookup lookup_;
+    OutputGroup outputs_;
     std::unique_ptr<RowSink> file_;
     DataSet description_;
     int64_t rows_ = 0;
@@ -148,10 +161,9 @@ std::unique_ptr<RowSink> text_sink(const ImportOptions &options, const Destinati
     form.raw = options.raw;
     form.labels = label_form(options.labels);
     form.formats = libraries.lookup();
-    std::unique_ptr<RowSink> file = delimited_sink(destination.path, form);
     if (options.schema.empty())
-        return file;
-    return std::make_unique<SchemaSink>(options.schema, libraries.lookup(), std::move(file));
+        return delimited_sink(destination.path, form);
+    return std::make_unique<SchemaSink>(options.schema, destination.path, form);
 }
 
 // One file, in a transaction of its own. dataset: its name in the library.
@@ -199,7 +211,7 @@ class ImportHelp : public CLI::Formatter {
         return "\nPositionals:\n"
                "  FILE ...                    Stata file, may be compressed, or - for standard input;\n"
                "                              several when DEST is a library\n"
-               "  DEST                        NAME.csv, NAME.tsv (also .gz, .xz, .zst, .zip),\n"
+               "  DEST                        NAME.csv, NAME.tsv (also .gz, .bz2, .xz, .zst, .zip),\n"
                "                              - for CSV on standard output, or LIBRARY.db[:DATASET]\n";
     }
 };

@@ -11,9 +11,11 @@
 #include <clocale>
 #include <csignal>
 #include <cstdio>
+#include <fcntl.h>
 #include <fmt/format.h>
 #include <new>
 #include <string>
+#include <unistd.h>
 #include <vector>
 
 namespace vor::cli {
@@ -85,11 +87,7 @@ void refuse_log_over_data(const CommandLine &line) {
         for (const CLI::Option *option : command->get_options())
             if (option->get_positional() || option->check_lname("schema") || option->check_lname("libname"))
                 for (const std::string &value : option->results())
-                    if (stands_for_file(value, line.common.log_file))
-                        throw ConversionError(Failure::usage,
-                                              fmt::format("--log and {} name the same file; the log needs one of its "
-                                                          "own.",
-                                                          value));
+                    refuse_same_file({"--log", line.common.log_file}, {value, value, true});
 }
 
 // Parses; throws ConversionError for wrong usage. False when all that was asked for was help or the version.
@@ -151,10 +149,18 @@ void watch_signals() {
             std::signal(signal, SIG_IGN);
 }
 
+// With one of them closed the first file that is opened would get its number, and what is written to it.
+void open_closed_streams() {
+    for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream)
+        if (fcntl(stream, F_GETFD) < 0 && open("/dev/null", O_RDWR) < 0)
+            return;
+}
+
 } // namespace
 } // namespace vor::cli
 
 int main(int count, char **arguments) {
+    vor::cli::open_closed_streams();
     // A reader that goes away and a file that may grow no further are errors of the write, told in a sentence.
     for (const int signal : {SIGPIPE, SIGXFSZ})
         std::signal(signal, SIG_IGN);

@@ -2,8 +2,8 @@
 # Completion of vordta for zsh: sub-commands, options, their values, and files of the kinds that each place takes.
 
 local -a encodings=(utf-8 wlatin1 latin1 us-ascii windows-1250 windows-1251 shift-jis euc-kr gb18030)
-local stata='_files -g "*.dta(|.gz|.xz|.zst|.zip)"' library='_files -g "*.(db|sqlite)"'
-local table='_files -g "*.((csv|tsv)(|.gz|.xz|.zst|.zip)|db|sqlite)"'
+local stata='_files -g "*.dta(|.gz|.bz2|.xz|.zst|.zip)"' library='_files -g "*.(db|sqlite)"'
+local table='_files -g "*.((csv|tsv)(|.gz|.bz2|.xz|.zst|.zip)|db|sqlite)"'
 
 local -a common=(
   "--session-encoding[encoding of the host session]:encoding:($encodings)"
@@ -41,18 +41,18 @@ case $words[1] in
       '--value-labels[turn value labels into user formats]:whether:(on off)' \
       '--raw[dates as days, date-times and times as seconds]' \
       '--limit[stop after N observations]:N: ' \
-      "1:Stata file:$stata" '*:data set or Stata file:_files -g "*.((csv|tsv|dta)(|.gz|.xz|.zst|.zip)|db|sqlite)"'
+      "1:Stata file:$stata" '*:data set or Stata file:_files -g "*.((csv|tsv|dta)(|.gz|.bz2|.xz|.zst|.zip)|db|sqlite)"'
     ;;
   export)
     _arguments $common $catalogs $schema '--labels-as-names[variable labels become the names]' \
       "1:data set:$table" "2:Stata file:$stata"
     ;;
   describe)
-    _arguments $common $reading '--json[one JSON object]' '1:file:_files -g "*.(dta(|.gz|.xz|.zst|.zip)|db|sqlite)"'
+    _arguments $common $reading '--json[one JSON object]' '1:file:_files -g "*.(dta(|.gz|.bz2|.xz|.zst|.zip)|db|sqlite)"'
     ;;
   head)
     _arguments $common $reading $selection $labels '(-n --limit)'{-n,--limit}'[show N observations]:N: ' \
-      '1:file:_files -g "*.(dta(|.gz|.xz|.zst|.zip)|db|sqlite)"'
+      '1:file:_files -g "*.(dta(|.gz|.bz2|.xz|.zst|.zip)|db|sqlite)"'
     ;;
   formats)
     _arguments $common '--json[one JSON object]' "1:library:$library" '2:format: '

@@ -402,8 +402,9 @@ TEST(ImportJob, DamagedFilesAreRefusedInASentence) {
     const std::pair<std::string, const char *> files[] = {
         {"", "f.dta"},
         {"\x72", "f.dta"},
-        {"Name,age\n" + letters, "You had -> 78"},
-        {"id,name\n" + letters, "You had -> 44"}, // begins as a release does
+        {"Name,age\n" + letters, "is text, such as CSV"},
+        {"id,name\n" + letters, "is text, such as CSV"}, // begins as a release does
+        {"Name,\x01" + letters, "You had -> 78"},
         {std::string(5000, '\0'), "You had -> 0"},
         {small_file(116), "116"},
         {small_file(120), "120"},

@@ -248,7 +248,8 @@ TEST_F(LibraryTest, SaysWhyItCannotBeOpened) {
     };
     const std::string none_there = scratch.path("none/lib.db");
     EXPECT_EQ(opening(path, Access::read), "m: " + path + " cannot be opened: No such file or directory.");
-    EXPECT_EQ(opening(none_there, Access::write), "m: " + none_there + " cannot be made: No such file or directory.");
+    EXPECT_EQ(opening(none_there, Access::write),
+              "m: " + none_there + " cannot be written: No such file or directory.");
     EXPECT_EQ(opening(scratch.path("."), Access::read),
               "m: " + scratch.path(".") + " is a directory; a SQLite library was expected.");
     const std::string text = scratch.write("text.db", std::string(2000, 'x'));

@@ -201,12 +201,12 @@ TEST(DiskFiles, OpenReplaceAndRemove) {
     EXPECT_EQ(std::errc::is_a_directory, put(scratch.path("."), OpenMode::read, ""));
     EXPECT_EQ(std::errc::no_such_file_or_directory, put(path + "x", OpenMode::read, ""));
 
-    std::filesystem::permissions(path, std::filesystem::perms{0640});
+    std::filesystem::permissions(path, std::filesystem::perms{06640}); // the first digit is not copied
     std::filesystem::create_symlink("file", link);
     std::error_code error;
     const std::string beside = disk->make_beside(link, error);
     EXPECT_FALSE(put(beside, OpenMode::replace, "third"));
-    disk->replace(beside, link, error);
+    disk->replace(beside, link, Existing::replaced, error);
     EXPECT_FALSE(error) << error.message();
     EXPECT_EQ("third", file_bytes(path));
     EXPECT_EQ(std::filesystem::perms{0640}, std::filesystem::status(path).permissions());

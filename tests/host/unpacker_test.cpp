@@ -9,7 +9,7 @@
 namespace vor::test {
 namespace {
 
-constexpr const char *suffixes[] = {".gz", ".xz", ".zst", ".zip"};
+constexpr const char *suffixes[] = {".gz", ".bz2", ".xz", ".zst", ".zip"};
 
 // Text that packs to something with parts of every kind.
 std::string content() {

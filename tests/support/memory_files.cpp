@@ -154,25 +154,25 @@ std::string MemoryFiles::absolute(const std::string &path) {
     return path.starts_with('/') ? path : "/memory/" + path;
 }
 
-std::string MemoryFiles::make(const std::string &start, std::error_code &error) {
+std::string MemoryFiles::make(const std::string &start, const std::string &end, std::error_code &error) {
     if (faults_.strikes(Operation::make_temporary)) {
         error = std::make_error_code(std::errc::no_space_on_device);
         return {};
     }
-    const std::string path = start + std::to_string(++made_);
+    const std::string path = start + std::to_string(++made_) + end;
     put(path, {});
     return path;
 }
 
 std::string MemoryFiles::make_temporary(std::error_code &error) {
-    return make("/temporary/", error);
+    return make("/temporary/", "", error);
 }
 
 std::string MemoryFiles::make_beside(const std::string &path, std::error_code &error) {
-    return make(absolute(path) + ".part", error);
+    return make(absolute(path) + ".part", path.substr(path.rfind('.')), error);
 }
 
-void MemoryFiles::replace(const std::string &complete, const std::string &path, std::error_code &error) {
+void MemoryFiles::replace(const std::string &complete, const std::string &path, Existing, std::error_code &error) {
     const auto found = files_.find(absolute(complete));
     if (found == files_.end()) {
         error = std::make_error_code(std::errc::no_such_file_or_directory);

@@ -65,10 +65,11 @@ class MemoryFiles : public FileSystem {
     std::string absolute(const std::string &path) override;
     std::string make_temporary(std::error_code &error) override;
     std::string make_beside(const std::string &path, std::error_code &error) override;
-    void replace(const std::string &complete, const std::string &path, std::error_code &error) override;
+    void replace(const std::string &complete, const std::string &path, Existing existing,
+                 std::error_code &error) override;
 
   private:
-    std::string make(const std::string &start, std::error_code &error);
+    std::string make(const std::string &start, const std::string &end, std::error_code &error);
 
     Faults &faults_;
     std::map<std::string, std::shared_ptr<std::string>> files_;

@@ -20,9 +20,10 @@ void choose(archive *writer, const std::string &suffix) {
         check(writer, archive_write_set_format_zip(writer));
         return;
     }
-    check(writer, suffix == ".gz"   ? archive_write_add_filter_gzip(writer)
-                  : suffix == ".xz" ? archive_write_add_filter_xz(writer)
-                                    : archive_write_add_filter_zstd(writer));
+    check(writer, suffix == ".gz"    ? archive_write_add_filter_gzip(writer)
+                  : suffix == ".bz2" ? archive_write_add_filter_bzip2(writer)
+                  : suffix == ".xz"  ? archive_write_add_filter_xz(writer)
+                                     : archive_write_add_filter_zstd(writer));
     check(writer, archive_write_set_format_raw(writer));
 }
 

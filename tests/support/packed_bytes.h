@@ -11,7 +11,7 @@ struct Member {
     std::string bytes;
 };
 
-// The file as its suffix (.gz, .xz, .zst, .zip) says; others than .zip take one member, without its name.
+// The file as its suffix (.gz, .bz2, .xz, .zst, .zip) says; others than .zip take one member, without its name.
 std::string packed(const std::string &suffix, const std::vector<Member> &members);
 
 // What a file holds, whatever its compression; fails the test when it cannot be taken apart. The name of a file that is

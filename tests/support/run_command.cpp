@@ -58,7 +58,8 @@ int closed_pipe() {
     return ends[1];
 }
 
-[[noreturn]] void become(std::vector<std::string> words, const std::string &directory, int in, int out, int err) {
+[[noreturn]] void become(std::vector<std::string> words, const std::string &directory, int in, int out, int err,
+                         bool closed) {
     dup2(in, STDIN_FILENO);
     dup2(out, STDOUT_FILENO);
     dup2(err, STDERR_FILENO);
@@ -66,6 +67,9 @@ int closed_pipe() {
     for (std::string &word : words)
         pointers.push_back(word.data());
     pointers.push_back(nullptr);
+    if (closed)
+        for (const int stream : {STDIN_FILENO, STDERR_FILENO})
+            close(stream);
     if (directory.empty() || chdir(directory.c_str()) == 0)
         execv(pointers[0], pointers.data());
     _exit(127);
@@ -98,7 +102,7 @@ CommandResult run_command(const std::vector<std::string> &arguments, const Comma
     const auto [terminal, err_descriptor] = streams.terminal ? open_terminal() : std::pair(-1, dup(fileno(err.get())));
     const pid_t child = fork();
     if (child == 0)
-        become(words, streams.directory, fileno(in.get()), out_descriptor, err_descriptor);
+        become(words, streams.directory, fileno(in.get()), out_descriptor, err_descriptor, streams.closed);
     close(out_descriptor);
     close(err_descriptor);
     if (streams.signal != 0) {

@@ -21,6 +21,7 @@ struct CommandStreams {
     std::string input = {};       // what standard input holds
     std::string output_path = {}; // where standard output goes; empty: into the result
     bool closed_output = false;   // standard output is a pipe that nobody reads
+    bool closed = false;          // standard input and standard error are not open
     bool terminal = false;        // standard error is a terminal
     int signal = 0;               // sent to the command that long after its start, unless it has ended by then
     std::chrono::microseconds signal_after = {};

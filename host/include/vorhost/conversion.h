@@ -38,8 +38,8 @@ struct FormatPlace {
     static FormatPlace parse(const std::string &text);
 };
 
-// Reads a Stata file, which may be compressed (gzip, xz, zstd, a zip archive of one file). `file` is a path, or "-" for
-// standard input.
+// Reads a Stata file, which may be compressed (gzip, bzip2, xz, zstd, a zip archive of one file). `file` is a path, or
+// "-" for standard input.
 class ImportSession {
   public:
     struct Options {
@@ -71,8 +71,8 @@ class ImportSession {
 // Writes all observations (at most `limit`, -1 for all) into a sink and finishes it. The number written.
 int64_t import_rows(ImportSession &session, RowSink &sink, int64_t limit = -1, const Progress &progress = {});
 
-// Writes a Stata file, compressed when its name ends in .gz, .xz, .zst or .zip. `file` is a path, or "-" for standard
-// output. The target appears only with finish.
+// Writes a Stata file, compressed when its name ends in .gz, .bz2, .xz, .zst or .zip. `file` is a path, or "-" for
+// standard output. The target appears only with finish.
 class ExportSession {
   public:
     struct Options {

@@ -3,6 +3,7 @@
 
 #include <vorhost/dataset.h>
 #include <vorhost/error.h>
+#include <vorhost/files.h>
 #include <vorhost/rows.h>
 #include <vorhost/user_format.h>
 
@@ -28,11 +29,12 @@ struct DelimitedOptions {
     char separator = ',';
     bool raw = false; // numbers as they are, dates as days, date-times and times as seconds
     LabelForm labels = LabelForm::codes;
-    FormatLookup formats; // needed for labels other than codes; what it finds must last as long as the sink
+    FormatLookup formats;         // needed for labels other than codes; what it finds must last as long as the sink
+    OutputGroup *group = nullptr; // the file appears with the others of its group; null: with finish
 };
 
 // A sink that writes delimited text to `path` ("-": standard output, which gets its lines as they come), compressed
-// when its name ends in .gz, .xz, .zst or .zip. A file appears under its name only with finish. ConversionError
+// when its name ends in .gz, .bz2, .xz, .zst or .zip. A file appears under its name only with finish. ConversionError
 // (machine) with the system's words when it cannot be written.
 std::unique_ptr<RowSink> delimited_sink(const std::string &path, const DelimitedOptions &options);
 
@@ -44,7 +46,9 @@ struct Schema {
 std::string schema_json(const Schema &schema);
 Schema parse_schema(const std::string &json, const std::string &file); // ConversionError names the file and the place
 Schema read_schema(const std::string &file, const Notes &notes = {});
-void write_schema(const std::string &file, const Schema &schema); // replaced whole
+
+// The file is replaced whole, with the others of the group when there is one.
+void write_schema(const std::string &file, const Schema &schema, OutputGroup *group = nullptr);
 
 // A source over delimited text ("-": standard input), which may be compressed whatever its name. Lines may end in a
 // line feed, a carriage return or both; a byte order mark is passed over; empty lines do not count. ConversionErrors

@@ -2,8 +2,11 @@
 // error is the system's.
 #pragma once
 
+#include <vorhost/files.h>
+
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <span>
 #include <system_error>
 #include <utility>
@@ -28,6 +31,7 @@ class Descriptor {
     int number() const { return number_; }
     bool open() const { return number_ >= 0; }
     void reset(int number = -1); // closes what was held
+    int release() { return std::exchange(number_, -1); }
     void close(std::error_code &error);
 
   private:
@@ -41,5 +45,8 @@ size_t read_some_at(int descriptor, uint64_t position, std::span<char> buffer, s
 // Write everything, unless there is an error.
 void write_all(int descriptor, std::span<const char> bytes, std::error_code &error);
 void write_all_at(int descriptor, uint64_t position, std::span<const char> bytes, std::error_code &error);
+
+// Standard input or output (their descriptor) as a file that is read or written front to back.
+std::unique_ptr<ByteFile> standard_file(int descriptor, std::error_code &error);
 
 } // namespace vor

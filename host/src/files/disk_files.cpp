@@ -2,7 +2,6 @@
 
 #include "files/descriptor.h"
 #include "files/hidden_files.h"
-#include "files/unfinished_files.h"
 
 #include <vorhost/files.h>
 
@@ -15,11 +14,14 @@
 namespace vor {
 namespace {
 
+// A pipe or device goes front to back: its bytes are the next ones, whatever the position.
 class DiskFile : public ByteFile {
   public:
-    explicit DiskFile(int descriptor) : descriptor_(descriptor) {}
+    DiskFile(int descriptor, bool stream) : descriptor_(descriptor), stream_(stream) {}
 
     size_t read(uint64_t position, std::span<char> buffer, std::error_code &error) override {
+        if (stream_)
+            return at_next(position, error) ? moved(read_some(descriptor_.number(), buffer, error)) : 0;
         size_t done = 0;
         for (size_t got = 1; got > 0 && done < buffer.size(); done += got)
             got = read_some_at(descriptor_.number(), position + done, buffer.subspan(done), error);
@@ -27,22 +29,43 @@ class DiskFile : public ByteFile {
     }
 
     void write(uint64_t position, std::span<const char> bytes, std::error_code &error) override {
-        write_all_at(descriptor_.number(), position, bytes, error);
+        if (!stream_)
+            return write_all_at(descriptor_.number(), position, bytes, error);
+        if (at_next(position, error))
+            write_all(descriptor_.number(), bytes, error);
+        moved(bytes.size());
     }
 
     uint64_t size(std::error_code &error) override {
         struct stat status {};
-        if (::fstat(descriptor_.number(), &status) != 0) {
+        if (stream_)
+            error = std::make_error_code(std::errc::invalid_seek);
+        else if (::fstat(descriptor_.number(), &status) != 0)
             error = last_error();
-            return 0;
-        }
-        return static_cast<uint64_t>(status.st_size);
+        return error ? 0 : static_cast<uint64_t>(status.st_size);
+    }
+
+    void store(std::error_code &error) override {
+        if (!stream_ && ::fsync(descriptor_.number()) != 0)
+            error = last_error();
     }
 
     void close(std::error_code &error) override { descriptor_.close(error); }
 
   private:
+    bool at_next(uint64_t position, std::error_code &error) const {
+        if (position != next_)
+            error = std::make_error_code(std::errc::invalid_seek);
+        return position == next_;
+    }
+    size_t moved(size_t bytes) {
+        next_ += bytes;
+        return bytes;
+    }
+
     Descriptor descriptor_;
+    bool stream_;
+    uint64_t next_ = 0; // of a stream
 };
 
 void store(const std::string &path, std::error_code &error) {
@@ -71,9 +94,10 @@ class DiskFiles : public FileSystem {
             error = last_error();
             return nullptr;
         }
-        auto file = std::make_unique<DiskFile>(descriptor);
         struct stat status {};
-        if (::fstat(descriptor, &status) == 0 && S_ISDIR(status.st_mode)) {
+        const bool known = ::fstat(descriptor, &status) == 0;
+        auto file = std::make_unique<DiskFile>(descriptor, known && !S_ISREG(status.st_mode));
+        if (known && S_ISDIR(status.st_mode)) {
             error = std::make_error_code(std::errc::is_a_directory);
             return nullptr;
         }
@@ -88,6 +112,11 @@ class DiskFiles : public FileSystem {
 
     bool exists(const std::string &path) override { return ::access(path.c_str(), F_OK) == 0; }
 
+    bool is_stream(const std::string &path) override {
+        struct stat status {};
+        return ::stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode) && !S_ISDIR(status.st_mode);
+    }
+
     std::string absolute(const std::string &path) override {
         std::error_code error;
         const std::filesystem::path full = std::filesystem::absolute(path, error);
@@ -101,21 +130,22 @@ class DiskFiles : public FileSystem {
         if (error)
             return {};
         std::string path;
-        const Descriptor file(make_hidden((folder / "vordta-").string(), path));
+        const Descriptor file(make_hidden((folder / "vordta-").string(), {}, path));
         return made(file, std::move(path), error);
     }
 
     std::string make_beside(const std::string &path, std::error_code &error) override {
         std::string hidden;
-        const Descriptor file(make_hidden_beside(file_identity(path), hidden));
+        const Descriptor file(make_hidden_beside(behind_links(path), hidden));
         return made(file, std::move(hidden), error);
     }
 
-    void replace(const std::string &complete, const std::string &path, std::error_code &error) override {
+    void replace(const std::string &complete, const std::string &path, Existing existing,
+                 std::error_code &error) override {
         store(complete, error);
         if (error)
             return;
-        if (const int code = move_into_place(complete, file_identity(path), false); code != 0)
+        if (const int code = move_into_place(complete, behind_links(path), existing == Existing::kept); code != 0)
             error = {code, std::system_category()};
     }
 
@@ -124,6 +154,18 @@ class DiskFiles : public FileSystem {
 };
 
 } // namespace
+
+std::unique_ptr<ByteFile> standard_file(int descriptor, std::error_code &error) {
+    Descriptor own(::fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
+    if (!own.open())
+        error = last_error();
+    return std::make_unique<DiskFile>(own.release(), true);
+}
+
+FileSystem &machine_files() {
+    static DiskFiles files({});
+    return files;
+}
 
 std::unique_ptr<FileSystem> disk_files(std::string temporary_directory) {
     return std::make_unique<DiskFiles>(std::move(temporary_directory));

@@ -193,12 +193,16 @@ void ArchiveUnpacker::open() {
     } else {
         check(archive_read_support_format_raw(reader));
         check(archive_read_support_format_empty(reader));
-        check(compression_ == Compression::xz ? archive_read_support_filter_xz(reader)
-                                              : archive_read_support_filter_zstd(reader));
+        check(compression_ == Compression::bzip2 ? archive_read_support_filter_bzip2(reader)
+              : compression_ == Compression::xz  ? archive_read_support_filter_xz(reader)
+                                                 : archive_read_support_filter_zstd(reader));
     }
     archive_read_set_read_callback(reader, read_block);
     archive_read_set_callback_data(reader, this);
     check(archive_read_open1(reader));
+    // What the library does not recognise as compressed it would give out as it is.
+    if (compression_ != Compression::zip && packed_.position() != 0 && archive_filter_count(reader) < 2)
+        packed_.fail("the file ends too early");
 }
 
 // Warnings do not count: they tell of another program that does the work, or of an odd name or length.
@@ -289,10 +293,6 @@ void ArchiveUnpacker::fail() {
 std::unique_ptr<Unpacker> unpack(Compression compression, PackedFile file) {
     if (compression == Compression::gzip)
         return std::make_unique<GzipUnpacker>(std::move(file));
-    if (compression == Compression::zip && file.size_bytes == 0)
-        throw ConversionError(Failure::conversion, file.name +
-                                                       " is a zip archive, which can be read from a file only; name "
-                                                       "the file, or unpack it on the way: unzip -p FILE.");
     return std::make_unique<ArchiveUnpacker>(compression, std::move(file));
 }
 

@@ -18,7 +18,7 @@ struct PackedFile {
     // Reads bytes at a position; 0 at the end. May throw. Only zip archives are not read front to back.
     std::function<size_t(uint64_t position, std::span<char> buffer)> read;
 
-    uint64_t size_bytes = 0; // 0: not known, so that nothing can be read but front to back
+    uint64_t size_bytes = 0; // of a zip archive, whose list of files stands at its end
 };
 
 class Unpacker {

@@ -1,16 +1,16 @@
 // An export, in the order that the access object asks for: mode, name, statements, open, variables, observations,
 // close, delete; then the finished file takes its place.
+#include "files/output_file.h"
 #include "jobs/access_object.h"
 #include "jobs/export_observation.h"
 #include "jobs/export_variables.h"
-#include "jobs/file_names.h"
-#include "jobs/replacing_files.h"
-#include "jobs/standard_streams.h"
+#include "jobs/stata_files.h"
 #include "jobs/user_formats.h"
 
 #include <vorhost/ascii.h>
 #include <vorhost/conversion.h>
 
+#include <filesystem>
 #include <fmt/format.h>
 
 namespace vor {
@@ -24,35 +24,76 @@ FormatPlace whole_place(const FormatPlace &place) {
     return {place.library.empty() ? "WORK" : place.library, place.catalog.empty() ? "FORMATS" : place.catalog};
 }
 
+// Where the module writes: a pending file that it opens by name, or a reference to an output that is written front to
+// back.
+class ExportTarget {
+  public:
+    // A stream of that very name is written into; a file gets the extension.
+    ExportTarget(const std::string &file, FileSystem &files)
+        : path_(OutputFile::is_streamed(file, files) ? file : stata_path(file)) {
+        const std::string content = unpacked_stata_path(file);
+        if (path_ == content && !OutputFile::is_streamed(path_, files) && is_module_path(path_, files))
+            pending_ = std::make_unique<PendingFile>(files, path_);
+        else
+            output_ =
+                std::make_unique<OutputFile>(path_, nullptr, files, std::filesystem::path(content).filename().string());
+    }
+
+    std::string shown_name() const { return path_ == standard_stream ? "standard output" : path_; }
+
+    // Tells the object's host; the name for the object.
+    std::string assign(Host &host) {
+        if (pending_)
+            return pending_->path();
+        host.assign_reference(output_reference, std::make_unique<OutputStream>(*output_, stream_));
+        return output_reference;
+    }
+    bool is_reference() const { return output_ != nullptr; }
+
+    // Closes the object, which writes to a reference only now. What the output failed of is known better than the
+    // module can say it.
+    void close(AccessObject &object) {
+        stream_->open = true;
+        const int32_t code = object.close();
+        stream_->open = false;
+        if (stream_->failure)
+            std::rethrow_exception(stream_->failure);
+        object.check(code);
+    }
+
+    void finish() {
+        if (pending_)
+            pending_->put_in_place();
+        else
+            output_->finish();
+    }
+
+  private:
+    std::string path_;
+    std::unique_ptr<PendingFile> pending_;
+    std::unique_ptr<OutputFile> output_;
+    std::shared_ptr<OutputStream::State> stream_ = std::make_shared<OutputStream::State>();
+};
+
 } // namespace
 
 struct ExportSession::State {
-    std::unique_ptr<FileSystem> disk; // when the host brings no files
-    ReplacingFiles files;
+    ExportTarget target;
     ExportedFormats formats;
-    bool to_stream;
-    std::shared_ptr<bool> stream_open = std::make_shared<bool>(true);
     AccessObject object;
     ExportVariables variables;
     ExportObservation observation;
 
     State(const HostOptions &host, const Options &options, const std::string &file, const DataSet &description)
-        : disk(host.files ? nullptr : disk_files()),
-          files(base(host), base(host).absolute(unpacked_stata_path(file)), base(host).absolute(stata_path(file))),
-          formats(host.catalogs, whole_place(options.formats)), to_stream(file == standard_stream),
-          object(prepared(host, options), to_stream ? "standard output" : stata_path(file)),
+        : target(file, host.files ? *host.files : machine_files()),
+          formats(host.catalogs, whole_place(options.formats)), object(prepared(host, options), target.shown_name()),
           variables(object.host(), description, options.labels_as_names, formats, noter()),
           observation(object.host(), variables.columns()) {
         note_losses(options, description);
-        start(options, to_stream ? output_reference : unpacked_stata_path(file));
+        start(options, target.assign(object.host()));
     }
 
-    ~State() { *stream_open = false; }
-
-    FileSystem &base(const HostOptions &host) { return host.files ? *host.files : *disk; }
-
     HostOptions prepared(HostOptions host, const Options &options) {
-        host.files = &files;
         host.catalogs = host.catalogs ? &formats : nullptr;
         host.statements = format_statement(options.formats);
         if (lower_case(host.session_encoding) != file_encoding)
@@ -73,11 +114,9 @@ struct ExportSession::State {
     }
 
     void start(const Options &options, const std::string &name) {
-        if (to_stream)
-            object.host().assign_reference(name, std::make_unique<StandardOutput>(stream_open));
         object.set_outmode(options.labels_as_names ? OUTMODE_WRITE_LABELS : 0);
         const int32_t named = object->set_fname(object.get(), name.c_str(), static_cast<int32_t>(name.size()));
-        if (!(to_stream && named == HOST_NAME_NO_EXTENSION))
+        if (!(target.is_reference() && named == HOST_NAME_NO_EXTENSION))
             object.check(named);
         object.check(object->parseexproc(object.get(), nullptr));
         object.open();
@@ -92,11 +131,10 @@ struct ExportSession::State {
     }
 
     void finish() {
-        object.check(object.close());
+        target.close(object);
         object.note_remarks();
         observation.report(variables.variables(), noter());
-        if (!to_stream)
-            files.commit();
+        target.finish();
     }
 };
 

@@ -1,8 +1,7 @@
 // An import, in the order that the access object asks for: mode, name, statements, open, variables, observations until
 // the end of data, close, delete.
 #include "jobs/access_object.h"
-#include "jobs/file_names.h"
-#include "jobs/stata_input.h"
+#include "jobs/stata_files.h"
 #include "jobs/user_formats.h"
 #include "text/utf8.h"
 
@@ -298,10 +297,7 @@ struct ImportSession::State {
 };
 
 ImportSession::ImportSession(HostOptions host, const Options &options, const std::string &file) {
-    std::unique_ptr<FileSystem> disk;
-    if (!host.files)
-        disk = disk_files();
-    StataInput input = open_stata_input(file, host.files ? *host.files : *disk);
+    StataInput input = open_stata_input(file, host.files ? *host.files : machine_files());
     choose_encodings(host, options, input.head);
     state_ = std::make_unique<State>(host, options, std::move(input));
 }

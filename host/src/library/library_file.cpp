@@ -1,7 +1,7 @@
 #include "library/library_file.h"
 
 #include "files/hidden_files.h"
-#include "files/unfinished_files.h"
+#include "files/output_file.h"
 #include "library/datasets.h"
 #include "library/format_catalogs.h"
 #include "library/library_tables.h"
@@ -10,12 +10,10 @@
 #include <vorhost/error.h>
 #include <vorhost/library.h>
 
-#include <cerrno>
 #include <filesystem>
 #include <fmt/format.h>
 #include <map>
 #include <system_error>
-#include <unistd.h>
 
 namespace vor {
 
@@ -25,11 +23,6 @@ constexpr const char *in_memory = ":memory:";
 
 std::string journal_of(const std::string &database) {
     return database + "-journal";
-}
-
-[[noreturn]] void fail_to_make(const std::string &path, int code) {
-    throw ConversionError(Failure::machine,
-                          fmt::format("{} cannot be made: {}.", path, std::system_category().message(code)));
 }
 
 } // namespace
@@ -87,40 +80,35 @@ LibraryFile::LibraryFile(const std::string &path, Access access) : path_(path), 
 
 LibraryFile::~LibraryFile() {
     database_.reset();
-    if (!partial_.empty()) {
-        remove_hidden(partial_);
-        remove_hidden(journal_of(partial_));
-    }
+    if (pending_)
+        remove_hidden(journal_of(pending_->path()));
 }
 
 void LibraryFile::open_new() {
-    const int descriptor = make_hidden_beside(path_, partial_);
-    if (descriptor < 0)
-        fail_to_make(path_, errno);
-    close(descriptor);
-    remember_unfinished(journal_of(partial_)); // it comes and goes
+    pending_ = std::make_unique<PendingFile>(machine_files(), path_);
+    remember_unfinished(journal_of(pending_->path())); // it comes and goes
     try {
-        database_ = std::make_unique<Database>(partial_, path_, false);
+        database_ = std::make_unique<Database>(pending_->path(), path_, false);
     } catch (...) {
-        remove_hidden(partial_);
-        forget_unfinished(journal_of(partial_));
+        forget_unfinished(journal_of(pending_->path()));
         throw;
     }
 }
 
 // SQLite finds a file's journal by the name it was opened under, so the file is closed while it is moved.
 void LibraryFile::put_in_place() {
-    if (partial_.empty())
+    if (!pending_)
         return;
     database_.reset();
-    const int code = move_into_place(partial_, path_, true);
-    if (code != 0)
-        remove_hidden(partial_);
-    forget_unfinished(journal_of(partial_));
-    partial_.clear();
-    database_ = std::make_unique<Database>(code == 0 ? path_ : std::string(in_memory), path_, code != 0);
-    if (code != 0)
-        fail_to_make(path_, code);
+    const std::unique_ptr<PendingFile> pending = std::move(pending_);
+    forget_unfinished(journal_of(pending->path()));
+    try {
+        pending->put_in_place(Existing::kept);
+    } catch (...) {
+        database_ = std::make_unique<Database>(in_memory, path_, true);
+        throw;
+    }
+    database_ = std::make_unique<Database>(path_, path_, false);
 }
 
 std::vector<std::string> LibraryFile::dataset_names() const {

@@ -2,6 +2,7 @@
 // open; what its tables hold is in the other files of this folder.
 #pragma once
 
+#include "files/output_file.h"
 #include "library/database.h"
 
 #include <vorhost/library.h>
@@ -59,7 +60,7 @@ class LibraryFile : public Library, public std::enable_shared_from_this<LibraryF
 
     std::string path_;
     Access access_;
-    std::string partial_; // the file's path while it is not yet in its place; else empty
+    std::unique_ptr<PendingFile> pending_; // a new file that is not yet in its place; else null
     std::unique_ptr<Database> database_;
     int scopes_ = 0;
 };

@@ -4,7 +4,7 @@
 // which is several times faster, and the library gets the rest.
 #pragma once
 
-#include "tables/input_file.h"
+#include "files/input_file.h"
 
 #include <cstdint>
 #include <csv.h>

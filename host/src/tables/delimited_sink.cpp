@@ -1,6 +1,6 @@
 // Observations as delimited text. What each column holds is settled once, at the start; a row then goes straight into
 // the output's buffer.
-#include "tables/output_file.h"
+#include "files/output_file.h"
 #include "text/number_text.h"
 
 #include <vorhost/missing.h>
@@ -27,7 +27,8 @@ struct Column {
 
 class DelimitedSink : public RowSink {
   public:
-    DelimitedSink(const std::string &path, const DelimitedOptions &options) : options_(options), output_(path) {
+    DelimitedSink(const std::string &path, const DelimitedOptions &options)
+        : options_(options), output_(path, options.group) {
         for (const char character : {options.separator, '"', '\r', '\n'})
             needs_quotes_[static_cast<unsigned char>(character)] = true;
     }

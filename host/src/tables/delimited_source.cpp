@@ -176,7 +176,8 @@ std::string excerpt(std::string_view text) {
 class DelimitedSource : public RowSource {
   public:
     DelimitedSource(const std::string &path, char separator, const Schema *schema, const Notes &notes)
-        : file_(path, schema == nullptr), reader_(file_, separator), given_(schema != nullptr) {
+        : file_(path, {.expected = InputFile::Content::text, .repeatable = schema == nullptr}),
+          reader_(file_, separator), given_(schema != nullptr) {
         file_.tell_remark(notes);
         read_header();
         if (schema)

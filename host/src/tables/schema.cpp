@@ -6,8 +6,8 @@
 //
 // A value is a number, or a text: the value itself in a character format, else ".a", "inf" and the like. A format that
 // its text cannot hold is an object of name, width and decimals.
-#include "tables/input_file.h"
-#include "tables/output_file.h"
+#include "files/input_file.h"
+#include "files/output_file.h"
 
 #include <vorhost/missing.h>
 #include <vorhost/tables.h>
@@ -260,7 +260,7 @@ Schema parse_schema(const std::string &text, const std::string &file) {
 }
 
 Schema read_schema(const std::string &file, const Notes &notes) {
-    InputFile input(file, false);
+    InputFile input(file, {.expected = InputFile::Content::schema});
     input.tell_remark(notes);
     std::string text;
     std::array<char, 65536> piece;
@@ -272,8 +272,8 @@ Schema read_schema(const std::string &file, const Notes &notes) {
     return parse_schema(text, file);
 }
 
-void write_schema(const std::string &file, const Schema &schema) {
-    OutputFile output(file);
+void write_schema(const std::string &file, const Schema &schema, OutputGroup *group) {
+    OutputFile output(file, group);
     output.append(schema_json(schema));
     output.finish();
 }
