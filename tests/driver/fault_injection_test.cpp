@@ -4,16 +4,30 @@
 #include "memory_host.h"
 #include "stata_file_builder.h"
 
+#include <exception>
 #include <functional>
 #include <gtest/gtest.h>
+#include <new>
+#include <system_error>
 
 namespace vor::test {
 namespace {
 
 constexpr int64_t most_operations = 5000; // a run with more of one kind does not end
 
+struct FailingCatalogs : CatalogMap {
+    Written write(const std::string &library, const std::string &catalog, const UserFormat &format,
+                  bool keep_existing) override {
+        if (failure)
+            std::rethrow_exception(failure);
+        return CatalogMap::write(library, catalog, format, keep_existing);
+    }
+
+    std::exception_ptr failure; // null: none
+};
+
 struct FaultyHost : HostResources {
-    CatalogMap catalogs;
+    FailingCatalogs catalogs;
 
     HostOptions options() { return HostResources::options({.catalogs = &catalogs}); }
     void expect_nothing_left() const {
@@ -167,6 +181,33 @@ TEST(ExportFaults, AFullDiskLeavesTheOldFile) {
         EXPECT_NE(sentence, "") << "write " << n;
         EXPECT_EQ(host.files.get(target), old_content);
         EXPECT_EQ(host.files.paths(), std::vector<std::string>{target});
+        host.expect_nothing_left();
+    }
+}
+
+TEST(CatalogFaults, OfTheMachineEndAnImportAndRefusalsDoNot) {
+    const struct {
+        std::exception_ptr failure;
+        bool ends;
+    } cases[] = {
+        {std::make_exception_ptr(std::runtime_error("The library is read-only.")), false},
+        {std::make_exception_ptr(ConversionError(Failure::usage, "The library is not known.")), false},
+        {std::make_exception_ptr(ConversionError(Failure::machine, "The disk is full.")), true},
+        {std::make_exception_ptr(std::system_error(EIO, std::system_category())), true},
+        {std::make_exception_ptr(std::bad_alloc()), true},
+    };
+    for (const auto &[failure, ends] : cases) {
+        FaultyHost host;
+        host.catalogs.failure = failure;
+        host.files.put("sample.dta", samples[0]);
+        bool ended = false;
+        try {
+            ImportSession(host.options(), {}, "/memory/sample.dta").close();
+        } catch (const std::exception &) {
+            ended = true;
+        }
+        EXPECT_EQ(ended, ends);
+        EXPECT_EQ(host.log.contains(" was not stored: The library is"), !ends) << host.log.text();
         host.expect_nothing_left();
     }
 }

@@ -60,7 +60,8 @@ class FormatCatalogs {
     virtual ~FormatCatalogs() = default;
 
     // Stores a format in a catalog (both are made when they are not there); keep_existing keeps one of that name.
-    // Throws std::runtime_error with a sentence for people when the library is not known or cannot be written.
+    // Throws std::runtime_error with a sentence for people when the library is not known or refuses. A ConversionError
+    // with Failure::machine, a std::system_error and whatever is no std::runtime_error end the conversion instead.
     virtual Written write(const std::string &library, const std::string &catalog, const UserFormat &format,
                           bool keep_existing) = 0;
 

@@ -7,12 +7,15 @@
 #include <vor/imglue.h>
 #include <vor/services.h>
 #include <vorhost/ascii.h>
+#include <vorhost/error.h>
 #include <vorhost/temporal.h>
 
 #include <algorithm>
 #include <array>
 #include <exception>
 #include <fmt/format.h>
+#include <stdexcept>
+#include <system_error>
 
 namespace vor::services {
 namespace {
@@ -45,6 +48,12 @@ bool is_built_in(const std::string &plain) {
 // Also the names that the host's tables take for dates: no user format may be called so.
 bool is_known(const std::string &plain) {
     return is_built_in(plain) || temporal_class({plain, 0, 0}) != Temporal::none;
+}
+
+bool is_of_the_machine(const std::runtime_error &error) {
+    const auto *failure = dynamic_cast<const ConversionError *>(&error);
+    return failure != nullptr ? failure->failure() == Failure::machine
+                              : dynamic_cast<const std::system_error *>(&error) != nullptr;
 }
 
 } // namespace
@@ -102,7 +111,9 @@ int32_t UserFormats::xfwrfmt(const char *name, int32_t length, XFRWSTR *format) 
             return 0;
         messages_.substitute({utf8_name});
         return static_cast<int32_t>(FORMAT_NOT_REPLACED);
-    } catch (const std::exception &error) {
+    } catch (const std::runtime_error &error) {
+        if (is_of_the_machine(error))
+            throw;
         return refusal(fmt::format("The user format {} was not stored", utf8_name), error);
     }
 }
@@ -121,7 +132,9 @@ int32_t UserFormats::xfrdfmt(const char *name, int32_t length, XFRWSTR *format) 
                                              utf8_name, library, catalog));
             return static_cast<int32_t>(FORMAT_NOT_FOUND);
         }
-    } catch (const std::exception &error) {
+    } catch (const std::runtime_error &error) {
+        if (is_of_the_machine(error))
+            throw;
         return refusal(fmt::format("The user format {} was not read", utf8_name), error);
     }
     int left_out = 0;

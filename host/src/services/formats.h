@@ -23,7 +23,8 @@ class UserFormats {
     UserFormats(FormatCatalogs *catalogs, FormatEncodings encodings, Messages &messages)
         : catalogs_(catalogs), encodings_(encodings), messages_(messages) {}
 
-    // The services. What a catalog refuses is logged, and the module goes on without the format.
+    // The services. What a catalog refuses is logged, and the module goes on without the format. A failure of the
+    // machine (a full disk, no memory) goes on through the module as the exception that it is, and ends the conversion.
     int32_t xfrname(const char *name, int32_t length, char kind, int32_t zero, int32_t *known) const;
     int32_t xfrdfmt(const char *name, int32_t length, XFRWSTR *format);
     int32_t xfwrfmt(const char *name, int32_t length, XFRWSTR *format);
