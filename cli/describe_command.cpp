@@ -46,9 +46,8 @@ std::string variables_text(const Description &description) {
         {{"#", right}, {"Name", left}, {"Type", left}, {"Length", right}, {"Format", left}, {"Label", left}});
     size_t ordinal = 0;
     for (const Variable &variable : description.data_set.variables)
-        table.add({fmt::format("{}", ++ordinal), variable.name,
-                   variable.kind == ValueKind::numeric ? "numeric" : "character", fmt::format("{}", variable.length),
-                   format_text(variable.format), variable.label});
+        table.add({fmt::format("{}", ++ordinal), variable.name, kind_name(variable.kind),
+                   fmt::format("{}", variable.length), format_text(variable.format), variable.label});
     return "\n" + table.take();
 }
 

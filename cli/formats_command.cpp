@@ -62,16 +62,12 @@ std::vector<Catalog> read_catalogs(const Library &library, const std::string &wa
     return catalogs;
 }
 
-const char *kind_text(const UserFormat &format) {
-    return format.kind == ValueKind::numeric ? "numeric" : "character";
-}
-
 std::string list_text(const std::vector<Catalog> &catalogs) {
     TextTable table({{"Catalog"}, {"Format"}, {"Type"}, {"Values", TextTable::Side::right}, {"First label"}});
     for (const Catalog &catalog : catalogs)
         for (const UserFormat &format : catalog.formats) {
             const bool labelled = !format.ranges.empty() && !format.ranges.front().labels.empty();
-            table.add({catalog.name, format.name, kind_text(format), fmt::format("{}", format.ranges.size()),
+            table.add({catalog.name, format.name, kind_name(format.kind), fmt::format("{}", format.ranges.size()),
                        labelled ? format.ranges.front().labels.front() : ""});
         }
     return table.take();
@@ -83,8 +79,8 @@ std::string format_detail(const Catalog &catalog) {
     for (const FormatRange &range : format.ranges)
         for (const std::string &label : range.labels)
             table.add({range_text(range), label});
-    return fmt::format("{}.{} ({}{})\n\n{}", display_text(catalog.name), display_text(format.name), kind_text(format),
-                       format.multilabel ? ", several labels for a value" : "", table.take());
+    return fmt::format("{}.{} ({}{})\n\n{}", display_text(catalog.name), display_text(format.name),
+                       kind_name(format.kind), format.multilabel ? ", several labels for a value" : "", table.take());
 }
 
 void run_formats(const FormatsOptions &options) {

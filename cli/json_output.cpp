@@ -36,10 +36,6 @@ Json ranges_json(const UserFormat &format) {
     return entries;
 }
 
-const char *kind_name(ValueKind kind) {
-    return kind == ValueKind::numeric ? "numeric" : "character";
-}
-
 Json variable_json(const Variable &variable, const UserFormat *format) {
     Json shown = {{"name", variable.name},
                   {"type", kind_name(variable.kind)},

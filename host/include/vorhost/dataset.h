@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -9,6 +10,10 @@
 namespace vor {
 
 enum class ValueKind { numeric, character };
+
+// "numeric" or "character", as it stands wherever a description is written down, and back: nothing for another word.
+const char *kind_name(ValueKind kind);
+std::optional<ValueKind> kind_of_name(std::string_view name);
 
 // A display or input format. An empty name means the standard format of that width and decimals.
 struct Format {

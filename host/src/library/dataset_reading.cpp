@@ -31,7 +31,7 @@ void load_variables(Database &database, StoredDataset &dataset) {
                       static_cast<int>(rows.integer(column + 2))};
     };
     while (rows.step()) {
-        const ValueKind kind = rows.text(2) == "numeric" ? ValueKind::numeric : ValueKind::character;
+        const ValueKind kind = kind_of_name(rows.text(2)).value_or(ValueKind::character);
         dataset.description.variables.push_back({std::string(rows.text(0)), std::string(rows.text(1)), kind,
                                                  static_cast<int>(rows.integer(3)), format_at(4), format_at(7)});
         if (dataset.tables.empty() || dataset.tables.back().name != rows.text(10))

@@ -116,7 +116,7 @@ void store_variable(Database &database, int64_t dataset, size_t position, const 
     Statement &row = database.kept("INSERT INTO vor_variables VALUES(?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9, ?10, ?11, "
                                    "?12, ?13, ?14)");
     row.bind(0, dataset).bind(1, static_cast<int64_t>(position)).bind(2, variable.name).bind(3, variable.label);
-    row.bind(4, std::string_view(variable.kind == ValueKind::numeric ? "numeric" : "character"));
+    row.bind(4, std::string_view(kind_name(variable.kind)));
     row.bind(5, variable.length);
     row.bind(6, variable.format.name).bind(7, variable.format.width).bind(8, variable.format.decimals);
     row.bind(9, variable.informat.name).bind(10, variable.informat.width).bind(11, variable.informat.decimals);

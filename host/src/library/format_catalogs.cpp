@@ -13,8 +13,6 @@ namespace vor {
 
 namespace {
 
-constexpr const char *kind_names[] = {"numeric", "character"};
-
 std::vector<std::string> names_of(Statement statement) {
     std::vector<std::string> names;
     while (statement.step())
@@ -69,7 +67,7 @@ int64_t format_number(Database &database, const std::string &catalog, const User
                   "WHERE format_id = ?1")
             .bind(0, number)
             .bind(1, std::string_view(format.name))
-            .bind(2, std::string_view(kind_names[static_cast<size_t>(format.kind)]))
+            .bind(2, std::string_view(kind_name(format.kind)))
             .bind(3, format.multilabel ? 1 : 0)
             .bind(4, format.default_width)
             .run();
@@ -79,7 +77,7 @@ int64_t format_number(Database &database, const std::string &catalog, const User
         .kept("INSERT INTO vor_formats(catalog_id, name, type, multilabel, default_width) VALUES(?1, ?2, ?3, ?4, ?5)")
         .bind(0, catalog_number(database, catalog))
         .bind(1, std::string_view(format.name))
-        .bind(2, std::string_view(kind_names[static_cast<size_t>(format.kind)]))
+        .bind(2, std::string_view(kind_name(format.kind)))
         .bind(3, format.multilabel ? 1 : 0)
         .bind(4, format.default_width)
         .run();
@@ -139,7 +137,7 @@ bool load_format(Database &database, const std::string &catalog, const std::stri
     row.bind(0, number).step();
     format = {};
     format.name = row.text(0);
-    format.kind = row.text(1) == kind_names[0] ? ValueKind::numeric : ValueKind::character;
+    format.kind = kind_of_name(row.text(1)).value_or(ValueKind::character);
     format.multilabel = row.integer(2) != 0;
     format.default_width = static_cast<int>(row.integer(3));
     load_ranges(database, number, format);

@@ -4,15 +4,18 @@
 #include <vorhost/user_format.h>
 
 #include <algorithm>
+#include <array>
 #include <bit>
 #include <charconv>
 #include <unordered_map>
+#include <utility>
 
 namespace vor {
 
 namespace {
 
 constexpr size_t longest_format_name = 32;
+constexpr std::array kinds = {std::pair{ValueKind::numeric, "numeric"}, std::pair{ValueKind::character, "character"}};
 
 bool is_name_character(char character) {
     return is_digit(character) || is_letter(character) || character == '_';
@@ -41,6 +44,17 @@ bool same_value(const FormatValue &left, const FormatValue &right) {
 }
 
 } // namespace
+
+const char *kind_name(ValueKind kind) {
+    return kinds[static_cast<size_t>(kind)].second;
+}
+
+std::optional<ValueKind> kind_of_name(std::string_view name) {
+    for (const auto &[kind, word] : kinds)
+        if (name == word)
+            return kind;
+    return std::nullopt;
+}
 
 std::string format_text(const Format &format) {
     if (format.name.empty() && format.width == 0)

@@ -24,7 +24,6 @@ namespace {
 using nlohmann::json;
 using nlohmann::ordered_json;
 
-constexpr const char *kind_names[] = {"numeric", "character"};
 constexpr size_t largest_schema_bytes = size_t{1} << 30;
 
 ordered_json format_json(const Format &format) {
@@ -53,7 +52,7 @@ ordered_json user_format_json(const UserFormat &format) {
         ranges.push_back(std::move(entry));
     }
     return {{"name", format.name},
-            {"type", kind_names[static_cast<size_t>(format.kind)]},
+            {"type", kind_name(format.kind)},
             {"multilabel", format.multilabel},
             {"width", format.default_width},
             {"ranges", std::move(ranges)}};
@@ -117,10 +116,8 @@ const json *array_of(const json &value, const Place &place) {
 
 ValueKind kind_of(const json &value, const Place &place) {
     const std::string text = text_of(value, place);
-    for (size_t i = 0; i < std::size(kind_names); ++i) {
-        if (text == kind_names[i])
-            return static_cast<ValueKind>(i);
-    }
+    if (const auto kind = kind_of_name(text))
+        return *kind;
     place.refuse(fmt::format("\"{}\" is neither \"numeric\" nor \"character\"", text));
 }
 
@@ -224,7 +221,7 @@ std::string schema_json(const Schema &schema) {
     ordered_json variables = ordered_json::array();
     for (const Variable &variable : schema.description.variables)
         variables.push_back({{"name", variable.name},
-                             {"type", kind_names[static_cast<size_t>(variable.kind)]},
+                             {"type", kind_name(variable.kind)},
                              {"length", variable.length},
                              {"label", variable.label},
                              {"format", format_json(variable.format)},
