@@ -2,7 +2,6 @@
 #include "commands.h"
 #include "destinations.h"
 #include "display.h"
-#include "json_output.h"
 
 #include <vorhost/ascii.h>
 #include <vorhost/library.h>
