@@ -69,8 +69,10 @@ class BuiltFormats : public UserFormats {
         variable.innamename = name;
     }
     void add(const std::string &value, const std::string &label) {
-        create_value_list_entry_character(self.get(), value.data(), static_cast<std::int32_t>(value.size()),
-                                          static_cast<std::int32_t>(label.size()), label.data(), &list, &last);
+        ASSERT_EQ(create_value_list_entry_character(self.get(), value.data(), static_cast<std::int32_t>(value.size()),
+                                                    static_cast<std::int32_t>(label.size()), label.data(), &list,
+                                                    &last),
+                  DONE);
     }
     std::int32_t build(const char *format, std::int32_t is_number) {
         return mivex_build_format_entry(self.get(), &variable, list, format, is_number);

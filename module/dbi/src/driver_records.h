@@ -19,27 +19,31 @@ struct innamerecord;
 struct outdbsrec;
 struct outvarrec;
 
-// Internal status codes; 0 is success. Only the access object turns them into host return codes.
-inline constexpr int32_t ERROR_MEMORY = -1;
-inline constexpr int32_t ERROR_READ = -2;
-inline constexpr int32_t ERROR_WRITE = -3;
-inline constexpr int32_t ERROR_SEEK = -4;
-inline constexpr int32_t ERROR_POSITION_SIZE = -5;
-inline constexpr int32_t ERROR_BUFFER_SIZE = -6;
-inline constexpr int32_t ERROR_NO_TRANSCODING = -7;
-inline constexpr int32_t ERROR_REPORTED = -8;
-inline constexpr int32_t ERROR_INPUT_INVALID = -1000;
-inline constexpr int32_t ERROR_END_OF_FILE = -1001;
-inline constexpr int32_t ERROR_VARIABLE_TYPE = -1002;
-inline constexpr int32_t ERROR_INPUT_UNSUITABLE = -1003;
-inline constexpr int32_t ERROR_OUTPUT_INVALID = -2000;
-inline constexpr int32_t ERROR_NO_VARIABLES = -2001;
-inline constexpr int32_t ERROR_TOO_MANY_VARIABLES = -2002;
-inline constexpr int32_t ERROR_TOO_MANY_RECORDS = -2003;
-inline constexpr int32_t ERROR_TEMP_OPEN = -3000;
-inline constexpr int32_t ERROR_TEMP_ASSIGN = -3001;
-inline constexpr int32_t ERROR_AUX_OPEN = -3002;
-inline constexpr int32_t ERROR_AUX_ASSIGN = -3003;
+// What an internal routine says of its work. Whoever calls it goes up with a failure, "if (const status s = ...) return
+// s;", and only the access object turns it into a host return code.
+enum [[nodiscard]] status : int32_t{
+    DONE = 0,
+    ERROR_MEMORY = -1,
+    ERROR_READ = -2,
+    ERROR_WRITE = -3,
+    ERROR_SEEK = -4,
+    ERROR_POSITION_SIZE = -5,
+    ERROR_BUFFER_SIZE = -6,
+    ERROR_NO_TRANSCODING = -7,
+    ERROR_REPORTED = -8,
+    ERROR_INPUT_INVALID = -1000,
+    ERROR_END_OF_FILE = -1001,
+    ERROR_VARIABLE_TYPE = -1002,
+    ERROR_INPUT_UNSUITABLE = -1003,
+    ERROR_OUTPUT_INVALID = -2000,
+    ERROR_NO_VARIABLES = -2001,
+    ERROR_TOO_MANY_VARIABLES = -2002,
+    ERROR_TOO_MANY_RECORDS = -2003,
+    ERROR_TEMP_OPEN = -3000,
+    ERROR_TEMP_ASSIGN = -3001,
+    ERROR_AUX_OPEN = -3002,
+    ERROR_AUX_ASSIGN = -3003,
+};
 
 // In transit between driver and conversion layer: a missing number, and the ends of a format range.
 inline constexpr double RANGE_LOW = -1e300;
@@ -224,18 +228,18 @@ struct indbsinfo {
 // The driver's entry points, in slot order. Results are internal status codes.
 struct native_procs {
     void (*get_extend_info)(indbsrec *in, const char *pseudo_extension, indbsinfo *info);
-    int32_t (*dindbssetup)(indbsrec *in);
+    status (*dindbssetup)(indbsrec *in);
     const char *(*driver_default_extension)();
-    int32_t (*re_initbuffer)(indbsrec *in);
-    int32_t (*initbuffer)(indbsrec *in);
-    int32_t (*getrecord)(indbsrec *in);
+    status (*re_initbuffer)(indbsrec *in);
+    status (*initbuffer)(indbsrec *in);
+    status (*getrecord)(indbsrec *in);
     void (*readit)(indbsrec *in, innamerecord *variable, void *output, int32_t length);
-    int32_t (*outmakerecord)(outdbsrec *out);
-    int32_t (*initoutbuffer)(outdbsrec *out);
-    int32_t (*beginoutrec)(outdbsrec *out);
+    status (*outmakerecord)(outdbsrec *out);
+    status (*initoutbuffer)(outdbsrec *out);
+    status (*beginoutrec)(outdbsrec *out);
     void (*writeit)(outdbsrec *out, outvarrec *variable, const void *value);
-    int32_t (*endoutrec)(outdbsrec *out);
-    int32_t (*finoutdbs)(outdbsrec *out);
+    status (*endoutrec)(outdbsrec *out);
+    status (*finoutdbs)(outdbsrec *out);
 };
 
 // The options that the statements of a conversion set. Fields without a comment belong to the shared layout.

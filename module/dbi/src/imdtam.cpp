@@ -57,8 +57,8 @@ static int32_t gvorstmts(IMGLUE *self, void **vorstmtsp, int32_t *numstmtsp) {
     return HOST_OK;
 }
 
-static int32_t host_code(IMGLUE *self, int32_t error) {
-    return error == 0 ? HOST_OK : mivex_report_error(self, error);
+static int32_t host_code(IMGLUE *self, status error) {
+    return error == DONE ? HOST_OK : mivex_report_error(self, error);
 }
 
 // Opens the main file and learns whether its positions fit.
@@ -76,7 +76,7 @@ static int32_t open_main_file(IMGLUE *self) {
     code = xxrinfo(self->fileptr, self->logname, file_context(), WX_INFO_POSITION, 0, &info);
     if (code != HOST_OK)
         return code;
-    return host_code(self, info.poslen > WX_POSITION_BYTES ? ERROR_POSITION_SIZE : 0);
+    return host_code(self, info.poslen > WX_POSITION_BYTES ? ERROR_POSITION_SIZE : DONE);
 }
 
 static int32_t open_named_file(IMGLUE *self) {
@@ -137,14 +137,12 @@ static int32_t getvars(IMGLUE *self, int32_t *numvars, NAMELIST **namelisthead) 
 static int32_t getrow(IMGLUE *self, void **obsptr) {
     if (!is_importing(self))
         return HOST_LOGGED;
-    int32_t error = 0;
     if (self->obs_buffer_allocated == 0) {
-        error = mivex_setup_read_buffer(self);
-        if (error == 0)
-            *obsptr = self->obsptr;
+        if (const status s = mivex_setup_read_buffer(self))
+            return host_code(self, s);
+        *obsptr = self->obsptr;
     }
-    if (error == 0)
-        error = mivex_get_one_record(self);
+    const status error = mivex_get_one_record(self);
     return error == ERROR_END_OF_FILE ? HOST_END_OF_DATA : host_code(self, error);
 }
 
@@ -167,7 +165,7 @@ static int32_t putrow(IMGLUE *self, const void *outbuffer, NAMELIST * /*namelist
 static int32_t close_file(IMGLUE *self) {
     if (self->isfref == 0 && self->logname[0] != ' ')
         xxrdasg(self->logname, file_context());
-    const int32_t error = self->do_input != 0 ? 0 : mivex_finish_output(self);
+    const status error = self->do_input != 0 ? DONE : mivex_finish_output(self);
     const int32_t code = host_code(self, error);
     mivex_clean_up(self);
     return code;

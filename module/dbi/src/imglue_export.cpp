@@ -167,8 +167,7 @@ void log_text(const IMGLUE *self, outvarrec *variable, int32_t limit) {
     if (variable->outstore != nullptr)
         return;
     variable->outstore = variable;
-    xpslog("%3z   Text Truncated...  %s at obs %lld", static_cast<const char *>(variable->outinsymbol->symname),
-           static_cast<long long>(self->outptr->outtotal) + 1);
+    log_note("   Text Truncated...  %s at obs %lld", variable->outinsymbol->symname, self->outptr->outtotal + 1);
 }
 
 // Trailing white space is no part of a value, as the writer sees it: only what is left of it has to fit.
@@ -237,21 +236,20 @@ void write_number(IMGLUE *self, outvarrec *variable, const char *value, int32_t 
 
 } // namespace
 
-int32_t setup_write_scratch(IMGLUE *self) {
+status setup_write_scratch(IMGLUE *self) {
     if (self->transpipe == nullptr)
-        return 0;
+        return DONE;
     int64_t widest = 0;
     for (const outvarrec *variable = self->outptr->outallhead; variable != nullptr; variable = variable->nextoutvar)
         widest = text_limit(self, variable) > widest ? text_limit(self, variable) : widest;
     self->outptr->outtempbuff = h_malloc1(self, widest);
-    return self->outptr->outtempbuff == nullptr ? ERROR_MEMORY : 0;
+    return self->outptr->outtempbuff == nullptr ? ERROR_MEMORY : DONE;
 }
 
-int32_t mivex_write_record(IMGLUE *self, const void *observation) {
+status mivex_write_record(IMGLUE *self, const void *observation) {
     outdbsrec *out = self->outptr;
-    const int32_t status = self->nprocs->beginoutrec(out);
-    if (status != 0)
-        return status;
+    if (const status s = self->nprocs->beginoutrec(out))
+        return s;
     const auto *value = static_cast<const char *>(observation);
     for (outvarrec *variable = out->outallhead; variable != nullptr; variable = variable->nextoutvar) {
         const symbolstruct *symbol = variable->outinsymbol;
@@ -282,7 +280,7 @@ char *file_text(IMGLUE *self, const char *what, const char *text, int32_t length
             self->transpipe->Transcode(self->transpipe, text, length, self->cleanstring, TEXT_LIMIT, &converted, 0);
         if (status != NLS_OK) {
             xpmlog(MESSAGE_GROUP_CONVERSION, MESSAGE_NAME_NOT_CODED, length);
-            xpslog("%3z   %s Truncated...  %.*s", what, length, text);
+            log_note("   %s Truncated...  %.*s", what, length, text);
         }
         source = self->cleanstring;
     }
@@ -353,30 +351,29 @@ outvarrec *make_output_variable(IMGLUE *self, const NAMESTR *np, const vor_varia
 }
 
 // Facts are taken whole or not at all.
-int32_t check_facts(const IMGLUE *self, const vor_file_facts *facts, int32_t numvars) {
+status check_facts(const IMGLUE *self, const vor_file_facts *facts, int32_t numvars) {
     if (facts == nullptr)
-        return 0;
+        return DONE;
     char *message = self->outptr->message_string;
     if (!is_granted(self, WISH_STORED_NUMBERS) || !is_granted(self, WISH_WHOLE_TEXT)) {
-        mivex_sprintf(message, "%%1zThe facts of an export need the wishes for stored numbers and whole text.");
+        write_error(message, "The facts of an export need the wishes for stored numbers and whole text.");
         return ERROR_OUTPUT_INVALID;
     }
     if (facts->variable_count != numvars) {
-        mivex_sprintf(message, "%%1zThe facts of the export are those of %lld variables; it has %d.",
-                      static_cast<long long>(facts->variable_count), numvars);
+        write_error(message, "The facts of the export are those of %lld variables; it has %d.", facts->variable_count,
+                    numvars);
         return ERROR_OUTPUT_INVALID;
     }
-    return 0;
+    return DONE;
 }
 
 } // namespace
 
-int32_t namestrs_to_mivex_variables(IMGLUE *self, int32_t numvars, NAMELIST *namelisthead) {
+status namestrs_to_mivex_variables(IMGLUE *self, int32_t numvars, NAMELIST *namelisthead) {
     outdbsrec *out = self->outptr;
     const vor_file_facts *facts = facts_to_write(self);
-    const int32_t accepted = check_facts(self, facts, numvars);
-    if (accepted != 0)
-        return accepted;
+    if (const status s = check_facts(self, facts, numvars))
+        return s;
     outvarrec *last = nullptr;
     const NAMELIST *node = namelisthead;
     for (int32_t i = 0; i < numvars && node != nullptr; ++i, node = node->next) {
@@ -390,9 +387,9 @@ int32_t namestrs_to_mivex_variables(IMGLUE *self, int32_t numvars, NAMELIST *nam
             last->bigoutnext = last->nextoutvar = variable;
         last = variable;
     }
-    const int32_t status = self->nprocs->outmakerecord(out);
-    if (status != 0)
-        return status;
-    const int32_t prepared = setup_write_scratch(self);
-    return prepared != 0 ? prepared : self->nprocs->initoutbuffer(out);
+    if (const status s = self->nprocs->outmakerecord(out))
+        return s;
+    if (const status s = setup_write_scratch(self))
+        return s;
+    return self->nprocs->initoutbuffer(out);
 }

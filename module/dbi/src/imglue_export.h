@@ -13,7 +13,7 @@
 // namelisthead  may be null without variables; nothing of it is kept.
 // 0, ERROR_MEMORY, or the driver's code. Names and labels that cannot be transcoded are logged and kept as far as they
 // go; user formats that cannot be used cost their variables the value labels.
-int32_t namestrs_to_mivex_variables(IMGLUE *self, int32_t numvars, NAMELIST *namelisthead);
+status namestrs_to_mivex_variables(IMGLUE *self, int32_t numvars, NAMELIST *namelisthead);
 
 // Fills the symbol's format and informat: symformat and syminformat with a keyword (empty when the host's format has
 // none), symformlen, symformdec, syminformlen and syminformdec with the host's widths and decimals. A numeric variable
@@ -23,9 +23,9 @@ void from_vor_formats(symbolstruct *symbol, const NAMESTR *np);
 
 // setup_write_scratch: once the driver has laid the variables out, allocate what transcoding a value needs; nothing
 // without a pipeline. 0 or ERROR_MEMORY.
-int32_t setup_write_scratch(IMGLUE *self);
+status setup_write_scratch(IMGLUE *self);
 
 // mivex_write_record: convert one host observation (the variables' values one after the other, vorlen bytes each) and
 // have the driver write it. Nothing is allocated. Text that cannot be transcoded, or does not fit, is written as far
 // as it goes, and logged. 0 or the driver's code.
-int32_t mivex_write_record(IMGLUE *self, const void *observation);
+status mivex_write_record(IMGLUE *self, const void *observation);

@@ -1,5 +1,6 @@
 // Export: reads a user format from its catalog and keeps its single values with their labels. What the writer makes of
 // a value list is not known here.
+#include "imglue_errors.h"
 #include "imglue_memory.h"
 #include "imglue_number_text.h"
 #include "imglue_user_formats.h"
@@ -124,7 +125,7 @@ const ILABELSTR_NCF *label_of(const TREE *node, const range_kind *kind) {
     return reference.label != nullptr && reference.label->rectype == LABEL_TEXT ? reference.label : nullptr;
 }
 
-int32_t collect_entries(IMGLUE *self, const XFRWSTR *format, innamevaluestruct **head) {
+status collect_entries(IMGLUE *self, const XFRWSTR *format, innamevaluestruct **head) {
     innamevaluestruct *tail = nullptr;
     for (const TREE *node = format->rp; node != nullptr; node = node->rlink) {
         const range_kind *kind = kind_of(node, format->hp->type);
@@ -133,21 +134,25 @@ int32_t collect_entries(IMGLUE *self, const XFRWSTR *format, innamevaluestruct *
         if (label == nullptr || !kind->read(node, &value))
             continue;
         const char *text = reinterpret_cast<const char *>(label) + offsetof(ILABELSTR_NCF, label);
-        const int32_t status = value.text == nullptr
-                                   ? create_value_list_entry(self, value.number, label->length, text, head, &tail)
-                                   : create_value_list_entry_character(self, value.text, value.text_bytes,
-                                                                       label->length, text, head, &tail);
-        if (status != 0)
-            return status;
+        const status added = value.text == nullptr
+                                 ? create_value_list_entry(self, value.number, label->length, text, head, &tail)
+                                 : create_value_list_entry_character(self, value.text, value.text_bytes, label->length,
+                                                                     text, head, &tail);
+        if (added != DONE)
+            return added;
     }
-    return 0;
+    return DONE;
 }
 
-// Why a format gives no value list, as the log has it; null for one that does.
-const char *refusal(const HEADSTR *header) {
+// Whether a format gives no value list, which the log then says.
+bool is_refused(const HEADSTR *header, const char *name) {
     if (header->type != FORMAT_NUMERIC && header->type != FORMAT_CHARACTER)
-        return "%3zFormat %s is not either a numeric or character format.";
-    return header->multilabel != 0 ? "%3zFormat %s is MULTILABEL. It will be ignored." : nullptr;
+        log_note("Format %s is not either a numeric or character format.", name);
+    else if (header->multilabel != 0)
+        log_note("Format %s is MULTILABEL. It will be ignored.", name);
+    else
+        return false;
+    return true;
 }
 
 int32_t report_unread(const char *name, int32_t length, int32_t status) {
@@ -168,8 +173,8 @@ char *terminated_copy(IMGLUE *self, const char *bytes, int32_t length) {
 }
 
 // startvalue is a fresh copy; null without memory.
-int32_t append_entry(IMGLUE *self, char *startvalue, int32_t display_length, const char *display,
-                     innamevaluestruct **head, innamevaluestruct **tail) {
+status append_entry(IMGLUE *self, char *startvalue, int32_t display_length, const char *display,
+                    innamevaluestruct **head, innamevaluestruct **tail) {
     auto *entry = static_cast<innamevaluestruct *>(h_malloc1(self, sizeof(innamevaluestruct)));
     char *displayvalue = terminated_copy(self, display, display_length);
     if (startvalue == nullptr || entry == nullptr || displayvalue == nullptr)
@@ -179,7 +184,7 @@ int32_t append_entry(IMGLUE *self, char *startvalue, int32_t display_length, con
     entry->displayvalue = displayvalue;
     (*head == nullptr ? *head : (*tail)->nextvalue) = entry;
     *tail = entry;
-    return 0;
+    return DONE;
 }
 
 } // namespace
@@ -200,33 +205,31 @@ int32_t grab_user_format_entries(IMGLUE *self, const char *name, int32_t len, sy
     if (pool == nullptr)
         return 1;
     format.poolptr = pool;
-    const int32_t status = xfrdfmt(terminated, length, &format);
-    const char *why_not = status == 0 ? refusal(format.hp) : nullptr;
+    const int32_t unread = xfrdfmt(terminated, length, &format);
+    const bool refused = unread == 0 && is_refused(format.hp, terminated);
     const int16_t kind = symbol->symtype == CLASS_CHARACTER ? FORMAT_CHARACTER : FORMAT_NUMERIC;
-    const bool usable = status == 0 && why_not == nullptr && format.hp->type == kind;
+    const bool usable = unread == 0 && !refused && format.hp->type == kind;
     innamevaluestruct *head = nullptr;
-    const int32_t collected = usable ? collect_entries(self, &format, &head) : 0;
+    const status collected = usable ? collect_entries(self, &format, &head) : DONE;
     xmpoold(pool);
-    if (status != 0)
-        return report_unread(terminated, length, status);
-    if (why_not != nullptr) {
-        xpslog(why_not, static_cast<const char *>(terminated));
+    if (unread != 0)
+        return report_unread(terminated, length, unread);
+    if (refused)
         return 1;
-    }
-    if (collected == 0)
+    if (collected == DONE)
         symbol->headvaluelist = head;
     return collected;
 }
 
-int32_t create_value_list_entry(IMGLUE *self, double value, int32_t display_length, const char *display,
-                                innamevaluestruct **head, innamevaluestruct **tail) {
+status create_value_list_entry(IMGLUE *self, double value, int32_t display_length, const char *display,
+                               innamevaluestruct **head, innamevaluestruct **tail) {
     auto *startvalue = static_cast<char *>(h_malloc1(self, sizeof value + 1));
     if (startvalue != nullptr)
         memcpy(startvalue, &value, sizeof value);
     return append_entry(self, startvalue, display_length, display, head, tail);
 }
 
-int32_t create_value_list_entry_character(IMGLUE *self, const char *value, int32_t value_length, int32_t display_length,
-                                          const char *display, innamevaluestruct **head, innamevaluestruct **tail) {
+status create_value_list_entry_character(IMGLUE *self, const char *value, int32_t value_length, int32_t display_length,
+                                         const char *display, innamevaluestruct **head, innamevaluestruct **tail) {
     return append_entry(self, terminated_copy(self, value, value_length), display_length, display, head, tail);
 }

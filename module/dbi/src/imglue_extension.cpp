@@ -2,7 +2,7 @@
 // good as not there.
 #include "imglue_extension.h"
 
-#include "service_entries.h"
+#include "imglue_errors.h"
 
 static constexpr uint32_t SHORTEST_BLOCK = offsetof(vor_extension, granted) + sizeof vor_extension::granted;
 static constexpr uint32_t BLOCK_WITH_FACTS = offsetof(vor_extension, facts) + sizeof vor_extension::facts;
@@ -16,13 +16,13 @@ int32_t accept_extension(IMGLUE *self) {
     if (extension == nullptr)
         return HOST_OK;
     if (extension->size_bytes < SHORTEST_BLOCK) {
-        xpslog("%1zThe host's extension block has %d bytes; at least %d are expected.",
-               static_cast<int32_t>(extension->size_bytes), static_cast<int32_t>(SHORTEST_BLOCK));
+        log_error("The host's extension block has %d bytes; at least %d are expected.",
+                  static_cast<int32_t>(extension->size_bytes), static_cast<int32_t>(SHORTEST_BLOCK));
         return HOST_LOGGED;
     }
     if (extension->version != EXTENSION_VERSION) {
-        xpslog("%1zThe host's extension block has the version %d; this module knows version %d.",
-               static_cast<int32_t>(extension->version), static_cast<int32_t>(EXTENSION_VERSION));
+        log_error("The host's extension block has the version %d; this module knows version %d.",
+                  static_cast<int32_t>(extension->version), static_cast<int32_t>(EXTENSION_VERSION));
         return HOST_LOGGED;
     }
     extension->granted = extension->wishes & EVERY_WISH;

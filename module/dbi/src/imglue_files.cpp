@@ -136,7 +136,7 @@ char *mivex_hgets(char *storeptr, int32_t len, WX_FILE *fileptr) {
 
 struct copy_result {
     int32_t copied; // 1 when at least one byte was read
-    int32_t error;  // 0, ERROR_READ or ERROR_WRITE: the first failure
+    status error;   // DONE, ERROR_READ or ERROR_WRITE: the first failure
 };
 
 static copy_result copy_blocks(WX_FILE *from, WX_FILE *to) {
@@ -159,8 +159,8 @@ int32_t mivex_copy_file(WX_FILE *outfd, WX_FILE *auxfd) {
     return copy_blocks(outfd, auxfd).copied;
 }
 
-int32_t reset_datalen(IMGLUE * /*self*/, int32_t /*which*/, int64_t /*new_length*/) {
-    return 0;
+status reset_datalen(IMGLUE * /*self*/, int32_t /*which*/, int64_t /*new_length*/) {
+    return DONE;
 }
 
 void setup_xxopenparm(int32_t do_input, WX_OPENPARM *xxopenparmptr, int32_t datalen) {
@@ -180,7 +180,7 @@ int32_t asg_lname(IMGLUE *self) {
     return xxrasgn(self->logname, file_context(), nullptr, self->filename, self->filenamelen, 0);
 }
 
-static int32_t open_temporary_copy(IMGLUE *self) {
+static status open_temporary_copy(IMGLUE *self) {
     memset(self->copy_logname, 0, sizeof self->copy_logname);
     if (xxrasgn(self->copy_logname, file_context(), "TEMP    ", nullptr, 0, 0) != 0)
         return ERROR_TEMP_ASSIGN;
@@ -190,13 +190,13 @@ static int32_t open_temporary_copy(IMGLUE *self) {
     setup_xxopenparm(0, &request, FILE_PIECE_BYTES);
     self->copy_datalen = request.datalen;
     if (xxropen(&self->copy_fileptr, self->copy_logname, file_context(), &request) == 0)
-        return 0;
+        return DONE;
     self->copy_fileptr = nullptr;
     xxrdasg(self->copy_logname, file_context());
     return ERROR_TEMP_ASSIGN;
 }
 
-static int32_t keep_copy_name(IMGLUE *self) {
+static status keep_copy_name(IMGLUE *self) {
     WX_INFOPARM info;
     memset(&info, 0, sizeof info);
     if (xxrinfo(self->copy_fileptr, "        ", file_context(), WX_INFO_NAME, 0, &info) != 0 || info.namelen < 0)
@@ -207,15 +207,14 @@ static int32_t keep_copy_name(IMGLUE *self) {
     if (info.namelen > 0)
         memcpy(self->copy_filename, info.pname, static_cast<size_t>(info.namelen));
     self->copy_filename_len = info.namelen;
-    return 0;
+    return DONE;
 }
 
-int32_t copy_fileref_to_temp(IMGLUE *self) {
-    int32_t error = open_temporary_copy(self);
-    if (error == 0)
-        error = keep_copy_name(self);
-    if (error != 0)
-        return error;
+status copy_fileref_to_temp(IMGLUE *self) {
+    if (const status s = open_temporary_copy(self))
+        return s;
+    if (const status s = keep_copy_name(self))
+        return s;
     self->fileref_exists = 0;
     if (self->fileptr != nullptr) {
         const copy_result result = copy_blocks(self->fileptr, self->copy_fileptr);
@@ -228,34 +227,34 @@ int32_t copy_fileref_to_temp(IMGLUE *self) {
     if (mivex_lseek(self->copy_fileptr, 0, 0) < 0)
         return ERROR_SEEK;
     self->fileptr = self->copy_fileptr;
-    return 0;
+    return DONE;
 }
 
-static int32_t copy_whole_file(WX_FILE *from, WX_FILE *to) {
+static status copy_whole_file(WX_FILE *from, WX_FILE *to) {
     if (mivex_lseek(from, 0, 0) < 0)
         return ERROR_SEEK;
     const copy_result result = copy_blocks(from, to);
     if (result.error != 0)
         return result.error;
-    return xxflush(to) == 0 ? 0 : ERROR_WRITE;
+    return xxflush(to) == 0 ? DONE : ERROR_WRITE;
 }
 
-int32_t copy_temp_to_fileref(IMGLUE *self) {
+status copy_temp_to_fileref(IMGLUE *self) {
     WX_OPENPARM request;
     setup_xxopenparm(2, &request, FILE_PIECE_BYTES);
     if (xxropen(&self->copy_fileptr, self->actual_logname, file_context(), &request) != 0) {
         self->copy_fileptr = nullptr;
         return ERROR_TEMP_ASSIGN;
     }
-    const int32_t error = copy_whole_file(self->fileptr, self->copy_fileptr);
+    const status error = copy_whole_file(self->fileptr, self->copy_fileptr);
     const int32_t closed = xxclose(self->copy_fileptr);
     self->copy_fileptr = nullptr;
     if (error != 0 || closed != 0)
-        return error != 0 ? error : ERROR_WRITE;
+        return error != DONE ? error : ERROR_WRITE;
     xxclose(self->fileptr);
     self->fileptr = nullptr;
     xxrdele(self->logname, file_context());
     xxrdasg(self->logname, file_context());
     memset(self->logname, 0, sizeof self->logname);
-    return 0;
+    return DONE;
 }

@@ -3,8 +3,7 @@
 // Positions count from 0 here; the host counts from 1. Nothing asks the host for more than FILE_PIECE_BYTES at a time.
 #pragma once
 
-#include "vor/files.h"
-#include "vor/imglue.h"
+#include "driver_records.h"
 
 #include <cstdint>
 
@@ -45,7 +44,7 @@ char *mivex_hgets(char *storeptr, int32_t len, WX_FILE *fileptr);
 int32_t mivex_copy_file(WX_FILE *outfd, WX_FILE *auxfd);
 
 // reset_datalen: the driver announces its largest transfer. 0: any length is accepted.
-int32_t reset_datalen(IMGLUE *self, int32_t which, int64_t new_length);
+status reset_datalen(IMGLUE *self, int32_t which, int64_t new_length);
 
 // setup_xxopenparm: fill an open request; do_input 1 input, 0 output, 2 the final copy to a file reference.
 void setup_xxopenparm(int32_t do_input, WX_OPENPARM *xxopenparmptr, int32_t datalen);
@@ -59,9 +58,9 @@ int32_t asg_lname(IMGLUE *self);
 // allocation; fileref_exists tells whether there was anything to copy.
 // 0, ERROR_MEMORY, ERROR_TEMP_ASSIGN (no temporary file), ERROR_TEMP_OPEN (its name is not known) or the ERROR_READ,
 // ERROR_WRITE or ERROR_SEEK of an incomplete copy. After a failure the clean-up releases what there is of the copy.
-int32_t copy_fileref_to_temp(IMGLUE *self);
+status copy_fileref_to_temp(IMGLUE *self);
 
 // copy_temp_to_fileref: copy the finished temporary file to the reference that the user named, close and delete it.
 // 0, ERROR_TEMP_ASSIGN when the reference cannot be opened, or the ERROR_READ, ERROR_WRITE or ERROR_SEEK of an
 // incomplete copy; after a failure the temporary file is still open.
-int32_t copy_temp_to_fileref(IMGLUE *self);
+status copy_temp_to_fileref(IMGLUE *self);

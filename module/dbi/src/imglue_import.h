@@ -13,14 +13,14 @@
 
 // mivex_read_header: have the driver read the header, then describe every variable to the host.
 // The driver's code, or what mivex_variables_to_namestrs returns.
-int32_t mivex_read_header(IMGLUE *self, int32_t *numvars, NAMELIST **namelisthead);
+status mivex_read_header(IMGLUE *self, int32_t *numvars, NAMELIST **namelisthead);
 
 // mivex_variables_to_namestrs: the chain of input variables becomes a list of NAMESTRs, and obslen is fixed.
 //
 // numvars, namelisthead  out: their number and the list (null without variables); the session owns the list.
 // 0, ERROR_MEMORY, or ERROR_NO_TRANSCODING when a pipeline exists and the driver does not support encodings.
 // Logs names that had to change. Gives every variable its nmptr and transcode_length, and labelled ones a user format.
-int32_t mivex_variables_to_namestrs(IMGLUE *self, int32_t *numvars, NAMELIST **namelisthead);
+status mivex_variables_to_namestrs(IMGLUE *self, int32_t *numvars, NAMELIST **namelisthead);
 
 // Gives the variable's description at np its formats. It reads the variable's input and display format (names, widths,
 // decimals), its class and its transcode_length, and fills nformlong, niformlong (8 bytes each, which the caller has
@@ -68,11 +68,11 @@ void give_label(IMGLUE *self, const innamerecord *variable, char *label_area);
 // read the first record; on a second call start again from the first record.
 //
 // 0, ERROR_MEMORY, or the driver's code.
-int32_t mivex_setup_read_buffer(IMGLUE *self);
+status mivex_setup_read_buffer(IMGLUE *self);
 
 // mivex_get_one_record: fill the host observation from the current record and move to the next one. Nothing is
 // allocated. Text that cannot be transcoded, or does not fit, is delivered as far as it goes, and logged.
 //
 // 0, ERROR_END_OF_FILE after the last observation (with a note of the counts in the log; the observation is then that
 // of the call before), or the driver's code.
-int32_t mivex_get_one_record(IMGLUE *self);
+status mivex_get_one_record(IMGLUE *self);

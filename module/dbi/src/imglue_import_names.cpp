@@ -1,5 +1,6 @@
 // Chooses the way of every name; cleaning, cutting and uniqueness themselves are those of imglue_names. Log lines take
 // names as arguments, never as a format: a name may hold percent signs.
+#include "imglue_errors.h"
 #include "imglue_import.h"
 #include "imglue_number_text.h"
 #include "service_entries.h"
@@ -67,9 +68,9 @@ const char *keep_original(IMGLUE *self, const name_in_work &name) {
 
 void log_change(bool renamed, bool shortened, const char *original, const char *now) {
     if (renamed)
-        xpslog("%3z   Duplicate Name Change...  %s -> %s", original, now);
+        log_note("   Duplicate Name Change...  %s -> %s", original, now);
     else if (shortened)
-        xpslog("%3z   Name Truncated...  %s -> %s", original, now);
+        log_note("   Name Truncated...  %s -> %s", original, now);
 }
 
 // Keeps whole characters of at most the host's limit.
@@ -227,5 +228,5 @@ void give_label(IMGLUE *self, const innamerecord *variable, char *label_area) {
         xpmlog(MESSAGE_GROUP_CONVERSION, MESSAGE_LABEL_CUT, static_cast<int32_t>(converted),
                static_cast<const char *>(label_area));
     else if (status != NLS_OK && labelled) // a name has had its message
-        xpslog("%3z   Label Truncated...  %.*s", static_cast<int32_t>(np->namelen), np->name_p);
+        log_note("   Label Truncated...  %.*s", static_cast<int32_t>(np->namelen), np->name_p);
 }

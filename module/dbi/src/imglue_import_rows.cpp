@@ -240,14 +240,14 @@ void store_record(indbsrec *in, const row_plan *plan) {
 
 void log_counts(const indbsrec *in) {
     const int64_t passed_over = in->self->current_record_number;
-    const long long observations = passed_over >= in->intotal ? 0 : in->incurrent + 1 - passed_over;
-    xpslog("%3zThe import data set has %lld observations and %d variables.", observations,
-           static_cast<int32_t>(in->invars));
+    const int64_t observations = passed_over >= in->intotal ? 0 : in->incurrent + 1 - passed_over;
+    log_note("The import data set has %lld observations and %d variables.", observations,
+             static_cast<int32_t>(in->invars));
 }
 
 } // namespace
 
-int32_t mivex_setup_read_buffer(IMGLUE *self) {
+status mivex_setup_read_buffer(IMGLUE *self) {
     indbsrec *in = self->inptr;
     if (in->inuserptr != nullptr) {
         plan_of(in)->delivered = false;
@@ -261,14 +261,13 @@ int32_t mivex_setup_read_buffer(IMGLUE *self) {
     return self->nprocs->initbuffer(in);
 }
 
-int32_t mivex_get_one_record(IMGLUE *self) {
+status mivex_get_one_record(IMGLUE *self) {
     indbsrec *in = self->inptr;
     row_plan *plan = plan_of(in);
     if (plan->delivered) {
         plan->delivered = false;
-        const int32_t status = self->nprocs->getrecord(in);
-        if (status != 0)
-            return status;
+        if (const status s = self->nprocs->getrecord(in))
+            return s;
     }
     if (in->infinish != 0) {
         log_counts(in);
@@ -277,5 +276,5 @@ int32_t mivex_get_one_record(IMGLUE *self) {
     store_record(in, plan);
     ++self->records_processed_count;
     plan->delivered = plan->in_place;
-    return plan->in_place ? 0 : self->nprocs->getrecord(in);
+    return plan->in_place ? DONE : self->nprocs->getrecord(in);
 }

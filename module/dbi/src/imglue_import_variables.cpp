@@ -225,12 +225,12 @@ void place_value(variable_mapping *mapping, const innamerecord *variable) {
 }
 
 // A labelled variable gets a user format, as long as there are not too many of them.
-int32_t give_user_format(variable_mapping *mapping, innamerecord *variable) {
+status give_user_format(variable_mapping *mapping, innamerecord *variable) {
     if (variable->innamevalues == nullptr)
-        return 0;
+        return DONE;
     if (mapping->formats_made >= MOST_USER_FORMATS) {
         variable->innamevalues = nullptr;
-        return 0;
+        return DONE;
     }
     char format[FORMAT_NAME_BYTES + 1];
     const bool is_character = variable->innametype == CLASS_CHARACTER;
@@ -239,10 +239,9 @@ int32_t give_user_format(variable_mapping *mapping, innamerecord *variable) {
     return mivex_build_format_entry(mapping->self, variable, variable->innamevalues, format, is_character ? 0 : 1);
 }
 
-int32_t give_formats(variable_mapping *mapping, innamerecord *variable) {
-    const int32_t status = give_user_format(mapping, variable);
-    if (status != 0)
-        return status;
+status give_formats(variable_mapping *mapping, innamerecord *variable) {
+    if (const status s = give_user_format(mapping, variable))
+        return s;
     NAMESTR *np = variable->nmptr;
     constexpr int64_t area_bytes = FORMAT_NAME_BYTES;
     auto *areas = static_cast<char *>(h_malloc1(mapping->self, 2 * area_bytes));
@@ -251,7 +250,7 @@ int32_t give_formats(variable_mapping *mapping, innamerecord *variable) {
     np->nformlong = areas;
     np->niformlong = areas + area_bytes;
     to_vor_formats(variable, np);
-    return 0;
+    return DONE;
 }
 
 int16_t namestr_length(int32_t length) {
@@ -275,7 +274,7 @@ void give_host_names(variable_mapping *mapping, const innamerecord *variable, in
 }
 
 // ordinal counts from 1.
-int32_t describe(variable_mapping *mapping, innamerecord *variable, int32_t ordinal, NAMELIST *node) {
+status describe(variable_mapping *mapping, innamerecord *variable, int32_t ordinal, NAMELIST *node) {
     IMGLUE *self = mapping->self;
     xvnamei(&node->namestr);
     variable->nmptr = &node->namestr;
@@ -286,13 +285,13 @@ int32_t describe(variable_mapping *mapping, innamerecord *variable, int32_t ordi
     else
         give_host_names(mapping, variable, ordinal);
     describe_value(mapping, variable);
-    const int32_t status = give_formats(mapping, variable);
-    if (status == 0)
-        place_value(mapping, variable);
-    return status;
+    if (const status s = give_formats(mapping, variable))
+        return s;
+    place_value(mapping, variable);
+    return DONE;
 }
 
-int32_t set_up(variable_mapping *mapping, int64_t variables) {
+status set_up(variable_mapping *mapping, int64_t variables) {
     IMGLUE *self = mapping->self;
     self->do_varchar = self->from_engine == 0 ? 1 : 0;
     mapping->name_areas = static_cast<char *>(h_malloc1(self, variables * NAME_AREA_BYTES));
@@ -301,17 +300,18 @@ int32_t set_up(variable_mapping *mapping, int64_t variables) {
     if (mapping->name_areas == nullptr || (self->transpipe != nullptr && mapping->label_areas == nullptr))
         return ERROR_MEMORY;
     setup_import_names(self, &mapping->names);
-    return 0;
+    return DONE;
 }
 
 } // namespace
 
-int32_t mivex_read_header(IMGLUE *self, int32_t *numvars, NAMELIST **namelisthead) {
-    const int32_t status = self->nprocs->dindbssetup(self->inptr);
-    return status != 0 ? status : mivex_variables_to_namestrs(self, numvars, namelisthead);
+status mivex_read_header(IMGLUE *self, int32_t *numvars, NAMELIST **namelisthead) {
+    if (const status s = self->nprocs->dindbssetup(self->inptr))
+        return s;
+    return mivex_variables_to_namestrs(self, numvars, namelisthead);
 }
 
-int32_t mivex_variables_to_namestrs(IMGLUE *self, int32_t *numvars, NAMELIST **namelisthead) {
+status mivex_variables_to_namestrs(IMGLUE *self, int32_t *numvars, NAMELIST **namelisthead) {
     indbsrec *in = self->inptr;
     in->invars = 0;
     for (const innamerecord *variable = in->firstname; variable != nullptr; variable = variable->nextname)
@@ -321,9 +321,8 @@ int32_t mivex_variables_to_namestrs(IMGLUE *self, int32_t *numvars, NAMELIST **n
 
     variable_mapping mapping = {};
     mapping.self = self;
-    const int32_t prepared = set_up(&mapping, in->invars);
-    if (prepared != 0)
-        return prepared;
+    if (const status s = set_up(&mapping, in->invars))
+        return s;
     NAMELIST **link = namelisthead;
     int32_t ordinal = 0;
     for (innamerecord *variable = in->firstname; variable != nullptr; variable = variable->nextname) {
@@ -332,10 +331,9 @@ int32_t mivex_variables_to_namestrs(IMGLUE *self, int32_t *numvars, NAMELIST **n
             return ERROR_MEMORY;
         *link = node;
         link = &node->next;
-        const int32_t status = describe(&mapping, variable, ++ordinal, node);
-        if (status != 0)
-            return status;
+        if (const status s = describe(&mapping, variable, ++ordinal, node))
+            return s;
     }
     self->obslen = mapping.offset;
-    return 0;
+    return DONE;
 }

@@ -2,6 +2,7 @@
 // hold percent signs.
 #include "imglue_names.h"
 
+#include "imglue_errors.h"
 #include "imglue_memory.h"
 #include "imglue_number_text.h"
 #include "service_entries.h"
@@ -203,11 +204,11 @@ void to_vor_name(IMGLUE *self, outnamestruct **root, const unsigned char *oldstr
     if (original[0] == '%')
         return;
     if (suffixed)
-        xpslog("%3z   Variable Name Change...  %s -> %s", original, store_string);
+        log_note("   Variable Name Change...  %s -> %s", original, store_string);
     else if (changed)
-        xpslog("%3z   Variable Name Change.  %s -> %.*s", cut, VARIABLE_NAME_BYTES, store_string);
+        log_note("   Variable Name Change.  %s -> %.*s", cut, VARIABLE_NAME_BYTES, store_string);
     else if (shortened)
-        xpslog("%3z   Name Truncated...  %s -> %s", original, store_string);
+        log_note("   Name Truncated...  %s -> %s", original, store_string);
 }
 
 int32_t to_vor_name_without_cleaning_2byte_encoding(IMGLUE *self, outnamestruct **root, const unsigned char *oldstring,
@@ -230,6 +231,6 @@ int32_t to_vor_name_without_cleaning_2byte_encoding(IMGLUE *self, outnamestruct 
         return kept;
     if (is_latin1 == 0)
         write_ordinal_name(store_string, varnum + 1);
-    xpslog("%3z   Duplicate Name Change...  %s -> %s", original, store_string);
+    log_note("   Duplicate Name Change...  %s -> %s", original, store_string);
     return wzstlen(store_string);
 }

@@ -3,6 +3,7 @@
 #include "imglue_session.h"
 
 #include "driver_records.h"
+#include "imglue_errors.h"
 #include "imglue_extension.h"
 #include "imglue_files.h"
 #include "imglue_memory.h"
@@ -55,7 +56,7 @@ static void append_text(char *text, const char *suffix) {
     memcpy(text + wzstlen(text), suffix, static_cast<size_t>(wzstlen(suffix)) + 1);
 }
 
-int32_t open_scratch_file(IMGLUE *self, const char *name) {
+status open_scratch_file(IMGLUE *self, const char *name) {
     const char *device = name == nullptr ? "TEMP    " : nullptr;
     if (xxrasgn(self->temp_logname, file_context(), device, name, wzstlen(name), 0) != 0)
         return ERROR_TEMP_ASSIGN;
@@ -63,13 +64,13 @@ int32_t open_scratch_file(IMGLUE *self, const char *name) {
     setup_xxopenparm(0, &request, FILE_PIECE_BYTES);
     self->temp_datalen = request.datalen;
     if (xxropen(&self->temp_fileptr, self->temp_logname, file_context(), &request) == 0)
-        return 0;
+        return DONE;
     self->temp_fileptr = nullptr;
     xxrdasg(self->temp_logname, file_context());
     return ERROR_TEMP_OPEN;
 }
 
-static int32_t setup_output(IMGLUE *self) {
+static status setup_output(IMGLUE *self) {
     outdbsrec *out = self->outptr = allocate_record<outdbsrec>(self);
     if (out == nullptr)
         return ERROR_MEMORY;
@@ -88,25 +89,24 @@ static int32_t setup_output(IMGLUE *self) {
         if (name == nullptr)
             return ERROR_MEMORY;
         append_text(name, ".$$1");
-        const int32_t error = open_scratch_file(self, name);
-        if (error != 0)
-            return error;
+        if (const status s = open_scratch_file(self, name))
+            return s;
         out->mivex_tempfd = self->temp_fileptr;
     }
     self->aux_fileptr = nullptr;
-    return 0;
+    return DONE;
 }
 
-static int32_t setup_input_from_reference(IMGLUE *self) {
+static status setup_input_from_reference(IMGLUE *self) {
     indbsrec *in = self->inptr;
     if (copy_fileref_to_temp(self) != 0)
         return ERROR_TEMP_OPEN;
     in->mivex_infd = self->fileptr;
     in->indsnname = copy_text(self, self->copy_filename, self->copy_filename_len, NAME_SPARE_BYTES);
-    return in->indsnname != nullptr ? 0 : ERROR_MEMORY;
+    return in->indsnname != nullptr ? DONE : ERROR_MEMORY;
 }
 
-static int32_t setup_input(IMGLUE *self) {
+static status setup_input(IMGLUE *self) {
     indbsrec *in = self->inptr;
     in->inobscount = -1;
     in->inbuffsize = RECORD_BUFFER_BYTES;
@@ -126,16 +126,15 @@ static int32_t setup_input(IMGLUE *self) {
     if ((self->dbsinfoptr->create_tempfile & IMPORT_WANTS_TEMPFILE) != 0) {
         append_text(in->indsnname, ".");
         append_text(in->indsnname, self->extend_part);
-        const int32_t error = open_scratch_file(self, nullptr);
-        if (error != 0)
-            return error;
+        if (const status s = open_scratch_file(self, nullptr))
+            return s;
         in->mivex_tempfd = self->temp_fileptr;
     }
     self->aux_fileptr = nullptr;
-    return 0;
+    return DONE;
 }
 
-int32_t setup_self(IMGLUE *self, const char *dbpath, const char *dbname, const char *dbtype) {
+status setup_self(IMGLUE *self, const char *dbpath, const char *dbname, const char *dbtype) {
     init_multsqq();
     if (self->grammar_ptr == nullptr) {
         self->grammar_ptr = allocate_record<glue_grammar_struct>(self);
@@ -192,22 +191,22 @@ void update_inforec(indbsinfo *dbsinfoptr) {
     dbsinfoptr->supports_multiple_missings = 0;
 }
 
-int32_t mivex_finish_output(IMGLUE *self) {
+status mivex_finish_output(IMGLUE *self) {
     outdbsrec *out = self->outptr;
     if (self->haderror != 0)
-        return self->haderror;
+        return static_cast<status>(self->haderror);
     if (out == nullptr)
-        return 0;
-    int32_t error = self->nprocs->finoutdbs(out);
+        return DONE;
+    if (const status s = self->nprocs->finoutdbs(out))
+        return s;
     // What the host still has in its buffer counts as written only when it says so.
-    if (error == 0 && xxflush(self->fileptr) != 0)
-        error = ERROR_WRITE;
-    if (error == 0 && self->isfref != 0)
-        error = copy_temp_to_fileref(self);
-    if (error == 0)
-        xpslog("%3zThe export data set has %lld observations and %d variables.", static_cast<long long>(out->outtotal),
-               out->outvars);
-    return error;
+    if (xxflush(self->fileptr) != 0)
+        return ERROR_WRITE;
+    if (self->isfref != 0)
+        if (const status s = copy_temp_to_fileref(self))
+            return s;
+    log_note("The export data set has %lld observations and %d variables.", out->outtotal, out->outvars);
+    return DONE;
 }
 
 static void release_memory(IMGLUE *self) {

@@ -11,13 +11,13 @@
 // fileptr must be open and do_input set. Makes inptr, dbsinfoptr and, for an export, outptr; an import from a file
 // reference moves to a temporary copy of it.
 // 0, ERROR_MEMORY, ERROR_TEMP_OPEN or ERROR_TEMP_ASSIGN. What was allocated stays with the session.
-int32_t setup_self(IMGLUE *self, const char *dbpath, const char *dbname, const char *dbtype);
+status setup_self(IMGLUE *self, const char *dbpath, const char *dbname, const char *dbtype);
 
 // open_scratch_file: open the session's scratch file, temp_fileptr, for writing and reading; the clean-up deletes it.
 //
 // name  terminated; null: a file in the host's temporary area.
 // 0, ERROR_TEMP_ASSIGN or ERROR_TEMP_OPEN.
-int32_t open_scratch_file(IMGLUE *self, const char *name);
+status open_scratch_file(IMGLUE *self, const char *name);
 
 // Whether a logical name stands for anything: it is neither blank nor zero.
 inline bool names_a_file(const char *logname) {
@@ -32,7 +32,7 @@ void update_inforec(indbsinfo *dbsinfoptr);
 //
 // 0, also when no file is open; the code that the session recorded before; the driver's code or the copy's;
 // ERROR_WRITE when the host could not write what it had buffered.
-int32_t mivex_finish_output(IMGLUE *self);
+status mivex_finish_output(IMGLUE *self);
 
 // mivex_clean_up: release everything of the session; a failed export's file is deleted. May be called again. Returns 0.
 //

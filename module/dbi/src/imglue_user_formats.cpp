@@ -3,6 +3,7 @@
 #include "imglue_user_formats.h"
 
 #include "driver_records.h"
+#include "imglue_errors.h"
 #include "imglue_memory.h"
 #include "imglue_number_text.h"
 #include "service_entries.h"
@@ -54,8 +55,8 @@ void fill_catalog(const glue_grammar_struct *options, ZFMTMAKEFMTOPTS *target) {
 int32_t add_entry(void *handle, const innamerecord *variable, const innamevaluestruct *entry, bool is_number) {
     int32_t label_bytes = wzstlen(entry->displayvalue);
     if (label_bytes > ZFMT_TEXT_BYTES) {
-        xpslog("%3zA value label of the variable %s has %d bytes and is cut to %d.", variable->innamename, label_bytes,
-               ZFMT_TEXT_BYTES);
+        log_note("A value label of the variable %s has %d bytes and is cut to %d.", variable->innamename, label_bytes,
+                 ZFMT_TEXT_BYTES);
         label_bytes = ZFMT_TEXT_BYTES;
     }
     if (is_number) {
@@ -95,9 +96,9 @@ void add_entries(void *handle, const innamerecord *variable, const innamevaluest
     }
     char storage[BEST_WIDTH + 1];
     if (repeated > 0)
-        xpslog("%3zThe value labels of the variable %s have a second label for the value %s; the first one is kept. "
-               "Labels left out so: %d.",
-               variable->innamename, value_text(first_repeated, is_number, storage), repeated);
+        log_note("The value labels of the variable %s have a second label for the value %s; the first one is kept. "
+                 "Labels left out so: %d.",
+                 variable->innamename, value_text(first_repeated, is_number, storage), repeated);
     if (no_memory)
         xprrlog(0, HOST_NO_MEMORY);
 }
@@ -139,8 +140,8 @@ void make_unique_format(IMGLUE *self, char *format, const char *varname, outname
     }
 }
 
-int32_t mivex_build_format_entry(IMGLUE *self, innamerecord *inname, innamevaluestruct *valuelistptr,
-                                 const char *formatname, int32_t var_is_num) {
+status mivex_build_format_entry(IMGLUE *self, innamerecord *inname, innamevaluestruct *valuelistptr,
+                                const char *formatname, int32_t var_is_num) {
     const int32_t name_bytes = wzstlen(formatname);
     auto *copy = static_cast<char *>(h_malloc1(self, int64_t{name_bytes} + 1));
     if (copy == nullptr)
@@ -160,8 +161,8 @@ int32_t mivex_build_format_entry(IMGLUE *self, innamerecord *inname, innamevalue
         add_entries(handle, inname, valuelistptr, var_is_num != 0);
     const int32_t finished = zfmtmakefmt_term(handle);
     if ((static_cast<uint32_t>(finished) & FORMAT_STATUS_MASK) == FORMAT_NOT_REPLACED)
-        xpslog("%3zNUMFMT was not replaced due to the NOREPLACE option");
+        log_note("NUMFMT was not replaced due to the NOREPLACE option");
     else if (finished < 0)
         xprrlog(0, finished);
-    return 0;
+    return DONE;
 }

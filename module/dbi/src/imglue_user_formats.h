@@ -44,8 +44,8 @@ void make_unique_format(IMGLUE *self, char *format, const char *varname, outname
 // formatname    terminated, as make_unique_format gave it.
 // 0, or ERROR_MEMORY for the copy of the name; the builder's own problems are logged, and a value that it refuses is
 // left out.
-int32_t mivex_build_format_entry(IMGLUE *self, innamerecord *inname, innamevaluestruct *valuelistptr,
-                                 const char *formatname, int32_t var_is_num);
+status mivex_build_format_entry(IMGLUE *self, innamerecord *inname, innamevaluestruct *valuelistptr,
+                                const char *formatname, int32_t var_is_num);
 
 // grab_user_format_entries: read the user format of that name and hang its single values on the symbol, in the order
 // of the catalog. Ranges, missing values, values without a label of their own and the label of all other values are
@@ -63,7 +63,7 @@ int32_t grab_user_format_entries(IMGLUE *self, const char *name, int32_t len, sy
 // display, value  copied; not terminated.
 // head, tail      first and last entry, null for an empty list; both may change.
 // 0, or ERROR_MEMORY, which leaves the list as it was.
-int32_t create_value_list_entry(IMGLUE *self, double value, int32_t display_length, const char *display,
-                                innamevaluestruct **head, innamevaluestruct **tail);
-int32_t create_value_list_entry_character(IMGLUE *self, const char *value, int32_t value_length, int32_t display_length,
-                                          const char *display, innamevaluestruct **head, innamevaluestruct **tail);
+status create_value_list_entry(IMGLUE *self, double value, int32_t display_length, const char *display,
+                               innamevaluestruct **head, innamevaluestruct **tail);
+status create_value_list_entry_character(IMGLUE *self, const char *value, int32_t value_length, int32_t display_length,
+                                         const char *display, innamevaluestruct **head, innamevaluestruct **tail);

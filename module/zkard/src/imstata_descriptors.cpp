@@ -11,7 +11,6 @@
 #include "imstata_reading.h"
 #include "imstata_strls.h"
 #include "imstata_value_labels.h"
-#include "service_entries.h"
 
 namespace {
 
@@ -20,47 +19,46 @@ constexpr char DATA_CLOSING[] = "</data>";
 constexpr int64_t DATA_OPENING_BYTES = sizeof DATA_OPENING - 1;
 constexpr int64_t DATA_CLOSING_BYTES = sizeof DATA_CLOSING - 1;
 
-int32_t start_file(indbsrec *in) {
+status start_file(indbsrec *in) {
     in->indsn = static_cast<dsnrecord *>(h_malloc1(in->self, sizeof(dsnrecord)));
     if (in->indsn == nullptr)
         return fail_memory(in);
     const double size = mivex_lseek_double(in->mivex_infd, 0, 2);
     if (size < 0)
-        return fail(in, ERROR_SEEK, "%%1zThe size of the Stata file is not known.");
+        return fail(in, ERROR_SEEK, "The size of the Stata file is not known.");
     in->indsn->file_size = static_cast<int64_t>(size);
     return seek_to(in, 0);
 }
 
 // Reads the header of either kind and stores what stands in it.
-int32_t read_header(indbsrec *in, headerrec *header) {
+status read_header(indbsrec *in, headerrec *header) {
     char opening[TAGGED_OPENING_BYTES];
     const int64_t found = mivex_read(in->mivex_infd, opening, TAGGED_OPENING_BYTES);
     if (found < 0)
-        return fail(in, ERROR_READ, "%%1zThe start of the Stata file could not be read.");
+        return fail(in, ERROR_READ, "The start of the Stata file could not be read.");
     const bool tagged = found == TAGGED_OPENING_BYTES && memcmp(opening, TAGGED_OPENING, TAGGED_OPENING_BYTES) == 0;
-    const int32_t status = tagged ? parse_xml_header(in, header) : parse_binary_header(in, header);
-    if (status != 0)
-        return status;
+    if (const status s = tagged ? parse_xml_header(in, header) : parse_binary_header(in, header))
+        return s;
     in->indsn->release = header->release;
     in->indsn->byte_order = header->byteorder;
     in->indsn->layout = find_release(header->release);
     in->self->dbsinfoptr->supports_multiple_missings = in->indsn->layout->missing == MISSING_EXTENDED ? 1 : 0;
     if (header->filetype != 1)
-        return fail(in, ERROR_INPUT_INVALID, "For Stata, only filetype of 1 is supported.  You had -> %d",
-                    header->filetype);
-    return 0;
+        return fail_plain(in, ERROR_INPUT_INVALID, "For Stata, only filetype of 1 is supported.  You had -> %d",
+                          header->filetype);
+    return DONE;
 }
 
 // The counts, of which the header has one width each.
-int32_t take_counts(indbsrec *in, const headerrec *header, int64_t *observations) {
+status take_counts(indbsrec *in, const headerrec *header, int64_t *observations) {
     dsnrecord *dsn = in->indsn;
     dsn->varcount = dsn->layout->variable_count_bytes == 2 ? header->nvar_2byte : header->nvar_4byte;
     *observations = dsn->layout->observation_count_bytes == 4 ? header->nobs_4byte : header->nobs_8byte;
     if (dsn->varcount < 0 || *observations < 0)
         return fail(in, ERROR_INPUT_INVALID,
-                    "%%1zThe header of the Stata file has %d variables and %lld observations; neither may be below 0.",
+                    "The header of the Stata file has %d variables and %lld observations; neither may be below 0.",
                     dsn->varcount, *observations);
-    return 0;
+    return DONE;
 }
 
 void choose_encoding(indbsrec *in) {
@@ -105,7 +103,7 @@ descriptor_list list_descriptors(const release_layout *layout, descrec *descript
 }
 
 // Allocates the arrays, once the file is known to hold as many bytes.
-int32_t allocate_descriptors(indbsrec *in, const descriptor_list *list) {
+status allocate_descriptors(indbsrec *in, const descriptor_list *list) {
     const dsnrecord *dsn = in->indsn;
     const int64_t position = file_position(in);
     if (position < 0)
@@ -115,28 +113,27 @@ int32_t allocate_descriptors(indbsrec *in, const descriptor_list *list) {
         bytes += array.entry_bytes * (dsn->varcount + array.extra_entries);
     if (bytes > dsn->file_size - position)
         return fail(in, ERROR_INPUT_INVALID,
-                    "%%1zThe Stata file is too short for its %d variables: expected %lld bytes of descriptors at byte "
+                    "The Stata file is too short for its %d variables: expected %lld bytes of descriptors at byte "
                     "%lld, found %lld.",
                     dsn->varcount, bytes, position, dsn->file_size - position);
     const int64_t widest = dsn->layout->variable_label_bytes > dsn->layout->name_bytes
                                ? dsn->layout->variable_label_bytes
                                : dsn->layout->name_bytes;
     if (reset_datalen(in->self, 1, widest * dsn->varcount) < 0)
-        return fail(in, ERROR_BUFFER_SIZE, "%%1zA descriptor of %lld bytes was refused.", widest * dsn->varcount);
+        return fail(in, ERROR_BUFFER_SIZE, "A descriptor of %lld bytes was refused.", widest * dsn->varcount);
     for (const descriptor_array &array : list->arrays) {
         *array.storage = h_malloc1(in->self, array.entry_bytes * (dsn->varcount + array.extra_entries));
         if (*array.storage == nullptr)
             return fail_memory(in);
     }
-    return 0;
+    return DONE;
 }
 
-int32_t read_binary_descriptors(indbsrec *in, const descriptor_list *list) {
+status read_binary_descriptors(indbsrec *in, const descriptor_list *list) {
     for (const descriptor_array &array : list->arrays) {
         const int64_t bytes = array.entry_bytes * (in->indsn->varcount + array.extra_entries);
-        const int32_t status = read_exactly(in, *array.storage, bytes, array.element);
-        if (status != 0)
-            return status;
+        if (const status s = read_exactly(in, *array.storage, bytes, array.element))
+            return s;
     }
     return skip_binary_expansion_records(in);
 }
@@ -144,11 +141,10 @@ int32_t read_binary_descriptors(indbsrec *in, const descriptor_list *list) {
 constexpr map_entry USED_ENTRIES[] = {MAP_DATA, MAP_STRLS, MAP_VALUE_LABELS};
 
 // The map's positions that are used must lie in the file.
-int32_t read_map(indbsrec *in) {
+status read_map(indbsrec *in) {
     dsnrecord *dsn = in->indsn;
-    const int32_t status = parse_xml_item(in, "map", sizeof dsn->map_array, dsn->map_array);
-    if (status != 0)
-        return status;
+    if (const status s = parse_xml_item(in, "map", sizeof dsn->map_array, dsn->map_array))
+        return s;
     if (dsn->byte_order == MOST_SIGNIFICANT_FIRST) {
         for (int64_t &position : dsn->map_array)
             from_sun_long8(&position);
@@ -157,50 +153,48 @@ int32_t read_map(indbsrec *in) {
         const int64_t position = dsn->map_array[used];
         if (position < 0 || position > dsn->file_size)
             return fail(in, ERROR_INPUT_INVALID,
-                        "%%1zEntry %d of the map of the Stata file is byte %lld; the file has %lld bytes.", used + 1,
+                        "Entry %d of the map of the Stata file is byte %lld; the file has %lld bytes.", used + 1,
                         position, dsn->file_size);
     }
-    return 0;
+    return DONE;
 }
 
-int32_t read_tagged_descriptors(indbsrec *in, const descriptor_list *list, descrec *descriptors) {
+status read_tagged_descriptors(indbsrec *in, const descriptor_list *list, descrec *descriptors) {
     for (const descriptor_array &array : list->arrays) {
         const int64_t bytes = array.entry_bytes * (in->indsn->varcount + array.extra_entries);
-        const int32_t status = parse_xml_item(in, array.element, bytes, *array.storage);
-        if (status != 0)
-            return status;
+        if (const status s = parse_xml_item(in, array.element, bytes, *array.storage))
+            return s;
     }
     if (in->indsn->byte_order == MOST_SIGNIFICANT_FIRST) {
         for (int64_t i = 0; i < in->indsn->varcount; ++i)
             from_sun_short(&descriptors->typelist_2[i]);
     }
-    const int32_t status = skip_xml_expansion_records(in);
-    return status != 0 ? status : load_stata_long_strings(in, in->mivex_infd);
+    if (const status s = skip_xml_expansion_records(in))
+        return s;
+    return load_stata_long_strings(in, in->mivex_infd);
 }
 
-int32_t read_descriptors(indbsrec *in, descrec *descriptors) {
+status read_descriptors(indbsrec *in, descrec *descriptors) {
     const bool tagged = in->indsn->layout->tagged;
     const descriptor_list list = list_descriptors(in->indsn->layout, descriptors);
-    int32_t status = tagged ? read_map(in) : 0;
-    if (status == 0)
-        status = allocate_descriptors(in, &list);
-    if (status != 0)
-        return status;
+    if (const status s = tagged ? read_map(in) : DONE)
+        return s;
+    if (const status s = allocate_descriptors(in, &list))
+        return s;
     return tagged ? read_tagged_descriptors(in, &list, descriptors) : read_binary_descriptors(in, &list);
 }
 
 // Sums the record's bytes. Every type code is checked here.
-int32_t measure_record(indbsrec *in, const descrec *descriptors) {
+status measure_record(indbsrec *in, const descrec *descriptors) {
     in->inreclen = 0;
     for (int64_t i = 0; i < in->indsn->varcount; ++i) {
         stored_type type;
         int32_t width;
-        const int32_t status = stored_variable(in, descriptors, i, &type, &width);
-        if (status != 0)
-            return status;
+        if (const status s = stored_variable(in, descriptors, i, &type, &width))
+            return s;
         in->inreclen += width;
     }
-    return 0;
+    return DONE;
 }
 
 // Whether the observations fit into the file behind `start`; then *end is the byte behind them. Otherwise the reading
@@ -218,58 +212,57 @@ void place_value_labels(indbsrec *in, int64_t record_start, int64_t observations
     const bool fits = find_data_end(in, record_start, observations, &end);
     in->indsn->value_label_position = static_cast<double>(fits ? end : in->indsn->file_size);
     if (!fits && !in->indsn->layout->tagged)
-        xpslog("%3zThe Stata file is too short for its %lld observations of %lld bytes: it holds %lld bytes from byte "
-               "%lld on, and no value labels.",
-               message_value(observations), message_value(in->inreclen),
-               message_value(in->indsn->file_size - record_start), message_value(record_start));
+        log_note("The Stata file is too short for its %lld observations of %lld bytes: it holds %lld bytes from byte "
+                 "%lld on, and no value labels.",
+                 observations, in->inreclen, in->indsn->file_size - record_start, record_start);
 }
 
 // The observations of a tagged file end with their closing tag; where another byte stands, the number of observations
 // or a width is not true, and the records would be made of other sections.
-int32_t check_data_end(indbsrec *in, int64_t observations) {
+status check_data_end(indbsrec *in, int64_t observations) {
     int64_t end;
     const int64_t start = in->indsn->map_array[MAP_DATA] + DATA_OPENING_BYTES;
     if (in->inreclen == 0)
-        return 0;
+        return DONE;
     if (!find_data_end(in, start, observations, &end) || end > in->indsn->file_size - DATA_CLOSING_BYTES)
         return fail(in, ERROR_INPUT_INVALID,
-                    "%%1zThe Stata file is too short for its %lld observations of %lld bytes: it holds %lld bytes from "
+                    "The Stata file is too short for its %lld observations of %lld bytes: it holds %lld bytes from "
                     "byte %lld on.",
                     observations, in->inreclen, in->indsn->file_size - start, start);
     char tag[DATA_CLOSING_BYTES];
-    int32_t status = seek_to(in, end);
-    if (status == 0)
-        status = read_exactly(in, tag, sizeof tag, "the end of the data");
-    if (status != 0 || memcmp(tag, DATA_CLOSING, sizeof tag) == 0)
-        return status;
-    return fail(
-        in, ERROR_INPUT_INVALID,
-        "%%1zThe data of the Stata file does not end with its %lld observations of %lld bytes: expected </data> "
-        "at byte %lld, found |%s|.",
-        observations, in->inreclen, end, show_text(tag, sizeof tag).text);
+    if (const status s = seek_to(in, end))
+        return s;
+    if (const status s = read_exactly(in, tag, sizeof tag, "the end of the data"))
+        return s;
+    if (memcmp(tag, DATA_CLOSING, sizeof tag) == 0)
+        return DONE;
+    return fail(in, ERROR_INPUT_INVALID,
+                "The data of the Stata file does not end with its %lld observations of %lld bytes: expected </data> "
+                "at byte %lld, found |%s|.",
+                observations, in->inreclen, end, show_text(tag, sizeof tag).text);
 }
 
 // Moves a tagged file to its first observation.
-int32_t open_data(indbsrec *in, int64_t observations) {
+status open_data(indbsrec *in, int64_t observations) {
     const int64_t position = in->indsn->map_array[MAP_DATA];
     char tag[DATA_OPENING_BYTES];
-    int32_t status = seek_to(in, position);
-    if (status == 0)
-        status = read_exactly(in, tag, sizeof tag, "the start of the data");
-    if (status != 0)
-        return status;
+    if (const status s = seek_to(in, position))
+        return s;
+    if (const status s = read_exactly(in, tag, sizeof tag, "the start of the data"))
+        return s;
     if (memcmp(tag, DATA_OPENING, sizeof tag) != 0)
         return fail_section(in, DATA_OPENING, position, tag, sizeof tag);
-    status = check_data_end(in, observations);
-    return status != 0 ? status : seek_to(in, position + DATA_OPENING_BYTES);
+    if (const status s = check_data_end(in, observations))
+        return s;
+    return seek_to(in, position + DATA_OPENING_BYTES);
 }
 
 void note_parts_left_out(const indbsrec *in) {
     const int64_t unused_tables = is_granted(in->self, WISH_LABEL_TABLES) ? 0 : count_unused_tables(in);
     if (unused_tables > 0)
-        xpslog("%3zValue-label tables that no variable uses are not kept: %lld.", message_value(unused_tables));
+        log_note("Value-label tables that no variable uses are not kept: %lld.", unused_tables);
     if (in->indsn->characteristics > 0)
-        xpslog("%3zNotes and other characteristics are not kept: %lld.", message_value(in->indsn->characteristics));
+        log_note("Notes and other characteristics are not kept: %lld.", in->indsn->characteristics);
 }
 
 // Records of no bytes could be delivered without end: a file without variables, or with texts of no bytes only,
@@ -277,8 +270,7 @@ void note_parts_left_out(const indbsrec *in) {
 int64_t observations_to_deliver(const indbsrec *in, int64_t observations) {
     if (in->inreclen == 0) {
         if (observations > 0)
-            xpslog("%3zThe observations of the Stata file hold no bytes; none of the %lld is delivered.",
-                   message_value(observations));
+            log_note("The observations of the Stata file hold no bytes; none of the %lld is delivered.", observations);
         return 0;
     }
     return in->inobscount < 0 || in->inobscount > observations ? observations : in->inobscount;
@@ -286,37 +278,34 @@ int64_t observations_to_deliver(const indbsrec *in, int64_t observations) {
 
 } // namespace
 
-int32_t dindbssetup(indbsrec *in) {
+status dindbssetup(indbsrec *in) {
     headerrec header = {};
     descrec descriptors = {};
     int64_t observations = 0;
-    int32_t status = start_file(in);
-    if (status == 0)
-        status = read_header(in, &header);
-    if (status == 0)
-        status = take_counts(in, &header, &observations);
-    if (status != 0)
-        return status;
+    if (const status s = start_file(in))
+        return s;
+    if (const status s = read_header(in, &header))
+        return s;
+    if (const status s = take_counts(in, &header, &observations))
+        return s;
     choose_encoding(in);
-    status = read_descriptors(in, &descriptors);
-    const int64_t record_start = status == 0 ? file_position(in) : 0;
+    if (const status s = read_descriptors(in, &descriptors))
+        return s;
+    const int64_t record_start = file_position(in);
     if (record_start < 0)
         return ERROR_SEEK;
-    if (status == 0)
-        status = measure_record(in, &descriptors);
-    if (status != 0)
-        return status;
+    if (const status s = measure_record(in, &descriptors))
+        return s;
     place_value_labels(in, record_start, observations);
-    status = build_variables(in, &descriptors);
-    if (status == 0)
-        status = collect_facts(in, &header, &descriptors, observations);
-    if (status == 0)
-        status = in->indsn->layout->tagged ? open_data(in, observations) : seek_to(in, record_start);
-    if (status != 0)
-        return status;
+    if (const status s = build_variables(in, &descriptors))
+        return s;
+    if (const status s = collect_facts(in, &header, &descriptors, observations))
+        return s;
+    if (const status s = in->indsn->layout->tagged ? open_data(in, observations) : seek_to(in, record_start))
+        return s;
     note_parts_left_out(in);
     in->intotal = observations_to_deliver(in, observations);
     in->inkeynum = -1;
     in->inkeyptr = nullptr;
-    return 0;
+    return DONE;
 }

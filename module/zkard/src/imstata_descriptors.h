@@ -18,16 +18,16 @@
 // After a failure nothing of the record may be used but message_string; the session owns what was allocated.
 //
 // The time it takes does not depend on the number of observations.
-int32_t dindbssetup(indbsrec *in);
+status dindbssetup(indbsrec *in);
 
 // stored_variable: how variable `index` is stored.
 //
 // type, width  out: the stored type, and the bytes a value takes in the record.
 // 0, or ERROR_INPUT_INVALID for a type code that the release does not have; message_string names variable and code.
-int32_t stored_variable(indbsrec *in, const descrec *descriptors, int64_t index, stored_type *type, int32_t *width);
+status stored_variable(indbsrec *in, const descrec *descriptors, int64_t index, stored_type *type, int32_t *width);
 
 // build_variables: make the list of variables, firstname, from the descriptors, in file order. map_array, layout,
 // byte_order, varcount, max_strls and value_label_position must stand in indsn.
 //
 // 0, ERROR_MEMORY, ERROR_INPUT_INVALID for a type code, or what loading a value-label table returned.
-int32_t build_variables(indbsrec *in, const descrec *descriptors);
+status build_variables(indbsrec *in, const descrec *descriptors);

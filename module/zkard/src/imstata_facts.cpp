@@ -26,31 +26,32 @@ vor_text field_text(const char *array, int64_t index, int32_t width) {
 }
 
 template <class element>
-int32_t make_list(indbsrec *in, int64_t count, element **list) {
+status make_list(indbsrec *in, int64_t count, element **list) {
     *list = static_cast<element *>(h_malloc1(in->self, count * static_cast<int64_t>(sizeof(element))));
-    return *list == nullptr ? fail_memory(in) : 0;
+    return *list == nullptr ? fail_memory(in) : DONE;
 }
 
 // A copy of what stands in a local record.
-int32_t copy_text(indbsrec *in, const char *text, vor_text *copy) {
+status copy_text(indbsrec *in, const char *text, vor_text *copy) {
     const int32_t length = wzstlen(text);
     char *bytes;
-    const int32_t status = make_list(in, length + 1, &bytes);
-    if (status != 0)
-        return status;
+    if (const status s = make_list(in, length + 1, &bytes))
+        return s;
     memcpy(bytes, text, static_cast<size_t>(length));
     *copy = {.bytes = bytes, .length = length};
-    return 0;
+    return DONE;
 }
 
-int32_t collect_variables(indbsrec *in, const descrec *descriptors, vor_file_facts *facts) {
+status collect_variables(indbsrec *in, const descrec *descriptors, vor_file_facts *facts) {
     const release_layout *layout = in->indsn->layout;
     vor_variable_facts *variables;
-    int32_t status = make_list(in, in->indsn->varcount, &variables);
-    for (int64_t i = 0; i < in->indsn->varcount && status == 0; ++i) {
+    if (const status s = make_list(in, in->indsn->varcount, &variables))
+        return s;
+    for (int64_t i = 0; i < in->indsn->varcount; ++i) {
         vor_variable_facts *variable = &variables[i];
         stored_type stored;
-        status = stored_variable(in, descriptors, i, &stored, &variable->width_bytes);
+        if (const status s = stored_variable(in, descriptors, i, &stored, &variable->width_bytes))
+            return s;
         variable->name = field_text(descriptors->varlist, i, layout->name_bytes);
         variable->label = field_text(descriptors->labels, i, layout->variable_label_bytes);
         variable->format = field_text(descriptors->fmtlist, i, layout->format_bytes);
@@ -61,18 +62,17 @@ int32_t collect_variables(indbsrec *in, const descrec *descriptors, vor_file_fac
     }
     facts->variable_count = in->indsn->varcount;
     facts->variables = variables;
-    return status;
+    return DONE;
 }
 
 // The sort list ends at its first 0; a number that no variable has ends it, too.
-int32_t collect_sort_keys(indbsrec *in, const descrec *descriptors, vor_file_facts *facts) {
+status collect_sort_keys(indbsrec *in, const descrec *descriptors, vor_file_facts *facts) {
     const int32_t width = in->indsn->layout->sort_entry_bytes;
     const auto *entries = width == 2 ? reinterpret_cast<const char *>(descriptors->srtlist_2byte)
                                      : reinterpret_cast<const char *>(descriptors->srtlist_4byte);
     int32_t *keys;
-    const int32_t status = make_list(in, in->indsn->varcount, &keys);
-    if (status != 0)
-        return status;
+    if (const status s = make_list(in, in->indsn->varcount, &keys))
+        return s;
     for (int64_t i = 0; i < in->indsn->varcount; ++i) {
         const uint64_t key = number_at(entries + i * width, width, in->indsn->byte_order);
         if (key == 0 || key > static_cast<uint64_t>(in->indsn->varcount))
@@ -80,50 +80,50 @@ int32_t collect_sort_keys(indbsrec *in, const descrec *descriptors, vor_file_fac
         keys[facts->sort_key_count++] = static_cast<int32_t>(key);
     }
     facts->sort_keys = keys;
-    return 0;
+    return DONE;
 }
 
-int32_t collect_characteristics(indbsrec *in, vor_file_facts *facts) {
+status collect_characteristics(indbsrec *in, vor_file_facts *facts) {
     int64_t count = 0;
     for (const auto *kept = in->indsn->kept_characteristics; kept != nullptr; kept = kept->next)
         ++count;
     vor_characteristic *list;
-    const int32_t status = make_list(in, count, &list);
-    if (status != 0)
-        return status;
+    if (const status s = make_list(in, count, &list))
+        return s;
     facts->characteristics = list;
     for (const auto *kept = in->indsn->kept_characteristics; kept != nullptr; kept = kept->next)
         list[facts->characteristic_count++] = kept->parts;
-    return 0;
+    return DONE;
 }
 
-int32_t collect_label_tables(indbsrec *in, vor_file_facts *facts) {
+status collect_label_tables(indbsrec *in, vor_file_facts *facts) {
     if (!is_granted(in->self, WISH_LABEL_TABLES) || (in->self->outmode & OUTMODE_WRITE_LABELS) == 0)
-        return 0;
+        return DONE;
     const label_table *first;
-    int32_t status = first_label_table(in, in->mivex_infd, &first);
+    if (const status s = first_label_table(in, in->mivex_infd, &first))
+        return s;
     int64_t count = 0;
     for (const label_table *table = first; table != nullptr; table = table->next)
         ++count;
-    vor_label_table *tables = nullptr;
-    if (status == 0)
-        status = make_list(in, count, &tables);
+    vor_label_table *tables;
+    if (const status s = make_list(in, count, &tables))
+        return s;
     facts->label_tables = tables;
-    for (const label_table *table = first; table != nullptr && status == 0; table = table->next) {
-        status = list_labels(in, table, &tables[facts->label_table_count]);
-        if (status == ERROR_INPUT_INVALID) {
+    for (const label_table *table = first; table != nullptr; table = table->next) {
+        const status listed = list_labels(in, table, &tables[facts->label_table_count]);
+        if (listed == DONE)
+            ++facts->label_table_count;
+        else if (listed == ERROR_INPUT_INVALID)
             warn_of_failure(in, "It is left out.");
-            status = 0;
-            continue;
-        }
-        ++facts->label_table_count;
+        else
+            return listed;
     }
-    return status;
+    return DONE;
 }
 
 } // namespace
 
-int32_t keep_characteristic(indbsrec *in, int64_t length) {
+status keep_characteristic(indbsrec *in, int64_t length) {
     dsnrecord *dsn = in->indsn;
     const int32_t name_bytes = dsn->layout->name_bytes;
     const int64_t record_bytes = sizeof(kept_characteristic);
@@ -131,15 +131,14 @@ int32_t keep_characteristic(indbsrec *in, int64_t length) {
     if (kept == nullptr)
         return fail_memory(in);
     auto *body = reinterpret_cast<char *>(kept + 1);
-    const int32_t status = read_exactly(in, body, length, "a characteristic");
-    if (status != 0)
-        return status;
+    if (const status s = read_exactly(in, body, length, "a characteristic"))
+        return s;
     if (length < 2 * int64_t{name_bytes}) {
-        xpslog(
-            "%2zA characteristic of %lld bytes at byte %lld of the Stata file is too short for its names and is left "
+        log_warning(
+            "A characteristic of %lld bytes at byte %lld of the Stata file is too short for its names and is left "
             "out.",
-            message_value(length), message_value(file_position(in) - length));
-        return 0;
+            length, file_position(in) - length);
+        return DONE;
     }
     const char *text = body + 2 * name_bytes;
     const void *end = memchr(text, '\0', static_cast<size_t>(length - 2 * name_bytes));
@@ -152,31 +151,30 @@ int32_t keep_characteristic(indbsrec *in, int64_t length) {
     else
         dsn->last_characteristic->next = kept;
     dsn->last_characteristic = kept;
-    return 0;
+    return DONE;
 }
 
-int32_t collect_facts(indbsrec *in, const headerrec *header, const descrec *descriptors, int64_t observations) {
+status collect_facts(indbsrec *in, const headerrec *header, const descrec *descriptors, int64_t observations) {
     if (!is_granted(in->self, static_cast<vor_wish>(EVERY_WISH)))
-        return 0;
+        return DONE;
     vor_file_facts *facts;
-    int32_t status = make_list(in, 1, &facts);
-    if (status != 0)
-        return status;
+    if (const status s = make_list(in, 1, &facts))
+        return s;
     facts->release = in->indsn->release;
     facts->big_endian = in->indsn->byte_order == MOST_SIGNIFICANT_FIRST ? 1 : 0;
     facts->observations = observations;
-    status = copy_text(in, header->datalabel, &facts->data_label);
-    if (status == 0)
-        status = copy_text(in, header->timestamp, &facts->timestamp);
-    if (status == 0)
-        status = collect_variables(in, descriptors, facts);
-    if (status == 0)
-        status = collect_sort_keys(in, descriptors, facts);
-    if (status == 0)
-        status = collect_characteristics(in, facts);
-    if (status == 0)
-        status = collect_label_tables(in, facts);
-    if (status == 0)
-        give_facts(in->self, facts);
-    return status;
+    if (const status s = copy_text(in, header->datalabel, &facts->data_label))
+        return s;
+    if (const status s = copy_text(in, header->timestamp, &facts->timestamp))
+        return s;
+    if (const status s = collect_variables(in, descriptors, facts))
+        return s;
+    if (const status s = collect_sort_keys(in, descriptors, facts))
+        return s;
+    if (const status s = collect_characteristics(in, facts))
+        return s;
+    if (const status s = collect_label_tables(in, facts))
+        return s;
+    give_facts(in->self, facts);
+    return DONE;
 }

@@ -11,7 +11,7 @@
 //
 // 0, also for a body that is too short for its names, which a warning tells; the file is behind the body
 // ERROR_READ, ERROR_MEMORY, ERROR_SEEK
-int32_t keep_characteristic(indbsrec *in, int64_t length);
+status keep_characteristic(indbsrec *in, int64_t length);
 
 // collect_facts: give the host the facts of the file, if it has asked for anything. The variables are built; the
 // descriptors and the kept characteristics must stand as long as the session.
@@ -19,4 +19,4 @@ int32_t keep_characteristic(indbsrec *in, int64_t length);
 // observations  as the header has them
 // 0; ERROR_MEMORY; ERROR_INPUT_INVALID for a type code; what reading the value-label tables returned. A table whose
 // contents are damaged is left out with a warning. The position in the file is unspecified afterwards.
-int32_t collect_facts(indbsrec *in, const headerrec *header, const descrec *descriptors, int64_t observations);
+status collect_facts(indbsrec *in, const headerrec *header, const descrec *descriptors, int64_t observations);

@@ -28,13 +28,12 @@ constexpr char CHARACTERISTIC_FIELD = 1; // type of an expansion field
 
 } // namespace
 
-int32_t parse_binary_header(indbsrec *in, headerrec *header) {
+status parse_binary_header(indbsrec *in, headerrec *header) {
     char fixed[AT_DATA_LABEL];
-    int32_t status = seek_to(in, 0);
-    if (status == 0)
-        status = read_exactly(in, fixed, sizeof fixed, "the header");
-    if (status != 0)
-        return status;
+    if (const status s = seek_to(in, 0))
+        return s;
+    if (const status s = read_exactly(in, fixed, sizeof fixed, "the header"))
+        return s;
     header->release = static_cast<uint8_t>(fixed[AT_RELEASE]);
     header->byteorder = static_cast<uint8_t>(fixed[AT_BYTE_ORDER]);
     header->filetype = static_cast<uint8_t>(fixed[AT_FILE_TYPE]);
@@ -44,42 +43,39 @@ int32_t parse_binary_header(indbsrec *in, headerrec *header) {
     // The release comes first: a file of another kind is often shorter than the header.
     const release_layout *layout = find_release(header->release);
     if (layout == nullptr || layout->tagged)
-        return fail(in, ERROR_INPUT_INVALID, "For Stata, Release flags of 103 to 115 are supported.  You had -> %d",
-                    header->release);
-    status = read_exactly(in, header->datalabel, layout->data_label_bytes, "the data label");
-    if (status != 0)
-        return status;
+        return fail_plain(in, ERROR_INPUT_INVALID,
+                          "For Stata, Release flags of 103 to 115 are supported.  You had -> %d", header->release);
+    if (const status s = read_exactly(in, header->datalabel, layout->data_label_bytes, "the data label"))
+        return s;
     header->datalabel[layout->data_label_bytes] = '\0';
     header->timestamp[layout->timestamp_bytes] = '\0';
     return read_exactly(in, header->timestamp, layout->timestamp_bytes, "the time stamp");
 }
 
-int32_t skip_binary_expansion_records(indbsrec *in) {
+status skip_binary_expansion_records(indbsrec *in) {
     dsnrecord *dsn = in->indsn;
     const int32_t length_bytes = dsn->layout->expansion_length_bytes;
     if (length_bytes == 0)
-        return 0;
+        return DONE;
     int64_t position = file_position(in);
     if (position < 0)
         return ERROR_SEEK;
     for (;;) {
         char head[1 + 4];
-        const int32_t status = read_exactly(in, head, 1 + length_bytes, "an expansion field");
-        if (status != 0)
-            return status;
+        if (const status s = read_exactly(in, head, 1 + length_bytes, "an expansion field"))
+            return s;
         if (head[0] == 0)
-            return 0;
+            return DONE;
         const auto length = static_cast<int64_t>(number_at(head + 1, length_bytes, dsn->byte_order));
         const int64_t body = position + 1 + length_bytes;
         if (length > dsn->file_size - body)
             return fail(in, ERROR_INPUT_INVALID,
-                        "%%1zThe expansion field at byte %lld has a length of %lld bytes; the file holds %lld more.",
+                        "The expansion field at byte %lld has a length of %lld bytes; the file holds %lld more.",
                         position, length, dsn->file_size - body);
         position = body + length;
         const bool kept = head[0] == CHARACTERISTIC_FIELD && is_granted(in->self, WISH_CHARACTERISTICS);
-        const int32_t moved = kept ? keep_characteristic(in, length) : seek_to(in, position);
-        if (moved != 0)
-            return moved;
+        if (const status s = kept ? keep_characteristic(in, length) : seek_to(in, position))
+            return s;
         dsn->characteristics += kept ? 0 : 1;
     }
 }
@@ -103,65 +99,63 @@ struct header_parse {
     int64_t text_bytes;
 };
 
-using element_routine = int32_t (*)(header_parse *parse);
+using element_routine = status (*)(header_parse *parse);
 
-int32_t parse_release(header_parse *parse) {
+status parse_release(header_parse *parse) {
     char digits[3];
-    const int32_t status = read_exactly(parse->in, digits, sizeof digits, "the release");
-    if (status != 0)
-        return status;
+    if (const status s = read_exactly(parse->in, digits, sizeof digits, "the release"))
+        return s;
     int32_t release = 0;
     for (const char digit : digits)
         release = is_digit(digit) ? 10 * release + (digit - '0') : INT16_MAX; // no release is as high
     const release_layout *layout = find_release(release);
     if (layout == nullptr || !layout->tagged)
         return fail(parse->in, ERROR_INPUT_INVALID,
-                    "%%1zThe Stata file is of release %s; tagged files of the releases 117, 118 and 119 can be read.",
+                    "The Stata file is of release %s; tagged files of the releases 117, 118 and 119 can be read.",
                     show_text(digits, sizeof digits).text);
     parse->layout = layout;
     parse->header->release = static_cast<uint8_t>(release);
-    return 0;
+    return DONE;
 }
 
-int32_t parse_byte_order(header_parse *parse) {
+status parse_byte_order(header_parse *parse) {
     char order[3];
-    const int32_t status = read_exactly(parse->in, order, sizeof order, "the byte order");
+    if (const status s = read_exactly(parse->in, order, sizeof order, "the byte order"))
+        return s;
     const bool least_first = memcmp(order, "LSF", sizeof order) == 0;
     parse->header->byteorder = least_first ? LEAST_SIGNIFICANT_FIRST : MOST_SIGNIFICANT_FIRST;
-    return status;
+    return DONE;
 }
 
-int32_t parse_variables(header_parse *parse) {
+status parse_variables(header_parse *parse) {
     parse->variables_seen = true;
     return read_exactly(parse->in, parse->variables, parse->layout->variable_count_bytes, "the number of variables");
 }
 
-int32_t parse_observations(header_parse *parse) {
+status parse_observations(header_parse *parse) {
     parse->observations_seen = true;
     return read_exactly(parse->in, parse->observations, parse->layout->observation_count_bytes,
                         "the number of observations");
 }
 
-int32_t parse_label(header_parse *parse) {
+status parse_label(header_parse *parse) {
     const int32_t length_bytes = parse->layout->data_label_length_bytes;
     char field[2];
-    const int32_t status = read_exactly(parse->in, field, length_bytes, "the length of the data label");
-    if (status != 0)
-        return status;
+    if (const status s = read_exactly(parse->in, field, length_bytes, "the length of the data label"))
+        return s;
     const auto length = static_cast<int32_t>(number_at(field, length_bytes, parse->header->byteorder));
     if (length > parse->layout->data_label_bytes)
         return fail(parse->in, ERROR_INPUT_INVALID,
-                    "%%1zThe data label before byte %lld has a length of %d bytes; at most %d are expected.",
+                    "The data label before byte %lld has a length of %d bytes; at most %d are expected.",
                     file_position(parse->in), length, parse->layout->data_label_bytes);
     parse->header->datalabel[length] = '\0';
     return read_exactly(parse->in, parse->header->datalabel, length, "the data label");
 }
 
-int32_t parse_timestamp(header_parse *parse) {
+status parse_timestamp(header_parse *parse) {
     char field[TIMESTAMP_LENGTH_BYTES];
-    const int32_t status = read_exactly(parse->in, field, sizeof field, "the length of the time stamp");
-    if (status != 0)
-        return status;
+    if (const status s = read_exactly(parse->in, field, sizeof field, "the length of the time stamp"))
+        return s;
     const auto length = static_cast<unsigned char>(field[0]);
     parse->header->timestamp[length] = '\0';
     return read_exactly(parse->in, parse->header->timestamp, length, "the time stamp");
@@ -180,59 +174,57 @@ constexpr struct {
     {.name = "timestamp", .parse = parse_timestamp, .needs_release = false},
 };
 
-int32_t read_byte(header_parse *parse, char *byte) {
+status read_byte(header_parse *parse, char *byte) {
     if (++parse->text_bytes > LONGEST_HEADER_TEXT)
         return fail(parse->in, ERROR_INPUT_INVALID,
-                    "%%1z</header> was not found in the first %lld bytes of the Stata file.", LONGEST_HEADER_TEXT);
+                    "</header> was not found in the first %lld bytes of the Stata file.", LONGEST_HEADER_TEXT);
     return read_exactly(parse->in, byte, 1, "the header");
 }
 
 // Reads up to and including the next tag; `tag` receives its terminated name.
-int32_t read_tag(header_parse *parse, char *tag) {
-    int32_t status = 0;
+status read_tag(header_parse *parse, char *tag) {
     char byte = '\0';
-    while (status == 0 && byte != '<')
-        status = read_byte(parse, &byte);
+    while (byte != '<')
+        if (const status s = read_byte(parse, &byte))
+            return s;
     int32_t length = 0;
-    while (status == 0) {
-        status = read_byte(parse, &byte);
-        if (status != 0 || byte == '>')
+    for (;;) {
+        if (const status s = read_byte(parse, &byte))
+            return s;
+        if (byte == '>')
             break;
         if (length == LONGEST_TAG)
             return fail(parse->in, ERROR_INPUT_INVALID,
-                        "%%1zThe header's tag before byte %lld is longer than %d bytes: |%s|.",
-                        file_position(parse->in), LONGEST_TAG, show_text(tag, length).text);
+                        "The header's tag before byte %lld is longer than %d bytes: |%s|.", file_position(parse->in),
+                        LONGEST_TAG, show_text(tag, length).text);
         tag[length++] = byte;
     }
     tag[length] = '\0';
-    if (status == 0 && length == 0)
-        return fail(parse->in, ERROR_READ, "%%1zThe header's tag before byte %lld has no name.",
-                    file_position(parse->in));
-    return status;
+    if (length == 0)
+        return fail(parse->in, ERROR_READ, "The header's tag before byte %lld has no name.", file_position(parse->in));
+    return DONE;
 }
 
-int32_t parse_element(header_parse *parse, const char *tag) {
+status parse_element(header_parse *parse, const char *tag) {
     for (const auto &element : HEADER_ELEMENTS) {
         if (comp2inull(tag, element.name) != 0)
             continue;
         if (element.needs_release && parse->layout == nullptr)
-            return fail(
-                parse->in, ERROR_INPUT_INVALID,
-                "%%1zThe header of the Stata file has <%s> before byte %lld, where <release> is expected first.",
-                element.name, file_position(parse->in));
+            return fail(parse->in, ERROR_INPUT_INVALID,
+                        "The header of the Stata file has <%s> before byte %lld, where <release> is expected first.",
+                        element.name, file_position(parse->in));
         return element.parse(parse);
     }
-    return 0; // closing tags, and elements of which nothing is needed
+    return DONE; // closing tags, and elements of which nothing is needed
 }
 
 // The counts are converted last: the byte order may stand behind them.
-int32_t finish_header(header_parse *parse) {
+status finish_header(header_parse *parse) {
     headerrec *header = parse->header;
     if (!parse->variables_seen || !parse->observations_seen)
-        return fail(parse->in, ERROR_INPUT_INVALID,
-                    "%%1zThe header of the Stata file ends at byte %lld without the element <%s>.",
-                    file_position(parse->in),
-                    parse->layout == nullptr ? "release" : (parse->variables_seen ? "N" : "K"));
+        return fail(
+            parse->in, ERROR_INPUT_INVALID, "The header of the Stata file ends at byte %lld without the element <%s>.",
+            file_position(parse->in), parse->layout == nullptr ? "release" : (parse->variables_seen ? "N" : "K"));
     if (header->byteorder == 0)
         header->byteorder = LEAST_SIGNIFICANT_FIRST;
     const int32_t order = header->byteorder;
@@ -244,52 +236,52 @@ int32_t finish_header(header_parse *parse) {
         header->nobs_4byte = int32_at(parse->observations, order);
     else
         header->nobs_8byte = static_cast<int64_t>(number_at(parse->observations, 8, order));
-    return 0;
+    return DONE;
 }
 
 // Reads a tag that begins with `opening` and compares it. found receives the bytes read.
-int32_t read_exact_tag(indbsrec *in, const char *opening, const char *name, bool *same, shown_text *found) {
+status read_exact_tag(indbsrec *in, const char *opening, const char *name, bool *same, shown_text *found) {
     const int32_t opening_length = wzstlen(opening);
     const int32_t name_length = wzstlen(name);
     const int32_t length = opening_length + name_length + 1;
     char tag[2 + LONGEST_TAG + 1];
-    const int32_t status = read_exactly(in, tag, length, name);
-    if (status != 0)
-        return status;
+    if (const status s = read_exactly(in, tag, length, name))
+        return s;
     *found = show_text(tag, length);
     *same = memcmp(tag, opening, static_cast<size_t>(opening_length)) == 0 &&
             memcmp(tag + opening_length, name, static_cast<size_t>(name_length)) == 0 && tag[length - 1] == '>';
-    return 0;
+    return DONE;
 }
 
-int32_t read_opening_tag(indbsrec *in, const char *name) {
+status read_opening_tag(indbsrec *in, const char *name) {
     bool same;
     shown_text found;
-    const int32_t status = read_exact_tag(in, "<", name, &same, &found);
-    if (status != 0 || same)
-        return status;
+    if (const status s = read_exact_tag(in, "<", name, &same, &found))
+        return s;
+    if (same)
+        return DONE;
     if (mivex_lseek(in->mivex_infd, -(2 + wzstlen(name)), 1) < 0)
-        return fail(in, ERROR_SEEK, "%%1zThe Stata file could not be moved back to the start of an element.");
-    return fail(in, ERROR_INPUT_INVALID, "Didn't see the |%s| element.  Got -> |%s| at byte %lld", name, found.text,
-                file_position(in));
+        return fail(in, ERROR_SEEK, "The Stata file could not be moved back to the start of an element.");
+    return fail_plain(in, ERROR_INPUT_INVALID, "Didn't see the |%s| element.  Got -> |%s| at byte %lld", name,
+                      found.text, file_position(in));
 }
 
-int32_t read_closing_tag(indbsrec *in, const char *name) {
+status read_closing_tag(indbsrec *in, const char *name) {
     bool same;
     shown_text found;
-    const int32_t status = read_exact_tag(in, "</", name, &same, &found);
-    if (status != 0 || same)
-        return status;
-    return fail(in, ERROR_INPUT_INVALID, "Didn't see end for |%s| element.  Got -> |%s| at byte %lld", name, found.text,
-                file_position(in) - (3 + wzstlen(name)));
+    if (const status s = read_exact_tag(in, "</", name, &same, &found))
+        return s;
+    if (same)
+        return DONE;
+    return fail_plain(in, ERROR_INPUT_INVALID, "Didn't see end for |%s| element.  Got -> |%s| at byte %lld", name,
+                      found.text, file_position(in) - (3 + wzstlen(name)));
 }
 
 // The length in front of a block, and the byte behind it, which the file has room for.
-int32_t read_block_length(indbsrec *in, const char *name, int64_t *length, int64_t *end) {
+status read_block_length(indbsrec *in, const char *name, int64_t *length, int64_t *end) {
     char field[4];
-    const int32_t status = read_exactly(in, field, sizeof field, name);
-    if (status != 0)
-        return status;
+    if (const status s = read_exactly(in, field, sizeof field, name))
+        return s;
     *length = static_cast<int64_t>(number_at(field, sizeof field, in->indsn->byte_order));
     const int64_t position = file_position(in);
     if (position < 0)
@@ -297,25 +289,25 @@ int32_t read_block_length(indbsrec *in, const char *name, int64_t *length, int64
     const int64_t left = in->indsn->file_size - position;
     if (*length > left)
         return fail(in, ERROR_INPUT_INVALID,
-                    "%%1zThe element <%s> at byte %lld has a length of %lld bytes; the file holds %lld more.", name,
+                    "The element <%s> at byte %lld has a length of %lld bytes; the file holds %lld more.", name,
                     position, *length, left);
     *end = position + *length;
-    return 0;
+    return DONE;
 }
 
-int32_t skip_block(indbsrec *in, const char *name) {
+status skip_block(indbsrec *in, const char *name) {
     int64_t length;
     int64_t end;
-    const int32_t status = read_block_length(in, name, &length, &end);
-    return status != 0 ? status : seek_to(in, end);
+    if (const status s = read_block_length(in, name, &length, &end))
+        return s;
+    return seek_to(in, end);
 }
 
-int32_t read_characteristic(indbsrec *in) {
+status read_characteristic(indbsrec *in) {
     int64_t length;
     int64_t end;
-    const int32_t status = read_block_length(in, "ch", &length, &end);
-    if (status != 0)
-        return status;
+    if (const status s = read_block_length(in, "ch", &length, &end))
+        return s;
     if (is_granted(in->self, WISH_CHARACTERISTICS))
         return keep_characteristic(in, length);
     ++in->indsn->characteristics;
@@ -324,7 +316,7 @@ int32_t read_characteristic(indbsrec *in) {
 
 } // namespace
 
-int32_t parse_xml_header(indbsrec *in, headerrec *header) {
+status parse_xml_header(indbsrec *in, headerrec *header) {
     header_parse parse = {.in = in,
                           .header = header,
                           .layout = nullptr,
@@ -337,40 +329,42 @@ int32_t parse_xml_header(indbsrec *in, headerrec *header) {
     header->byteorder = 0;
     for (;;) {
         char tag[LONGEST_TAG + 1];
-        int32_t status = read_tag(&parse, tag);
-        if (status != 0)
-            return status;
+        if (const status s = read_tag(&parse, tag))
+            return s;
         if (comp2inull(tag, "/header") == 0)
             return finish_header(&parse);
-        status = parse_element(&parse, tag);
-        if (status != 0)
-            return status;
+        if (const status s = parse_element(&parse, tag))
+            return s;
     }
 }
 
-int32_t parse_xml_item(indbsrec *in, const char *name, int64_t len, void *storage) {
-    int32_t status = 0;
+status parse_xml_item(indbsrec *in, const char *name, int64_t len, void *storage) {
     if (len != ITEM_CLOSES)
-        status = read_opening_tag(in, name);
-    if (status != 0 || len == ITEM_OPENS)
-        return status;
+        if (const status s = read_opening_tag(in, name))
+            return s;
+    if (len == ITEM_OPENS)
+        return DONE;
     if (len > 0)
-        status = read_exactly(in, storage, len, name);
+        if (const status s = read_exactly(in, storage, len, name))
+            return s;
     if (len == ITEM_SKIPPED)
-        status = skip_block(in, name);
-    return status != 0 ? status : read_closing_tag(in, name);
+        if (const status s = skip_block(in, name))
+            return s;
+    return read_closing_tag(in, name);
 }
 
-int32_t skip_xml_expansion_records(indbsrec *in) {
-    int32_t status = parse_xml_item(in, "characteristics", ITEM_OPENS, nullptr);
-    while (status == 0) {
-        status = read_opening_tag(in, "ch");
-        if (status == ERROR_INPUT_INVALID)
+status skip_xml_expansion_records(indbsrec *in) {
+    if (const status s = parse_xml_item(in, "characteristics", ITEM_OPENS, nullptr))
+        return s;
+    for (;;) {
+        const status opened = read_opening_tag(in, "ch");
+        if (opened == ERROR_INPUT_INVALID)
             return parse_xml_item(in, "characteristics", ITEM_CLOSES, nullptr);
-        if (status == 0)
-            status = read_characteristic(in);
-        if (status == 0)
-            status = read_closing_tag(in, "ch");
+        if (opened != DONE)
+            return opened;
+        if (const status s = read_characteristic(in))
+            return s;
+        if (const status s = read_closing_tag(in, "ch"))
+            return s;
     }
-    return status;
 }

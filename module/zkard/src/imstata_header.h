@@ -13,14 +13,14 @@
 // ERROR_INPUT_INVALID  the release is none of the binary ones; message_string names it
 // ERROR_READ           the file is shorter than the header
 // ERROR_SEEK
-int32_t parse_binary_header(indbsrec *in, headerrec *header);
+status parse_binary_header(indbsrec *in, headerrec *header);
 
 // skip_binary_expansion_records: move past the chain of expansion fields, to the first observation. The release's
 // layout, the byte order and the file's size must stand in indsn.
 //
 // 0, ERROR_READ or ERROR_SEEK; ERROR_INPUT_INVALID when a field is longer than what the file still holds. The length is
 // checked before any move, so a damaged file cannot lead outside itself.
-int32_t skip_binary_expansion_records(indbsrec *in);
+status skip_binary_expansion_records(indbsrec *in);
 
 // What parse_xml_item reads in place of a number of bytes.
 inline constexpr int64_t ITEM_EMPTY = 0;    // both tags
@@ -37,7 +37,7 @@ inline constexpr int64_t ITEM_CLOSES = -3;  // the closing tag only
 // ERROR_INPUT_INVALID  the release is none of the tagged ones, an element is missing, out of place or too long, or the
 //                      header does not end
 // ERROR_READ           the file ends inside the header, or a tag has no name
-int32_t parse_xml_header(indbsrec *in, headerrec *header);
+status parse_xml_header(indbsrec *in, headerrec *header);
 
 // parse_xml_item: read one element whose tags stand exactly here.
 //
@@ -48,8 +48,8 @@ int32_t parse_xml_header(indbsrec *in, headerrec *header);
 // ERROR_INPUT_INVALID  another tag stands here, or a block is longer than what the file holds. After a wrong opening
 //                      tag the file is back where the element began.
 // ERROR_READ, ERROR_SEEK
-int32_t parse_xml_item(indbsrec *in, const char *name, int64_t len, void *storage);
+status parse_xml_item(indbsrec *in, const char *name, int64_t len, void *storage);
 
 // skip_xml_expansion_records: read the whole <characteristics> element. The refusal of the tag that ends the list of
 // its parts stays in message_string. 0, or what parse_xml_item returned.
-int32_t skip_xml_expansion_records(indbsrec *in);
+status skip_xml_expansion_records(indbsrec *in);

@@ -41,7 +41,7 @@ struct label_index {
     label_table *last;
     label_table *found; // by the last search: variables mostly name the tables in the file's order
     // What ended the pass over the tables before its time: every table behind it is unknown. 0 when nothing did.
-    int32_t damage;
+    status damage;
     table_head damaged;
     int64_t expected_bytes;
     int64_t found_bytes;
@@ -136,29 +136,28 @@ label_table *search_index(label_index *index, const char *name) {
     return near;
 }
 
-void note_damage(label_index *index, const table_head *head, int32_t status, int64_t expected, int64_t found) {
-    index->damage = status;
+void note_damage(label_index *index, const table_head *head, status why, int64_t expected, int64_t found) {
+    index->damage = why;
     index->damaged = *head;
     index->expected_bytes = expected;
     index->found_bytes = found;
 }
 
-int32_t fail_damaged(indbsrec *in, const label_index *index) {
+status fail_damaged(indbsrec *in, const label_index *index) {
     const char *name = index->damaged.name;
     const int64_t position = index->damaged.position;
     const int64_t expected = index->expected_bytes;
     const int64_t found = index->found_bytes;
     if (index->damage == ERROR_READ)
-        return fail(in, ERROR_READ,
-                    "%%1zThe Stata file is too short: expected %lld bytes of %s at byte %lld, found %lld.", expected,
-                    WHAT, position, found);
+        return fail(in, ERROR_READ, "The Stata file is too short: expected %lld bytes of %s at byte %lld, found %lld.",
+                    expected, WHAT, position, found);
     return fail(in, index->damage,
-                "%%1zThe value-label table %s at byte %lld has a length of %lld bytes; the file holds %lld more.",
+                "The value-label table %s at byte %lld has a length of %lld bytes; the file holds %lld more.",
                 show_text(name, wzstlen(name)).text, position, expected, found);
 }
 
 // Reads a table's body into the index; of equal names the first counts.
-int32_t read_table(section_reader *reader, label_index *index, const table_head *head) {
+status read_table(section_reader *reader, label_index *index, const table_head *head) {
     indbsrec *in = reader->in;
     // A host that takes the tables gets every one; for others a name's letter case does not count.
     label_key key = {.name = head->name,
@@ -186,7 +185,7 @@ int32_t read_table(section_reader *reader, label_index *index, const table_head 
 }
 
 // Reads what stands in front of a body. *more is false when there is no further table, or it does not fit the file.
-int32_t read_table_head(section_reader *reader, label_index *index, int32_t name_bytes, table_head *head, bool *more) {
+status read_table_head(section_reader *reader, label_index *index, int32_t name_bytes, table_head *head, bool *more) {
     const release_layout *layout = reader->in->indsn->layout;
     const int32_t order = reader->in->indsn->byte_order;
     const bool short_texts = layout->labels == LABELS_SHORT;
@@ -196,15 +195,14 @@ int32_t read_table_head(section_reader *reader, label_index *index, int32_t name
     *more = false;
     *head = {.name = {}, .position = section_position(reader), .entries = 0, .body_bytes = 0};
     if (left < first_bytes)
-        return 0;
+        return DONE;
     if (left < head_bytes) {
         note_damage(index, head, ERROR_READ, head_bytes, left);
-        return 0;
+        return DONE;
     }
     const char *bytes;
-    const int32_t status = take_bytes(reader, head_bytes, &bytes, WHAT);
-    if (status != 0)
-        return status;
+    if (const status s = take_bytes(reader, head_bytes, &bytes, WHAT))
+        return s;
     memcpy(head->name, bytes + first_bytes, static_cast<size_t>(head_bytes - first_bytes));
     if (short_texts)
         head->entries = static_cast<int16_t>(number_at(bytes, COUNT_BYTES, order));
@@ -213,11 +211,11 @@ int32_t read_table_head(section_reader *reader, label_index *index, int32_t name
     *more = head->body_bytes <= section_left(reader);
     if (!*more)
         note_damage(index, head, ERROR_INPUT_INVALID, head->body_bytes, section_left(reader));
-    return 0;
+    return DONE;
 }
 
 // What stands here, as many bytes as there are up to `length`; they are consumed.
-int32_t take_tags(section_reader *reader, int32_t length, const char **bytes, int32_t *found) {
+status take_tags(section_reader *reader, int32_t length, const char **bytes, int32_t *found) {
     const int64_t left = section_left(reader);
     *found = left < length ? static_cast<int32_t>(left) : length;
     return take_bytes(reader, *found, bytes, WHAT);
@@ -225,104 +223,102 @@ int32_t take_tags(section_reader *reader, int32_t length, const char **bytes, in
 
 // Whether these tags stand here. Where neither they nor `end` do, no table behind this place can be read, which the log
 // says.
-int32_t next_is(section_reader *reader, const char *tags, const char *end, bool *same) {
+status next_is(section_reader *reader, const char *tags, const char *end, bool *same) {
     const char *bytes;
     int32_t found;
     const int64_t position = section_position(reader);
-    const int32_t status = take_tags(reader, wzstlen(tags), &bytes, &found);
     *same = false;
-    if (status != 0)
-        return status;
+    if (const status s = take_tags(reader, wzstlen(tags), &bytes, &found))
+        return s;
     const auto stands = [&](const char *wanted) {
         return found == wzstlen(wanted) && memcmp(bytes, wanted, static_cast<size_t>(found)) == 0;
     };
     *same = stands(tags);
     if (!*same && !stands(end))
-        xpslog("%3zThe value-label tables of the Stata file are not read from byte %lld on: expected %s, found |%s|.",
-               message_value(position), tags, message_value(show_text(bytes, found).text));
-    return 0;
+        log_note("The value-label tables of the Stata file are not read from byte %lld on: expected %s, found |%s|.",
+                 position, tags, show_text(bytes, found).text);
+    return DONE;
 }
 
 // Moves to the first table; *more is false when there is none.
-int32_t open_tables(section_reader *reader, indbsrec *in, WX_FILE *file, bool *more) {
+status open_tables(section_reader *reader, indbsrec *in, WX_FILE *file, bool *more) {
     const dsnrecord *dsn = in->indsn;
     const bool tagged = dsn->layout->tagged;
     const int64_t position =
         tagged ? dsn->map_array[MAP_VALUE_LABELS] : static_cast<int64_t>(dsn->value_label_position);
-    int32_t status = open_section(reader, in, file, position);
     *more = true;
-    if (status != 0 || !tagged)
-        return status;
+    if (const status s = open_section(reader, in, file, position))
+        return s;
+    if (!tagged)
+        return DONE;
     const char *tag;
     int32_t found;
-    status = take_tags(reader, SECTION_TAG_BYTES, &tag, &found);
-    if (status != 0)
-        return status;
+    if (const status s = take_tags(reader, SECTION_TAG_BYTES, &tag, &found))
+        return s;
     if (found < SECTION_TAG_BYTES || memcmp(tag, SECTION_TAG, SECTION_TAG_BYTES) != 0)
         return fail_section(in, SECTION_TAG, position, tag, found);
     return next_is(reader, FIRST_TAG, NO_TABLE, more);
 }
 
 // Reads the table at the current place; *more tells whether another one follows it.
-int32_t read_next_table(section_reader *reader, label_index *index, int32_t name_bytes, bool *more) {
+status read_next_table(section_reader *reader, label_index *index, int32_t name_bytes, bool *more) {
     table_head head;
-    int32_t status = read_table_head(reader, index, name_bytes, &head, more);
-    if (status != 0 || !*more)
-        return status;
-    status = read_table(reader, index, &head);
-    if (status != 0)
-        return status;
+    if (const status s = read_table_head(reader, index, name_bytes, &head, more))
+        return s;
+    if (!*more)
+        return DONE;
+    if (const status s = read_table(reader, index, &head))
+        return s;
     if (head.entries < 0) { // where the next table would stand is not known
         note_damage(index, &head, ERROR_INPUT_INVALID, int64_t{head.entries} * SHORT_ENTRY_BYTES, section_left(reader));
         *more = false;
-        return 0;
+        return DONE;
     }
-    return reader->in->indsn->layout->tagged ? next_is(reader, NEXT_TAGS, LAST_TABLE, more) : 0;
+    return reader->in->indsn->layout->tagged ? next_is(reader, NEXT_TAGS, LAST_TABLE, more) : DONE;
 }
 
-int32_t make_index(indbsrec *in, WX_FILE *file, int32_t name_bytes) {
+status make_index(indbsrec *in, WX_FILE *file, int32_t name_bytes) {
     section_reader reader;
     bool more;
-    int32_t status = open_tables(&reader, in, file, &more);
-    if (status != 0)
-        return status;
+    if (const status s = open_tables(&reader, in, file, &more))
+        return s;
     auto *index = static_cast<label_index *>(arena_take(in->self, &in->indsn->arena, sizeof(label_index)));
     if (index == nullptr)
         return fail_memory(in);
     while (more) {
-        status = read_next_table(&reader, index, name_bytes, &more);
-        if (status != 0)
-            return status;
+        if (const status s = read_next_table(&reader, index, name_bytes, &more))
+            return s;
     }
     in->indsn->labels = index;
-    return 0;
+    return DONE;
 }
 
 } // namespace
 
-int32_t find_label_table(indbsrec *in, WX_FILE *file, const char *name, int32_t name_bytes, const label_table **table) {
+status find_label_table(indbsrec *in, WX_FILE *file, const char *name, int32_t name_bytes, const label_table **table) {
     *table = nullptr;
     if (in->indsn->labels == nullptr) {
-        const int32_t status = make_index(in, file, name_bytes);
-        if (status != 0)
-            return status;
+        if (const status s = make_index(in, file, name_bytes))
+            return s;
     }
     label_index *index = in->indsn->labels;
     label_table *found = search_index(index, name);
     *table = found;
     if (found != nullptr)
         found->used = true;
-    return found == nullptr && index->damage != 0 ? fail_damaged(in, index) : 0;
+    return found == nullptr && index->damage != DONE ? fail_damaged(in, index) : DONE;
 }
 
-int32_t first_label_table(indbsrec *in, WX_FILE *file, const label_table **first) {
-    const int32_t status = make_index(in, file, in->indsn->layout->name_bytes);
-    *first = status == 0 ? in->indsn->labels->first : nullptr;
-    if (status != 0 || in->indsn->labels->damage == 0)
-        return status;
-    fail_damaged(in, in->indsn->labels);
-    warn_of_failure(in, "Its tables from there on are left out.");
-    return 0;
+status first_label_table(indbsrec *in, WX_FILE *file, const label_table **first) {
+    *first = nullptr;
+    if (const status s = make_index(in, file, in->indsn->layout->name_bytes))
+        return s;
+    *first = in->indsn->labels->first;
+    if (in->indsn->labels->damage != DONE) {
+        static_cast<void>(fail_damaged(in, in->indsn->labels)); // for its words
+        warn_of_failure(in, "Its tables from there on are left out.");
+    }
+    return DONE;
 }
 
 int64_t count_unused_tables(const indbsrec *in) {

@@ -8,16 +8,16 @@
 
 namespace {
 
-int32_t fail_seek(indbsrec *in, int64_t position) {
-    return fail(in, ERROR_SEEK, "%%1zThe Stata file could not be moved to byte %lld.", position);
+status fail_seek(indbsrec *in, int64_t position) {
+    return fail(in, ERROR_SEEK, "The Stata file could not be moved to byte %lld.", position);
 }
 
 // found: what mivex_read returned.
-int32_t fail_read(indbsrec *in, const char *what, int64_t position, int64_t expected, int64_t found) {
+status fail_read(indbsrec *in, const char *what, int64_t position, int64_t expected, int64_t found) {
     if (found < 0)
-        return fail(in, ERROR_READ, "%%1zThe Stata file could not be read: %s, %lld bytes at byte %lld.", what,
-                    expected, position);
-    return fail(in, ERROR_READ, "%%1zThe Stata file is too short: expected %lld bytes of %s at byte %lld, found %lld.",
+        return fail(in, ERROR_READ, "The Stata file could not be read: %s, %lld bytes at byte %lld.", what, expected,
+                    position);
+    return fail(in, ERROR_READ, "The Stata file is too short: expected %lld bytes of %s at byte %lld, found %lld.",
                 expected, what, position, found);
 }
 
@@ -38,34 +38,34 @@ shown_text show_text(const char *bytes, int64_t length) {
 void warn_of_failure(indbsrec *in, const char *consequence) {
     const char *message = in->message_string;
     const bool has_level = wzstlen(message) > 3 && memcmp(message, "%1z", 3) == 0;
-    xpslog("%2z%s %s", has_level ? message + 3 : message, consequence);
+    log_warning("%s %s", has_level ? message + 3 : message, consequence);
     in->message_string[0] = '\0';
 }
 
 int64_t file_position(indbsrec *in) {
     const int64_t position = mivex_lseek(in->mivex_infd, 0, 1);
     if (position < 0)
-        return fail(in, ERROR_SEEK, "%%1zThe position in the Stata file is not known.");
+        return fail(in, ERROR_SEEK, "The position in the Stata file is not known.");
     return position;
 }
 
-int32_t seek_to(indbsrec *in, int64_t position) {
+status seek_to(indbsrec *in, int64_t position) {
     if (mivex_lseek_double(in->mivex_infd, static_cast<double>(position), 0) < 0)
         return fail_seek(in, position);
-    return 0;
+    return DONE;
 }
 
-int32_t read_exactly(indbsrec *in, void *storage, int64_t length, const char *what) {
+status read_exactly(indbsrec *in, void *storage, int64_t length, const char *what) {
     const int64_t found = mivex_read(in->mivex_infd, storage, length);
     if (found == length)
-        return 0;
+        return DONE;
     const int64_t behind = mivex_lseek(in->mivex_infd, 0, 1);
     return fail_read(in, what, found > 0 ? behind - found : behind, length, found);
 }
 
-int32_t fail_section(indbsrec *in, const char *tag, int64_t position, const char *found, int64_t length) {
-    return fail(in, ERROR_INPUT_INVALID, "%s not found in the stata file: |%s| at byte %lld", tag,
-                show_text(found, length).text, position);
+status fail_section(indbsrec *in, const char *tag, int64_t position, const char *found, int64_t length) {
+    return fail_plain(in, ERROR_INPUT_INVALID, "%s not found in the stata file: |%s| at byte %lld", tag,
+                      show_text(found, length).text, position);
 }
 
 uint64_t number_at(const char *bytes, int32_t width, int32_t byte_order) {
@@ -77,7 +77,7 @@ uint64_t number_at(const char *bytes, int32_t width, int32_t byte_order) {
     return number;
 }
 
-int32_t open_section(section_reader *reader, indbsrec *in, WX_FILE *file, int64_t position) {
+status open_section(section_reader *reader, indbsrec *in, WX_FILE *file, int64_t position) {
     dsnrecord *dsn = in->indsn;
     if (dsn->section_buffer == nullptr)
         dsn->section_buffer = static_cast<char *>(h_malloc1(in->self, SECTION_BUFFER_BYTES));
@@ -89,7 +89,7 @@ int32_t open_section(section_reader *reader, indbsrec *in, WX_FILE *file, int64_
                .position = position,
                .filled_bytes = 0,
                .used_bytes = 0};
-    return mivex_lseek_double(file, static_cast<double>(position), 0) < 0 ? fail_seek(in, position) : 0;
+    return mivex_lseek_double(file, static_cast<double>(position), 0) < 0 ? fail_seek(in, position) : DONE;
 }
 
 int64_t section_left(const section_reader *reader) {
@@ -97,7 +97,7 @@ int64_t section_left(const section_reader *reader) {
 }
 
 // Makes the next `length` bytes stand in the buffer.
-int32_t refill_section(section_reader *reader, int64_t length, const char *what) {
+status refill_section(section_reader *reader, int64_t length, const char *what) {
     const int64_t kept = reader->filled_bytes - reader->used_bytes;
     memmove(reader->buffer, reader->buffer + reader->used_bytes, static_cast<size_t>(kept));
     reader->position += reader->used_bytes;
@@ -109,27 +109,26 @@ int32_t refill_section(section_reader *reader, int64_t length, const char *what)
     reader->filled_bytes = kept + found;
     if (reader->filled_bytes < length)
         return fail_read(reader->in, what, reader->position, length, reader->filled_bytes);
-    return 0;
+    return DONE;
 }
 
-int32_t copy_bytes(section_reader *reader, char *storage, int64_t length, const char *what) {
+status copy_bytes(section_reader *reader, char *storage, int64_t length, const char *what) {
     for (int64_t done = 0; done < length;) {
         const int64_t left = length - done;
         const int64_t piece = left < SECTION_BUFFER_BYTES ? left : SECTION_BUFFER_BYTES;
         const char *bytes;
-        const int32_t status = take_bytes(reader, piece, &bytes, what);
-        if (status != 0)
-            return status;
+        if (const status s = take_bytes(reader, piece, &bytes, what))
+            return s;
         memcpy(storage + done, bytes, static_cast<size_t>(piece));
         done += piece;
     }
-    return 0;
+    return DONE;
 }
 
-int32_t skip_bytes(section_reader *reader, int64_t length) {
+status skip_bytes(section_reader *reader, int64_t length) {
     if (length <= reader->filled_bytes - reader->used_bytes) {
         reader->used_bytes += length;
-        return 0;
+        return DONE;
     }
     return open_section(reader, reader->in, reader->file, section_position(reader) + length);
 }

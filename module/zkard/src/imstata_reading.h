@@ -18,27 +18,22 @@ struct shown_text {
 };
 shown_text show_text(const char *bytes, int64_t length);
 
-// What the host's formatter takes: "%s", "%d" and "%lld".
-inline const char *message_value(const char *text) {
-    return text;
-}
-inline int message_value(int32_t number) {
-    return number;
-}
-inline long long message_value(int64_t number) {
-    return number;
+// Puts an error into message_string and returns the status. format and values are those of write_error.
+template <class... arguments>
+status fail(indbsrec *in, status why, const char *format, arguments... values) {
+    write_error(in->message_string, format, values...);
+    return why;
 }
 
-// Puts a message into message_string and returns the status. format is that of mivex_sprintf, values are terminated
-// texts, int32_t for "%d" and int64_t for "%lld".
+// The same for the few words that stand in the log as they are, without a level.
 template <class... arguments>
-int32_t fail(indbsrec *in, int32_t status, const char *format, arguments... values) {
+status fail_plain(indbsrec *in, status why, const char *format, arguments... values) {
     mivex_sprintf(in->message_string, format, message_value(values)...);
-    return status;
+    return why;
 }
 
 // ERROR_MEMORY, for which there is nothing to add: an older message must not stand before it.
-inline int32_t fail_memory(indbsrec *in) {
+inline status fail_memory(indbsrec *in) {
     in->message_string[0] = '\0';
     return ERROR_MEMORY;
 }
@@ -50,19 +45,19 @@ void warn_of_failure(indbsrec *in, const char *consequence);
 int64_t file_position(indbsrec *in);
 
 // Moves to a position. 0 or ERROR_SEEK.
-int32_t seek_to(indbsrec *in, int64_t position);
+status seek_to(indbsrec *in, int64_t position);
 
 // Reads exactly `length` bytes at the current position.
 //
 // what  what is read, for the message, such as "the header".
 // 0           storage is full
 // ERROR_READ  the host could not read, or the file holds fewer; the position is behind the bytes found
-int32_t read_exactly(indbsrec *in, void *storage, int64_t length, const char *what);
+status read_exactly(indbsrec *in, void *storage, int64_t length, const char *what);
 
 // ERROR_INPUT_INVALID: a section does not begin with its tag at the position that the map has for it.
 //
 // found  what stands there, length bytes: none where the file ends before.
-int32_t fail_section(indbsrec *in, const char *tag, int64_t position, const char *found, int64_t length);
+status fail_section(indbsrec *in, const char *tag, int64_t position, const char *found, int64_t length);
 
 // A whole number of 1 to 8 bytes in the file's byte order, as an unsigned value.
 uint64_t number_at(const char *bytes, int32_t width, int32_t byte_order);
@@ -95,7 +90,7 @@ struct section_reader {
 inline constexpr int64_t SECTION_BUFFER_BYTES = 64000; // what the host hands out at once
 
 // Starts a walk at a position of the file. 0, ERROR_SEEK or ERROR_MEMORY.
-int32_t open_section(section_reader *reader, indbsrec *in, WX_FILE *file, int64_t position);
+status open_section(section_reader *reader, indbsrec *in, WX_FILE *file, int64_t position);
 
 inline int64_t section_position(const section_reader *reader) {
     return reader->position + reader->used_bytes;
@@ -104,23 +99,22 @@ inline int64_t section_position(const section_reader *reader) {
 // Bytes that the file holds behind the current place.
 int64_t section_left(const section_reader *reader);
 
-int32_t refill_section(section_reader *reader, int64_t length, const char *what);
+status refill_section(section_reader *reader, int64_t length, const char *what);
 
 // The next `length` bytes, at most SECTION_BUFFER_BYTES; they stand until the next call for this walk. 0 or ERROR_READ,
 // as read_exactly.
-inline int32_t take_bytes(section_reader *reader, int64_t length, const char **bytes, const char *what) {
+inline status take_bytes(section_reader *reader, int64_t length, const char **bytes, const char *what) {
     if (reader->filled_bytes - reader->used_bytes < length) {
-        const int32_t status = refill_section(reader, length, what);
-        if (status != 0)
-            return status;
+        if (const status s = refill_section(reader, length, what))
+            return s;
     }
     *bytes = reader->buffer + reader->used_bytes;
     reader->used_bytes += length;
-    return 0;
+    return DONE;
 }
 
 // Copies the next `length` bytes, any number. 0 or ERROR_READ.
-int32_t copy_bytes(section_reader *reader, char *storage, int64_t length, const char *what);
+status copy_bytes(section_reader *reader, char *storage, int64_t length, const char *what);
 
 // Moves on by `length` bytes, which the caller has compared with section_left. 0 or ERROR_SEEK.
-int32_t skip_bytes(section_reader *reader, int64_t length);
+status skip_bytes(section_reader *reader, int64_t length);

@@ -10,33 +10,32 @@
 #include "imglue_files.h"
 #include "imglue_memory.h"
 #include "imstata_reading.h"
-#include "service_entries.h"
 
 namespace {
 
 constexpr int64_t RECORDS_BESIDE = 2; // slots of the buffer beyond inbuffnum
 
 // The record does not stand whole in the buffer: says what the file holds of it.
-int32_t fail_record(indbsrec *in, int64_t observation) {
+status fail_record(indbsrec *in, int64_t observation) {
     const int64_t position = static_cast<int64_t>(in->infirstpos_double) + observation * in->inreclen;
     return fail(in, ERROR_READ,
-                "%%1zThe Stata file is too short: expected %lld bytes of obs %lld at byte %lld, found %lld.",
-                in->inreclen, observation + 1, position, in->indsn->bytes_of_next_record);
+                "The Stata file is too short: expected %lld bytes of obs %lld at byte %lld, found %lld.", in->inreclen,
+                observation + 1, position, in->indsn->bytes_of_next_record);
 }
 
 // Fills the buffer from a slot on with the records from `observation` on, as far as there is room and they are wanted.
 // A short read is no failure yet.
-int32_t fill_buffer(indbsrec *in, int64_t slot, int64_t observation) {
+status fill_buffer(indbsrec *in, int64_t slot, int64_t observation) {
     const int64_t room = in->inbuffnum + RECORDS_BESIDE - slot;
     const int64_t left = in->intotal - observation;
     const int64_t wanted = (left < room ? left : room) * in->inreclen;
     const int64_t found = mivex_read(in->mivex_infd, in->inbuffer + slot * in->inreclen, wanted);
     if (found < 0)
-        return fail(in, ERROR_READ, "%%1zThe Stata file could not be read: %lld bytes from obs %lld on.", wanted,
+        return fail(in, ERROR_READ, "The Stata file could not be read: %lld bytes from obs %lld on.", wanted,
                     observation + 1);
     in->indsn->records_in_buffer = slot + found / in->inreclen;
     in->indsn->bytes_of_next_record = found % in->inreclen;
-    return 0;
+    return DONE;
 }
 
 // The first record to deliver, from 0: intotal when the host passes over all of them.
@@ -49,39 +48,38 @@ int64_t first_record(const indbsrec *in) {
 
 // The first record to deliver becomes the current one. In a file that is too short for it, the first one that is not
 // whole is asked for instead, which says where the file ends.
-int32_t start_reading(indbsrec *in) {
+status start_reading(indbsrec *in) {
     in->inbuffptr = in->inbuffer;
     in->inbuffp2 = in->inbuffer + in->inreclen;
     const auto start = static_cast<int64_t>(in->infirstpos_double);
     const int64_t whole_records = (in->indsn->file_size - start) / in->inreclen;
     const int64_t first = in->incurrent < whole_records ? in->incurrent : whole_records;
-    int32_t status = first == 0 ? 0 : seek_to(in, start + first * in->inreclen);
-    if (status == 0)
-        status = fill_buffer(in, 0, first);
-    if (status != 0)
-        return status;
-    return first == in->incurrent && in->indsn->records_in_buffer > 0 ? 0 : fail_record(in, first);
+    if (const status s = first == 0 ? DONE : seek_to(in, start + first * in->inreclen))
+        return s;
+    if (const status s = fill_buffer(in, 0, first))
+        return s;
+    return first == in->incurrent && in->indsn->records_in_buffer > 0 ? DONE : fail_record(in, first);
 }
 
-int32_t finish_without_records(indbsrec *in) {
+status finish_without_records(indbsrec *in) {
     in->ineof = 0;
     in->inmerge = 0;
     in->infinish = 1;
     incrementfinish();
-    return 0;
+    return DONE;
 }
 
-int32_t assign_decoders(indbsrec *in) {
+status assign_decoders(indbsrec *in) {
     for (innamerecord *variable = in->firstname; variable != nullptr; variable = variable->nextname) {
         variable->innamefunct = find_decoder(variable->innameftype, in->indsn->layout->missing, in->indsn->byte_order);
         if (variable->innamefunct == nullptr)
-            return fail(in, ERROR_VARIABLE_TYPE, "%%1zThe variable %s has the unknown decoder code %d.",
+            return fail(in, ERROR_VARIABLE_TYPE, "The variable %s has the unknown decoder code %d.",
                         variable->innamename, variable->innameftype);
     }
-    return 0;
+    return DONE;
 }
 
-int32_t allocate_buffer(indbsrec *in) {
+status allocate_buffer(indbsrec *in) {
     const int64_t records = in->inbuffsize / in->inreclen;
     in->inbuffnum = records < RECORDS_BESIDE ? 0 : records - RECORDS_BESIDE;
     const int64_t bytes = (in->inbuffnum + RECORDS_BESIDE) * in->inreclen;
@@ -89,37 +87,34 @@ int32_t allocate_buffer(indbsrec *in) {
     if (in->inbuffer == nullptr)
         return fail_memory(in);
     if (reset_datalen(in->self, 1, bytes) < 0)
-        return fail(in, ERROR_BUFFER_SIZE, "%%1zA record buffer of %lld bytes was refused.", bytes);
-    return 0;
+        return fail(in, ERROR_BUFFER_SIZE, "A record buffer of %lld bytes was refused.", bytes);
+    return DONE;
 }
 
 // The first of each was noted with its place.
 void note_changed_values(const indbsrec *in) {
     if (in->indsn->texts_cut > 1)
-        xpslog("%3zValues cut to the length of their variable: %lld.", message_value(in->indsn->texts_cut));
+        log_note("Values cut to the length of their variable: %lld.", in->indsn->texts_cut);
     if (in->indsn->texts_absent > 1)
-        xpslog("%3zValues left blank because the file does not hold their long strings: %lld.",
-               message_value(in->indsn->texts_absent));
+        log_note("Values left blank because the file does not hold their long strings: %lld.", in->indsn->texts_absent);
 }
 
 } // namespace
 
-int32_t initbuffer(indbsrec *in) {
+status initbuffer(indbsrec *in) {
     const int64_t first = first_record(in);
     in->self->current_record_number = first;
     if (first == in->intotal)
         return finish_without_records(in);
     if (first == in->intotal - 1)
         in->ineof = 1;
-    int32_t status = assign_decoders(in);
-    if (status != 0)
-        return status;
+    if (const status s = assign_decoders(in))
+        return s;
     in->incurrent = first;
     in->inbuffcurr = 0;
     in->inbyfirstrec = 0;
-    status = allocate_buffer(in);
-    if (status != 0)
-        return status;
+    if (const status s = allocate_buffer(in))
+        return s;
     const int64_t position = file_position(in);
     if (position < 0)
         return ERROR_SEEK;
@@ -127,7 +122,7 @@ int32_t initbuffer(indbsrec *in) {
     return start_reading(in);
 }
 
-int32_t re_initbuffer(indbsrec *in) {
+status re_initbuffer(indbsrec *in) {
     in->incurrent = first_record(in);
     in->inbuffcurr = 0;
     in->infinish = 0;
@@ -137,11 +132,12 @@ int32_t re_initbuffer(indbsrec *in) {
     in->indsn->texts_absent = 0;
     if (in->incurrent == in->intotal)
         return finish_without_records(in);
-    const int32_t status = seek_to(in, static_cast<int64_t>(in->infirstpos_double));
-    return status != 0 ? status : start_reading(in);
+    if (const status s = seek_to(in, static_cast<int64_t>(in->infirstpos_double)))
+        return s;
+    return start_reading(in);
 }
 
-int32_t getrecord(indbsrec *in) {
+status getrecord(indbsrec *in) {
     if (in->ineof != 0 || in->infinish != 0) {
         in->ineof = 0;
         if (in->infinish == 0) {
@@ -150,7 +146,7 @@ int32_t getrecord(indbsrec *in) {
             note_changed_values(in);
         }
         in->inmerge = 0;
-        return 0;
+        return DONE;
     }
     if (in->inbuffcurr + 1 >= in->indsn->records_in_buffer)
         return fail_record(in, in->incurrent + 1);
@@ -161,7 +157,7 @@ int32_t getrecord(indbsrec *in) {
         in->inbuffptr = in->inbuffp2;
         in->inbuffp2 += in->inreclen;
         in->inbuffcurr += 1;
-        return 0;
+        return DONE;
     }
     memcpy(in->inbuffer, in->inbuffp2, static_cast<size_t>(in->inreclen));
     in->inbuffptr = in->inbuffer;

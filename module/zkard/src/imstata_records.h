@@ -104,16 +104,16 @@ struct descrec {
 // ERROR_VARIABLE_TYPE  a variable has a decoder code that does not exist
 // ERROR_READ           the first record is not all there; message_string tells
 // ERROR_MEMORY, ERROR_BUFFER_SIZE, ERROR_SEEK
-int32_t initbuffer(indbsrec *in);
+status initbuffer(indbsrec *in);
 
 // re_initbuffer: back to the first record to deliver, after an initbuffer that succeeded. 0, ERROR_SEEK or ERROR_READ.
-int32_t re_initbuffer(indbsrec *in);
+status re_initbuffer(indbsrec *in);
 
 // getrecord: move to the next record; from the last one, set infinish.
 //
 // 0, also when infinish was set before; ERROR_READ when the file does not hold all of the next record: message_string
 // names the observation, the bytes expected and found, and the place. The current record then no longer stands.
-int32_t getrecord(indbsrec *in);
+status getrecord(indbsrec *in);
 
 // The decoders: each turns one stored value of the current record into the conversion layer's value. A decoder never
 // fails and allocates nothing; what kind of value stands where was settled when the file was set up.

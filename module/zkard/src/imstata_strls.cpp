@@ -6,7 +6,6 @@
 
 #include "imglue_extension.h"
 #include "imstata_reading.h"
-#include "service_entries.h"
 
 namespace {
 
@@ -92,8 +91,8 @@ void close_list(load_state *state) {
     state->list.open = false;
 }
 
-int32_t append(load_state *state, const string_head *head, const char *text, int32_t length,
-               shared_string_struct **stored) {
+status append(load_state *state, const string_head *head, const char *text, int32_t length,
+              shared_string_struct **stored) {
     shared_string_struct *node = *stored = make_node(state->in->self, state->in->indsn, text, length);
     if (node == nullptr)
         return fail_memory(state->in);
@@ -106,12 +105,12 @@ int32_t append(load_state *state, const string_head *head, const char *text, int
         list->last->avlrec.rchild = &node->avlrec;
     list->last = node;
     ++list->count;
-    return 0;
+    return DONE;
 }
 
 // *stored: the node under that key.
-int32_t store_text(load_state *state, const string_head *head, const char *text, int32_t length,
-                   shared_string_struct **stored) {
+status store_text(load_state *state, const string_head *head, const char *text, int32_t length,
+                  shared_string_struct **stored) {
     const ascending_list *list = &state->list;
     if (list->open && (list->last == nullptr || compare_keys(head->observation, head->variable, list->last) > 0))
         return append(state, head, text, length, stored);
@@ -120,18 +119,17 @@ int32_t store_text(load_state *state, const string_head *head, const char *text,
     dsnrecord *dsn = state->in->indsn;
     *stored =
         shared_string_entry(state->in, &dsn->head_avl_shared_string, text, length, head->observation, head->variable);
-    return *stored == nullptr ? fail_memory(state->in) : 0;
+    return *stored == nullptr ? fail_memory(state->in) : DONE;
 }
 
-int32_t read_head(load_state *state, string_head *head) {
+status read_head(load_state *state, string_head *head) {
     const dsnrecord *dsn = state->in->indsn;
     const int32_t observation_bytes = dsn->layout->gso_observation_bytes;
     const char *bytes;
     head->position = section_position(&state->reader) - static_cast<int64_t>(sizeof MARK);
-    const int32_t status = take_bytes(&state->reader, VARIABLE_BYTES + observation_bytes + 1 + LENGTH_BYTES, &bytes,
-                                      "a long string's numbers and length");
-    if (status != 0)
-        return status;
+    if (const status s = take_bytes(&state->reader, VARIABLE_BYTES + observation_bytes + 1 + LENGTH_BYTES, &bytes,
+                                    "a long string's numbers and length"))
+        return s;
     head->variable = static_cast<uint32_t>(int32_at(bytes, dsn->byte_order));
     bytes += VARIABLE_BYTES;
     head->observation = observation_bytes == 4 ? static_cast<uint32_t>(int32_at(bytes, dsn->byte_order))
@@ -141,14 +139,14 @@ int32_t read_head(load_state *state, string_head *head) {
     head->length_bytes = static_cast<uint32_t>(int32_at(bytes + 1, dsn->byte_order));
     if (head->variable == 0 || head->variable > static_cast<uint32_t>(dsn->varcount))
         return fail(state->in, ERROR_INPUT_INVALID,
-                    "%%1zThe long string at byte %lld belongs to variable %lld; the file has %d variables.",
-                    head->position, int64_t{head->variable}, dsn->varcount);
+                    "The long string at byte %lld belongs to variable %lld; the file has %d variables.", head->position,
+                    int64_t{head->variable}, dsn->varcount);
     const int64_t left = section_left(&state->reader);
     if (head->length_bytes > left)
         return fail(state->in, ERROR_READ,
-                    "%%1zThe Stata file is too short: expected %lld bytes of a long string at byte %lld, found %lld.",
+                    "The Stata file is too short: expected %lld bytes of a long string at byte %lld, found %lld.",
                     head->length_bytes, section_position(&state->reader), left);
-    return 0;
+    return DONE;
 }
 
 // How many of the first LONGEST_STRL bytes of a longer text are kept: all, but for the beginning of a UTF-8 character
@@ -166,71 +164,72 @@ int32_t kept_bytes(const char *text) {
 }
 
 // Reads at most LONGEST_STRL bytes of a text of `whole` bytes and keeps them.
-int32_t read_part(load_state *state, const string_head *head, int64_t whole, int32_t *kept) {
+status read_part(load_state *state, const string_head *head, int64_t whole, int32_t *kept) {
     const bool cut = whole > LONGEST_STRL;
     const int32_t read = cut ? LONGEST_STRL : static_cast<int32_t>(whole);
     const char *text;
-    int32_t status = take_bytes(&state->reader, read, &text, "a long string");
-    if (status != 0)
-        return status;
+    if (const status s = take_bytes(&state->reader, read, &text, "a long string"))
+        return s;
     *kept = cut && head->kind == KIND_TEXT ? kept_bytes(text) : read;
     shared_string_struct *node;
-    status = store_text(state, head, text, *kept, &node);
-    if (status != 0)
-        return status;
+    if (const status s = store_text(state, head, text, *kept, &node))
+        return s;
     if (cut && state->cut++ == 0)
         state->first_cut = *head;
     return skip_bytes(&state->reader, whole - read);
 }
 
 // Reads all of a text into a place of its own. A key that is there keeps its first text.
-int32_t read_whole(load_state *state, const string_head *head, int64_t whole) {
+status read_whole(load_state *state, const string_head *head, int64_t whole) {
     indbsrec *in = state->in;
     if (whole > INT32_MAX)
-        return fail(in, ERROR_INPUT_INVALID, "%%1zThe long string at byte %lld has %lld bytes; at most %d are read.",
+        return fail(in, ERROR_INPUT_INVALID, "The long string at byte %lld has %lld bytes; at most %d are read.",
                     head->position, whole, INT32_MAX);
     auto *text = static_cast<char *>(arena_take(in->self, &in->indsn->arena, whole + 1));
     if (text == nullptr)
         return fail_memory(in);
-    int32_t status = copy_bytes(&state->reader, text, whole, "a long string");
+    if (const status s = copy_bytes(&state->reader, text, whole, "a long string"))
+        return s;
     shared_string_struct *node;
-    if (status == 0)
-        status = store_text(state, head, "", 0, &node);
-    if (status != 0 || node->whole)
-        return status;
+    if (const status s = store_text(state, head, "", 0, &node))
+        return s;
+    if (node->whole)
+        return DONE;
     node->string = text;
     node->len = static_cast<int32_t>(whole);
     node->binary = head->kind != KIND_TEXT;
     node->whole = true;
-    return 0;
+    return DONE;
 }
 
 // Reads a text and keeps it.
-int32_t read_text(load_state *state, const string_head *head) {
+status read_text(load_state *state, const string_head *head) {
     const bool is_text = head->kind == KIND_TEXT;
     const int64_t whole = is_text && head->length_bytes > 0 ? head->length_bytes - 1 : head->length_bytes;
     auto kept = static_cast<int32_t>(whole < INT32_MAX ? whole : INT32_MAX);
     const bool all = is_granted(state->in->self, WISH_WHOLE_TEXT);
-    const int32_t status = all ? read_whole(state, head, whole) : read_part(state, head, whole, &kept);
-    if (status != 0)
-        return status;
+    if (const status s = all ? read_whole(state, head, whole) : read_part(state, head, whole, &kept))
+        return s;
     uint32_t *longest = &state->in->indsn->max_strls[head->variable - 1];
     if (static_cast<uint32_t>(kept) > *longest)
         *longest = static_cast<uint32_t>(kept);
     return skip_bytes(&state->reader, head->length_bytes - whole);
 }
 
-int32_t read_mark(load_state *state, bool *is_string) {
+status read_mark(load_state *state, bool *is_string) {
     const char *mark;
-    const int32_t status = take_bytes(&state->reader, sizeof MARK, &mark, "the section of long strings");
-    *is_string = status == 0 && memcmp(mark, MARK, sizeof MARK) == 0;
-    return status;
+    *is_string = false;
+    if (const status s = take_bytes(&state->reader, sizeof MARK, &mark, "the section of long strings"))
+        return s;
+    *is_string = memcmp(mark, MARK, sizeof MARK) == 0;
+    return DONE;
 }
 
-int32_t read_strings(load_state *state) {
+status read_strings(load_state *state) {
     dsnrecord *dsn = state->in->indsn;
     bool is_string;
-    int32_t status = read_mark(state, &is_string);
+    if (const status s = read_mark(state, &is_string))
+        return s;
     if (is_string && dsn->max_strls == nullptr) {
         dsn->max_strls = static_cast<uint32_t *>(
             arena_take(state->in->self, &dsn->arena, static_cast<int64_t>(sizeof(uint32_t)) * dsn->varcount));
@@ -239,37 +238,35 @@ int32_t read_strings(load_state *state) {
     }
     while (is_string) {
         string_head head;
-        status = read_head(state, &head);
-        if (status == 0)
-            status = read_text(state, &head);
-        if (status != 0)
-            return status;
-        status = read_mark(state, &is_string);
+        if (const status s = read_head(state, &head))
+            return s;
+        if (const status s = read_text(state, &head))
+            return s;
+        if (const status s = read_mark(state, &is_string))
+            return s;
     }
-    return status;
+    return DONE;
 }
 
 void note_cut_texts(const load_state *state) {
     if (state->cut == 0)
         return;
-    xpslog("%3zLong strings of more than %d bytes were cut to that length: %lld in all, the first one that of variable "
-           "%lld at obs %lld.",
-           LONGEST_STRL, message_value(state->cut), message_value(int64_t{state->first_cut.variable}),
-           message_value(state->first_cut.observation));
+    log_note("Long strings of more than %d bytes were cut to that length: %lld in all, the first one that of variable "
+             "%lld at obs %lld.",
+             LONGEST_STRL, state->cut, int64_t{state->first_cut.variable}, state->first_cut.observation);
 }
 
 void note_cut_value(indbsrec *in, const innamerecord *variable) {
     if (in->indsn->texts_cut++ == 0)
-        xpslog("%3zThe value of %s at obs %lld is longer than the variable's long strings and was cut to %d bytes.",
-               variable->innamename, message_value(in->incurrent + 1), variable->innamelength);
+        log_note("The value of %s at obs %lld is longer than the variable's long strings and was cut to %d bytes.",
+                 variable->innamename, in->incurrent + 1, variable->innamelength);
 }
 
 void note_absent_text(indbsrec *in, const innamerecord *variable) {
     if (in->indsn->texts_absent++ == 0)
-        xpslog("%3zThe value of %s at obs %lld is a long string that the file does not hold (variable %lld, obs %lld); "
-               "it is left blank.",
-               variable->innamename, message_value(in->incurrent + 1), message_value(int64_t{in->indsn->varnum_4byte}),
-               message_value(in->indsn->obsnum_8byte));
+        log_note("The value of %s at obs %lld is a long string that the file does not hold (variable %lld, obs %lld); "
+                 "it is left blank.",
+                 variable->innamename, in->incurrent + 1, int64_t{in->indsn->varnum_4byte}, in->indsn->obsnum_8byte);
 }
 
 // The numbers of a reference share its 8 bytes: first the variable, then the observation.
@@ -341,25 +338,23 @@ shared_string_struct *shared_string_entry(indbsrec *in, shared_string_struct **r
     return node_of(stored);
 }
 
-int32_t load_stata_long_strings(indbsrec *in, WX_FILE *file) {
+status load_stata_long_strings(indbsrec *in, WX_FILE *file) {
     load_state state = {};
     state.in = in;
     state.list.open = true;
-    int32_t status = open_section(&state.reader, in, file, in->indsn->map_array[MAP_STRLS]);
+    if (const status s = open_section(&state.reader, in, file, in->indsn->map_array[MAP_STRLS]))
+        return s;
     const char *tag;
-    if (status == 0)
-        status = take_bytes(&state.reader, SECTION_TAG_BYTES, &tag, "the section of long strings");
-    if (status != 0)
-        return status;
+    if (const status s = take_bytes(&state.reader, SECTION_TAG_BYTES, &tag, "the section of long strings"))
+        return s;
     if (memcmp(tag, SECTION_TAG, SECTION_TAG_BYTES) != 0)
         return fail_section(in, SECTION_TAG, in->indsn->map_array[MAP_STRLS], tag, SECTION_TAG_BYTES);
-    status = read_strings(&state);
-    if (status != 0)
-        return status;
+    if (const status s = read_strings(&state))
+        return s;
     if (state.list.open)
         close_list(&state);
     note_cut_texts(&state);
-    return 0;
+    return DONE;
 }
 
 namespace {

@@ -16,7 +16,7 @@ inline constexpr int32_t LONGEST_STRL = 32000; // bytes of a text that are kept
 // ERROR_READ           the file ends inside a record of the section, or could not be read
 // ERROR_SEEK, ERROR_MEMORY
 // The position in the file is unspecified afterwards.
-int32_t load_stata_long_strings(indbsrec *in, WX_FILE *file);
+status load_stata_long_strings(indbsrec *in, WX_FILE *file);
 
 // find_shared_string: the node with the key of the dsnrecord in private_ptr, or null; the path is recorded.
 avlstruct *find_shared_string(avlglobalstruct *g, avlstruct *root);

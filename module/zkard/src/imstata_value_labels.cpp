@@ -15,9 +15,9 @@ constexpr int32_t OFFSET_BYTES = 4;
 constexpr int32_t VALUE_BYTES = 4;
 constexpr int32_t ENTRY_BYTES = OFFSET_BYTES + VALUE_BYTES;
 
-int32_t fail_table(indbsrec *in, const label_table *table, const char *what, int64_t expected, int64_t found) {
+status fail_table(indbsrec *in, const label_table *table, const char *what, int64_t expected, int64_t found) {
     return fail(in, ERROR_INPUT_INVALID,
-                "%%1zThe value-label table %s, whose body of %lld bytes is at byte %lld, is damaged: %s, %lld where at "
+                "The value-label table %s, whose body of %lld bytes is at byte %lld, is damaged: %s, %lld where at "
                 "most %lld fits.",
                 show_text(table->name, wzstlen(table->name)).text, table->body_bytes, table->position, what, found,
                 expected);
@@ -30,7 +30,7 @@ struct label_list {
     char *spare;
 };
 
-int32_t make_list(indbsrec *in, int64_t count, int64_t spare_bytes, label_list *list) {
+status make_list(indbsrec *in, int64_t count, int64_t spare_bytes, label_list *list) {
     const int64_t entry_bytes = sizeof(innamevaluestruct) + sizeof(double);
     char *block = static_cast<char *>(arena_take(in->self, &in->indsn->arena, count * entry_bytes + spare_bytes));
     if (block == nullptr)
@@ -44,7 +44,7 @@ int32_t make_list(indbsrec *in, int64_t count, int64_t spare_bytes, label_list *
                             .startvalue = reinterpret_cast<char *>(&list->values[i]),
                             .endvalue = nullptr,
                             .displayvalue = nullptr};
-    return 0;
+    return DONE;
 }
 
 // A body's parts, checked against its length.
@@ -56,7 +56,7 @@ struct body_parts {
     char *texts;
 };
 
-int32_t split_body(indbsrec *in, const label_table *table, body_parts *parts) {
+status split_body(indbsrec *in, const label_table *table, body_parts *parts) {
     const int32_t order = in->indsn->byte_order;
     if (table->body_bytes < BODY_HEAD_BYTES)
         return fail_table(in, table, "the bytes of its counts", table->body_bytes, BODY_HEAD_BYTES);
@@ -64,7 +64,7 @@ int32_t split_body(indbsrec *in, const label_table *table, body_parts *parts) {
     parts->entries = int32_at(table->body, order);
     parts->text_bytes = static_cast<uint32_t>(int32_at(table->body + 4, order));
     if (parts->entries < 1)
-        return 0;
+        return DONE;
     if (parts->entries > room / ENTRY_BYTES)
         return fail_table(in, table, "its number of entries", room / ENTRY_BYTES, parts->entries);
     if (parts->text_bytes > room - ENTRY_BYTES * parts->entries)
@@ -73,22 +73,22 @@ int32_t split_body(indbsrec *in, const label_table *table, body_parts *parts) {
     parts->values = parts->offsets + OFFSET_BYTES * parts->entries;
     parts->texts = table->body + BODY_HEAD_BYTES + ENTRY_BYTES * parts->entries;
     parts->texts[parts->text_bytes] = '\0';
-    return 0;
+    return DONE;
 }
 
 } // namespace
 
-int32_t load_stata_valuelist(indbsrec *in, WX_FILE *file, innamevaluestruct **head, const char *table_name) {
+status load_stata_valuelist(indbsrec *in, WX_FILE *file, innamevaluestruct **head, const char *table_name) {
     const label_table *table;
     *head = nullptr;
-    int32_t status = find_label_table(in, file, table_name, in->indsn->layout->name_bytes, &table);
-    if (status != 0 || table == nullptr || table->entries < 1)
-        return status;
+    if (const status s = find_label_table(in, file, table_name, in->indsn->layout->name_bytes, &table))
+        return s;
+    if (table == nullptr || table->entries < 1)
+        return DONE;
     const int64_t count = table->entries;
     label_list list;
-    status = make_list(in, count, count * (SHORT_TEXT_BYTES + 1), &list);
-    if (status != 0)
-        return status;
+    if (const status s = make_list(in, count, count * (SHORT_TEXT_BYTES + 1), &list))
+        return s;
     const char *texts = table->body + count * SHORT_VALUE_BYTES;
     for (int64_t i = 0; i < count; ++i) {
         const auto value = static_cast<int16_t>(
@@ -99,24 +99,25 @@ int32_t load_stata_valuelist(indbsrec *in, WX_FILE *file, innamevaluestruct **he
         list.entries[i].displayvalue = text;
     }
     *head = list.entries;
-    return 0;
+    return DONE;
 }
 
-int32_t load_stata_valuelist_v6(indbsrec *in, WX_FILE *file, innamevaluestruct **head, const char *table_name,
-                                int32_t name_bytes) {
+status load_stata_valuelist_v6(indbsrec *in, WX_FILE *file, innamevaluestruct **head, const char *table_name,
+                               int32_t name_bytes) {
     const label_table *table;
     *head = nullptr;
-    int32_t status = find_label_table(in, file, table_name, name_bytes, &table);
-    if (status != 0 || table == nullptr)
-        return status;
+    if (const status s = find_label_table(in, file, table_name, name_bytes, &table))
+        return s;
+    if (table == nullptr)
+        return DONE;
     body_parts parts = {};
-    status = split_body(in, table, &parts);
-    if (status != 0 || parts.entries < 1)
-        return status;
+    if (const status s = split_body(in, table, &parts))
+        return s;
+    if (parts.entries < 1)
+        return DONE;
     label_list list;
-    status = make_list(in, parts.entries, 0, &list);
-    if (status != 0)
-        return status;
+    if (const status s = make_list(in, parts.entries, 0, &list))
+        return s;
     const int32_t order = in->indsn->byte_order;
     for (int64_t i = 0; i < parts.entries; ++i) {
         const int64_t offset = static_cast<uint32_t>(int32_at(parts.offsets + OFFSET_BYTES * i, order));
@@ -126,7 +127,7 @@ int32_t load_stata_valuelist_v6(indbsrec *in, WX_FILE *file, innamevaluestruct *
         list.entries[i].displayvalue = parts.texts + offset;
     }
     *head = list.entries;
-    return 0;
+    return DONE;
 }
 
 namespace {
@@ -140,7 +141,7 @@ vor_value_label *make_labels(indbsrec *in, int64_t count, vor_label_table *liste
     return labels;
 }
 
-int32_t list_short_labels(indbsrec *in, const label_table *table, vor_label_table *listed) {
+status list_short_labels(indbsrec *in, const label_table *table, vor_label_table *listed) {
     const int64_t count = table->entries < 0 ? 0 : table->entries;
     vor_value_label *labels = make_labels(in, count, listed);
     if (labels == nullptr)
@@ -152,19 +153,20 @@ int32_t list_short_labels(indbsrec *in, const label_table *table, vor_label_tabl
         labels[i].value = static_cast<int16_t>(number_at(value, SHORT_VALUE_BYTES, in->indsn->byte_order));
         labels[i].text = {.bytes = text, .length = length_to_nul(text, SHORT_TEXT_BYTES)};
     }
-    return 0;
+    return DONE;
 }
 
 } // namespace
 
-int32_t list_labels(indbsrec *in, const label_table *table, vor_label_table *listed) {
+status list_labels(indbsrec *in, const label_table *table, vor_label_table *listed) {
     *listed = {.name = {.bytes = table->name, .length = wzstlen(table->name)}, .count = 0, .labels = nullptr};
     if (in->indsn->layout->labels == LABELS_SHORT)
         return list_short_labels(in, table, listed);
     body_parts parts = {};
-    const int32_t status = split_body(in, table, &parts);
-    if (status != 0 || parts.entries < 1)
-        return status;
+    if (const status s = split_body(in, table, &parts))
+        return s;
+    if (parts.entries < 1)
+        return DONE;
     vor_value_label *labels = make_labels(in, parts.entries, listed);
     if (labels == nullptr)
         return fail_memory(in);
@@ -176,5 +178,5 @@ int32_t list_labels(indbsrec *in, const label_table *table, vor_label_table *lis
         labels[i].value = int32_at(parts.values + VALUE_BYTES * i, order);
         labels[i].text = {.bytes = parts.texts + offset, .length = wzstlen(parts.texts + offset)};
     }
-    return 0;
+    return DONE;
 }

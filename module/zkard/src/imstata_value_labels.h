@@ -37,11 +37,11 @@ inline constexpr int32_t SHORT_ENTRY_BYTES = SHORT_VALUE_BYTES + SHORT_TEXT_BYTE
 //                      or the section is not where the map says. message_string tells.
 // ERROR_READ           the same of a table whose name is cut off; or the file could not be read
 // ERROR_SEEK, ERROR_MEMORY
-int32_t find_label_table(indbsrec *in, WX_FILE *file, const char *name, int32_t name_bytes, const label_table **table);
+status find_label_table(indbsrec *in, WX_FILE *file, const char *name, int32_t name_bytes, const label_table **table);
 
 // first_label_table: all tables of the file, once, linked in its order. Where a table does not fit the file, it and
 // those behind it are left out with a warning. 0, ERROR_SEEK, ERROR_MEMORY or ERROR_READ.
-int32_t first_label_table(indbsrec *in, WX_FILE *file, const label_table **first);
+status first_label_table(indbsrec *in, WX_FILE *file, const label_table **first);
 
 // count_unused_tables: how many tables of the index no variable has asked for; 0 without an index.
 int64_t count_unused_tables(const indbsrec *in);
@@ -59,11 +59,11 @@ int64_t count_unused_tables(const indbsrec *in);
 //                      names it); the same of a table in front of a name that was not found
 // ERROR_READ           the file ends inside a table's name, or could not be read
 // ERROR_SEEK, ERROR_MEMORY
-int32_t load_stata_valuelist(indbsrec *in, WX_FILE *file, innamevaluestruct **head, const char *table_name);
-int32_t load_stata_valuelist_v6(indbsrec *in, WX_FILE *file, innamevaluestruct **head, const char *table_name,
-                                int32_t name_bytes);
+status load_stata_valuelist(indbsrec *in, WX_FILE *file, innamevaluestruct **head, const char *table_name);
+status load_stata_valuelist_v6(indbsrec *in, WX_FILE *file, innamevaluestruct **head, const char *table_name,
+                               int32_t name_bytes);
 
 // list_labels: a table as the host's facts have it; the session owns its labels.
 //
 // 0, ERROR_MEMORY, or ERROR_INPUT_INVALID when the table's contents do not fit its length; message_string names it.
-int32_t list_labels(indbsrec *in, const label_table *table, vor_label_table *listed);
+status list_labels(indbsrec *in, const label_table *table, vor_label_table *listed);

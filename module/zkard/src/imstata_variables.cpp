@@ -149,7 +149,7 @@ const char *entry(const char *array, int64_t index, int32_t width) {
     return array + index * width;
 }
 
-int32_t take_parts(indbsrec *in, const descrec *descriptors, int64_t index, variable_parts *parts) {
+status take_parts(indbsrec *in, const descrec *descriptors, int64_t index, variable_parts *parts) {
     const dsnrecord *dsn = in->indsn;
     const release_layout *layout = parts->layout = dsn->layout;
     copy_terminated(parts->name, entry(descriptors->varlist, index, layout->name_bytes), layout->name_bytes);
@@ -157,13 +157,14 @@ int32_t take_parts(indbsrec *in, const descrec *descriptors, int64_t index, vari
     copy_terminated(parts->table, entry(descriptors->lbllist, index, layout->name_bytes), layout->name_bytes);
     parts->label = entry(descriptors->labels, index, layout->variable_label_bytes);
     parts->label_length = length_to_nul(parts->label, layout->variable_label_bytes);
-    const int32_t status = stored_variable(in, descriptors, index, &parts->type, &parts->record_bytes);
+    if (const status s = stored_variable(in, descriptors, index, &parts->type, &parts->record_bytes))
+        return s;
     parts->value_bytes = parts->record_bytes;
-    if (status == 0 && parts->type == STORED_STRL) {
+    if (parts->type == STORED_STRL) {
         const uint32_t longest = dsn->max_strls == nullptr ? 0 : dsn->max_strls[index];
         parts->value_bytes = longest == 0 ? 1 : static_cast<int32_t>(longest);
     }
-    return status;
+    return DONE;
 }
 
 // Whether the variable's table is looked up. Tagged files have their labels only when the host asks for them; texts
@@ -176,9 +177,9 @@ bool wants_labels(const indbsrec *in, const variable_parts *parts) {
     return !parts->layout->tagged || (in->self->outmode & OUTMODE_WRITE_LABELS) != 0;
 }
 
-int32_t load_labels(indbsrec *in, innamerecord *variable, const variable_parts *parts) {
+status load_labels(indbsrec *in, innamerecord *variable, const variable_parts *parts) {
     if (!wants_labels(in, parts))
-        return 0;
+        return DONE;
     if (parts->layout->labels == LABELS_SHORT)
         return load_stata_valuelist(in, in->mivex_infd, &variable->innamevalues, parts->table);
     return load_stata_valuelist_v6(in, in->mivex_infd, &variable->innamevalues, parts->table,
@@ -257,17 +258,16 @@ void note_plain_clock(const innamerecord *variable, date_kind kind) {
     const bool clock = kind == TIME_OF_DAY || kind == DATE_AND_TIME;
     const bool read_as_clock = variable->innametype == CLASS_TIME || variable->innametype == CLASS_DATETIME;
     if (clock && !read_as_clock && variable->innametype != CLASS_CHARACTER)
-        xpslog("%3zThe variable %s has a clock format but not the type of one; its values stay milliseconds.",
-               variable->innamename);
+        log_note("The variable %s has a clock format but not the type of one; its values stay milliseconds.",
+                 variable->innamename);
 }
 
-int32_t build_variable(indbsrec *in, const variable_parts *parts, int64_t offset, innamerecord **built) {
+status build_variable(indbsrec *in, const variable_parts *parts, int64_t offset, innamerecord **built) {
     innamerecord *variable = *built = allocate_variable(in, parts);
     if (variable == nullptr)
         return fail_memory(in);
-    const int32_t status = load_labels(in, variable, parts);
-    if (status != 0)
-        return status;
+    if (const status s = load_labels(in, variable, parts))
+        return s;
     const date_kind kind = date_kind_of(parts->format, parts->layout->dates);
     set_type(in, variable, parts, kind);
     if (!is_granted(in->self, WISH_STORED_NUMBERS))
@@ -276,38 +276,36 @@ int32_t build_variable(indbsrec *in, const variable_parts *parts, int64_t offset
     apply_overrides(in, variable, parts);
     variable->innameoffset = offset;
     variable->inback = in;
-    return 0;
+    return DONE;
 }
 
 } // namespace
 
-int32_t stored_variable(indbsrec *in, const descrec *descriptors, int64_t index, stored_type *type, int32_t *width) {
+status stored_variable(indbsrec *in, const descrec *descriptors, int64_t index, stored_type *type, int32_t *width) {
     const release_layout *layout = in->indsn->layout;
     const type_coding *types = layout->types;
     const int32_t code = types->code_bytes == 1 ? descriptors->typelist[index] : descriptors->typelist_2[index];
     if (find_stored_type(types, code, type, width))
-        return 0;
+        return DONE;
     const char *name = entry(descriptors->varlist, index, layout->name_bytes);
     return fail(in, ERROR_INPUT_INVALID,
-                "%%1zThe variable %s, number %lld, has the type code %d, which release %d does not have.",
+                "The variable %s, number %lld, has the type code %d, which release %d does not have.",
                 show_text(name, length_to_nul(name, layout->name_bytes)).text, index + 1, code, layout->release);
 }
 
-int32_t build_variables(indbsrec *in, const descrec *descriptors) {
+status build_variables(indbsrec *in, const descrec *descriptors) {
     innamerecord **link = &in->firstname;
     int64_t offset = 0;
     for (int64_t index = 0; index < in->indsn->varcount; ++index) {
         variable_parts parts;
-        const int32_t taken = take_parts(in, descriptors, index, &parts);
-        if (taken != 0)
-            return taken;
+        if (const status s = take_parts(in, descriptors, index, &parts))
+            return s;
         if (isnamegood(parts.name, in->indroplist, in->inkeeplist) != 0) {
-            const int32_t built = build_variable(in, &parts, offset, link);
-            if (built != 0)
-                return built;
+            if (const status s = build_variable(in, &parts, offset, link))
+                return s;
             link = &(*link)->nextname;
         }
         offset += parts.record_bytes;
     }
-    return 0;
+    return DONE;
 }

@@ -23,19 +23,18 @@ struct staged_output {
     int64_t used_bytes;
 };
 
-int32_t flush(staged_output *output) {
+status flush(staged_output *output) {
     const int64_t length = output->used_bytes;
     output->used_bytes = 0;
-    return mivex_write(output->file, output->buffer, length) < 0 ? ERROR_WRITE : 0;
+    return mivex_write(output->file, output->buffer, length) < 0 ? ERROR_WRITE : DONE;
 }
 
-int32_t put(staged_output *output, const void *bytes, int64_t length) {
+status put(staged_output *output, const void *bytes, int64_t length) {
     const auto *from = static_cast<const char *>(bytes);
     while (length > 0) {
         if (output->used_bytes == output->size_bytes) {
-            const int32_t status = flush(output);
-            if (status != 0)
-                return status;
+            if (const status s = flush(output))
+                return s;
         }
         const int64_t room = output->size_bytes - output->used_bytes;
         const int64_t part = length < room ? length : room;
@@ -44,10 +43,10 @@ int32_t put(staged_output *output, const void *bytes, int64_t length) {
         from += part;
         length -= part;
     }
-    return 0;
+    return DONE;
 }
 
-int32_t put_long(staged_output *output, int64_t number) {
+status put_long(staged_output *output, int64_t number) {
     const auto value = static_cast<int32_t>(number);
     return put(output, &value, sizeof value);
 }
@@ -75,62 +74,65 @@ int64_t table_bytes(const vor_label_table *table) {
 }
 
 // Opening tag, length, name and counts.
-int32_t put_table_head(staged_output *output, const vor_label_table *table, const release_layout *layout) {
+status put_table_head(staged_output *output, const vor_label_table *table, const release_layout *layout) {
     char slot[256] = {};
     static_assert(sizeof slot > 129 + 3);
     const int64_t longest = layout->name_bytes - 1;
     const int64_t name_bytes = table->name.length < longest ? table->name.length : longest;
     memcpy(slot, table->name.bytes, static_cast<size_t>(name_bytes));
-    int32_t status = put(output, "<lbl>", 5);
-    if (status == 0)
-        status = put_long(output, table_bytes(table));
-    if (status == 0)
-        status = put(output, slot, layout->name_bytes + layout->label_name_padding_bytes);
-    if (status == 0)
-        status = put_long(output, table->count);
-    if (status == 0)
-        status = put_long(output, text_bytes_of(table));
-    return status;
+    if (const status s = put(output, "<lbl>", 5))
+        return s;
+    if (const status s = put_long(output, table_bytes(table)))
+        return s;
+    if (const status s = put(output, slot, layout->name_bytes + layout->label_name_padding_bytes))
+        return s;
+    if (const status s = put_long(output, table->count))
+        return s;
+    if (const status s = put_long(output, text_bytes_of(table)))
+        return s;
+    return DONE;
 }
 
 // The places of the texts, the values and the texts.
-int32_t put_entries(staged_output *output, const vor_label_table *table) {
-    int32_t status = 0;
+status put_entries(staged_output *output, const vor_label_table *table) {
     int64_t place = 0;
-    for (int64_t i = 0; i < table->count && status == 0; ++i) {
-        status = put_long(output, place);
+    for (int64_t i = 0; i < table->count; ++i) {
+        if (const status s = put_long(output, place))
+            return s;
         place += table->labels[i].text.length + 1;
     }
-    for (int64_t i = 0; i < table->count && status == 0; ++i)
-        status = put_long(output, table->labels[i].value);
-    for (int64_t i = 0; i < table->count && status == 0; ++i) {
-        status = put(output, table->labels[i].text.bytes, table->labels[i].text.length);
-        if (status == 0)
-            status = put(output, "", 1);
+    for (int64_t i = 0; i < table->count; ++i)
+        if (const status s = put_long(output, table->labels[i].value))
+            return s;
+    for (int64_t i = 0; i < table->count; ++i) {
+        if (const status s = put(output, table->labels[i].text.bytes, table->labels[i].text.length))
+            return s;
+        if (const status s = put(output, "", 1))
+            return s;
     }
-    return status;
+    return DONE;
 }
 
-int32_t write_table(outdbsrec *out, const vor_label_table *table) {
+status write_table(outdbsrec *out, const vor_label_table *table) {
     if (table_bytes(table) > INT32_MAX)
-        return fail_output(out,
-                           "%%1zThe value labels of %.*s take %lld bytes; a Stata file holds at most %d in one table.",
+        return fail_output(out, "The value labels of %.*s take %lld bytes; a Stata file holds at most %d in one table.",
                            static_cast<int32_t>(table->name.length < 128 ? table->name.length : 128), table->name.bytes,
-                           static_cast<long long>(table_bytes(table)), INT32_MAX);
+                           table_bytes(table), INT32_MAX);
     staged_output output = {.file = out->mivex_outfd,
                             .buffer = out->outbuffer,
                             .size_bytes = out->outreclen * out->outbuffnum,
                             .used_bytes = 0};
-    int32_t status = put_table_head(&output, table, out->outhead->layout);
-    if (status == 0)
-        status = put_entries(&output, table);
-    if (status == 0)
-        status = put(&output, "</lbl>", 6);
-    return status == 0 ? flush(&output) : status;
+    if (const status s = put_table_head(&output, table, out->outhead->layout))
+        return s;
+    if (const status s = put_entries(&output, table))
+        return s;
+    if (const status s = put(&output, "</lbl>", 6))
+        return s;
+    return flush(&output);
 }
 
 // The list of a variable's labels as a table, and written.
-int32_t write_list(outdbsrec *out, const outnamerec *list) {
+status write_list(outdbsrec *out, const outnamerec *list) {
     vor_label_table table = {
         .name = {.bytes = list->name, .length = wzstlen(list->name)}, .count = 0, .labels = nullptr};
     for (const auto *entry = next_entry(list->headvalueptr); entry != nullptr; entry = next_entry(entry->nextvalue))
@@ -155,70 +157,71 @@ bool has_table(const outvarrec *variable) {
            variable->outname != nullptr && variable->outname->headvalueptr != nullptr;
 }
 
-int32_t write_tag(outdbsrec *out, const char *tag) {
-    return mivex_write(out->mivex_outfd, tag, wzstlen(tag)) < 0 ? ERROR_SEEK : 0;
+status write_tag(outdbsrec *out, const char *tag) {
+    return mivex_write(out->mivex_outfd, tag, wzstlen(tag)) < 0 ? ERROR_SEEK : DONE;
 }
 
 // Keeps the current position as a value of the map.
-int32_t mark_position(outdbsrec *out, map_entry entry) {
+status mark_position(outdbsrec *out, map_entry entry) {
     const double position = mivex_lseek_double(out->mivex_outfd, 0.0, 1);
     if (position < 0.0)
         return ERROR_SEEK;
     out->outhead->map_values[entry] = static_cast<int64_t>(position);
-    return 0;
+    return DONE;
 }
 
-int32_t write_marked_tag(outdbsrec *out, map_entry entry, const char *tag) {
-    const int32_t status = mark_position(out, entry);
-    return status == 0 ? write_tag(out, tag) : status;
+status write_marked_tag(outdbsrec *out, map_entry entry, const char *tag) {
+    if (const status s = mark_position(out, entry))
+        return s;
+    return write_tag(out, tag);
 }
 
 // The sections behind the data.
-int32_t write_end_sections(outdbsrec *out) {
-    int32_t status = write_tag(out, "</data>");
-    if (status == 0)
-        status = write_marked_tag(out, MAP_STRLS, "<strls>");
-    if (status == 0)
-        status = write_long_strings(out);
-    if (status == 0)
-        status = write_tag(out, "</strls>");
-    if (status == 0)
-        status = write_marked_tag(out, MAP_VALUE_LABELS, "<value_labels>");
-    for (const outvarrec *variable = out->outtemphead; variable != nullptr && status == 0;
-         variable = variable->bigoutnext) {
+status write_end_sections(outdbsrec *out) {
+    if (const status s = write_tag(out, "</data>"))
+        return s;
+    if (const status s = write_marked_tag(out, MAP_STRLS, "<strls>"))
+        return s;
+    if (const status s = write_long_strings(out))
+        return s;
+    if (const status s = write_tag(out, "</strls>"))
+        return s;
+    if (const status s = write_marked_tag(out, MAP_VALUE_LABELS, "<value_labels>"))
+        return s;
+    for (const outvarrec *variable = out->outtemphead; variable != nullptr; variable = variable->bigoutnext) {
         if (has_table(variable))
-            status = write_list(out, variable->outname);
+            if (const status s = write_list(out, variable->outname))
+                return s;
     }
     const vor_file_facts *facts = out->outhead->facts;
-    for (int64_t i = 0; facts != nullptr && i < facts->label_table_count && status == 0; ++i)
-        status = write_table(out, &facts->label_tables[i]);
-    if (status == 0)
-        status = write_tag(out, "</value_labels>");
-    if (status == 0)
-        status = write_marked_tag(out, MAP_STATA_DTA_END, "</stata_dta>");
-    return status == 0 ? mark_position(out, MAP_END_OF_FILE) : status;
+    for (int64_t i = 0; facts != nullptr && i < facts->label_table_count; ++i)
+        if (const status s = write_table(out, &facts->label_tables[i]))
+            return s;
+    if (const status s = write_tag(out, "</value_labels>"))
+        return s;
+    if (const status s = write_marked_tag(out, MAP_STATA_DTA_END, "</stata_dta>"))
+        return s;
+    return mark_position(out, MAP_END_OF_FILE);
 }
 
 // Writes over bytes of the header.
-int32_t patch(outdbsrec *out, int64_t position, const void *bytes, int64_t length) {
+status patch(outdbsrec *out, int64_t position, const void *bytes, int64_t length) {
     if (mivex_lseek_double(out->mivex_outfd, static_cast<double>(position), 0) < 0.0)
         return ERROR_SEEK;
-    return mivex_write(out->mivex_outfd, bytes, length) < 0 ? ERROR_WRITE : 0;
+    return mivex_write(out->mivex_outfd, bytes, length) < 0 ? ERROR_WRITE : DONE;
 }
 
 } // namespace
 
-int32_t finoutdbs(outdbsrec *out) {
+status finoutdbs(outdbsrec *out) {
     if (out->outhead == nullptr)
         return ERROR_NO_VARIABLES;
     if (out->outbuffcurr > 0 && mivex_write(out->mivex_outfd, out->outbuffer, out->outbuffcurr * out->outreclen) < 0)
         return ERROR_WRITE;
-    int32_t status = write_end_sections(out);
-    if (status != 0)
-        return status;
+    if (const status s = write_end_sections(out))
+        return s;
     const outheadrec *head = out->outhead;
-    status = patch(out, head->offset_to_map + wzstlen("<map>"), head->map_values, sizeof head->map_values);
-    if (status != 0)
-        return status;
+    if (const status s = patch(out, head->offset_to_map + wzstlen("<map>"), head->map_values, sizeof head->map_values))
+        return s;
     return patch(out, head->offset_to_reccount, &out->outtotal, sizeof out->outtotal);
 }

@@ -61,16 +61,15 @@ void determine_outvars(outdbsrec *out) {
 }
 
 // Header and map; outhead and outvars are set before. 0 or ERROR_WRITE.
-int32_t doutmakedbs_v15(outdbsrec *out) {
+status doutmakedbs_v15(outdbsrec *out) {
     const release_layout *layout = written_release(out->outvars);
     outheadrec *head = out->outhead;
     head->layout = layout;
     const vor_text label = head->facts == nullptr ? vor_text{} : head->facts->data_label;
     const vor_text timestamp = head->facts == nullptr ? vor_text{} : head->facts->timestamp;
     if (label.length > layout->data_label_bytes || timestamp.length > LONGEST_TIMESTAMP)
-        return fail_output(out, "%%1zThe data label has %lld bytes and the time stamp %lld; at most %d and %d fit.",
-                           static_cast<long long>(label.length), static_cast<long long>(timestamp.length),
-                           layout->data_label_bytes, LONGEST_TIMESTAMP);
+        return fail_output(out, "The data label has %lld bytes and the time stamp %lld; at most %d and %d fit.",
+                           label.length, timestamp.length, layout->data_label_bytes, LONGEST_TIMESTAMP);
     header_text header = {};
     add_text(&header, "<stata_dta>");
     if (head->facts == nullptr)
@@ -94,7 +93,7 @@ int32_t doutmakedbs_v15(outdbsrec *out) {
     add_text(&header, "<map>");
     add_bytes(&header, head->map_values, sizeof head->map_values);
     add_text(&header, "</map>");
-    return mivex_write(out->mivex_outfd, header.bytes, header.length) < 0 ? ERROR_WRITE : 0;
+    return mivex_write(out->mivex_outfd, header.bytes, header.length) < 0 ? ERROR_WRITE : DONE;
 }
 
 // How each class of variable is stored; all others as OUTPUT_DOUBLE.
@@ -125,11 +124,11 @@ constexpr int32_t LEAST_EXPONENTIAL_WIDTH = 10;
 constexpr int32_t EXPONENTIAL_EXTRA = 7; // sign, digit, point, e, sign and two digits beside the decimals
 
 // One opening tag, at the current position, which the map records.
-int32_t open_section(outdbsrec *out, map_entry entry, const char *tag) {
+status open_section(outdbsrec *out, map_entry entry, const char *tag) {
     out->outhead->map_values[entry] = mivex_lseek(out->mivex_outfd, 0, 1);
     if (out->outhead->map_values[entry] < 0)
         return ERROR_SEEK;
-    return mivex_write(out->mivex_outfd, tag, wzstlen(tag)) < 0 ? ERROR_WRITE : 0;
+    return mivex_write(out->mivex_outfd, tag, wzstlen(tag)) < 0 ? ERROR_WRITE : DONE;
 }
 
 struct section {
@@ -140,21 +139,20 @@ struct section {
     int64_t length;
 };
 
-int32_t write_section(outdbsrec *out, const section *part) {
-    const int32_t status = open_section(out, part->entry, part->opening);
-    if (status != 0)
-        return status;
+status write_section(outdbsrec *out, const section *part) {
+    if (const status s = open_section(out, part->entry, part->opening))
+        return s;
     if (mivex_write(out->mivex_outfd, part->bytes, part->length) < 0 ||
         mivex_write(out->mivex_outfd, part->closing, wzstlen(part->closing)) < 0)
         return ERROR_WRITE;
-    return 0;
+    return DONE;
 }
 
 int64_t sort_list_bytes(const outdbsrec *out, const release_layout *layout) {
     return (int64_t{out->outvars} + 1) * layout->sort_entry_bytes;
 }
 
-int32_t allocate_descriptors(const outdbsrec *out, const release_layout *layout, descrec *arrays) {
+status allocate_descriptors(const outdbsrec *out, const release_layout *layout, descrec *arrays) {
     const int64_t variables = out->outvars;
     const auto allocate = [&](int64_t bytes) { return h_malloc1(out->self, bytes); };
     arrays->typelist_2 = static_cast<uint16_t *>(allocate(variables * layout->types->code_bytes));
@@ -167,7 +165,7 @@ int32_t allocate_descriptors(const outdbsrec *out, const release_layout *layout,
     arrays->labels = static_cast<char *>(allocate(variables * layout->variable_label_bytes));
     const bool complete = arrays->typelist_2 != nullptr && arrays->varlist != nullptr && sort_list != nullptr &&
                           arrays->fmtlist != nullptr && arrays->lbllist != nullptr && arrays->labels != nullptr;
-    return complete ? 0 : ERROR_MEMORY;
+    return complete ? DONE : ERROR_MEMORY;
 }
 
 const char *label_of(const symbolstruct *symbol) {
@@ -202,7 +200,7 @@ innamevaluestruct *copy_label(IMGLUE *self, session_arena *arena, const innameva
 }
 
 // The variable's table of value labels, empty without a value list.
-int32_t make_label_table(outdbsrec *out, session_arena *arena, outvarrec *variable, char *name) {
+status make_label_table(outdbsrec *out, session_arena *arena, outvarrec *variable, char *name) {
     variable->outname = static_cast<outnamerec *>(arena_take(out->self, arena, sizeof(outnamerec)));
     if (variable->outname == nullptr)
         return ERROR_MEMORY;
@@ -215,7 +213,7 @@ int32_t make_label_table(outdbsrec *out, session_arena *arena, outvarrec *variab
             return ERROR_MEMORY;
         link = &(*link)->nextvalue;
     }
-    return 0;
+    return DONE;
 }
 
 // Type, widths and type code.
@@ -249,43 +247,43 @@ void write_format(const outvarrec *variable, const storage_rule *rule, char *slo
 }
 
 // A text into its slot, which is zero-filled and whose last byte stays a zero.
-int32_t fill_slot(outdbsrec *out, const outvarrec *variable, const char *what, vor_text text, char *slot,
-                  int32_t slot_bytes) {
+status fill_slot(outdbsrec *out, const outvarrec *variable, const char *what, vor_text text, char *slot,
+                 int32_t slot_bytes) {
     if (text.length >= slot_bytes)
-        return fail_output(out, "%%1zThe %s of variable %.128s has %lld bytes; at most %d fit into a Stata file.", what,
-                           variable->outinsymbol->symname, static_cast<long long>(text.length), slot_bytes - 1);
+        return fail_output(out, "The %s of variable %.128s has %lld bytes; at most %d fit into a Stata file.", what,
+                           variable->outinsymbol->symname, text.length, slot_bytes - 1);
     if (text.length > 0)
         memcpy(slot, text.bytes, static_cast<size_t>(text.length));
-    return 0;
+    return DONE;
 }
 
 // Type, widths and type code as the facts say.
-int32_t lay_out_as_stored(outdbsrec *out, outvarrec *variable, const type_coding *types, uint16_t *type_code) {
+status lay_out_as_stored(outdbsrec *out, outvarrec *variable, const type_coding *types, uint16_t *type_code) {
     const vor_variable_facts *facts = variable->facts;
     const bool is_text = variable->outinsymbol->symtype == CLASS_CHARACTER;
     variable->outnameftype = OUTPUT_STORED + facts->stored;
     if (facts->stored >= 0 && facts->stored < STORED_NUMBERS && !is_text) {
         variable->outnamelength = STORED_BYTES[facts->stored];
         *type_code = types->numbers[facts->stored];
-        return 0;
+        return DONE;
     }
     if (facts->stored == STORED_STRL && is_text) {
         variable->outnamelength = STORED_BYTES[STORED_STRL];
         *type_code = types->strl;
-        return out->mivex_tempfd == nullptr ? open_long_strings(out) : 0;
+        return out->mivex_tempfd == nullptr ? open_long_strings(out) : DONE;
     }
     const bool fits = facts->width_bytes >= types->string_shortest && facts->width_bytes <= types->string_longest;
     if (facts->stored != STORED_STRING || !is_text || !fits)
-        return fail_output(out, "%%1zThe variable %.128s cannot be stored as type %d of %d bytes.",
+        return fail_output(out, "The variable %.128s cannot be stored as type %d of %d bytes.",
                            variable->outinsymbol->symname, facts->stored, facts->width_bytes);
     variable->outnamelength = facts->width_bytes;
     *type_code = static_cast<uint16_t>(types->string_base + facts->width_bytes);
-    return 0;
+    return DONE;
 }
 
 // Fills the slots of a variable that the host's facts describe.
-int32_t describe_as_stored(outdbsrec *out, outvarrec *variable, const release_layout *layout, int64_t index,
-                           const descrec *arrays) {
+status describe_as_stored(outdbsrec *out, outvarrec *variable, const release_layout *layout, int64_t index,
+                          const descrec *arrays) {
     const vor_variable_facts *facts = variable->facts;
     const struct {
         const char *what;
@@ -299,13 +297,14 @@ int32_t describe_as_stored(outdbsrec *out, outvarrec *variable, const release_la
         {"label table's name", facts->label_table, arrays->lbllist, layout->name_bytes},
     };
     variable->number = static_cast<int32_t>(index) + 1;
-    int32_t status = lay_out_as_stored(out, variable, layout->types, arrays->typelist_2 + index);
+    if (const status s = lay_out_as_stored(out, variable, layout->types, arrays->typelist_2 + index))
+        return s;
     for (const auto &slot : slots) {
-        if (status == 0)
-            status =
-                fill_slot(out, variable, slot.what, slot.text, slot.array + index * slot.slot_bytes, slot.slot_bytes);
+        if (const status s =
+                fill_slot(out, variable, slot.what, slot.text, slot.array + index * slot.slot_bytes, slot.slot_bytes))
+            return s;
     }
-    return status;
+    return DONE;
 }
 
 // The sort list as far as its keys are variables.
@@ -321,12 +320,12 @@ void fill_sort_list(const outdbsrec *out, const release_layout *layout, const de
 }
 
 // The length of its parts (4), both names in slots of their width, the text and a zero byte.
-int32_t write_characteristic(outdbsrec *out, const release_layout *layout, const vor_characteristic *one) {
+status write_characteristic(outdbsrec *out, const release_layout *layout, const vor_characteristic *one) {
     char names[2 * 129] = {};
     const int32_t width = layout->name_bytes;
     const int64_t length = 2 * int64_t{width} + one->text.length + 1;
     if (one->of.length >= width || one->name.length >= width || length > INT32_MAX)
-        return fail_output(out, "%%1zA characteristic of %.*s is too long for a Stata file.",
+        return fail_output(out, "A characteristic of %.*s is too long for a Stata file.",
                            static_cast<int32_t>(one->of.length < width ? one->of.length : width), one->of.bytes);
     memcpy(names, one->of.bytes, static_cast<size_t>(one->of.length));
     memcpy(names + width, one->name.bytes, static_cast<size_t>(one->name.length));
@@ -340,22 +339,22 @@ int32_t write_characteristic(outdbsrec *out, const release_layout *layout, const
         if (part.length > 0 && mivex_write(out->mivex_outfd, part.bytes, part.length) < 0)
             return ERROR_WRITE;
     }
-    return 0;
+    return DONE;
 }
 
-int32_t write_characteristics(outdbsrec *out, const release_layout *layout) {
-    int32_t status = open_section(out, MAP_CHARACTERISTICS, "<characteristics>");
+status write_characteristics(outdbsrec *out, const release_layout *layout) {
+    if (const status s = open_section(out, MAP_CHARACTERISTICS, "<characteristics>"))
+        return s;
     const vor_file_facts *facts = out->outhead->facts;
-    for (int64_t i = 0; facts != nullptr && i < facts->characteristic_count && status == 0; ++i)
-        status = write_characteristic(out, layout, &facts->characteristics[i]);
-    if (status != 0)
-        return status;
-    return mivex_write(out->mivex_outfd, "</characteristics>", wzstlen("</characteristics>")) < 0 ? ERROR_WRITE : 0;
+    for (int64_t i = 0; facts != nullptr && i < facts->characteristic_count; ++i)
+        if (const status s = write_characteristic(out, layout, &facts->characteristics[i]))
+            return s;
+    return mivex_write(out->mivex_outfd, "</characteristics>", wzstlen("</characteristics>")) < 0 ? ERROR_WRITE : DONE;
 }
 
 // Fills the slots of the variable with that index. The arena is for its table of value labels.
-int32_t describe_variable(outdbsrec *out, outvarrec *variable, const release_layout *layout, int64_t index,
-                          const descrec *arrays, session_arena *arena) {
+status describe_variable(outdbsrec *out, outvarrec *variable, const release_layout *layout, int64_t index,
+                         const descrec *arrays, session_arena *arena) {
     if (variable->facts != nullptr)
         return describe_as_stored(out, variable, layout, index, arrays);
     symbolstruct *symbol = variable->outinsymbol;
@@ -367,13 +366,13 @@ int32_t describe_variable(outdbsrec *out, outvarrec *variable, const release_lay
     lay_out(variable, rule, layout->types, arrays->typelist_2 + index);
     write_format(variable, rule, arrays->fmtlist + index * layout->format_bytes, layout->format_bytes);
     if (rule->code != OUTPUT_DOUBLE)
-        return 0;
+        return DONE;
     if (symbol->headvaluelist != nullptr)
         mivex_strncpy(arrays->lbllist + index * layout->name_bytes, name, layout->name_bytes);
     return make_label_table(out, arena, variable, name);
 }
 
-int32_t write_descriptors(outdbsrec *out, const release_layout *layout, const descrec *arrays) {
+status write_descriptors(outdbsrec *out, const release_layout *layout, const descrec *arrays) {
     const int64_t variables = out->outvars;
     const section sections[] = {
         {MAP_VARIABLE_TYPES, "<variable_types>", "</variable_types>", arrays->typelist_2,
@@ -387,40 +386,37 @@ int32_t write_descriptors(outdbsrec *out, const release_layout *layout, const de
          variables * layout->variable_label_bytes},
     };
     for (const section &part : sections) {
-        const int32_t status = write_section(out, &part);
-        if (status != 0)
-            return status;
+        if (const status s = write_section(out, &part))
+            return s;
     }
-    const int32_t status = write_characteristics(out, layout);
-    return status != 0 ? status : open_section(out, MAP_DATA, "<data>");
+    if (const status s = write_characteristics(out, layout))
+        return s;
+    return open_section(out, MAP_DATA, "<data>");
 }
 
 // The descriptors; outhead and outvars are set before. 0, ERROR_MEMORY, ERROR_WRITE or ERROR_SEEK.
-int32_t doutmakevars(outdbsrec *out) {
+status doutmakevars(outdbsrec *out) {
     const release_layout *layout = written_release(out->outvars);
     descrec arrays = {};
-    int32_t status = allocate_descriptors(out, layout, &arrays);
-    if (status != 0)
-        return status;
+    if (const status s = allocate_descriptors(out, layout, &arrays))
+        return s;
     session_arena arena = {};
     int64_t record_bytes = 0;
     int64_t index = 0;
     for (outvarrec *variable = out->outtemphead; variable != nullptr; variable = variable->bigoutnext) {
         if (!is_written(out, variable))
             continue;
-        status = describe_variable(out, variable, layout, index, &arrays, &arena);
-        if (status != 0)
-            return status;
+        if (const status s = describe_variable(out, variable, layout, index, &arrays, &arena))
+            return s;
         record_bytes += variable->outnamelength;
         ++index;
     }
     if (out->outhead->facts != nullptr)
         fill_sort_list(out, layout, &arrays);
-    status = write_descriptors(out, layout, &arrays);
-    if (status != 0)
-        return status;
+    if (const status s = write_descriptors(out, layout, &arrays))
+        return s;
     out->outreclen = record_bytes;
-    return 0;
+    return DONE;
 }
 
 } // namespace
@@ -429,18 +425,16 @@ const release_layout *written_release(int32_t variables) {
     return find_release(variables > LARGEST_FILE_OF_118 ? 119 : 118);
 }
 
-int32_t outmakerecord(outdbsrec *out) {
+status outmakerecord(outdbsrec *out) {
     out->outhead = static_cast<outheadrec *>(h_malloc1(out->self, sizeof(outheadrec)));
     if (out->outhead == nullptr)
         return ERROR_MEMORY;
     out->outhead->facts = facts_to_write(out->self);
     out->outbylastrec = WRITTEN_LAYOUT;
     determine_outvars(out);
-    int32_t status = doutmakedbs_v15(out);
-    if (status != 0)
-        return status;
-    status = doutmakevars(out);
-    if (status != 0)
-        return status;
-    return out->outreclen != 0 ? 0 : ERROR_NO_VARIABLES;
+    if (const status s = doutmakedbs_v15(out))
+        return s;
+    if (const status s = doutmakevars(out))
+        return s;
+    return out->outreclen != 0 ? DONE : ERROR_NO_VARIABLES;
 }

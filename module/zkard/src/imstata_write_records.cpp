@@ -64,7 +64,7 @@ void store_double(outdbsrec *out, char *target, const void *value, double scale,
 
 } // namespace
 
-int32_t initoutbuffer(outdbsrec *out) {
+status initoutbuffer(outdbsrec *out) {
     if (out->outreclen < 1)
         return ERROR_NO_VARIABLES;
     out->outbuffnum = out->outbuffsize < out->outreclen ? 1 : out->outbuffsize / out->outreclen;
@@ -81,36 +81,35 @@ int32_t initoutbuffer(outdbsrec *out) {
         if (variable->outnamefunct == nullptr)
             return ERROR_VARIABLE_TYPE;
     }
-    return 0;
+    return DONE;
 }
 
-int32_t beginoutrec(outdbsrec *out) {
+status beginoutrec(outdbsrec *out) {
     out->outcurrcol = 0;
-    return 0;
+    return DONE;
 }
 
 void writeit(outdbsrec *out, outvarrec *variable, const void *value) {
     variable->outnamefunct(out, variable, out->outbuffptr + out->outcurrcol, value);
 }
 
-int32_t endoutrec(outdbsrec *out) {
+status endoutrec(outdbsrec *out) {
     out->outtotal += 1;
     const outheadrec *head = out->outhead;
     if (head->unfit != nullptr)
-        return fail_output(out, "%%1zThe value of %.128s at obs %lld does not fit the type it is to be stored in.",
-                           static_cast<const char *>(head->unfit->outinsymbol->symname),
-                           static_cast<long long>(out->outtotal));
-    if (head->long_string_status != 0)
+        return fail_output(out, "The value of %.128s at obs %lld does not fit the type it is to be stored in.",
+                           static_cast<const char *>(head->unfit->outinsymbol->symname), out->outtotal);
+    if (head->long_string_status != DONE)
         return head->long_string_status;
     if (out->outbuffcurr != out->outbuffnum - 1) {
         out->outbuffptr += out->outreclen;
         out->outbuffcurr += 1;
-        return 0;
+        return DONE;
     }
     out->outbuffptr = out->outbuffer;
     out->outbuffcurr = 0;
     const int64_t buffer_bytes = out->outbuffnum * out->outreclen;
-    return mivex_write(out->mivex_outfd, out->outbuffer, buffer_bytes) < 0 ? ERROR_WRITE : 0;
+    return mivex_write(out->mivex_outfd, out->outbuffer, buffer_bytes) < 0 ? ERROR_WRITE : DONE;
 }
 
 // The slot still holds an earlier observation, so all of it is written. A variable without bytes of its own in the

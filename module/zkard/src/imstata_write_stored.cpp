@@ -93,7 +93,7 @@ char *append_number(char *place, number value) {
 }
 
 // "GSO", the variable (4 bytes), the observation (8), the kind (1), the length (4), the text.
-int32_t set_aside(outdbsrec *out, const outvarrec *variable, int64_t observation, const vor_text_slot *text) {
+status set_aside(outdbsrec *out, const outvarrec *variable, int64_t observation, const vor_text_slot *text) {
     char head[3 + 4 + 8 + 1 + 4];
     const bool binary = text->binary != 0;
     memcpy(head, "GSO", 3);
@@ -104,7 +104,7 @@ int32_t set_aside(outdbsrec *out, const outvarrec *variable, int64_t observation
     WX_FILE *file = out->mivex_tempfd;
     if (mivex_write(file, head, sizeof head) < 0 || mivex_write(file, text->bytes, text->length) < 0)
         return ERROR_WRITE;
-    return binary || mivex_write(file, "", 1) >= 0 ? 0 : ERROR_WRITE;
+    return binary || mivex_write(file, "", 1) >= 0 ? DONE : ERROR_WRITE;
 }
 
 // The reference of an empty text is zero; others name variable and observation, the variable in the low bytes.
@@ -135,23 +135,23 @@ outnamefunct_type find_stored_encoder(int32_t stored) {
     return stored >= 0 && stored <= STORED_STRL ? ENCODERS[stored] : nullptr;
 }
 
-int32_t open_long_strings(outdbsrec *out) {
-    const int32_t status = open_scratch_file(out->self, nullptr);
-    if (status == 0)
-        out->mivex_tempfd = out->self->temp_fileptr;
-    return status;
+status open_long_strings(outdbsrec *out) {
+    if (const status s = open_scratch_file(out->self, nullptr))
+        return s;
+    out->mivex_tempfd = out->self->temp_fileptr;
+    return DONE;
 }
 
-int32_t write_long_strings(outdbsrec *out) {
+status write_long_strings(outdbsrec *out) {
     if (out->outhead->facts == nullptr || out->mivex_tempfd == nullptr)
-        return 0;
+        return DONE;
     if (mivex_lseek(out->mivex_tempfd, 0, 0) < 0)
         return ERROR_SEEK;
     const int64_t piece = out->outreclen * out->outbuffnum;
     for (;;) {
         const int64_t found = mivex_read(out->mivex_tempfd, out->outbuffer, piece);
         if (found <= 0)
-            return found < 0 ? ERROR_READ : 0;
+            return found < 0 ? ERROR_READ : DONE;
         if (mivex_write(out->mivex_outfd, out->outbuffer, found) < 0)
             return ERROR_WRITE;
     }

@@ -36,7 +36,7 @@ struct outheadrec {
     const vor_file_facts *facts;  // what the host wants written; null under the base contract
     const release_layout *layout; // of the file
     const outvarrec *unfit;       // the first variable with a value that its stored type cannot hold; null: none
-    int32_t long_string_status;   // of writing long strings aside
+    status long_string_status;    // of writing long strings aside
 };
 
 // outmakerecord: write everything in front of the first observation and lay out the variables of outtemphead.
@@ -46,7 +46,7 @@ struct outheadrec {
 // ERROR_MEMORY, ERROR_WRITE, ERROR_SEEK
 // ERROR_NO_VARIABLES  an observation would have no bytes
 // After a failure the file is incomplete.
-int32_t outmakerecord(outdbsrec *out);
+status outmakerecord(outdbsrec *out);
 
 // The release that a file of so many variables is written in.
 const release_layout *written_release(int32_t variables);
@@ -62,10 +62,10 @@ const release_layout *written_release(int32_t variables);
 //
 // 0, ERROR_MEMORY, ERROR_BUFFER_SIZE; ERROR_NO_VARIABLES when a record has no bytes; ERROR_VARIABLE_TYPE for a variable
 // with an unknown output type code.
-int32_t initoutbuffer(outdbsrec *out);
+status initoutbuffer(outdbsrec *out);
 
 // beginoutrec: start an observation. 0.
-int32_t beginoutrec(outdbsrec *out);
+status beginoutrec(outdbsrec *out);
 
 // writeit: encode the next value of the observation. Called once for each variable, in outallhead order.
 //
@@ -74,7 +74,7 @@ void writeit(outdbsrec *out, outvarrec *variable, const void *value);
 
 // endoutrec: complete the observation; a full buffer is written. 0 or ERROR_WRITE; the records in the buffer are then
 // lost.
-int32_t endoutrec(outdbsrec *out);
+status endoutrec(outdbsrec *out);
 
 // The encoders. Each stores its value at `target` and adds its width to outcurrcol.
 void writechar(outdbsrec *out, outvarrec *variable, char *target, const void *value);
@@ -89,15 +89,15 @@ void writedatetime_missings(outdbsrec *out, outvarrec *variable, char *target, c
 outnamefunct_type find_stored_encoder(int32_t stored);
 
 // Opens the file in which long strings wait for the end of the data. 0 or open_scratch_file's status.
-int32_t open_long_strings(outdbsrec *out);
+status open_long_strings(outdbsrec *out);
 
 // The section of long strings, at its place behind the data. 0, ERROR_READ, ERROR_WRITE or ERROR_SEEK.
-int32_t write_long_strings(outdbsrec *out);
+status write_long_strings(outdbsrec *out);
 
-// ERROR_OUTPUT_INVALID, with the message; format and values as mivex_sprintf takes them.
+// ERROR_OUTPUT_INVALID, with the message; format and values as write_error takes them.
 template <class... arguments>
-int32_t fail_output(outdbsrec *out, const char *format, arguments... values) {
-    mivex_sprintf(out->message_string, format, values...);
+status fail_output(outdbsrec *out, const char *format, arguments... values) {
+    write_error(out->message_string, format, values...);
     return ERROR_OUTPUT_INVALID;
 }
 
@@ -115,4 +115,4 @@ int32_t number_to_long(double number);
 // ERROR_SEEK            a tag could not be written, or the host could not tell the position or move
 // ERROR_OUTPUT_INVALID  a table of value labels is longer than the format can say; message_string names it
 // After a failure the file is incomplete.
-int32_t finoutdbs(outdbsrec *out);
+status finoutdbs(outdbsrec *out);
