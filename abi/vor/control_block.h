@@ -3,8 +3,9 @@
 #pragma once
 
 #include "vor/encoding.h"
-#include "vor/layout.h"
 #include "vor/parsing.h"
+
+#include <cstdint>
 
 // Identifies one service; passed as the first argument of every service call, so that a host may load a group of
 // services on first use.
@@ -12,9 +13,6 @@ struct SERVICE_ID {
     int32_t group;
     int32_t slot;
 };
-VOR_OFFSET(SERVICE_ID, group, 0);
-VOR_OFFSET(SERVICE_ID, slot, 4);
-VOR_SIZE(SERVICE_ID, 8);
 
 // Any service routine; called through its true type, which the list in vor/services.h gives.
 using SERVICE_ROUTINE = void (*)();
@@ -24,9 +22,6 @@ struct POOL {
     void *(*allocate)(POOL *pool, int64_t length_bytes, int32_t flags);
     void (*free)(POOL *pool, void *block, int64_t length_bytes, int32_t flags);
 };
-VOR_OFFSET(POOL, allocate, 0);
-VOR_OFFSET(POOL, free, 8);
-VOR_SIZE(POOL, 16);
 
 inline constexpr int32_t POOL_ZEROED = 0x2006;  // allocate: the block reads as zero
 inline constexpr int32_t POOL_GRAMMAR = 0x2004; // allocate: for parse-control records
@@ -42,11 +37,6 @@ struct TASK {
     void *image_anchor;  // passed to the resolution of routine names
     void *reserved;
 };
-VOR_OFFSET(TASK, files, 0);
-VOR_OFFSET(TASK, procedure, 8);
-VOR_OFFSET(TASK, image_anchor, 16);
-VOR_OFFSET(TASK, reserved, 24);
-VOR_SIZE(TASK, 32);
 
 inline constexpr int32_t SERVICE_GROUPS = 256; // groups are numbered 0 to 255
 inline constexpr int32_t SERVICE_SLOTS = 512;  // slots of a group are numbered 0 to 511
@@ -67,19 +57,6 @@ struct GCB {
     // and *length receives their number. 0, or a status when the bytes are not valid or do not fit.
     int32_t (*to_wide)(const char *bytes, int64_t length_bytes, ZKChar *wide, int64_t limit, int64_t *length);
 };
-VOR_OFFSET(GCB, marker, 0);
-VOR_OFFSET(GCB, groups, 8);
-VOR_OFFSET(GCB, status, 16);
-VOR_OFFSET(GCB, task, 24);
-VOR_OFFSET(GCB, pool, 32);
-VOR_OFFSET(GCB, upper_table, 40);
-VOR_OFFSET(GCB, translation_tables, 48);
-VOR_OFFSET(GCB, special_missings, 88);
-VOR_OFFSET(GCB, multibyte_session, 96);
-VOR_OFFSET(GCB, reserved, 100);
-VOR_OFFSET(GCB, toolkit, 104);
-VOR_OFFSET(GCB, to_wide, 112);
-VOR_SIZE(GCB, 120);
 
 // The module's image information, returned by its connection entry.
 struct IMAGE_INFORMATION {
@@ -88,11 +65,6 @@ struct IMAGE_INFORMATION {
     char release[16];    // terminated
     char build_date[32]; // terminated
 };
-VOR_OFFSET(IMAGE_INFORMATION, marker, 0);
-VOR_OFFSET(IMAGE_INFORMATION, version, 24);
-VOR_OFFSET(IMAGE_INFORMATION, release, 40);
-VOR_OFFSET(IMAGE_INFORMATION, build_date, 56);
-VOR_SIZE(IMAGE_INFORMATION, 88);
 
 struct IMGLUE;
 

@@ -1,7 +1,7 @@
 // The host toolkit's national-language extension: encodings by name, and pipelines from one encoding to another.
 #pragma once
 
-#include "vor/layout.h"
+#include <cstdint>
 
 using NLScei = int32_t;    // an encoding's identifier; above 0 for a known encoding, 0 for the host's default
 using ZKChar = uint32_t;   // one wide character (a code point)
@@ -24,9 +24,6 @@ struct TRANSPIPE {
                          int64_t *converted_bytes, int32_t options);
     void (*destroy)(TRANSPIPE *pipe);
 };
-VOR_OFFSET(TRANSPIPE, Transcode, 0);
-VOR_OFFSET(TRANSPIPE, destroy, 8);
-VOR_SIZE(TRANSPIPE, 16);
 
 struct NLS_EXTENSION {
     NLScei session_encoding;
@@ -48,19 +45,8 @@ struct NLS_EXTENSION {
     int32_t (*wide_to_utf8)(NLS_EXTENSION *nls, const ZKChar *wide, ZKStrSize length, char *utf8, ZKMemSize limit_bytes,
                             int64_t *converted_bytes);
 };
-VOR_OFFSET(NLS_EXTENSION, session_encoding, 0);
-VOR_OFFSET(NLS_EXTENSION, reserved, 4);
-VOR_OFFSET(NLS_EXTENSION, encoding_by_name, 8);
-VOR_OFFSET(NLS_EXTENSION, can_transcode, 16);
-VOR_OFFSET(NLS_EXTENSION, create_pipeline, 24);
-VOR_OFFSET(NLS_EXTENSION, transcoded_length, 32);
-VOR_OFFSET(NLS_EXTENSION, to_wide, 40);
-VOR_OFFSET(NLS_EXTENSION, wide_to_utf8, 48);
-VOR_SIZE(NLS_EXTENSION, 56);
 
 // The toolkit handle.
 struct TOOLKIT {
     NLS_EXTENSION *nls;
 };
-VOR_OFFSET(TOOLKIT, nls, 0);
-VOR_SIZE(TOOLKIT, 8);

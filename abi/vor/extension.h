@@ -14,8 +14,9 @@
 // The same records serve both directions, so that what an import tells can be given to an export as it is.
 #pragma once
 
-#include "vor/layout.h"
 #include "vor/stata_layout.h"
+
+#include <cstdint>
 
 inline constexpr uint32_t EXTENSION_VERSION = 1;
 
@@ -44,9 +45,6 @@ struct vor_text {
     const char *bytes;
     int64_t length;
 };
-VOR_OFFSET(vor_text, bytes, 0);
-VOR_OFFSET(vor_text, length, 8);
-VOR_SIZE(vor_text, 16);
 
 // A character value in an observation.
 struct vor_text_slot {
@@ -54,10 +52,6 @@ struct vor_text_slot {
     int32_t length;
     int32_t binary; // 1: a long string of bytes that are no text
 };
-VOR_OFFSET(vor_text_slot, bytes, 0);
-VOR_OFFSET(vor_text_slot, length, 8);
-VOR_OFFSET(vor_text_slot, binary, 12);
-VOR_SIZE(vor_text_slot, 16);
 
 struct vor_variable_facts {
     vor_text name;
@@ -69,15 +63,6 @@ struct vor_variable_facts {
     int32_t unit;         // display_unit; an export goes by the format
     int32_t free;
 };
-VOR_OFFSET(vor_variable_facts, name, 0);
-VOR_OFFSET(vor_variable_facts, label, 16);
-VOR_OFFSET(vor_variable_facts, format, 32);
-VOR_OFFSET(vor_variable_facts, label_table, 48);
-VOR_OFFSET(vor_variable_facts, stored, 64);
-VOR_OFFSET(vor_variable_facts, width_bytes, 68);
-VOR_OFFSET(vor_variable_facts, unit, 72);
-VOR_OFFSET(vor_variable_facts, free, 76);
-VOR_SIZE(vor_variable_facts, 80);
 
 // One label. Missing values are those of a stored long: 2147483621 is ".", the next one ".a".
 struct vor_value_label {
@@ -85,30 +70,18 @@ struct vor_value_label {
     int32_t value;
     int32_t free;
 };
-VOR_OFFSET(vor_value_label, text, 0);
-VOR_OFFSET(vor_value_label, value, 16);
-VOR_OFFSET(vor_value_label, free, 20);
-VOR_SIZE(vor_value_label, 24);
 
 struct vor_label_table {
     vor_text name;
     int64_t count;
     const vor_value_label *labels; // in the order of the file
 };
-VOR_OFFSET(vor_label_table, name, 0);
-VOR_OFFSET(vor_label_table, count, 16);
-VOR_OFFSET(vor_label_table, labels, 24);
-VOR_SIZE(vor_label_table, 32);
 
 struct vor_characteristic {
     vor_text of; // "_dta" for the data set, or a variable's name
     vor_text name;
     vor_text text;
 };
-VOR_OFFSET(vor_characteristic, of, 0);
-VOR_OFFSET(vor_characteristic, name, 16);
-VOR_OFFSET(vor_characteristic, text, 32);
-VOR_SIZE(vor_characteristic, 48);
 
 struct vor_file_facts {
     int32_t release;    // an export chooses its own
@@ -125,20 +98,6 @@ struct vor_file_facts {
     int64_t label_table_count;
     const vor_label_table *label_tables;
 };
-VOR_OFFSET(vor_file_facts, release, 0);
-VOR_OFFSET(vor_file_facts, big_endian, 4);
-VOR_OFFSET(vor_file_facts, observations, 8);
-VOR_OFFSET(vor_file_facts, data_label, 16);
-VOR_OFFSET(vor_file_facts, timestamp, 32);
-VOR_OFFSET(vor_file_facts, variable_count, 48);
-VOR_OFFSET(vor_file_facts, variables, 56);
-VOR_OFFSET(vor_file_facts, sort_key_count, 64);
-VOR_OFFSET(vor_file_facts, sort_keys, 72);
-VOR_OFFSET(vor_file_facts, characteristic_count, 80);
-VOR_OFFSET(vor_file_facts, characteristics, 88);
-VOR_OFFSET(vor_file_facts, label_table_count, 96);
-VOR_OFFSET(vor_file_facts, label_tables, 104);
-VOR_SIZE(vor_file_facts, 112);
 
 struct vor_extension {
     uint32_t size_bytes; // of the block, as the host knows it
@@ -149,9 +108,3 @@ struct vor_extension {
     // gets; null: stored types, formats and tables are chosen from the NAMESTRs.
     const vor_file_facts *facts;
 };
-VOR_OFFSET(vor_extension, size_bytes, 0);
-VOR_OFFSET(vor_extension, version, 4);
-VOR_OFFSET(vor_extension, wishes, 8);
-VOR_OFFSET(vor_extension, granted, 16);
-VOR_OFFSET(vor_extension, facts, 24);
-VOR_SIZE(vor_extension, 32);

@@ -1,16 +1,16 @@
 // User formats on their way into and out of a format catalog: the header, the ranges and the labels.
 #pragma once
 
-#include "vor/layout.h"
+#include <cstdint>
 
 // A counted name.
 struct FORMAT_NAME32 {
     int16_t length;
     char text[32];
 };
-VOR_OFFSET(FORMAT_NAME32, length, 0);
-VOR_OFFSET(FORMAT_NAME32, text, 2);
-VOR_SIZE(FORMAT_NAME32, 34);
+
+// Most user formats that one import makes; labelled variables after them have none.
+inline constexpr int32_t MOST_USER_FORMATS = 4086;
 
 inline constexpr int16_t FORMAT_NUMERIC = 1;
 inline constexpr int16_t FORMAT_CHARACTER = 11;
@@ -23,10 +23,6 @@ struct TREE {
     TREE *rlink;
     int16_t bal;
 };
-VOR_OFFSET(TREE, llink, 0);
-VOR_OFFSET(TREE, rlink, 8);
-VOR_OFFSET(TREE, bal, 16);
-VOR_SIZE(TREE, 24);
 
 struct HEADSTR {
     int16_t rectype; // 1
@@ -64,41 +60,6 @@ struct HEADSTR {
     void *poolptr;
     char fmtname_long[32]; // blank-padded; used when vernum is 6
 };
-VOR_OFFSET(HEADSTR, rectype, 0);
-VOR_OFFSET(HEADSTR, fmtname, 2);
-VOR_OFFSET(HEADSTR, crdate, 16);
-VOR_OFFSET(HEADSTR, type, 24);
-VOR_OFFSET(HEADSTR, h_min, 26);
-VOR_OFFSET(HEADSTR, h_max, 28);
-VOR_OFFSET(HEADSTR, h_def, 30);
-VOR_OFFSET(HEADSTR, truelen, 32);
-VOR_OFFSET(HEADSTR, nranges, 40);
-VOR_OFFSET(HEADSTR, nlabels, 48);
-VOR_OFFSET(HEADSTR, fuzz, 56);
-VOR_OFFSET(HEADSTR, low, 64);
-VOR_OFFSET(HEADSTR, high, 65);
-VOR_OFFSET(HEADSTR, vernum, 66);
-VOR_OFFSET(HEADSTR, upcase, 67);
-VOR_OFFSET(HEADSTR, just, 68);
-VOR_OFFSET(HEADSTR, otherlab, 72);
-VOR_OFFSET(HEADSTR, totlabsize, 80);
-VOR_OFFSET(HEADSTR, totrangsize, 88);
-VOR_OFFSET(HEADSTR, otherptr, 96);
-VOR_OFFSET(HEADSTR, nranges2, 104);
-VOR_OFFSET(HEADSTR, maxstartl, 112);
-VOR_OFFSET(HEADSTR, maxendl, 114);
-VOR_OFFSET(HEADSTR, maxlabl, 116);
-VOR_OFFSET(HEADSTR, rangsort, 118);
-VOR_OFFSET(HEADSTR, round, 119);
-VOR_OFFSET(HEADSTR, ni_special, 120);
-VOR_OFFSET(HEADSTR, range_group, 121);
-VOR_OFFSET(HEADSTR, usevarlen, 122);
-VOR_OFFSET(HEADSTR, v5nosupp, 128);
-VOR_OFFSET(HEADSTR, maxprefl, 136);
-VOR_OFFSET(HEADSTR, multilabel, 138);
-VOR_OFFSET(HEADSTR, poolptr, 144);
-VOR_OFFSET(HEADSTR, fmtname_long, 152);
-VOR_SIZE(HEADSTR, 184);
 
 // A label as the catalog keeps it; `length` bytes follow in label.
 struct ILABELSTR_NCF {
@@ -106,10 +67,6 @@ struct ILABELSTR_NCF {
     int16_t length;
     char label[4];
 };
-VOR_OFFSET(ILABELSTR_NCF, rectype, 0);
-VOR_OFFSET(ILABELSTR_NCF, length, 2);
-VOR_OFFSET(ILABELSTR_NCF, label, 4);
-VOR_SIZE(ILABELSTR_NCF, 8);
 
 inline constexpr int8_t LABEL_TEXT = 6;
 
@@ -118,28 +75,18 @@ struct LABELSTR_NCF {
     LABELSTR_NCF *next;
     ILABELSTR_NCF ncf;
 };
-VOR_OFFSET(LABELSTR_NCF, next, 0);
-VOR_OFFSET(LABELSTR_NCF, ncf, 8);
-VOR_SIZE(LABELSTR_NCF, 16);
 
 // The label numbers of a value with several labels.
 struct ULABLST {
     ULABLST *next;
     int64_t u;
 };
-VOR_OFFSET(ULABLST, next, 0);
-VOR_OFFSET(ULABLST, u, 8);
-VOR_SIZE(ULABLST, 16);
 
 struct ULABHDTL {
     ULABLST *head;
     ULABLST *tail;
     int64_t count;
 };
-VOR_OFFSET(ULABHDTL, head, 0);
-VOR_OFFSET(ULABHDTL, tail, 8);
-VOR_OFFSET(ULABHDTL, count, 16);
-VOR_SIZE(ULABHDTL, 24);
 
 // Which label belongs to a range. Handed to the format writer: the label's number, counted from 0, or with
 // RANGE_MANY_LABELS the list of numbers. Handed out by the format reader: the label itself, null for none.
@@ -148,7 +95,6 @@ union LABEL_REFERENCE {
     ULABHDTL *list;
     const ILABELSTR_NCF *label;
 };
-VOR_SIZE(LABEL_REFERENCE, 8);
 
 // Range records. The first byte of each says which one it is.
 inline constexpr int8_t RANGE_NUMERIC_INTERVAL = 1;
@@ -166,12 +112,6 @@ struct IRANGESTR_N {
     uint8_t start[8];
     uint8_t end[8];
 };
-VOR_OFFSET(IRANGESTR_N, rectype, 0);
-VOR_OFFSET(IRANGESTR_N, flags, 1);
-VOR_OFFSET(IRANGESTR_N, u, 8);
-VOR_OFFSET(IRANGESTR_N, start, 16);
-VOR_OFFSET(IRANGESTR_N, end, 24);
-VOR_SIZE(IRANGESTR_N, 32);
 
 // RANGE_NUMERIC_VALUE.
 struct IRANGESTR_N_S {
@@ -180,11 +120,6 @@ struct IRANGESTR_N_S {
     LABEL_REFERENCE u;
     uint8_t start[8];
 };
-VOR_OFFSET(IRANGESTR_N_S, rectype, 0);
-VOR_OFFSET(IRANGESTR_N_S, flags, 1);
-VOR_OFFSET(IRANGESTR_N_S, u, 8);
-VOR_OFFSET(IRANGESTR_N_S, start, 16);
-VOR_SIZE(IRANGESTR_N_S, 24);
 
 // RANGE_CHARACTER_VALUE; startlen bytes follow in startc.
 struct IRANGESTR_C_S {
@@ -194,12 +129,6 @@ struct IRANGESTR_C_S {
     uint8_t flags;
     char startc[7];
 };
-VOR_OFFSET(IRANGESTR_C_S, rectype, 0);
-VOR_OFFSET(IRANGESTR_C_S, startlen, 2);
-VOR_OFFSET(IRANGESTR_C_S, u, 8);
-VOR_OFFSET(IRANGESTR_C_S, flags, 16);
-VOR_OFFSET(IRANGESTR_C_S, startc, 17);
-VOR_SIZE(IRANGESTR_C_S, 24);
 
 // RANGE_CHARACTER_INTERVAL; start and end are owned by the pool of the read.
 struct IRANGESTR_C {
@@ -211,14 +140,6 @@ struct IRANGESTR_C {
     const char *start;
     const char *end;
 };
-VOR_OFFSET(IRANGESTR_C, rectype, 0);
-VOR_OFFSET(IRANGESTR_C, flags, 1);
-VOR_OFFSET(IRANGESTR_C, startlen, 2);
-VOR_OFFSET(IRANGESTR_C, endlen, 4);
-VOR_OFFSET(IRANGESTR_C, u, 8);
-VOR_OFFSET(IRANGESTR_C, start, 16);
-VOR_OFFSET(IRANGESTR_C, end, 24);
-VOR_SIZE(IRANGESTR_C, 32);
 
 // RANGE_CHARACTER_VALUE_16 and, with end used, RANGE_CHARACTER_INTERVAL_16; white space at the end does not count.
 struct IRANGESTR_C16 {
@@ -228,12 +149,6 @@ struct IRANGESTR_C16 {
     char start[16];
     char end[16];
 };
-VOR_OFFSET(IRANGESTR_C16, rectype, 0);
-VOR_OFFSET(IRANGESTR_C16, flags, 1);
-VOR_OFFSET(IRANGESTR_C16, u, 8);
-VOR_OFFSET(IRANGESTR_C16, start, 16);
-VOR_OFFSET(IRANGESTR_C16, end, 32);
-VOR_SIZE(IRANGESTR_C16, 48);
 
 // What travels between the format builder or reader and the catalog services.
 struct XFRWSTR {
@@ -252,18 +167,3 @@ struct XFRWSTR {
     int8_t to_unicode;
     int8_t zkpoolused;
 };
-VOR_OFFSET(XFRWSTR, libname, 0);
-VOR_OFFSET(XFRWSTR, objlibnm, 34);
-VOR_OFFSET(XFRWSTR, hp, 72);
-VOR_OFFSET(XFRWSTR, rp, 80);
-VOR_OFFSET(XFRWSTR, lp, 88);
-VOR_OFFSET(XFRWSTR, xlo, 96);
-VOR_OFFSET(XFRWSTR, poolptr, 104);
-VOR_OFFSET(XFRWSTR, rp2, 112);
-VOR_OFFSET(XFRWSTR, noreplace, 120);
-VOR_OFFSET(XFRWSTR, loadfmtaslbl, 121);
-VOR_OFFSET(XFRWSTR, label_list, 128);
-VOR_OFFSET(XFRWSTR, llp, 136);
-VOR_OFFSET(XFRWSTR, to_unicode, 144);
-VOR_OFFSET(XFRWSTR, zkpoolused, 145);
-VOR_SIZE(XFRWSTR, 152);

@@ -1,7 +1,7 @@
 // NAMESTR, the host's description of one variable, and the list in which descriptions travel.
 #pragma once
 
-#include "vor/layout.h"
+#include <cstdint>
 
 inline constexpr uint8_t NAMESTR_NUMERIC = 1;
 inline constexpr uint8_t NAMESTR_CHARACTER = 2;         // fixed length, blank-padded
@@ -55,60 +55,9 @@ struct NAMESTR {
     uint8_t nvortype;
     uint8_t freebyte[3];
 };
-VOR_OFFSET(NAMESTR, nid, 0);
-VOR_OFFSET(NAMESTR, freespace, 8);
-VOR_OFFSET(NAMESTR, nfl, 24);
-VOR_OFFSET(NAMESTR, nfd, 26);
-VOR_OFFSET(NAMESTR, nifl, 28);
-VOR_OFFSET(NAMESTR, nifd, 30);
-VOR_OFFSET(NAMESTR, freespac, 32);
-VOR_OFFSET(NAMESTR, free, 36);
-VOR_OFFSET(NAMESTR, nflags, 40);
-VOR_OFFSET(NAMESTR, npos, 48);
-VOR_OFFSET(NAMESTR, nlng, 56);
-VOR_OFFSET(NAMESTR, user_lng, 60);
-VOR_OFFSET(NAMESTR, namelen, 64);
-VOR_OFFSET(NAMESTR, nlablen, 66);
-VOR_OFFSET(NAMESTR, ntype, 68);
-VOR_OFFSET(NAMESTR, nsort, 69);
-VOR_OFFSET(NAMESTR, nindex, 70);
-VOR_OFFSET(NAMESTR, nfj, 71);
-VOR_OFFSET(NAMESTR, nfcode, 72);
-VOR_OFFSET(NAMESTR, nifcode, 80);
-VOR_OFFSET(NAMESTR, flags, 88);
-VOR_OFFSET(NAMESTR, nengptr, 96);
-VOR_OFFSET(NAMESTR, name_p, 104);
-VOR_OFFSET(NAMESTR, label_p, 112);
-VOR_OFFSET(NAMESTR, nvar0, 120);
-VOR_OFFSET(NAMESTR, nflen, 124);
-VOR_OFFSET(NAMESTR, npadd, 128);
-VOR_OFFSET(NAMESTR, npos2, 136);
-VOR_OFFSET(NAMESTR, nipos, 144);
-VOR_OFFSET(NAMESTR, nlng2, 152);
-VOR_OFFSET(NAMESTR, nprec, 156);
-VOR_OFFSET(NAMESTR, nformlong, 160);
-VOR_OFFSET(NAMESTR, niformlong, 168);
-VOR_OFFSET(NAMESTR, nformlongl, 176);
-VOR_OFFSET(NAMESTR, niformlongl, 178);
-VOR_OFFSET(NAMESTR, nscale, 180);
-VOR_OFFSET(NAMESTR, ntattr, 182);
-VOR_OFFSET(NAMESTR, ntype2, 184);
-VOR_OFFSET(NAMESTR, formatholder, 185);
-VOR_OFFSET(NAMESTR, informatholder, 193);
-VOR_OFFSET(NAMESTR, nzkfmthandl, 208);
-VOR_OFFSET(NAMESTR, nzkinfmthandl, 216);
-VOR_OFFSET(NAMESTR, imdb_ds_defn_obs, 224);
-VOR_OFFSET(NAMESTR, nilng, 226);
-VOR_OFFSET(NAMESTR, nvortype, 227);
-VOR_OFFSET(NAMESTR, freebyte, 228);
-VOR_SIZE(NAMESTR, 232);
 
 struct NAMELIST {
     NAMELIST *next; // null at the end
     NAMESTR namestr;
     int32_t index;
 };
-VOR_OFFSET(NAMELIST, next, 0);
-VOR_OFFSET(NAMELIST, namestr, 8);
-VOR_OFFSET(NAMELIST, index, 240);
-VOR_SIZE(NAMELIST, 248);

@@ -1,7 +1,7 @@
 // The statement parser: the parse-control record that carries a grammar, and what a parse leaves behind.
 #pragma once
 
-#include "vor/layout.h"
+#include <cstdint>
 
 struct PARSECONTROL;
 struct PROCSTR;
@@ -87,37 +87,6 @@ struct PARSECONTROL {
     const int16_t *insndx;  // per non-terminal, the goal first: where its insertion starts in instbl, -1 for none
     const int16_t *instbl;  // a count, then that many symbols, the first one first
 };
-VOR_OFFSET(PARSECONTROL, revision, 0);
-VOR_OFFSET(PARSECONTROL, goaltoken, 4);
-VOR_OFFSET(PARSECONTROL, maxterminal, 8);
-VOR_OFFSET(PARSECONTROL, maxprslsz, 12);
-VOR_OFFSET(PARSECONTROL, maxcost, 16);
-VOR_OFFSET(PARSECONTROL, valcost, 20);
-VOR_OFFSET(PARSECONTROL, inslen, 24);
-VOR_OFFSET(PARSECONTROL, maxlexical, 28);
-VOR_OFFSET(PARSECONTROL, symbols, 32);
-VOR_OFFSET(PARSECONTROL, productions, 36);
-VOR_OFFSET(PARSECONTROL, actions, 40);
-VOR_OFFSET(PARSECONTROL, flags, 44);
-VOR_OFFSET(PARSECONTROL, tracking, 48);
-VOR_OFFSET(PARSECONTROL, token, 56);
-VOR_OFFSET(PARSECONTROL, semantic, 64);
-VOR_OFFSET(PARSECONTROL, prdlst, 72);
-VOR_OFFSET(PARSECONTROL, prdndx, 80);
-VOR_OFFSET(PARSECONTROL, lhstbl, 88);
-VOR_OFFSET(PARSECONTROL, prslst, 96);
-VOR_OFFSET(PARSECONTROL, prsndx, 104);
-VOR_OFFSET(PARSECONTROL, actmap, 112);
-VOR_OFFSET(PARSECONTROL, argndx, 120);
-VOR_OFFSET(PARSECONTROL, argtbl, 128);
-VOR_OFFSET(PARSECONTROL, symtbl, 136);
-VOR_OFFSET(PARSECONTROL, symndx, 144);
-VOR_OFFSET(PARSECONTROL, symmap, 152);
-VOR_OFFSET(PARSECONTROL, delcost, 160);
-VOR_OFFSET(PARSECONTROL, inscost, 168);
-VOR_OFFSET(PARSECONTROL, insndx, 176);
-VOR_OFFSET(PARSECONTROL, instbl, 184);
-VOR_SIZE(PARSECONTROL, 192);
 
 // What the user may do while a parse runs; all zero for none. The standard engine offers nothing and looks at none.
 struct USERINTERACT {
@@ -126,10 +95,6 @@ struct USERINTERACT {
     void (*before)(void *argument);
     void (*after)(void *argument);
 };
-VOR_OFFSET(USERINTERACT, action, 0);
-VOR_OFFSET(USERINTERACT, before, 8);
-VOR_OFFSET(USERINTERACT, after, 16);
-VOR_SIZE(USERINTERACT, 24);
 
 inline constexpr int32_t USERINTERACT_ENTRIES = 8;
 
@@ -138,9 +103,6 @@ struct U_SNAME {
     int16_t length;
     char text[254]; // not terminated
 };
-VOR_OFFSET(U_SNAME, length, 0);
-VOR_OFFSET(U_SNAME, text, 2);
-VOR_SIZE(U_SNAME, 256);
 
 // One field of a statement.
 struct STLIST {
@@ -148,9 +110,6 @@ struct STLIST {
     uint8_t reserved[7];
     const U_SNAME *value;
 };
-VOR_OFFSET(STLIST, type, 0);
-VOR_OFFSET(STLIST, value, 8);
-VOR_SIZE(STLIST, 16);
 
 // A parsed statement.
 struct STMT {
@@ -160,11 +119,6 @@ struct STMT {
     int32_t reserved;
     const STLIST *list;
 };
-VOR_OFFSET(STMT, next, 0);
-VOR_OFFSET(STMT, options, 8);
-VOR_OFFSET(STMT, fields, 16);
-VOR_OFFSET(STMT, list, 24);
-VOR_SIZE(STMT, 32);
 
 inline constexpr uint8_t STMT_INFORMAT = 8;
 inline constexpr uint8_t STMT_FORMAT = 4;
@@ -175,10 +129,6 @@ struct PROCSTR {
     int32_t error;   // not 0 when the parse failed
     int32_t debug;   // bits PROCSTR_DEBUG_SYNTAX and PROCSTR_DEBUG_SEMANTICS
 };
-VOR_OFFSET(PROCSTR, statement, 0);
-VOR_OFFSET(PROCSTR, error, 8);
-VOR_OFFSET(PROCSTR, debug, 12);
-VOR_SIZE(PROCSTR, 16);
 
 inline constexpr int32_t PROCSTR_DEBUG_SYNTAX = 1;
 inline constexpr int32_t PROCSTR_DEBUG_SEMANTICS = 2;

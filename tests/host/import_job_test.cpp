@@ -4,7 +4,7 @@
 #include "stata_file_builder.h"
 #include "whole_file.h"
 
-#include <vor/format_limits.h>
+#include <vor/formats.h>
 #include <vor/stata_layout.h>
 
 #include <algorithm>

@@ -5,7 +5,7 @@
 #include "jobs/user_formats.h"
 #include "text/utf8.h"
 
-#include <vor/format_limits.h>
+#include <vor/formats.h>
 #include <vor/namestr.h>
 #include <vorhost/ascii.h>
 #include <vorhost/conversion.h>

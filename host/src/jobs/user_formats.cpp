@@ -2,7 +2,7 @@
 
 #include "services/formats.h"
 
-#include <vor/format_limits.h>
+#include <vor/formats.h>
 #include <vor/stata_layout.h>
 #include <vorhost/ascii.h>
 #include <vorhost/conversion.h>

@@ -8,7 +8,6 @@
 #include "vor/encoding.h"
 #include "vor/files.h"
 #include "vor/imglue.h"
-#include "vor/layout.h"
 #include "vor/stata_layout.h"
 
 #include <cstdint>
@@ -284,7 +283,7 @@ struct glue_grammar_struct {
     char clientsecret[256];
     int32_t clientsecret_len;
 };
-VOR_SIZE(glue_grammar_struct, 1980);
+static_assert(sizeof(glue_grammar_struct) == 1980);
 
 // What the conversion layer lets a driver ask about each variable. Nothing is overridden yet; the drivers' calls stay
 // so that a later version can keep, drop, rename or reformat variables.

@@ -9,10 +9,42 @@
 namespace {
 
 constexpr double DAYS_A_YEAR = 365.25;
-constexpr double DAYS_A_MONTH = 30.6001;     // from March on
-constexpr int64_t GREGORIAN_COUNT = -145068; // uncorrected count of 15 October 1582
-constexpr int64_t GREGORIAN_DAY = -145079;
+constexpr double DAYS_A_MONTH = 30.6001; // from March on
 constexpr int64_t MINUTES_A_DAY = 1440;
+
+// The formulas' constants, and below where they come from. `julian` counts from 1979-12-31 as if every date were one of
+// the Julian calendar and corrects Gregorian ones; `mmddyy` goes through Julian day numbers.
+constexpr int64_t COUNT_TO_1979 = 29219;        // from 1899-12-31
+constexpr int64_t COUNT_OFFSET = 723244;        // to 1979-12-31 from the formula's zero, in the year 0
+constexpr int64_t GREGORIAN_COUNT = -145068;    // of 15 October 1582, uncorrected
+constexpr int64_t GREGORIAN_DAY = -145079;      // of the day before it, from 1979-12-31
+constexpr int32_t DAY_NUMBER_OF_BASE = 2415020; // of 1899-12-31
+constexpr double MARCH_OF_400 = 1867216.25;     // 0400-03-01, less three quarters of a day
+constexpr double DAYS_A_CENTURY = 36524.25;     // Gregorian
+constexpr int64_t YEARS_BEFORE_0 = 4716;        // day numbers are counted from here on, in whole leap cycles
+constexpr int64_t DAYS_BEFORE_DAY_0 = 1524;     // from there to day number 0, the months of the formula included
+constexpr double MONTHS_OF_FORMULA = 122.1;     // four months: March is month 4 in it
+
+// Days from 1 January of the year 1 of the calendar.
+constexpr int64_t days_into(bool gregorian, int64_t year, int32_t month, int64_t day) {
+    constexpr int32_t before[] = {0, 31, 59, 90, 120, 151, 181, 212, 243, 273, 304, 334};
+    const bool leap = year % 4 == 0 && (!gregorian || year % 100 != 0 || year % 400 == 0);
+    const int64_t years = year - 1;
+    const int64_t leap_days = years / 4 - (gregorian ? years / 100 - years / 400 : 0);
+    return 365 * years + leap_days + before[month - 1] + (leap && month > 2 ? 1 : 0) + day - 1;
+}
+constexpr int64_t JULIAN_LEAD = 2;           // 1 January of the year 1 is two days earlier in the Julian calendar
+constexpr int64_t DAY_NUMBER_OF_1 = 1721426; // of 0001-01-01, Gregorian
+constexpr int64_t IN_1979 = days_into(true, 1979, 12, 31);
+constexpr int64_t MARCH_1_OF_4 = days_into(false, 4, 3, 1) - JULIAN_LEAD;
+static_assert(COUNT_TO_1979 == IN_1979 - days_into(true, 1899, 12, 31));
+static_assert(4 * 365 + 1 + 122 + 1 - COUNT_OFFSET == MARCH_1_OF_4 - IN_1979); // four years, the months, the day
+static_assert(GREGORIAN_COUNT == days_into(false, 1582, 10, 15) - JULIAN_LEAD - IN_1979);
+static_assert(GREGORIAN_DAY == days_into(true, 1582, 10, 14) - IN_1979);
+static_assert(DAY_NUMBER_OF_BASE == DAY_NUMBER_OF_1 + days_into(true, 1899, 12, 31));
+static_assert(MARCH_OF_400 == static_cast<double>(DAY_NUMBER_OF_1 + days_into(true, 400, 3, 1)) - 0.75);
+static_assert(YEARS_BEFORE_0 * 365 + YEARS_BEFORE_0 / 4 - DAYS_BEFORE_DAY_0 - DAY_NUMBER_OF_BASE ==
+              COUNT_TO_1979 - COUNT_OFFSET);
 
 const char MONTHS[12][4] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun", "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
 
@@ -182,26 +214,28 @@ int64_t julian(int16_t month, int16_t day, int16_t year) {
     const bool of_last_year = month < 3;
     const int32_t m = of_last_year ? month + 12 : month;
     const int32_t y = of_last_year ? year - 1 : year;
-    double count = whole_floor(DAYS_A_YEAR * y) + fint(DAYS_A_MONTH * (m + 1)) + day - 723244;
+    double count =
+        whole_floor(DAYS_A_YEAR * y) + fint(DAYS_A_MONTH * (m + 1)) + day - static_cast<double>(COUNT_OFFSET);
     if (count >= static_cast<double>(GREGORIAN_COUNT)) {
         const double century = whole_floor(y / 100.0);
         count += whole_floor(century * 0.25) + 2 - century;
     }
-    return static_cast<int64_t>(count) + 29219;
+    return static_cast<int64_t>(count) + COUNT_TO_1979;
 }
 
 void mmddyy(int64_t day_count, int16_t *month, int16_t *day, int16_t *year) {
-    double a = fint(static_cast<double>(day_count) + 2415020);
+    double a = fint(static_cast<double>(day_count) + DAY_NUMBER_OF_BASE);
     if (day_count > GREGORIAN_DAY) {
-        const double century = whole_floor((a - 1867216.25) / 36524.25);
+        const double century = whole_floor((a - MARCH_OF_400) / DAYS_A_CENTURY);
         a += 1 + century - whole_floor(century * 0.25);
     }
-    const double b = fint((a + 1524 - 122.1) / DAYS_A_YEAR);
-    const double c = a + 1524 - fint(b * DAYS_A_YEAR);
+    const double days = a + static_cast<double>(DAYS_BEFORE_DAY_0);
+    const double b = fint((days - MONTHS_OF_FORMULA) / DAYS_A_YEAR);
+    const double c = days - fint(b * DAYS_A_YEAR);
     const double e = fint(c / DAYS_A_MONTH);
     *day = static_cast<int16_t>(static_cast<int64_t>(fint(c - fint(e * DAYS_A_MONTH))));
     *month = static_cast<int16_t>(static_cast<int64_t>(e > 13.5 ? e - 13 : e - 1));
-    *year = static_cast<int16_t>(static_cast<int64_t>(*month < 3 ? b - 4715 : b - 4716));
+    *year = static_cast<int16_t>(static_cast<int64_t>(b) - YEARS_BEFORE_0 + (*month < 3 ? 1 : 0));
 }
 
 int32_t monthnum(const char *text) {

@@ -1,4 +1,5 @@
-// Calendar dates: day counts and the dates that text fields hold.
+// Calendar dates: day counts and the dates that text fields hold. Only fint, whole_floor and julian are on a path from
+// a Stata file; the others are there for drivers of text files.
 //
 // A day count is the number of days since 1899-12-31, so that 1900-01-01 is day 1 and 1960-01-01 is day 21,915. Dates
 // from 15 October 1582 are Gregorian, earlier ones Julian. A date and time is minutes on the same scale: day x 1440 +

@@ -9,6 +9,7 @@
 #include "wzmis.h"
 #include "wzst.h"
 
+#include <cstddef>
 #include <cstring>
 
 namespace {

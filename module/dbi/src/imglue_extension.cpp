@@ -4,6 +4,8 @@
 
 #include "imglue_errors.h"
 
+#include <cstddef>
+
 static constexpr uint32_t SHORTEST_BLOCK = offsetof(vor_extension, granted) + sizeof vor_extension::granted;
 static constexpr uint32_t BLOCK_WITH_FACTS = offsetof(vor_extension, facts) + sizeof vor_extension::facts;
 

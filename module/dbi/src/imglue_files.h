@@ -1,6 +1,7 @@
 // Buffered file access: plain byte-stream operations over host file handles, and whole-file copies for file references.
 //
 // Positions count from 0 here; the host counts from 1. Nothing asks the host for more than FILE_PIECE_BYTES at a time.
+// mivex_hgets and mivex_copy_file are for drivers of other files; no path from a Stata file reaches them.
 #pragma once
 
 #include "driver_records.h"

@@ -3,6 +3,8 @@
 // fit no field.
 //
 // What prints and reads numbers scales with multsqq: init_multsqq comes first, once a session.
+//
+// No path from a Stata file reaches atodf1, printc and open_text_field: they are there for drivers of text files.
 #pragma once
 
 #include <cstdint>

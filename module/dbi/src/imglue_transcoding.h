@@ -2,6 +2,7 @@
 //
 // The session's pipeline converts from the file's encoding on import and into it on export. The host does the work;
 // this file chooses the encodings and keeps the results.
+// transcode_a_string and from_zk_to_utf8 are for drivers of other files; no path from a Stata file reaches them.
 #pragma once
 
 #include "vor/imglue.h"

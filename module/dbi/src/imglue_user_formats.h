@@ -5,7 +5,7 @@
 #include "driver_records.h"
 #include "imglue_names.h"
 
-#include <vor/format_limits.h>
+#include <vor/formats.h>
 
 #include <cstdint>
 

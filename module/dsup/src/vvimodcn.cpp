@@ -2,6 +2,8 @@
 // no service and keeps no record of blocks. The build gives the three texts of the image information.
 #include "vvimodcn.h"
 
+#include "vor/layout_asserts.h"
+
 GCB *v_global_gcb_anchor;
 void *v_global_pidb_anchor;
 TOOLKIT *Exported_ZKHandle;

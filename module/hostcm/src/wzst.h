@@ -1,5 +1,6 @@
 // Strings: fields in the host's style, a pointer and a length in bytes, padded with blanks; and terminated ones. The
-// routines keep no state and allocate nothing; only wzbcup looks at the host, whose upper-case table it reads.
+// routines keep no state and allocate nothing; only wzbcup looks at the host, whose upper-case table it reads. No path
+// of the module reaches wzstdel.
 #pragma once
 
 #include <cstdint>

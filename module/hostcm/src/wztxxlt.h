@@ -1,4 +1,5 @@
 // Byte translation through the host's tables, and whole numbers as text in fixed fields.
+// No path of the module reaches them: they belong to the set of utilities that its drivers may use.
 #pragma once
 
 #include <cstdint>

@@ -4,6 +4,7 @@
 #include "service_entries.h"
 #include "wzst.h"
 
+#include <cstddef>
 #include <cstring>
 
 namespace {

@@ -7,6 +7,7 @@
 #include "wzst.h"
 #include "ztrebdf.h"
 
+#include <cstddef>
 #include <cstring>
 
 namespace {

@@ -1,4 +1,5 @@
-// Byte order: reversals of any length and the floating-point forms of other machines.
+// Byte order: reversals of any length and the floating-point forms of other machines. No path from a Stata file reaches
+// what stands here.
 //
 // The D-floating real goes through its two logical halves here: sign and exponent, and the fraction as an integer of
 // 55 bits. In memory it is four 16-bit words, the most significant one first, each with its low byte first:

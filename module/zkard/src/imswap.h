@@ -4,6 +4,9 @@
 //
 // Nothing checks the range of an exponent: a value outside the target's range keeps the low bits of its exponent.
 // Buffers need no alignment.
+//
+// A Stata file needs from_sun_short, from_sun_long, from_sun_double and from_sun_long8; no path reaches the others,
+// which are for drivers of other files.
 #pragma once
 
 #include <cstdint>
