@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Checks that includes go in one direction, cli -> host -> abi <- module, that CSV is known to the jobs and the tables
+# Checks that includes go in one direction, cli -> host -> abi <- module and between the folders of the host, that CSV is known to the jobs and the tables
 # only, and that no file of the tree says where or after what text it was written.
 #
 #   scripts/check_layers.sh
@@ -52,6 +52,17 @@ allowed_in_host() {
         *) [ "$2" = '<' ] || [ -f "host/src/$3" ] || beside "$1" "$3" ;;
     esac
 }
+# What the files of each folder of host/src may include of the other folders.
+allowed_between_host_folders() {
+    case "$1" in
+        text | files) return 1 ;;
+        services) in_list " text files " "$2" ;;
+        tables) in_list " text files " "$2" ;;
+        library) in_list " text files tables " "$2" ;;
+        jobs) in_list " text files services " "$2" ;;
+        *) return 1 ;;
+    esac
+}
 allowed_in_cli() {
     case "$3" in
         vor/*) return 1 ;;
@@ -62,7 +73,7 @@ allowed_in_cli() {
 }
 
 # A folder that is not where this looks for it would pass unseen.
-for folder in abi module host/include host/src host/src/files host/src/text host/src/services host/src/library cli tests; do
+for folder in abi module host/include host/src/{text,files,services,library,tables,jobs} cli tests; do
     [ -d "$folder" ] || fail "there is no folder $folder to check"
 done
 
@@ -71,6 +82,12 @@ for tier in abi module host cli; do
         "allowed_in_$tier" "$file" "$mark" "$target" || fail "$file: may not include $target"
     done < <(includes_of "$tier")
 done
+
+while IFS=$'\t' read -r file mark target; do
+    from=${file#host/src/} from=${from%%/*} to=${target%%/*}
+    [ "$mark" = '"' ] && [ "$from" != "$to" ] && [ -d "host/src/$to" ] || continue
+    allowed_between_host_folders "$from" "$to" || fail "$file: $from may not know $to"
+done < <(includes_of host/src)
 
 # TEXT GREP-ARGUMENT...: fails when something is found, and when the search cannot run.
 found_nowhere() {

@@ -470,5 +470,18 @@ TEST(ImportJob, MoreLabelledVariablesThanFormats) {
     }
 }
 
+TEST(ImportJob, TheHostsStatementsCountUnlessTheJobNamesAPlace) {
+    const test::ScratchDirectory scratch;
+    const StataFile file{.release = 118,
+                         .variables = {{.name = "v", .type = Type::byte, .value_label = "yn"}},
+                         .value_labels = {{"yn", {{1, "yes"}}}}};
+    const std::string path = scratch.write("f.dta", build(file));
+    const HostOptions host{.statements = "FMTLIB=HOST.OWN;"};
+    EXPECT_EQ(sound_import(path, {}, host).catalogs.last_place, "HOST.OWN");
+    ImportSession::Options named;
+    named.formats = {"JOB", "GIVEN"};
+    EXPECT_EQ(sound_import(path, named, host).catalogs.last_place, "JOB.GIVEN");
+}
+
 } // namespace
 } // namespace vor::test

@@ -36,7 +36,7 @@ struct HostOptions {
     std::string valid_variable_names = "any"; // the option VALIDVARNAME
     std::string file_encoding = {};           // the variable DBE_NAME; empty: not set
     std::string label_encoding = {};          // of labels that the module does not transcode; empty: the session's
-    std::string statements = {};              // pending statement text, such as "FMTLIB=WORK.FORMATS;"
+    std::string statements = {};              // for the module's objects, such as "FMTLIB=WORK.FORMATS;"
     std::string module_path = {};             // empty: VORDTA_MODULE, beside the program, library directory, run path
 };
 

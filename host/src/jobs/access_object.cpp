@@ -3,35 +3,9 @@
 
 #include "jobs/access_object.h"
 
-#include <array>
 #include <fmt/format.h>
 
 namespace vor {
-namespace {
-
-struct CodeSentence {
-    int32_t code;
-    const char *sentence;
-};
-
-// Codes that the module returns without a word in the log.
-constexpr std::array code_sentences = {
-    CodeSentence{HOST_NO_MEMORY, "There is not enough memory."},
-    CodeSentence{HOST_NAME_TOO_LONG, "The file's full name is longer than 1023 bytes."},
-    CodeSentence{HOST_NO_NAME, "No file was named."},
-    CodeSentence{HOST_NAME_BLANK, "The file name is blank."},
-    CodeSentence{HOST_NAME_WILDCARD, "The file name contains a wildcard (* or ?); name one file."},
-};
-
-std::string code_sentence(int32_t code) {
-    for (const auto &[known, sentence] : code_sentences)
-        if (known == code)
-            return sentence;
-    return fmt::format("The module refused with code {:#x}.", static_cast<uint32_t>(code));
-}
-
-} // namespace
-
 AccessObject::AccessObject(HostOptions options, std::string shown_name)
     : host_(gated(std::move(options))), shown_name_(std::move(shown_name)) {
     host_.load_module();
@@ -55,7 +29,7 @@ HostOptions AccessObject::gated(HostOptions options) {
 void AccessObject::fail(int32_t code) {
     const Host::FailureText failure = host_.take_failure();
     const bool no_memory = code == HOST_NO_MEMORY || code == HOST_MEMORY_REPORTED;
-    std::string text = failure.text.empty() ? code_sentence(code) : failure.text;
+    std::string text = failure.text.empty() ? return_code_text(code) : failure.text;
     if (failure.system_error && text.find(failure.system_error->message()) == std::string::npos)
         text += fmt::format(" ({})", failure.system_error->message());
     throw ConversionError(no_memory || failure.system_error ? Failure::machine : Failure::conversion,

@@ -95,7 +95,7 @@ struct ExportSession::State {
 
     HostOptions prepared(HostOptions host, const Options &options) {
         host.catalogs = host.catalogs ? &formats : nullptr;
-        host.statements = format_statement(options.formats);
+        host.statements += format_statement(options.formats);
         if (lower_case(host.session_encoding) != file_encoding)
             host.file_encoding = host.label_encoding = file_encoding;
         return host;

@@ -181,7 +181,7 @@ struct ImportSession::State {
 
     HostOptions prepared(HostOptions host, const Options &options) {
         host.catalogs = &formats;
-        host.statements = format_statement(options.formats);
+        host.statements += format_statement(options.formats);
         return host;
     }
 

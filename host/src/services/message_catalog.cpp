@@ -47,7 +47,7 @@ constexpr std::array code_sentences = {
     CodeSentence{HOST_NO_NAME, "No file was named"},
     CodeSentence{HOST_END_OF_DATA, "There are no more observations"},
     CodeSentence{HOST_NAME_BLANK, "The file name is blank"},
-    CodeSentence{HOST_NAME_WILDCARD, "The file name holds a wildcard (* or ?); one file is needed"},
+    CodeSentence{HOST_NAME_WILDCARD, "The file name contains a wildcard (* or ?); name one file"},
     CodeSentence{HOST_NAME_NO_EXTENSION, "The file reference has no name, and so no extension"},
     CodeSentence{HOST_LOGGED, "The conversion failed; the log says why"},
     CodeSentence{HOST_TASK_NO_MEMORY, "The task ended: there is not enough memory"},
