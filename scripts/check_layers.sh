@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Checks that includes go in one direction, cli -> host -> abi <- module and between the folders of the host, that CSV is known to the jobs and the tables
-# only, and that no file of the tree says where or after what text it was written.
+# Checks that includes go in one direction, cli -> host -> abi <- module and between the folders of the host, that
+# CSV is known to the jobs and the tables only, and that no file of the tree says where or after what text it was written.
 #
 #   scripts/check_layers.sh
 # The rule of each tier is called by its name, which shellcheck cannot see.
