@@ -38,6 +38,10 @@ struct FormatPlace {
     static FormatPlace parse(const std::string &text);
 };
 
+// What the module is asked for. base: nothing beyond what it does for every host. extended: everything that a file
+// says, to the bit.
+enum class Contract { extended, base };
+
 // Reads a Stata file, which may be compressed (gzip, bzip2, xz, zstd, a zip archive of one file). `file` is a path, or
 // "-" for standard input.
 class ImportSession {
@@ -47,6 +51,7 @@ class ImportSession {
         std::string encoding;     // of the file's text; empty: as the release says
         FormatPlace formats;      // where the user formats go
         Selection selection = {}; // user formats of variables that it leaves out go nowhere
+        Contract contract = Contract::base;
     };
 
     // Opens the file and reads its header and descriptors; its user formats go to the host's catalogs.
@@ -71,6 +76,13 @@ class ImportSession {
 // Writes all observations (at most `limit`, -1 for all) into a sink and finishes it. The number written.
 int64_t import_rows(ImportSession &session, RowSink &sink, int64_t limit = -1, const Progress &progress = {});
 
+// How an export stores numbers and texts.
+enum class StoredTypes {
+    kept,         // as the description says, else as smallest; wider where the values do not fit
+    smallest,     // the smallest type that holds every value exactly
+    double_width, // every number as a double
+};
+
 // Writes a Stata file, compressed when its name ends in .gz, .bz2, .xz, .zst or .zip. `file` is a path, or "-" for
 // standard output. The target appears only with finish.
 class ExportSession {
@@ -78,6 +90,8 @@ class ExportSession {
     struct Options {
         bool labels_as_names = false;
         FormatPlace formats; // where the user formats come from
+        Contract contract = Contract::base;
+        StoredTypes types = StoredTypes::kept;
     };
 
     ExportSession(const HostOptions &host, const Options &options, const std::string &file, const DataSet &description);

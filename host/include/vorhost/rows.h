@@ -30,6 +30,9 @@ class Row {
     // The text in a character column: UTF-8, without trailing blanks.
     virtual std::string_view text(size_t column) const = 0;
 
+    // Whether text(column) is no text but bytes.
+    virtual bool is_binary(size_t /*column*/) const { return false; }
+
   protected:
     // For those who deliver rows. positions: per column, the byte offset of its number; lasts as long as the row.
     void set_positions(const int64_t *positions) { positions_ = positions; }
@@ -59,6 +62,9 @@ class RowWriter {
 
     // UTF-8; longer text than the column's length is cut at a character and counted.
     virtual void set_text(size_t column, std::string_view text) = 0;
+
+    // Bytes that are no text; only long texts hold them.
+    virtual void set_bytes(size_t column, std::string_view bytes) { set_text(column, bytes); }
 };
 
 // Delivers a data set. The description's lengths hold for every row that follows. Failures are ConversionErrors.
@@ -67,6 +73,9 @@ class RowSource {
     virtual ~RowSource() = default;
     virtual const DataSet &description() const = 0;
     virtual bool next(RowWriter &row) = 0; // false at the end, with nothing set
+
+    // Goes back to the first observation; false when that cannot be done.
+    virtual bool rewind() { return false; }
 
     // Passes over observations. The number passed: fewer than asked for only at the end.
     virtual int64_t skip(int64_t rows);

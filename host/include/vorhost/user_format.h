@@ -1,8 +1,6 @@
 // User formats: values and the labels that stand for them.
 #pragma once
 
-#include <vorhost/dataset.h>
-
 #include <memory>
 #include <string>
 #include <string_view>
@@ -10,6 +8,8 @@
 #include <vector>
 
 namespace vor {
+
+enum class ValueKind { numeric, character };
 
 using FormatValue = std::variant<double, std::string>; // a number (missing values included) or a text
 

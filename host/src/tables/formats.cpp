@@ -43,6 +43,15 @@ bool same_value(const FormatValue &left, const FormatValue &right) {
     return left == right;
 }
 
+constexpr struct {
+    StoredType type;
+    std::string_view word;
+} stored_types[] = {
+    {StoredType::int8, "byte"},     {StoredType::int16, "int"},      {StoredType::int32, "long"},
+    {StoredType::float32, "float"}, {StoredType::float64, "double"}, {StoredType::long_text, "strL"},
+};
+constexpr std::string_view text_word = "str";
+
 } // namespace
 
 const char *kind_name(ValueKind kind) {
@@ -54,6 +63,34 @@ std::optional<ValueKind> kind_of_name(std::string_view name) {
         if (name == word)
             return kind;
     return std::nullopt;
+}
+
+std::string stored_type_text(const Variable &variable) {
+    if (variable.stored == StoredType::text)
+        return std::string(text_word) + std::to_string(variable.length);
+    for (const auto &[type, word] : stored_types)
+        if (type == variable.stored)
+            return std::string(word);
+    return {};
+}
+
+bool set_stored_type(Variable &variable, std::string_view word) {
+    for (const auto &[type, known] : stored_types) {
+        if (known == word) {
+            variable.stored = type;
+            return true;
+        }
+    }
+    int length = 0;
+    if (!word.starts_with(text_word) || !read_small(word.substr(text_word.size()), length) || length < 1)
+        return false;
+    variable.stored = StoredType::text;
+    variable.length = length;
+    return true;
+}
+
+const std::string &labels_name(const Variable &variable) {
+    return variable.label_table.empty() ? variable.format.name : variable.label_table;
 }
 
 std::string format_text(const Format &format) {
