@@ -7,6 +7,13 @@
 
 namespace {
 
+TEST(FieldStrings, Comparison) {
+    EXPECT_EQ(wzstcom("ab", 2, "ab   ", 5), 0);
+    EXPECT_EQ(wzstcom("ab", 2, "ac", 2), -2);
+    EXPECT_EQ(wzstcom("ab", 2, "ab\t", 3), 3);
+    EXPECT_EQ(wzstcom(nullptr, 4, "   ", 3), 0);
+}
+
 // Character-aware copies leave a mark of which one ran; letter case by letters of two bytes.
 TEST(HostTables, TranslationAndFolding) {
     vor::test::ModuleHost host;
