@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# Checks that includes go in one direction, cli -> host -> abi <- module and between the folders of the host, that
-# CSV is known to the jobs and the tables only, and that no file of the tree says where or after what text it was written.
+# Checks that includes go in one direction, cli -> host -> abi <- module, that each folder inside module and host/src
+# includes only those that its row names, that no files of the module include each other in a circle, that CSV is known
+# to the jobs and the tables only, and that no file of the tree says where or after what text it was written.
 #
 #   scripts/check_layers.sh
 # The rule of each tier is called by its name, which shellcheck cannot see.
@@ -52,17 +53,6 @@ allowed_in_host() {
         *) [ "$2" = '<' ] || [ -f "host/src/$3" ] || beside "$1" "$3" ;;
     esac
 }
-# What the files of each folder of host/src may include of the other folders.
-allowed_between_host_folders() {
-    case "$1" in
-        text | files) return 1 ;;
-        services) in_list " text files " "$2" ;;
-        tables) in_list " text files " "$2" ;;
-        library) in_list " text files tables " "$2" ;;
-        jobs) in_list " text files services " "$2" ;;
-        *) return 1 ;;
-    esac
-}
 allowed_in_cli() {
     case "$3" in
         vor/*) return 1 ;;
@@ -83,10 +73,54 @@ for tier in abi module host cli; do
     done < <(includes_of "$tier")
 done
 
-while IFS=$'\t' read -r file mark target; do
-    from=${file#host/src/} from=${from%%/*} to=${target%%/*}
-    [ "$mark" = '"' ] && [ "$from" != "$to" ] && [ -d "host/src/$to" ] || continue
-    allowed_between_host_folders "$from" "$to" || fail "$file: $from may not know $to"
+# What each folder may include beside itself: "folder: others". Only what a row names is allowed.
+module_rows="
+dsup:
+hostcm: dsup
+core: dsup hostcm
+subs: dsup hostcm
+gen: dsup core
+supio: dsup hostcm subs
+dbi: dsup hostcm core supio
+zkard: dsup hostcm dbi
+"
+host_rows="
+text:
+files:
+services: text files
+tables: text files
+library: text files tables
+jobs: text files services
+"
+
+# ROWS FOLDER: what the row of the folder names; fails when there is no row for it.
+row_of() {
+    sed -n "s/^$2://p" <<<"$1" | grep '' || fail "there is no row that says what the folder $2 may include"
+}
+
+# ROWS FOLDER FILE HOLDER: whether a file of the folder may include one of the folder `holder`.
+check_row() {
+    [ "$2" = "$4" ] || in_list " $(row_of "$1" "$2") " "$4" || fail "$3: $2 may not know $4"
+}
+
+edges="$(mktemp)"
+trap 'rm -f "$edges"' EXIT
+while IFS=$'\t' read -r file _ target; do
+    holder="$(compgen -G "module/*/src/$target" || true)"
+    [ -n "$holder" ] || continue
+    folder="${file#module/}"
+    holder="${holder#module/}"
+    check_row "$module_rows" "${folder%%/*}" "$file" "${holder%%/*}"
+    unit="$(basename "${file%.*}")"
+    [ "$unit" = "${target%.h}" ] || echo "$unit ${target%.h}" >>"$edges"
+done < <(includes_of module)
+tsort "$edges" >/dev/null || fail "files of the module include each other in a circle"
+
+while IFS=$'\t' read -r file _ target; do
+    folder="${file#host/src/}"
+    if [ -f "host/src/$target" ]; then
+        check_row "$host_rows" "${folder%%/*}" "$file" "${target%%/*}"
+    fi
 done < <(includes_of host/src)
 
 # TEXT GREP-ARGUMENT...: fails when something is found, and when the search cannot run.

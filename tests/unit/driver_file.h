@@ -3,7 +3,7 @@
 #pragma once
 
 #include "driver_records.h"
-#include "imglue_errors.h"
+#include "imglue_log.h"
 #include "imstata_records.h"
 #include "module_host.h"
 #include "stata_file_builder.h"

@@ -1,14 +1,11 @@
-// Knows every internal code, its text and its host return code, and how the module writes to the log. Does not know
-// what led to a code: the driver's own words about it wait in the message_string of the open file.
+// Knows every internal code, its text and its host return code. Does not know what led to a code: the driver's own
+// words about it wait in the message_string of the open file.
 #include "imglue_errors.h"
 
+#include "imglue_log.h"
 #include "imglue_session.h"
 #include "output_records.h"
 #include "service_entries.h"
-#include "wzst.h"
-
-#include <cstdarg>
-#include <cstring>
 
 enum failure_kind : uint8_t {
     FAILED,
@@ -81,30 +78,4 @@ int32_t mivex_report_error(IMGLUE *self, int32_t error_code) {
     self->haderror = entry.kind == SAID_ALREADY ? ERROR_REPORTED : error_code;
     mivex_clean_up(self);
     return self->do_input != 0 ? host_codes[entry.kind].import_code : host_codes[entry.kind].export_code;
-}
-
-int32_t write_message_to_logfile(IMGLUE * /*self*/, const char *message_string) {
-    static constexpr struct {
-        char prefix[4];
-        const char *format;
-    } levels[] = {{"%1z", "%1z%s"}, {"%3z", "%3z%s"}};
-    if (message_string == nullptr || message_string[0] == 0)
-        return 0;
-    for (const auto &level : levels) {
-        if (wzstlen(message_string) >= 3 && memcmp(message_string, level.prefix, 3) == 0) {
-            xpslog(level.format, message_string + 3);
-            return 0;
-        }
-    }
-    xpslog("%s", message_string);
-    return 0;
-}
-
-void mivex_sprintf(char *var, const char *string, ...) {
-    static constexpr int32_t limit = 0x7FFF;
-    va_list arguments;
-    va_start(arguments, string);
-    const int32_t length = xpslstv(nullptr, var, limit, string, wzstlen(string), arguments);
-    va_end(arguments);
-    var[length < 0 ? 0 : min(length, limit)] = 0;
 }

@@ -2,8 +2,8 @@
 // neutral units, marks and text in the file's encoding. Stored types and file layout are the writer's.
 #include "imglue_export.h"
 
-#include "imglue_errors.h"
 #include "imglue_extension.h"
+#include "imglue_log.h"
 #include "imglue_memory.h"
 #include "imglue_number_text.h"
 #include "imglue_transcoding.h"

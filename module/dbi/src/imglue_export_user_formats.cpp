@@ -1,6 +1,6 @@
 // Export: reads a user format from its catalog and keeps its single values with their labels. What the writer makes of
 // a value list is not known here.
-#include "imglue_errors.h"
+#include "imglue_log.h"
 #include "imglue_memory.h"
 #include "imglue_number_text.h"
 #include "imglue_user_formats.h"

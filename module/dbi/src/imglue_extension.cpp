@@ -2,7 +2,7 @@
 // good as not there.
 #include "imglue_extension.h"
 
-#include "imglue_errors.h"
+#include "imglue_log.h"
 
 #include <cstddef>
 

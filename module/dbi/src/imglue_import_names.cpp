@@ -1,7 +1,7 @@
 // Chooses the way of every name; cleaning, cutting and uniqueness themselves are those of imglue_names. Log lines take
 // names as arguments, never as a format: a name may hold percent signs.
-#include "imglue_errors.h"
 #include "imglue_import.h"
+#include "imglue_log.h"
 #include "imglue_number_text.h"
 #include "service_entries.h"
 #include "wzst.h"

@@ -2,9 +2,9 @@
 // for each variable, which hangs on the input record's inuserptr; a record is then one walk over the plan.
 #include "blank_padding.h"
 #include "driver_records.h"
-#include "imglue_errors.h"
 #include "imglue_extension.h"
 #include "imglue_import.h"
+#include "imglue_log.h"
 #include "imglue_memory.h"
 #include "service_entries.h"
 #include "wzst.h"

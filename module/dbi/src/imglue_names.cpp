@@ -2,7 +2,7 @@
 // hold percent signs.
 #include "imglue_names.h"
 
-#include "imglue_errors.h"
+#include "imglue_log.h"
 #include "imglue_memory.h"
 #include "imglue_number_text.h"
 #include "service_entries.h"

@@ -3,9 +3,9 @@
 #include "imglue_session.h"
 
 #include "driver_records.h"
-#include "imglue_errors.h"
 #include "imglue_extension.h"
 #include "imglue_files.h"
+#include "imglue_log.h"
 #include "imglue_memory.h"
 #include "imglue_number_text.h"
 #include "imglue_transcoding.h"

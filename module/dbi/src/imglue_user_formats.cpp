@@ -3,7 +3,7 @@
 #include "imglue_user_formats.h"
 
 #include "driver_records.h"
-#include "imglue_errors.h"
+#include "imglue_log.h"
 #include "imglue_memory.h"
 #include "imglue_number_text.h"
 #include "service_entries.h"

@@ -11,6 +11,7 @@
 #include "imstata_reading.h"
 #include "imstata_strls.h"
 #include "imstata_value_labels.h"
+#include "imstata_variables.h"
 
 namespace {
 

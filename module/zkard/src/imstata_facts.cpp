@@ -5,9 +5,9 @@
 #include "blank_padding.h"
 #include "imglue_extension.h"
 #include "imglue_memory.h"
-#include "imstata_descriptors.h"
 #include "imstata_reading.h"
 #include "imstata_value_labels.h"
+#include "imstata_variables.h"
 #include "service_entries.h"
 #include "wzst.h"
 

@@ -5,7 +5,7 @@
 #pragma once
 
 #include "driver_records.h"
-#include "imglue_errors.h"
+#include "imglue_log.h"
 #include "imstata_records.h"
 #include "imswap.h"
 

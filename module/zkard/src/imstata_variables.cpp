@@ -1,9 +1,10 @@
 // From the descriptor arrays, fixed width for each variable, to the list of variables. The hooks are asked about each
 // one, so that a caller may drop, rename or reformat it.
+#include "imstata_variables.h"
+
 #include "blank_padding.h"
 #include "driver_records.h"
 #include "imglue_extension.h"
-#include "imstata_descriptors.h"
 #include "imstata_reading.h"
 #include "imstata_records.h"
 #include "imstata_value_labels.h"

@@ -1,6 +1,6 @@
 // The end of an exported file. Value-label tables pass through the record buffer, which is empty by then.
-#include "imglue_errors.h"
 #include "imglue_files.h"
+#include "imglue_log.h"
 #include "imglue_memory.h"
 #include "imstata_writing.h"
 #include "wzst.h"

@@ -2,9 +2,9 @@
 // variable is stored, named, shown and labelled; it writes no observation. The descriptor arrays are built in memory,
 // one slot of fixed width for each variable, and written whole.
 #include "driver_records.h"
-#include "imglue_errors.h"
 #include "imglue_extension.h"
 #include "imglue_files.h"
+#include "imglue_log.h"
 #include "imglue_memory.h"
 #include "imglue_number_text.h"
 #include "imstata_writing.h"

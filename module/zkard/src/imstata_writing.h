@@ -1,7 +1,7 @@
 // The writer of Stata files: the beginning with its descriptors, the observations, the end.
 #pragma once
 
-#include "imglue_errors.h"
+#include "imglue_log.h"
 #include "imstata_records.h"
 #include "output_records.h"
 

@@ -4,12 +4,11 @@
 //
 // Only records that are still to be delivered are read, and one that the file does not hold whole is never current.
 // Those that the host passes over (current_record_number) are not read at all: the first fill begins behind them.
-#include "imstata_records.h"
-
 #include "driver_records.h"
 #include "imglue_files.h"
 #include "imglue_memory.h"
 #include "imstata_reading.h"
+#include "imstata_records.h"
 
 namespace {
 
