@@ -109,4 +109,8 @@ class ExportSession {
 // Writes every observation of a source and finishes. The number written.
 int64_t export_rows(ExportSession &session, RowSource &source, const Progress &progress = {});
 
+// A whole export of a source. Under the extended contract it is read twice, first for the stored types.
+int64_t export_source(const HostOptions &host, const ExportSession::Options &options, const std::string &file,
+                      RowSource &source, const Progress &progress = {});
+
 } // namespace vor

@@ -56,8 +56,8 @@ void AccessObject::note_remarks() {
         note(remarks.text);
 }
 
-void AccessObject::note(const std::string &text) {
-    log_.line(Severity::note, fmt::format("{}: {}", shown_name_, text));
+void AccessObject::log(Severity severity, const std::string &text) {
+    log_.line(severity, fmt::format("{}: {}", shown_name_, text));
 }
 
 } // namespace vor

@@ -43,8 +43,9 @@ class AccessObject {
     // Notes what was remarked about operations that succeeded all the same, such as a user format that was left out.
     void note_remarks();
 
-    // A note that begins with the file's name.
-    void note(const std::string &text);
+    // A note, or a warning, that begins with the file's name.
+    void note(const std::string &text) { log(Severity::note, text); }
+    void warn(const std::string &text) { log(Severity::warning, text); }
 
     // Drops every note from here on: what an abandoned conversion says is of no use.
     void mute() { log_.open = false; }
@@ -59,6 +60,7 @@ class AccessObject {
         }
     };
     HostOptions gated(HostOptions options);
+    void log(Severity severity, const std::string &text);
 
     Gate log_;
     Host host_;

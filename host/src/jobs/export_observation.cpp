@@ -50,15 +50,15 @@ bool loses_tail(std::string_view text) {
 } // namespace
 
 ExportObservation::ExportObservation(const Host &host, std::vector<ExportColumn> columns)
-    : host_(host), utf8_session_(lower_case(host.options().session_encoding) == "utf-8"), columns_(std::move(columns)),
-      counts_(columns_.size()), observation_(empty_observation(columns_)), empty_(observation_) {}
+    : ExportRow(columns.size()), host_(host), utf8_session_(lower_case(host.options().session_encoding) == "utf-8"),
+      columns_(std::move(columns)), observation_(empty_observation(columns_)), empty_(observation_) {}
 
 void ExportObservation::clear() {
     observation_ = empty_;
-    ++number_;
+    ExportRow::clear();
 }
 
-void ExportObservation::count(size_t column, ValueChange change) {
+void ExportRow::count(size_t column, ValueChange change) {
     Count &count = counts_[column][static_cast<size_t>(change)];
     if (count.values++ == 0)
         count.first = number_;
@@ -124,12 +124,11 @@ void ExportObservation::store(size_t column, std::string_view bytes) {
     std::memset(target + bytes.size(), ' ', static_cast<size_t>(columns_[column].length) - bytes.size());
 }
 
-void ExportObservation::report(const std::vector<Variable> &variables,
-                               const std::function<void(const std::string &)> &note) const {
-    for (size_t column = 0; column < columns_.size(); ++column)
+void ExportRow::report(const std::vector<Variable> &variables, const Notes &warn) const {
+    for (size_t column = 0; column < counts_.size(); ++column)
         for (size_t change = 0; change < value_changes; ++change)
             if (const Count &count = counts_[column][change]; count.values > 0)
-                note(fmt::format("variable {}: {} value{} {}, first in observation {}.", variables[column].name,
+                warn(fmt::format("variable {}: {} value{} {}, first in observation {}.", variables[column].name,
                                  count.values, count.values == 1 ? "" : "s", change_sentences[change], count.first));
 }
 

@@ -36,27 +36,42 @@ enum class ValueChange {
 };
 inline constexpr size_t value_changes = 9;
 
-class ExportObservation : public RowWriter {
+// The observation being filled, as the module takes it.
+class ExportRow : public RowWriter {
   public:
-    ExportObservation(const Host &host, std::vector<ExportColumn> columns);
+    explicit ExportRow(size_t columns) : counts_(columns) {}
 
-    void set_number(size_t column, double value) override;
-    void set_text(size_t column, std::string_view text) override;
-
-    const void *bytes() const { return observation_.data(); }
+    virtual const void *bytes() = 0;
 
     // Makes every value missing or empty, for the next observation.
-    void clear();
+    virtual void clear() { ++number_; }
 
     // One sentence for each column and change that happened, with the count and the first observation.
-    void report(const std::vector<Variable> &variables, const std::function<void(const std::string &)> &note) const;
+    void report(const std::vector<Variable> &variables, const Notes &warn) const;
+
+  protected:
+    void count(size_t column, ValueChange change);
 
   private:
     struct Count {
         int64_t values = 0;
         int64_t first = 0;
     };
-    void count(size_t column, ValueChange change);
+    std::vector<std::array<Count, value_changes>> counts_;
+    int64_t number_ = 1;
+};
+
+class ExportObservation : public ExportRow {
+  public:
+    ExportObservation(const Host &host, std::vector<ExportColumn> columns);
+
+    void set_number(size_t column, double value) override;
+    void set_text(size_t column, std::string_view text) override;
+
+    const void *bytes() override { return observation_.data(); }
+    void clear() override;
+
+  private:
     double storable(size_t column, double value);
     std::string_view encode(size_t column, std::string_view &kept);
     void store(size_t column, std::string_view bytes);
@@ -64,11 +79,9 @@ class ExportObservation : public RowWriter {
     const Host &host_;
     bool utf8_session_; // text needs no encoding
     std::vector<ExportColumn> columns_;
-    std::vector<std::array<Count, value_changes>> counts_;
     std::vector<char> observation_;
     std::vector<char> empty_; // an observation with every value missing or empty
     std::string encoded_;
-    int64_t number_ = 1;
 };
 
 } // namespace vor

@@ -4,7 +4,9 @@
 #include "jobs/access_object.h"
 #include "jobs/export_observation.h"
 #include "jobs/export_variables.h"
+#include "jobs/file_facts.h"
 #include "jobs/stata_files.h"
+#include "jobs/stored_observation.h"
 #include "jobs/user_formats.h"
 
 #include <vorhost/ascii.h>
@@ -12,9 +14,10 @@
 
 #include <filesystem>
 #include <fmt/format.h>
+#include <unordered_map>
+#include <unordered_set>
 
 namespace vor {
-
 namespace {
 
 constexpr const char *output_reference = "VOROUT";
@@ -75,65 +78,168 @@ class ExportTarget {
     std::shared_ptr<OutputStream::State> stream_ = std::make_shared<OutputStream::State>();
 };
 
+// Sort keys and characteristics name variables, which may have got other names.
+void follow_names(const std::vector<Variable> &before, DataSet &written) {
+    std::unordered_map<std::string, std::string> renamed;
+    for (size_t i = 0; i < before.size(); ++i)
+        if (before[i].name != written.variables[i].name)
+            renamed[before[i].name] = written.variables[i].name;
+    const auto follow = [&](std::string &name) {
+        if (const auto found = renamed.find(name); found != renamed.end())
+            name = found->second;
+    };
+    for (std::string &key : written.sort)
+        follow(key);
+    for (Characteristic &one : written.characteristics)
+        follow(one.of);
+}
+
+// The tables of variables that only have a user format, from the catalogs. A variable has no labels when its format is
+// none of a catalog's, or one of texts.
+void add_label_tables(DataSet &written, FormatCatalogs &formats, const FormatPlace &place, const Notes &warn) {
+    std::unordered_set<std::string> there;
+    for (const UserFormat &table : written.label_tables)
+        there.insert(table.name);
+    for (Variable &variable : written.variables) {
+        std::string name = labels_name(variable);
+        variable.label_table.clear();
+        UserFormat format;
+        if (name.empty() || (!there.contains(name) && !formats.read(place.library, place.catalog, name, format)))
+            continue;
+        if (variable.kind == ValueKind::character) {
+            warn(fmt::format("variable {}: a Stata file has no labels for texts; those of {} are not written.",
+                             variable.name, name));
+            continue;
+        }
+        if (!there.contains(name)) {
+            name = format.name;
+            if (there.insert(name).second)
+                written.label_tables.push_back(std::move(format));
+        }
+        variable.label_table = name;
+    }
+}
+
+// What an export gives the module: its variables and their values, as the contract has them.
+class ExportData {
+  public:
+    virtual ~ExportData() = default;
+    virtual const std::vector<Variable> &variables() const = 0; // as they stand in the file
+    virtual NAMELIST *list() = 0;
+    virtual ExportRow &row() = 0;
+};
+
+class BaseData : public ExportData {
+  public:
+    BaseData(const Host &host, const DataSet &description, bool labels_as_names, ExportedFormats &formats,
+             const Notes &note)
+        : variables_(host, description, labels_as_names, formats, note), row_(host, variables_.columns()) {}
+
+    const std::vector<Variable> &variables() const override { return variables_.variables(); }
+    NAMELIST *list() override { return variables_.list(); }
+    ExportRow &row() override { return row_; }
+
+  private:
+    ExportVariables variables_;
+    ExportObservation row_;
+};
+
+// The description as it is written. `source` are the variables as the rows have them.
+class ExtendedData : public ExportData {
+  public:
+    ExtendedData(DataSet written, std::vector<Variable> source, const Notes &warn)
+        : source_(std::move(source)), facts_(std::move(written), warn), row_(facts_.variables(), source_) {}
+
+    const std::vector<Variable> &variables() const override { return facts_.variables(); }
+    NAMELIST *list() override { return facts_.list(); }
+    ExportRow &row() override { return row_; }
+    const vor_file_facts *facts() const { return facts_.facts(); }
+
+  private:
+    std::vector<Variable> source_;
+    ExportFacts facts_;
+    StoredObservation row_;
+};
+
 } // namespace
 
 struct ExportSession::State {
     ExportTarget target;
     ExportedFormats formats;
+    vor_extension extension = {.size_bytes = sizeof(vor_extension),
+                               .version = EXTENSION_VERSION,
+                               .wishes = EVERY_WISH,
+                               .granted = 0,
+                               .facts = nullptr};
+    std::unique_ptr<ExportData> data = {};
     AccessObject object;
-    ExportVariables variables;
-    ExportObservation observation;
 
     State(const HostOptions &host, const Options &options, const std::string &file, const DataSet &description)
         : target(file, host.files ? *host.files : machine_files()),
-          formats(host.catalogs, whole_place(options.formats)), object(prepared(host, options), target.shown_name()),
-          variables(object.host(), description, options.labels_as_names, formats, noter()),
-          observation(object.host(), variables.columns()) {
-        note_losses(options, description);
+          formats(host.catalogs, whole_place(options.formats)), object(prepared(host, options), target.shown_name()) {
+        if (options.contract == Contract::extended)
+            take_extended(options, description);
+        else
+            take_base(options, description);
         start(options, target.assign(object.host()));
     }
 
     HostOptions prepared(HostOptions host, const Options &options) {
         host.catalogs = host.catalogs ? &formats : nullptr;
-        host.statements += format_statement(options.formats);
-        if (lower_case(host.session_encoding) != file_encoding)
+        host.statements = format_statement(options.formats);
+        if (options.contract == Contract::base && lower_case(host.session_encoding) != file_encoding)
             host.file_encoding = host.label_encoding = file_encoding;
         return host;
     }
 
-    ExportVariables::Note noter() {
+    Notes noter() {
         return [this](const std::string &text) { object.note(text); };
     }
+    Notes warner() {
+        return [this](const std::string &text) { object.warn(text); };
+    }
 
-    void note_losses(const Options &options, const DataSet &description) {
+    void take_base(const Options &options, const DataSet &description) {
+        data = std::make_unique<BaseData>(object.host(), description, options.labels_as_names, formats, noter());
         if (!description.label.empty())
-            object.note("the data set's label is not written.");
+            object.warn("the data set's label is not written.");
         const FormatPlace place = whole_place(options.formats);
         if (FormatCatalogs *catalogs = object.host().options().catalogs)
-            note_lost_labels(variables.variables(), *catalogs, place.library, place.catalog, noter());
+            note_lost_labels(data->variables(), *catalogs, place.library, place.catalog, warner());
+    }
+
+    void take_extended(const Options &options, const DataSet &description) {
+        DataSet written = description;
+        written.variables = file_variables(description.variables, options.labels_as_names, warner());
+        follow_names(description.variables, written);
+        const FormatPlace place = whole_place(options.formats);
+        add_label_tables(written, formats, place, warner());
+        auto extended = std::make_unique<ExtendedData>(std::move(written), description.variables, warner());
+        extension.facts = extended->facts();
+        object->extend = &extension;
+        data = std::move(extended);
     }
 
     void start(const Options &options, const std::string &name) {
-        object.set_outmode(options.labels_as_names ? OUTMODE_WRITE_LABELS : 0);
+        object.set_outmode(options.labels_as_names && options.contract == Contract::base ? OUTMODE_WRITE_LABELS : 0);
         const int32_t named = object->set_fname(object.get(), name.c_str(), static_cast<int32_t>(name.size()));
         if (!(target.is_reference() && named == HOST_NAME_NO_EXTENSION))
             object.check(named);
         object.check(object->parseexproc(object.get(), nullptr));
         object.open();
-        object.check(
-            object->putvars(object.get(), static_cast<int32_t>(variables.variables().size()), variables.list()));
+        object.check(object->putvars(object.get(), static_cast<int32_t>(data->variables().size()), data->list()));
         object.note_remarks();
     }
 
     void put() {
-        object.check(object->putnextrow(object.get(), observation.bytes(), variables.list()));
-        observation.clear();
+        object.check(object->putnextrow(object.get(), data->row().bytes(), data->list()));
+        data->row().clear();
     }
 
     void finish() {
         target.close(object);
         object.note_remarks();
-        observation.report(variables.variables(), noter());
+        data->row().report(data->variables(), warner());
         target.finish();
     }
 };
@@ -145,7 +251,7 @@ ExportSession::ExportSession(const HostOptions &host, const Options &options, co
 ExportSession::~ExportSession() = default;
 
 RowWriter &ExportSession::row() {
-    return state_->observation;
+    return state_->data->row();
 }
 void ExportSession::put() {
     state_->put();
@@ -166,6 +272,18 @@ int64_t export_rows(ExportSession &session, RowSource &source, const Progress &p
     if (progress)
         progress(rows, rows);
     return rows;
+}
+
+int64_t export_source(const HostOptions &host, const ExportSession::Options &options, const std::string &file,
+                      RowSource &source, const Progress &progress) {
+    const Notes note = [&host](const std::string &sentence) {
+        if (host.log)
+            host.log->line(Severity::note, sentence);
+    };
+    const bool extended = options.contract == Contract::extended;
+    ExportSession session(host, options, file,
+                          extended ? with_stored_types(source, options.types, note) : source.description());
+    return export_rows(session, source, progress);
 }
 
 } // namespace vor

@@ -24,6 +24,9 @@ class StataNames {
     // name: UTF-8. ordinal: of the variable, from 1; used when nothing of the name can stay.
     std::string valid(const std::string &name, size_t ordinal);
 
+    // Takes a name as it is, which a Stata file had; false when it is taken or too long.
+    bool keep(const std::string &name);
+
   private:
     std::unordered_set<std::string> taken_;
 };
@@ -77,6 +80,11 @@ std::string StataNames::valid(const std::string &name, size_t ordinal) {
     return candidate;
 }
 
+bool StataNames::keep(const std::string &name) {
+    return !name.empty() && icu::UnicodeString::fromUTF8(name).countChar32() <= longest_name &&
+           taken_.insert(name).second;
+}
+
 constexpr size_t longest_label = 320; // bytes
 
 // A variable's name or label for the module, in the session encoding.
@@ -103,24 +111,15 @@ int16_t short_length(const std::string &text) {
     return static_cast<int16_t>(std::min<size_t>(text.size(), 32767));
 }
 
-} // namespace
-
-ExportVariables::ExportVariables(const Host &host, const DataSet &description, bool labels_as_names,
-                                 ExportedFormats &formats, const Note &note)
-    : variables_(description.variables) {
-    rename(labels_as_names, note);
-    shorten_labels(note);
-    for (const Variable &variable : variables_)
-        append(host, variable, formats, note);
-}
-
-void ExportVariables::rename(bool labels_as_names, const Note &note) {
+void rename(std::vector<Variable> &variables, bool labels_as_names, const Notes &note) {
     StataNames names;
     size_t ordinal = 0;
-    for (Variable &variable : variables_) {
+    for (Variable &variable : variables) {
         const bool from_label = labels_as_names && !variable.label.empty();
         const std::string wanted = from_label ? variable.label : variable.name;
-        const std::string name = names.valid(wanted, ++ordinal);
+        ++ordinal;
+        const bool recorded = !from_label && !variable.stata_format.empty();
+        const std::string name = recorded && names.keep(wanted) ? wanted : names.valid(wanted, ordinal);
         if (name != wanted) {
             note(fmt::format("variable {} is written as {}.", wanted, name));
             if (variable.label.empty())
@@ -132,8 +131,8 @@ void ExportVariables::rename(bool labels_as_names, const Note &note) {
     }
 }
 
-void ExportVariables::shorten_labels(const Note &note) {
-    for (Variable &variable : variables_) {
+void shorten_labels(std::vector<Variable> &variables, const Notes &note) {
+    for (Variable &variable : variables) {
         const size_t kept = services::whole_characters(variable.label, longest_label).size();
         if (kept == variable.label.size())
             continue;
@@ -141,6 +140,21 @@ void ExportVariables::shorten_labels(const Note &note) {
                          kept));
         variable.label.resize(kept);
     }
+}
+
+} // namespace
+
+std::vector<Variable> file_variables(std::vector<Variable> variables, bool labels_as_names, const Notes &note) {
+    rename(variables, labels_as_names, note);
+    shorten_labels(variables, note);
+    return variables;
+}
+
+ExportVariables::ExportVariables(const Host &host, const DataSet &description, bool labels_as_names,
+                                 ExportedFormats &formats, const Note &note)
+    : variables_(file_variables(description.variables, labels_as_names, note)) {
+    for (const Variable &variable : variables_)
+        append(host, variable, formats, note);
 }
 
 void ExportVariables::append(const Host &host, const Variable &variable, ExportedFormats &formats, const Note &note) {

@@ -15,12 +15,14 @@
 
 namespace vor {
 
+// The variables under valid names and with labels that are short enough, with a note for each change. labels_as_names:
+// the labels become the names, so they are what is made valid.
+std::vector<Variable> file_variables(std::vector<Variable> variables, bool labels_as_names, const Notes &note);
+
 class ExportVariables {
   public:
-    using Note = std::function<void(const std::string &)>;
+    using Note = Notes;
 
-    // Makes the names valid and the labels short enough, with a note for each change. labels_as_names: the labels
-    // become the names, so they are what is made valid.
     ExportVariables(const Host &host, const DataSet &description, bool labels_as_names, ExportedFormats &formats,
                     const Note &note);
     ExportVariables(const ExportVariables &) = delete;
@@ -40,8 +42,6 @@ class ExportVariables {
         char format[8];
         char informat[8];
     };
-    void rename(bool labels_as_names, const Note &note);
-    void shorten_labels(const Note &note);
     void append(const Host &host, const Variable &variable, ExportedFormats &formats, const Note &note);
 
     std::vector<Variable> variables_;

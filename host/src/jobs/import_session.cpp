@@ -1,6 +1,7 @@
 // An import, in the order that the access object asks for: mode, name, statements, open, variables, observations until
 // the end of data, close, delete.
 #include "jobs/access_object.h"
+#include "jobs/file_facts.h"
 #include "jobs/stata_files.h"
 #include "jobs/user_formats.h"
 #include "text/utf8.h"
@@ -11,6 +12,7 @@
 #include <vorhost/conversion.h>
 #include <vorhost/host.h>
 #include <vorhost/rows.h>
+#include <vorhost/temporal.h>
 
 #include <algorithm>
 #include <cstring>
@@ -29,21 +31,25 @@ class ObservationRow final : public Row {
     // Called once for each column whose text is not valid in the session encoding, with its first observation.
     using BadTextNote = std::function<void(size_t column, int64_t observation)>;
 
-    // A column for each of the variables. passed_over: observations before the first one.
-    ObservationRow(const Host &host, const std::vector<const NAMESTR *> &variables, int64_t passed_over,
-                   BadTextNote note);
+    // A column for each of the variables. whole_text: texts are vor_text_slots. passed_over: observations before the
+    // first one.
+    ObservationRow(const Host &host, const std::vector<const NAMESTR *> &variables, bool whole_text,
+                   int64_t passed_over, BadTextNote note);
 
     // The next observation; `bytes` stays in place until the one after.
     void set(const void *bytes);
 
     std::string_view text(size_t column) const override;
+    bool is_binary(size_t column) const override;
 
     // Texts of a column that were not valid in the session encoding.
     int64_t bad_texts(size_t column) const { return columns_[column].bad_texts; }
     size_t columns() const { return columns_.size(); }
+    int64_t number_of_observation() const { return number_; }
 
   private:
     struct Column {
+        bool whole;              // the value is a vor_text_slot
         int64_t length_position; // of the length of varying-length text, -1 for fixed-length text
         int32_t length;          // of fixed-length text
         mutable int64_t bad_texts = 0;
@@ -51,6 +57,7 @@ class ObservationRow final : public Row {
         mutable std::string decoded;
     };
     std::string_view bytes(const Column &column, int64_t position) const;
+    vor_text_slot slot(int64_t position) const;
     std::string_view decoded(size_t column, std::string_view stored) const;
 
     const Host &host_;
@@ -60,13 +67,13 @@ class ObservationRow final : public Row {
     int64_t number_; // of the current observation in the file, from 1
 };
 
-ObservationRow::ObservationRow(const Host &host, const std::vector<const NAMESTR *> &variables, int64_t passed_over,
-                               BadTextNote note)
+ObservationRow::ObservationRow(const Host &host, const std::vector<const NAMESTR *> &variables, bool whole_text,
+                               int64_t passed_over, BadTextNote note)
     : host_(host), note_(std::move(note)), number_(passed_over) {
     for (const NAMESTR *variable : variables) {
         const bool varying = variable->ntype == NAMESTR_VARYING_CHARACTER;
         positions_.push_back(variable->npos);
-        columns_.push_back({varying ? variable->nipos : -1, variable->nlng, 0, 0, {}});
+        columns_.push_back({whole_text, varying ? variable->nipos : -1, variable->nlng, 0, 0, {}});
     }
     set_positions(positions_.data());
 }
@@ -76,7 +83,21 @@ void ObservationRow::set(const void *bytes) {
     ++number_;
 }
 
+vor_text_slot ObservationRow::slot(int64_t position) const {
+    vor_text_slot slot;
+    std::memcpy(&slot, values() + position, sizeof slot);
+    return slot;
+}
+
+bool ObservationRow::is_binary(size_t index) const {
+    return columns_[index].whole && slot(positions_[index]).binary != 0;
+}
+
 std::string_view ObservationRow::bytes(const Column &column, int64_t position) const {
+    if (column.whole) {
+        const vor_text_slot whole = slot(position);
+        return {whole.bytes, static_cast<size_t>(whole.length)};
+    }
     const char *stored = values() + position;
     const char *value = stored;
     int32_t length = column.length;
@@ -92,7 +113,7 @@ std::string_view ObservationRow::bytes(const Column &column, int64_t position) c
 std::string_view ObservationRow::text(size_t index) const {
     const Column &column = columns_[index];
     const std::string_view stored = bytes(column, positions_[index]);
-    if (services::is_ascii(stored)) // ASCII is the same in every session encoding
+    if (services::is_ascii(stored) || is_binary(index)) // ASCII is the same in every session encoding
         return stored;
     return decoded(index, stored);
 }
@@ -108,9 +129,22 @@ std::string_view ObservationRow::decoded(size_t index, std::string_view stored) 
     return text;
 }
 
+constexpr vor_extension every_wish = {.size_bytes = sizeof(vor_extension),
+                                      .version = EXTENSION_VERSION,
+                                      .wishes = EVERY_WISH,
+                                      .granted = 0,
+                                      .facts = nullptr};
+
 // Which encodings the host is told of. The text of older files is not transcoded by the module: the session takes the
 // file's encoding, and no text is cut because it grows. Of newer files, value labels are not transcoded.
 void choose_encodings(HostOptions &host, const ImportSession::Options &options, const StataHead &head) {
+    if (options.contract == Contract::extended) { // the module hands text over as it is
+        if (!options.encoding.empty())
+            host.session_encoding = options.encoding;
+        else if (head.text_is_utf8)
+            host.session_encoding = "utf-8";
+        return;
+    }
     if (head.text_is_utf8)
         host.label_encoding = options.encoding.empty() ? "utf-8" : options.encoding;
     if (options.encoding.empty())
@@ -140,16 +174,27 @@ Format format_of(const char *name, int16_t length, int16_t width, int16_t decima
 
 struct ImportSession::State {
     ImportedFormats formats;
+    // Null under the base contract. Stands until the object is closed.
+    std::unique_ptr<vor_extension> extension;
     AccessObject object;
     FileSummary summary;
     DataSet description;
     std::unique_ptr<ObservationRow> row;
     void *observation = nullptr;
     bool at_end = false;
+    // Values of a leap-second clock for which a clock without leap seconds has no name.
+    struct LeapSeconds {
+        size_t column;
+        int64_t values = 0;
+        int64_t first = 0;
+    };
+    std::vector<LeapSeconds> leap_seconds = {};
 
     State(const HostOptions &host, const Options &options, StataInput input)
         : formats(host.catalogs, options.value_labels, options.selection.chooses_variables()),
+          extension(options.contract == Contract::extended ? std::make_unique<vor_extension>(every_wish) : nullptr),
           object(prepared(host, options), input.shown_name) {
+        object->extend = extension.get();
         summary.file = input.shown_name;
         summary.release = input.head.release;
         summary.big_endian = input.head.big_endian;
@@ -162,8 +207,8 @@ struct ImportSession::State {
         object.check(object->set_fname(object.get(), input.name.c_str(), static_cast<int32_t>(input.name.size())));
         object.check(object->parseimproc(object.get(), nullptr));
         open(input);
-        describe(options.selection);
-        summary.data_label = data_label(input.head.data_label);
+        describe(options);
+        summary.data_label = extension ? description.label : data_label(input.head.data_label);
         description.label = summary.data_label;
         object.note(encoding_note(options, input.head, host.session_encoding));
     }
@@ -206,29 +251,69 @@ struct ImportSession::State {
         return std::string(decoded.text);
     }
 
-    void describe(const Selection &selection) {
+    void describe(const Options &options) {
         int32_t count = 0;
         NAMELIST *list = nullptr;
         object.check(object->getvars(object.get(), &count, &list));
         object.note_remarks();
+        if (extension)
+            description =
+                described(*extension->facts, options.value_labels,
+                          [this](std::string_view bytes, const std::string &what) { return decode(bytes, what); });
         std::vector<const NAMESTR *> variables;
         for (const NAMELIST *node = list; node; node = node->next) {
             variables.push_back(&node->namestr);
-            description.variables.push_back(describe(node->namestr, variables.size()));
+            if (extension)
+                add_formats(node->namestr, description.variables[variables.size() - 1]);
+            else
+                description.variables.push_back(describe(node->namestr, variables.size()));
         }
+        if (extension)
+            note_calendars();
         note_last_format();
+        const Selection &selection = options.selection;
         if (selection.chooses_variables())
             choose(selection, variables);
         for (const std::string &name : formats.replaced())
             object.note(fmt::format("the user format {} had other labels, which are replaced.", name));
         pass_over(selection.first_row - 1);
         row = std::make_unique<ObservationRow>(
-            object.host(), variables, selection.first_row - 1, [this](size_t column, int64_t first) {
+            object.host(), variables, extension != nullptr, selection.first_row - 1,
+            [this](size_t column, int64_t first) {
                 object.note(fmt::format("variable {} has text that is not valid {}, first in observation {}; such text "
                                         "is taken as Windows Latin 1.",
                                         description.variables[column].name, object.host().options().session_encoding,
                                         first));
             });
+        for (size_t column = 0; column < description.variables.size(); ++column)
+            if (temporal_class(description.variables[column]) == Temporal::leap_clock)
+                leap_seconds.push_back({column});
+    }
+
+    // The host's formats beside what the facts say. Labels of a date leave it a date.
+    void add_formats(const NAMESTR &source, Variable &variable) {
+        variable.format = format_of(source.nformlong, source.nformlongl, source.nfl, source.nfd);
+        variable.informat = format_of(source.niformlong, source.niformlongl, source.nifl, source.nifd);
+        const bool is_number = variable.kind == ValueKind::numeric && temporal_class(variable) == Temporal::none;
+        if (is_number)
+            variable.format = {variable.label_table, 0, 0};
+    }
+
+    void note_calendars() {
+        for (const Variable &variable : description.variables) {
+            const size_t at = variable.stata_format.find("tb");
+            if (find_unit(variable.stata_format.data(), static_cast<int64_t>(variable.stata_format.size())) ==
+                UNIT_CALENDAR)
+                object.note(fmt::format("variable {} counts the days of the business calendar {}, which a file of its "
+                                        "own describes; its values stay plain numbers.",
+                                        variable.name, variable.stata_format.substr(at + 2)));
+        }
+    }
+
+    void count_leap_seconds() {
+        for (LeapSeconds &seen : leap_seconds)
+            if (in_leap_second(Temporal::leap_clock, row->number(seen.column)) && seen.values++ == 0)
+                seen.first = row->number_of_observation();
     }
 
     void choose(const Selection &selection, std::vector<const NAMESTR *> &variables) {
@@ -283,10 +368,17 @@ struct ImportSession::State {
             return false;
         object.check(code);
         row->set(observation);
+        count_leap_seconds();
         return true;
     }
 
     void close() {
+        for (const LeapSeconds &seen : leap_seconds)
+            if (seen.values > 0)
+                object.warn(fmt::format("variable {}: {} value{} inside a leap second, first in observation {}; other "
+                                        "programs may not know the second 60.",
+                                        description.variables[seen.column].name, seen.values,
+                                        seen.values == 1 ? "" : "s", seen.first));
         for (size_t column = 0; column < row->columns(); ++column)
             if (const int64_t count = row->bad_texts(column))
                 object.note(fmt::format("variable {}: {} values in all were taken as Windows Latin 1.",
