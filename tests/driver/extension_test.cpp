@@ -18,7 +18,10 @@ class Extended {
         extension.wishes = wishes;
         object->extend = &extension;
     }
-    ~Extended() { host->delete_object(object); }
+    ~Extended() {
+        object->close(object); // may be closed already
+        host->delete_object(object);
+    }
 
     int32_t open(const char *path, int64_t mode) {
         object->set_outmode(object, mode);

@@ -5,9 +5,13 @@
 #include "whole_file.h"
 
 #include <vorhost/conversion.h>
+#include <vorhost/temporal.h>
 
 #include <bit>
+#include <cstdio>
+#include <functional>
 #include <gtest/gtest.h>
+#include <random>
 
 namespace vor::test {
 namespace {
@@ -111,6 +115,142 @@ TEST(LosslessTrip, FilesOfOtherPrograms) {
     }
     if (files == 0)
         GTEST_SKIP() << "VORDTA_CORPUS names no folder with files of release 117 or later";
+}
+
+// Dates by counting days, one after the other, from 1 January 1960.
+class CountedDays {
+  public:
+    CountedDays() {
+        for (Day day{1960, 1, 1}; day.year < 3461; day = after(day))
+            future_.push_back(text(day));
+        for (Day day = before({1960, 1, 1}); day.year > 0; day = before(day))
+            past_.push_back(text(day));
+    }
+    std::string operator[](int64_t day) const {
+        const size_t index = static_cast<size_t>(day < 0 ? -day - 1 : day);
+        const std::vector<std::string> &side = day < 0 ? past_ : future_;
+        return index < side.size() ? side[index] : "";
+    }
+
+    // The first of a month, `months` after January 1960.
+    static std::string month(int months) {
+        int year = 1960;
+        for (; months < 0; months += 12)
+            --year;
+        for (; months >= 12; months -= 12)
+            ++year;
+        return year < 1 ? "" : text({year, months + 1, 1});
+    }
+    // The first day of a week: the year has 52, and the last one is longer.
+    std::string week(int weeks) const {
+        int year = 0;
+        for (; weeks < 0; weeks += 52)
+            --year;
+        for (; weeks >= 52; weeks -= 52)
+            ++year;
+        const std::string first = month(12 * year);
+        int64_t day = 365 * int64_t{year} - 800; // before it, as leap days are few
+        while ((*this)[day] != first)
+            ++day;
+        return (*this)[day + 7 * weeks];
+    }
+
+  private:
+    struct Day {
+        int year, month, day;
+    };
+    static int length(int year, int month) {
+        const bool leap = (year % 4 == 0 && year % 100 != 0) || year % 400 == 0;
+        constexpr int lengths[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
+        return month == 2 && leap ? 29 : lengths[month - 1];
+    }
+    static Day after(Day day) {
+        if (++day.day <= length(day.year, day.month))
+            return day;
+        return day.month == 12 ? Day{day.year + 1, 1, 1} : Day{day.year, day.month + 1, 1};
+    }
+    static Day before(Day day) {
+        if (--day.day > 0)
+            return day;
+        const Day month = day.month == 1 ? Day{day.year - 1, 12, 1} : Day{day.year, day.month - 1, 1};
+        return {month.year, month.month, length(month.year, month.month)};
+    }
+    static std::string text(Day day) {
+        char buffer[40];
+        std::snprintf(buffer, sizeof buffer, "%04d-%02d-%02d", day.year, day.month, day.day);
+        return buffer;
+    }
+
+    std::vector<std::string> future_;
+    std::vector<std::string> past_;
+};
+
+std::string clock_text(const CountedDays &days, int64_t milliseconds) {
+    constexpr int64_t day = 86400000;
+    const int64_t whole = milliseconds >= 0 ? milliseconds / day : (milliseconds - day + 1) / day;
+    const auto rest = static_cast<int>(milliseconds - whole * day);
+    char buffer[40];
+    std::snprintf(buffer, sizeof buffer, "T%02d:%02d:%02d.%03d", rest / 3600000, rest / 60000 % 60, rest / 1000 % 60,
+                  rest % 1000);
+    std::string text = days[whole] + buffer;
+    if (rest % 1000 == 0)
+        return text.substr(0, text.size() - 4);
+    return text.erase(text.find_last_not_of('0') + 1);
+}
+
+TEST(LosslessTrip, UnitsAgreeWithACalendarThatCountsDays) {
+    const CountedDays days;
+    const struct {
+        const char *format;
+        std::function<std::string(int)> text;
+    } units[] = {
+        {"%td", [&](int n) { return days[n]; }},
+        {"%-tw", [&](int n) { return days.week(n); }},
+        {"%tm", [&](int n) { return CountedDays::month(n); }},
+        {"%tqCCYY!Qq", [&](int n) { return CountedDays::month(3 * n); }},
+        {"%th", [&](int n) { return CountedDays::month(6 * n); }},
+        {"%ty", [&](int n) { return n < 1 ? "" : CountedDays::month(12 * (n - 1960)); }},
+    };
+    std::vector<std::vector<std::string>> expected;
+    for (const auto &unit : units) {
+        expected.emplace_back();
+        for (int n = -3000; n <= 3000; ++n)
+            expected.back().push_back(unit.text(n));
+    }
+    std::mt19937_64 random(20261123);
+    std::uniform_int_distribution<int64_t> any_clock(-61000000000000, 40000000000000);
+    const ScratchDirectory scratch;
+    for (const int release : all_releases()) {
+        if (!has_date_formats(release))
+            continue;
+        StataFile file{.release = release};
+        for (const auto &unit : units)
+            file.variables.push_back(
+                {.name = "v" + std::to_string(file.variables.size()), .type = Type::int16, .format = unit.format});
+        file.variables.push_back({.name = "clock", .type = Type::float64, .format = "%tc"});
+        std::vector<int64_t> clocks;
+        for (int n = -3000; n <= 3000; ++n) {
+            clocks.push_back(any_clock(random));
+            file.rows.emplace_back(std::size(units), n);
+            file.rows.back().push_back(static_cast<double>(clocks.back()));
+        }
+        for (const ByteOrder order : {ByteOrder::little, ByteOrder::big}) {
+            SCOPED_TRACE(std::to_string(release) + (order == ByteOrder::big ? " big" : " little"));
+            file.order = order;
+            ImportSession session({}, extended(), scratch.write("in.dta", build(file)));
+            const std::vector<vor::Variable> &variables = session.description().variables;
+            int wrong = 0;
+            for (int n = -3000; n <= 3000; ++n) {
+                ASSERT_TRUE(session.next());
+                for (size_t i = 0; i < std::size(units); ++i)
+                    wrong += iso_text(temporal_class(variables[i]), session.row().number(i)).value_or("") !=
+                             expected[i][static_cast<size_t>(n + 3000)];
+                wrong += iso_text(temporal_class(variables.back()), session.row().number(std::size(units))) !=
+                         clock_text(days, clocks[static_cast<size_t>(n + 3000)]);
+            }
+            EXPECT_EQ(wrong, 0);
+        }
+    }
 }
 
 } // namespace
