@@ -7,7 +7,7 @@
 #include <cstddef>
 
 static constexpr uint32_t SHORTEST_BLOCK = offsetof(vor_extension, granted) + sizeof vor_extension::granted;
-static constexpr uint32_t BLOCK_WITH_FACTS = offsetof(vor_extension, facts) + sizeof vor_extension::facts;
+static constexpr uint32_t BLOCK_WITH_FACTS = offsetof(vor_extension, facts) + sizeof(void *);
 
 static vor_extension *extension_of(const IMGLUE *self) {
     return static_cast<vor_extension *>(self->extend);
