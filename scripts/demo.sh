@@ -33,8 +33,12 @@ fi
 
 # Prints a command as it could be typed, then runs it.
 run() {
+    local word
     printf '\n$'
-    printf ' %s' "${@@Q}" | sed -E "s/'([A-Za-z0-9_.:=,\/+-]+)'/\1/g"
+    for word in "$@"; do
+        [[ "$word" =~ ^[A-Za-z0-9_.:=,/+-]+$ ]] || word="${word@Q}"
+        printf ' %s' "$word"
+    done
     printf '\n'
     "$@"
 }
