@@ -50,14 +50,29 @@ CLI::App *add_command(CommandLine &line, const std::string &name, const std::str
     command->add_option("--session-encoding", common.session_encoding, "Encoding of the host session")
         ->type_name("NAME")
         ->capture_default_str();
-    command->add_flag("--quiet", common.quiet, "Show errors only");
-    command->add_option("--log", common.log_file, "Write notes and errors to this file, too")->type_name("FILE");
+    command->add_flag("--quiet", common.quiet, "Show warnings and errors only");
+    command->add_option("--log", common.log_file, "Write notes, warnings and errors to this file, too")
+        ->type_name("FILE");
     add_choice(*command, "--progress", common.progress, {"auto", "on", "off"},
                "Show progress on a terminal: after a while, at once, or never");
     return command;
 }
 
+void add_contract_option(CLI::App &command, std::string &contract) {
+    add_choice(command, "--contract", contract, {"base", "extended"},
+               "Ask the module for nothing, or for all that a Stata file says");
+}
+
+Contract contract_of(const std::string &name) {
+    return name == "base" ? Contract::base : Contract::extended;
+}
+
+void add_strict_option(CommandLine &line, CLI::App &command) {
+    command.add_flag("--strict", line.common.strict, "Fail, without output, when there is a warning");
+}
+
 void add_reading_options(CLI::App &command, ReadingOptions &options) {
+    add_contract_option(command, options.contract);
     add_choice(command, "--validvarname", options.valid_variable_names, {"v7", "any"},
                "Variable names: letters, digits and underscores only (v7), or any characters");
     command.add_option("--encoding", options.encoding, "Encoding of the file's text; default: as its release says")
@@ -68,6 +83,9 @@ void refuse_reading_options(const ReadingOptions &options) {
     const ReadingOptions as_always;
     if (!options.encoding.empty())
         throw ConversionError(Failure::usage, "--encoding goes with a Stata file; the text of a library is UTF-8.");
+    if (options.contract != as_always.contract)
+        throw ConversionError(Failure::usage,
+                              "--contract goes with a Stata file; a library gives everything that it has.");
     if (options.valid_variable_names != as_always.valid_variable_names)
         throw ConversionError(Failure::usage,
                               "--validvarname goes with a Stata file; a library shows the names that it has.");

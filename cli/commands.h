@@ -5,6 +5,7 @@
 
 #include "log_output.h"
 
+#include <vorhost/conversion.h>
 #include <vorhost/host.h>
 #include <vorhost/rows.h>
 #include <vorhost/selection.h>
@@ -21,6 +22,7 @@ namespace vor::cli {
 // Options of every sub-command.
 struct CommonOptions {
     bool quiet = false;
+    bool strict = false;  // conversions only
     std::string log_file; // empty: standard error only
     std::string progress = "auto";
     std::string session_encoding = "utf-8";
@@ -68,8 +70,17 @@ std::string example_lines(const std::vector<std::string> &examples);
 void add_choice(CLI::App &command, const std::string &name, std::string &value, const std::vector<std::string> &words,
                 const std::string &help);
 
+// What the module is asked for unless the user says it.
+inline constexpr const char *default_contract = "base";
+void add_contract_option(CLI::App &command, std::string &contract);
+Contract contract_of(const std::string &name);
+
+// For the commands that make something: warnings keep it from appearing.
+void add_strict_option(CommandLine &line, CLI::App &command);
+
 // How a Stata file is read.
 struct ReadingOptions {
+    std::string contract = default_contract;
     std::string valid_variable_names = "any";
     std::string encoding; // empty: as the file's release says
 };

@@ -56,8 +56,9 @@ std::string labels_text(const Variable &variable, const UserFormat &format) {
         const FormatRange &range = format.ranges[i];
         table.add({range_text(range), range.labels.empty() ? "" : range.labels.front()});
     }
-    std::string text = fmt::format("\nValue labels of {} ({})\n{}", display_text(variable.name),
-                                   format_text(variable.format), table.take());
+    const std::string name = variable.label_table.empty() ? format_text(variable.format) : variable.label_table;
+    std::string text =
+        fmt::format("\nValue labels of {} ({})\n{}", display_text(variable.name), display_text(name), table.take());
     if (format.ranges.size() > labels_shown)
         text += fmt::format("  and {} more; --json shows all.\n", format.ranges.size() - labels_shown);
     return text;
@@ -68,8 +69,9 @@ std::string text_of(const Description &description) {
     if (description.data_set.variables.empty())
         return text;
     text += variables_text(description);
+    const LabelLookup labels(description.data_set.label_tables, description.formats);
     for (const Variable &variable : description.data_set.variables)
-        if (const UserFormat *format = format_of(variable, description.formats))
+        if (const UserFormat *format = labels.find(variable))
             text += labels_text(variable, *format);
     return text;
 }
@@ -96,7 +98,11 @@ void describe_file(const DescribeOptions &options, Run &run) {
     HostOptions host = run.host();
     host.catalogs = &libraries.all();
     host.valid_variable_names = options.reading.valid_variable_names;
-    const ImportSession session(host, {true, options.reading.encoding, libraries.place()}, options.file);
+    const ImportSession session(host,
+                                {.encoding = options.reading.encoding,
+                                 .formats = libraries.place(),
+                                 .contract = contract_of(options.reading.contract)},
+                                options.file);
     write_standard_output(rendered({session.summary(), session.description(), libraries.lookup()}, options.json));
 }
 

@@ -130,10 +130,6 @@ void TextTable::append_line(std::string &text, const std::vector<std::string> &c
     text += '\n';
 }
 
-const UserFormat *format_of(const Variable &variable, const FormatLookup &formats) {
-    return variable.format.name.empty() ? nullptr : formats(variable.format.name);
-}
-
 std::string value_text(const FormatValue &value) {
     const auto *number = std::get_if<double>(&value);
     return number ? number_text(*number) : std::get<std::string>(value);
@@ -187,6 +183,9 @@ Json ranges_json(const UserFormat &format) {
 Json variable_json(const Variable &variable, const UserFormat *format) {
     Json shown = {{"name", variable.name},
                   {"type", kind_name(variable.kind)},
+                  {"stored_type", stored_type_text(variable)},
+                  {"stata_format", variable.stata_format},
+                  {"label_table", variable.label_table},
                   {"length", variable.length},
                   {"format", format_text(variable.format)},
                   {"label", variable.label}};
@@ -203,14 +202,21 @@ std::string text_of(const Json &json) {
 } // namespace
 
 std::string description_json(const FileSummary &summary, const DataSet &data_set, const FormatLookup &formats) {
+    const LabelLookup labels(data_set.label_tables, formats);
     Json variables = Json::array();
     for (const Variable &variable : data_set.variables)
-        variables.push_back(variable_json(variable, format_of(variable, formats)));
+        variables.push_back(variable_json(variable, labels.find(variable)));
+    Json characteristics = Json::array();
+    for (const Characteristic &one : data_set.characteristics)
+        characteristics.push_back({{"of", one.of}, {"name", one.name}, {"text", one.text}});
     const bool is_file = summary.release != 0;
     return text_of({{"file", summary.file},
                     {"release", is_file ? Json(summary.release) : Json()},
                     {"byte_order", is_file ? Json(summary.big_endian ? "big" : "little") : Json()},
                     {"data_label", summary.data_label},
+                    {"timestamp", data_set.timestamp},
+                    {"sort", data_set.sort},
+                    {"characteristics", std::move(characteristics)},
                     {"observations", summary.observations},
                     {"variables", std::move(variables)}});
 }

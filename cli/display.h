@@ -52,9 +52,6 @@ class TextTable {
     std::vector<std::vector<std::string>> rows_;
 };
 
-// The user format that a variable has; null for none.
-const UserFormat *format_of(const Variable &variable, const FormatLookup &formats);
-
 // A format's value as people write it: "1", ".a", "abc".
 std::string value_text(const FormatValue &value);
 

@@ -6,6 +6,8 @@
 #include <vorhost/conversion.h>
 #include <vorhost/tables.h>
 
+#include <fmt/format.h>
+
 namespace vor::cli {
 namespace {
 
@@ -15,34 +17,82 @@ struct ExportOptions {
     LibraryOptions libraries;
     std::string schema;
     bool labels_as_names = false;
+    std::string contract = default_contract;
+    std::optional<std::string> types;
+    std::vector<std::string> missing_texts;
+    std::string separator;
 };
 
+StoredTypes stored_types(const std::string &name) {
+    return name == "smallest" ? StoredTypes::smallest
+           : name == "double" ? StoredTypes::double_width
+                              : StoredTypes::kept;
+}
+
+// The character that an option names, or the one that goes with the source's name.
+char separator_of(const ExportOptions &options, const Destination &place) {
+    const std::string &text = options.separator;
+    if (text.empty())
+        return place.separator;
+    if (text == "tab" || text == "\\t")
+        return '\t';
+    const bool usable = text.size() == 1 && text != "\"" && text != "\n" && text != "\r" && (text[0] & 0x80) == 0;
+    if (!usable)
+        throw ConversionError(Failure::usage,
+                              fmt::format("--separator \"{}\" is no separator; write one character of ASCII that is no "
+                                          "quote, or tab.",
+                                          text));
+    return text[0];
+}
+
 std::unique_ptr<RowSource> text_source(const ExportOptions &options, const Destination &place, RunLibraries &libraries,
-                                       const Notes &notes) {
+                                       Run &run) {
+    DelimitedInput input{.separator = separator_of(options, place), .missing = options.missing_texts, .log = &run.log};
     if (options.schema.empty())
-        return delimited_source(place.path, place.separator, nullptr, notes);
-    const Schema schema = read_schema(options.schema, notes);
+        return delimited_source(place.path, input);
+    const Schema schema = read_schema(options.schema, run.notes());
     libraries.offer(schema.formats);
-    return delimited_source(place.path, place.separator, &schema, notes);
+    input.schema = &schema;
+    return delimited_source(place.path, input);
+}
+
+void check_usage(const ExportOptions &options, const Destination &place) {
+    const bool from_library = place.kind == Destination::Kind::library;
+    const struct {
+        bool broken;
+        const char *sentence;
+    } rules[] = {
+        {from_library && !options.schema.empty(),
+         "--schema goes with a CSV or TSV file; a library knows everything itself."},
+        {from_library && !options.missing_texts.empty(),
+         "--na goes with a CSV or TSV file; a library has missing values of its own."},
+        {from_library && !options.separator.empty(), "--separator goes with a CSV or TSV file."},
+        {options.types && contract_of(options.contract) == Contract::base,
+         "--types goes with --contract extended; under the base contract every number is a double."},
+    };
+    for (const auto &[broken, sentence] : rules)
+        if (broken)
+            throw ConversionError(Failure::usage, sentence);
+    for (const std::string &input : {place.path, options.schema})
+        refuse_same_file({"FILE", options.file, true}, {input == place.path ? "SOURCE" : "--schema", input});
+    for (const std::string &named : options.libraries.assigned_names)
+        refuse_same_file({"FILE", options.file, true}, {"--libname", named});
 }
 
 void run_export(const ExportOptions &options, Run &run) {
     const Destination place = parse_source(options.source, options.file);
     const bool from_library = place.kind == Destination::Kind::library;
-    if (from_library && !options.schema.empty())
-        throw ConversionError(Failure::usage,
-                              "--schema goes with a CSV or TSV file; a library knows everything itself.");
-    for (const std::string &input : {place.path, options.schema})
-        refuse_same_file({"FILE", options.file, true}, {input == place.path ? "SOURCE" : "--schema", input});
-    for (const std::string &named : options.libraries.assigned_names)
-        refuse_same_file({"FILE", options.file, true}, {"--libname", named});
+    check_usage(options, place);
     RunLibraries libraries(options.libraries, {"SOURCE", from_library ? place.path : ""}, Library::Access::read);
     const std::unique_ptr<RowSource> source =
         from_library ? libraries.data()->dataset_source(dataset_name(place, options.file), run.notes())
-                     : text_source(options, place, libraries, run.notes());
+                     : text_source(options, place, libraries, run);
     HostOptions host = run.host();
     host.catalogs = &libraries.all();
-    ExportSession session(host, {options.labels_as_names, libraries.place()}, options.file, source->description());
+    ExportSession session(host,
+                          {options.labels_as_names, libraries.place(), contract_of(options.contract),
+                           stored_types(options.types.value_or("kept"))},
+                          options.file, source->description());
     export_rows(session, *source, [&run](int64_t done, int64_t all) { run.progress.update(done, all); });
 }
 
@@ -63,6 +113,19 @@ void add_export_command(CommandLine &line) {
         ->add_option("--schema", options->schema,
                      "Beside CSV: read names, types, labels, formats and user formats from this JSON file")
         ->type_name("FILE.json");
+    command->add_option("--na", options->missing_texts, "In CSV: a text that stands for a missing value")
+        ->type_name("TEXT")
+        ->allow_extra_args(false);
+    command->add_option("--separator", options->separator, "Between the fields of CSV: a character, or tab")
+        ->type_name("CHARACTER");
+    command
+        ->add_option("--types", options->types,
+                     "Numbers as recorded, else as small as they fit; as small as they fit; or as doubles; default: "
+                     "kept")
+        ->type_name("kept|smallest|double")
+        ->check(CLI::IsMember({"kept", "smallest", "double"}));
+    add_contract_option(*command, options->contract);
+    add_strict_option(line, *command);
     command->add_flag("--labels-as-names", options->labels_as_names, "Variable labels become the names");
     add_library_options(*command, options->libraries);
     command->callback([&line, options] { line.chosen = [options](Run &run) { run_export(*options, run); }; });

@@ -9,6 +9,8 @@
 #include <vorhost/tables.h>
 #include <vorhost/temporal.h>
 
+#include <fmt/format.h>
+
 namespace vor::cli {
 namespace {
 
@@ -29,12 +31,13 @@ class TableSink : public RowSink {
     TableSink(std::string labels, FormatLookup lookup) : labels_(std::move(labels)), lookup_(std::move(lookup)) {}
 
     void begin(const DataSet &description) override {
+        const LabelLookup labels(description.label_tables, lookup_);
         std::vector<TextTable::Column> titles;
         for (const Variable &variable : description.variables) {
             const bool numeric = variable.kind == ValueKind::numeric;
-            const Temporal temporal = numeric ? temporal_class(variable.format) : Temporal::none;
-            const UserFormat *format = labels_ != "codes" && numeric ? format_of(variable, lookup_) : nullptr;
-            columns_.push_back({numeric, temporal, format ? std::make_optional<LabelIndex>(*format) : std::nullopt});
+            const UserFormat *format = labels_ != "codes" && numeric ? labels.find(variable) : nullptr;
+            columns_.push_back({numeric, variable.stored == StoredType::float32, temporal_class(variable),
+                                format ? std::make_optional<LabelIndex>(*format) : std::nullopt});
             const bool code_shown = !format || labels_ == "both";
             if (code_shown)
                 titles.push_back({variable.name, numeric ? TextTable::Side::right : TextTable::Side::left});
@@ -48,7 +51,8 @@ class TableSink : public RowSink {
         std::vector<std::string> cells;
         for (size_t i = 0; i < columns_.size(); ++i) {
             if (!columns_[i].numeric)
-                cells.emplace_back(row.text(i));
+                cells.push_back(row.is_binary(i) ? fmt::format("({} bytes)", row.text(i).size())
+                                                 : std::string(row.text(i)));
             else
                 add_number(cells, columns_[i], row.number(i));
         }
@@ -65,6 +69,7 @@ class TableSink : public RowSink {
   private:
     struct Column {
         bool numeric;
+        bool single; // stored as a float
         Temporal temporal;
         std::optional<LabelIndex> labels; // none: codes only
     };
@@ -72,7 +77,7 @@ class TableSink : public RowSink {
     void add_number(std::vector<std::string> &cells, const Column &column, double value) const {
         const auto iso =
             column.temporal != Temporal::none && !is_missing(value) ? iso_text(column.temporal, value) : std::nullopt;
-        const std::string code = iso ? *iso : number_text(value);
+        const std::string code = iso ? *iso : column.single ? single_text(value) : number_text(value);
         const std::string *label = column.labels ? column.labels->find(value) : nullptr;
         if (!column.labels || labels_ == "both")
             cells.push_back(code);
@@ -104,7 +109,9 @@ void show_file(const HeadOptions &options, const WantedPart &part, Run &run) {
     host.catalogs = &libraries.all();
     host.valid_variable_names = options.reading.valid_variable_names;
     const bool labels_wanted = options.labels != "codes";
-    ImportSession session(host, {labels_wanted, options.reading.encoding, libraries.place(), part.selection},
+    ImportSession session(host,
+                          {labels_wanted, options.reading.encoding, libraries.place(), part.selection,
+                           contract_of(options.reading.contract)},
                           options.file);
     TableSink sink(options.labels, libraries.lookup());
     const int64_t rows = import_rows(session, sink, part.limit);

@@ -109,13 +109,14 @@ ImportPlaces import_places(const ImportOptions &options) {
     return places;
 }
 
-// The description with the user formats that its variables use.
-Schema schema_of(const DataSet &description, int64_t observations, const FormatLookup &lookup) {
-    Schema schema{description, {}};
+// The description with the user formats that its variables use besides its own label tables.
+Schema schema_of(const DataSet &description, int64_t observations, const DelimitedOptions &form) {
+    Schema schema{description, {}, form.raw};
     schema.description.observations = observations;
+    const LabelLookup labels(description.label_tables, form.formats);
     std::set<std::string> taken;
     for (const Variable &variable : description.variables) {
-        const UserFormat *format = format_of(variable, lookup);
+        const UserFormat *format = labels.find_format(variable);
         if (format && taken.insert(format->name).second)
             schema.formats.push_back(*format);
     }
@@ -126,9 +127,9 @@ Schema schema_of(const DataSet &description, int64_t observations, const FormatL
 class SchemaSink : public RowSink {
   public:
     SchemaSink(std::string path, const std::string &file, DelimitedOptions form)
-        : path_(std::move(path)), lookup_(form.formats) {
-        form.group = &outputs_;
-        file_ = delimited_sink(file, form);
+        : path_(std::move(path)), form_(std::move(form)) {
+        form_.group = &outputs_;
+        file_ = delimited_sink(file, form_);
     }
 
     void begin(const DataSet &description) override {
@@ -141,13 +142,13 @@ class SchemaSink : public RowSink {
     }
     void finish() override {
         file_->finish();
-        write_schema(path_, schema_of(description_, rows_, lookup_), &outputs_);
+        write_schema(path_, schema_of(description_, rows_, form_), &outputs_);
         outputs_.commit();
     }
 
   private:
     std::string path_;
-    FormatLookup lookup_;
+    DelimitedOptions form_;
     OutputGroup outputs_;
     std::unique_ptr<RowSink> file_;
     DataSet description_;
@@ -155,8 +156,9 @@ class SchemaSink : public RowSink {
 };
 
 std::unique_ptr<RowSink> text_sink(const ImportOptions &options, const Destination &destination,
-                                   RunLibraries &libraries) {
+                                   RunLibraries &libraries, Run &run) {
     DelimitedOptions form;
+    form.log = &run.log;
     form.separator = destination.separator;
     form.raw = options.raw;
     form.labels = label_form(options.labels);
@@ -177,10 +179,12 @@ void import_file(const ImportOptions &options, const WantedPart &part, const std
     HostOptions host = run.host();
     host.catalogs = &libraries.all();
     host.valid_variable_names = options.reading.valid_variable_names;
-    ImportSession session(
-        host, {options.value_labels == "on", options.reading.encoding, libraries.place(), part.selection}, file);
+    ImportSession session(host,
+                          {options.value_labels == "on", options.reading.encoding, libraries.place(), part.selection,
+                           contract_of(options.reading.contract)},
+                          file);
     if (!into_library)
-        sink = text_sink(options, destination, libraries);
+        sink = text_sink(options, destination, libraries, run);
     const int64_t rows =
         import_rows(session, *sink, part.limit, [&run](int64_t done, int64_t all) { run.progress.update(done, all); });
     if (formats)
@@ -239,6 +243,7 @@ void add_import_command(CommandLine &line) {
     command->add_option("FILE", options->places)->required();
     command->formatter(std::make_shared<ImportHelp>());
     add_reading_options(*command, options->reading);
+    add_strict_option(line, *command);
     add_selection_options(*command, options->selection, "--limit", "Stop after N observations");
     add_output_options(*command, *options);
     add_library_options(*command, options->libraries);

@@ -77,11 +77,19 @@ void LogOutput::line(Severity severity, std::string_view text) {
     const std::string line = fmt::format("{}: {}\n", severity_word(severity), display_text(text));
     if (file_ && std::fputs(line.c_str(), file_.get()) == EOF && write_error_ == 0)
         write_error_ = errno;
+    warnings_ += severity == Severity::warning ? 1 : 0;
     if (quiet_ && severity == Severity::note)
         return;
     if (progress_)
         progress_->erase();
     std::fputs(line.c_str(), stderr);
+}
+
+void LogOutput::before_output() {
+    if (strict_ && warnings_ > 0)
+        throw ConversionError(Failure::conversion,
+                              fmt::format("Nothing is written, because there {} and the run is strict.",
+                                          warnings_ == 1 ? "was a warning" : "were warnings"));
 }
 
 void LogOutput::open(const std::string &path) {

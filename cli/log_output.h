@@ -47,7 +47,11 @@ class LogOutput : public Log {
     // quiet log leaves notes out on standard error.
     void line(Severity severity, std::string_view text) override;
 
+    // ConversionError (conversion) when the log is strict and there was a warning.
+    void before_output() override;
+
     void set_quiet(bool quiet) { quiet_ = quiet; }
+    void set_strict(bool strict) { strict_ = strict; }
 
     // Erases a progress line before each line on standard error. The display must outlive the log's last line.
     void show_above(ProgressDisplay &progress) { progress_ = &progress; }
@@ -64,6 +68,8 @@ class LogOutput : public Log {
         void operator()(std::FILE *file) const { std::fclose(file); }
     };
     bool quiet_ = false;
+    bool strict_ = false;
+    int64_t warnings_ = 0;
     ProgressDisplay *progress_ = nullptr;
     std::string path_;
     std::unique_ptr<std::FILE, CloseFile> file_;

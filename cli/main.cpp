@@ -123,6 +123,7 @@ int run(int count, char **arguments) {
     ProgressDisplay progress(line.common.progress, line.common.quiet);
     log.show_above(progress);
     log.set_quiet(line.common.quiet);
+    log.set_strict(line.common.strict);
     const ExitStatus ran = guarded(log, [&] {
         if (!line.common.log_file.empty()) {
             refuse_log_over_data(line);

@@ -3,10 +3,10 @@
 # Options of each sub-command; "common" belongs to all of them.
 declare -gA _vordta_options=(
     [common]="--session-encoding --quiet --log --progress --help"
-    [import]="--validvarname --encoding --value-labels --labels --raw --keep --drop --rows --limit --schema --fmtlib --libname"
-    [export]="--schema --labels-as-names --fmtlib --libname"
-    [describe]="--validvarname --encoding --json"
-    [head]="--validvarname --encoding --keep --drop --rows --limit --labels"
+    [import]="--contract --strict --validvarname --encoding --value-labels --labels --raw --keep --drop --rows --limit --schema --fmtlib --libname"
+    [export]="--contract --strict --types --na --separator --schema --labels-as-names --fmtlib --libname"
+    [describe]="--contract --validvarname --encoding --json"
+    [head]="--contract --validvarname --encoding --keep --drop --rows --limit --labels"
     [formats]="--json"
 )
 # What stands behind an option: words, files of an extension, any file, or something that cannot be guessed.
@@ -16,6 +16,10 @@ declare -gA _vordta_values=(
     [--encoding]="words $_vordta_encodings"
     [--log]="files *"
     [--progress]="words auto on off"
+    [--contract]="words base extended"
+    [--types]="words kept smallest double"
+    [--na]="none"
+    [--separator]="none"
     [--validvarname]="words v7 any"
     [--value-labels]="words on off"
     [--labels]="words codes text both"

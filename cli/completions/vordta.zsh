@@ -7,12 +7,15 @@ local table='_files -g "*.((csv|tsv)(|.gz|.bz2|.xz|.zst|.zip)|db|sqlite)"'
 
 local -a common=(
   "--session-encoding[encoding of the host session]:encoding:($encodings)"
-  '--quiet[show errors only]'
-  '--log[write notes and errors to this file, too]:log file:_files'
+  '--quiet[show warnings and errors only]'
+  '--log[write notes, warnings and errors to this file, too]:log file:_files'
   '--progress[show progress]:when:(auto on off)'
   '(-h --help)'{-h,--help}'[show help]'
 )
+local contract='--contract[what the module is asked for]:contract:(base extended)'
+local strict='--strict[fail without output when there is a warning]'
 local -a reading=(
+  $contract
   '--validvarname[how variable names are cleaned]:rule:(v7 any)'
   "--encoding[encoding of the text in the file]:encoding:($encodings)"
 )
@@ -37,14 +40,16 @@ _arguments -C '(-h --help)'{-h,--help}'[show help]' '--version[show the version]
 
 case $words[1] in
   import)
-    _arguments $common $reading $selection $catalogs $labels $schema \
+    _arguments $common $strict $reading $selection $catalogs $labels $schema \
       '--value-labels[turn value labels into user formats]:whether:(on off)' \
       '--raw[dates as days, date-times and times as seconds]' \
       '--limit[stop after N observations]:N: ' \
       "1:Stata file:$stata" '*:data set or Stata file:_files -g "*.((csv|tsv|dta)(|.gz|.bz2|.xz|.zst|.zip)|db|sqlite)"'
     ;;
   export)
-    _arguments $common $catalogs $schema '--labels-as-names[variable labels become the names]' \
+    _arguments $common $contract $strict $catalogs $schema '--labels-as-names[variable labels become the names]' \
+      '--types[how numbers are stored]:types:(kept smallest double)' '*--na[a missing value in CSV]:TEXT: ' \
+      '--separator[between the fields of CSV]:CHARACTER: ' \
       "1:data set:$table" "2:Stata file:$stata"
     ;;
   describe)

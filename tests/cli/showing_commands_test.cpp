@@ -13,21 +13,31 @@ using DescribeCommand = CommandTest;
 using HeadCommand = CommandTest;
 using FormatsCommand = CommandTest;
 
-const json visits_variables = json::parse(R"([
+// Under the base contract.
+const json visits_variables = [] {
+    json variables = json::parse(R"([
     {"name": "id", "type": "numeric", "length": 8, "format": "ID.", "label": "Person", "value_labels": [
         {"value": ".a", "text": "nobody"}, {"value": 1, "text": "Anna"}, {"value": 2, "text": "Bo, jr."}]},
     {"name": "day", "type": "numeric", "length": 8, "format": "MMDDYY10.", "label": "day"},
     {"name": "at", "type": "numeric", "length": 8, "format": "DATETIME16.", "label": "at"},
     {"name": "x", "type": "numeric", "length": 8, "format": "9.2", "label": "x"},
     {"name": "note", "type": "character", "length": 12, "format": "$12.", "label": "note"}])");
+    for (json &variable : variables)
+        variable.update({{"stored_type", ""}, {"stata_format", ""}, {"label_table", ""}});
+    return variables;
+}();
 
 TEST_F(DescribeCommand, JsonOfFileAndDataSet) {
-    EXPECT_EQ(json::parse(output_of("describe visits.dta --json")), (json{{"file", "visits.dta"},
-                                                                          {"release", 118},
-                                                                          {"byte_order", "little"},
-                                                                          {"data_label", "Visits"},
-                                                                          {"observations", 3},
-                                                                          {"variables", visits_variables}}));
+    EXPECT_EQ(json::parse(output_of("describe visits.dta --json --contract base")),
+              (json{{"file", "visits.dta"},
+                    {"release", 118},
+                    {"byte_order", "little"},
+                    {"data_label", "Visits"},
+                    {"timestamp", ""},
+                    {"sort", json::array()},
+                    {"characteristics", json::array()},
+                    {"observations", 3},
+                    {"variables", visits_variables}}));
     output_of("import visits.dta l.db");
     const json of_library = json::parse(output_of("describe l.db:visits --json"));
     EXPECT_EQ(of_library.at("variables"), visits_variables);

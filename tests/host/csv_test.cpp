@@ -38,8 +38,8 @@ TEST(DelimitedSink, Bytes) {
     EXPECT_EQ(written(every_kind()), "n,day,at,t,s\n"
                                      "0.1,2000-02-29,2000-02-29T12:34:56.5,12:34:56,plain\n"
                                      ".a,._,,.z,\n"
-                                     "-0,0.5,1e+15,-1,\"a,b\"\n"
-                                     "1e+300,3e+06,5e-324,23:59:59.25,\"say \"\"hi\"\"\"\n"
+                                     "-0,0.5,1000000000000000,-1,\"a,b\"\n"
+                                     "1e+300,3000000,5e-324,23:59:59.25,\"say \"\"hi\"\"\"\n"
                                      "inf,1959-12-31,-0,00:00:00,\"two\nlines\"\n"
                                      ",,,, \xC3\xA9\t;\n");
     DelimitedOptions raw;
@@ -102,12 +102,13 @@ struct ReadBack {
     std::vector<std::string> notes;
 };
 
-ReadBack read_text(std::string_view bytes, char separator = ',') {
+ReadBack read_text(std::string_view bytes, DelimitedInput input = {}) {
     const ScratchDirectory scratch;
     ReadBack back;
-    const auto source = delimited_source(scratch.write("in.csv", std::string(bytes)), separator, nullptr,
-                                         [&](const std::string &note) { back.notes.push_back(note); });
-    back.table = collect(*source);
+    CapturedLog log;
+    input.log = &log;
+    back.table = collect(*delimited_source(scratch.write("in.csv", std::string(bytes)), input));
+    back.notes = log.lines;
     EXPECT_EQ(back.table.description.observations, static_cast<int64_t>(back.table.rows.size()));
     return back;
 }
@@ -122,31 +123,51 @@ TEST(DelimitedSource, TypesFoundFromValues) {
         std::string text; // of a column "x" and a column "y" of no interest
         Variable variable;
         std::vector<Cell> values;
+        std::string note = {}; // a part of it
     } cases[] = {
         {"numbers", "x,y\n1,\n-2.5,\n 3 ,\n.,\n.a,\n", numeric("x"), {1, -2.5, 3, none, missing_value('A')}},
         {"nothing but missing values", "x,y\n,\n.b,\n", numeric("x"), {none, missing_value('B')}},
         {"dates", "x,y\n2000-02-29,\n,\n.z,\n", numeric("x", "E8601DA10."), {14669, none, missing_value('Z')}},
         {"date-times", "x,y\n1960-01-01T00:00:01.5,\n", numeric("x", "E8601DT26.6"), {1.5}},
-        {"times and numbers", "x,y\n00:01:00,\n1,\n", text_of(8), {"00:01:00", "1"}},
+        {"date-times with a blank",
+         "x,y\n1960-01-01T00:00:01,\n1960-01-01 00:00:02,\n",
+         numeric("x", "E8601DT26.6"),
+         {1, 2}},
+        {"times and numbers",
+         "x,y\n00:01:00,\n1,\n",
+         text_of(8),
+         {"00:01:00", "1"},
+         "\"1\" in row 2 (line 3), which is no time."},
         {"a text keeps the numbers' text",
-         "x,y\n007,\n.a,\nten\xC3\xA9,\n  ,\n",
+         "x,y\nten\xC3\xA9,\n.a,\n007,\n  ,\n",
          text_of(5),
-         {"007", ".a", "ten\xC3\xA9", ""}},
+         {"ten\xC3\xA9", ".a", "007", "  "}},
+        {"zeros in front", "x,y\n1,\n01234,\n", text_of(5), {"1", "01234"}, "\"01234\" in row 2 (line 3) would lose"},
+        {"a word of another program first",
+         "x,y\nNA,\n1,\n",
+         text_of(2),
+         {"NA", "1"},
+         "\"NA\" in row 1 (line 2), which is no number."},
+        {"a word that stands for nothing", "x,y\n-9,\n1,\n-,\n", numeric("x"), {none, 1, none}},
         {"a number beyond a double", "x,y\n1e999,\n", text_of(5), {"1e999"}},
         {"quotes", "x,y\n\"a,\"\"b\"\"\n\r\nc\",\n\"\",\n\"1\",\n", text_of(9), {"a,\"b\"\n\r\nc", "", "1"}},
         {"carriage returns, empty lines, no last line end", "x,y\r\n\r\n1,\r\r2,\n\n\n3,", numeric("x"), {1, 2, 3}},
         {"a byte order mark, blanks around names", "\xEF\xBB\xBF x ,y\n1,\n", numeric("x"), {1}},
+        {"no first name", " ,y\na,\n", {"v1", {}, ValueKind::character, 1, {}, {}}, {"a"}},
     };
     for (const auto &row : cases) {
         SCOPED_TRACE(row.what);
-        const auto [table, notes] = read_text(row.text);
+        const auto [table, notes] = read_text(row.text, {.missing = {"-9", "-"}});
         ASSERT_EQ(table.description.variables.size(), 2U);
         EXPECT_EQ(table.description.variables[0], row.variable);
         std::vector<Cell> values;
         for (const auto &cells : table.rows)
             values.push_back(cells[0]);
         EXPECT_EQ(values, row.values);
-        EXPECT_TRUE(notes.empty());
+        EXPECT_EQ(notes.size(), row.note.empty() ? 0U : 1U);
+        if (!notes.empty()) {
+            EXPECT_NE(notes[0].find(row.note), std::string::npos) << notes[0];
+        }
     }
 }
 
@@ -154,10 +175,11 @@ TEST(DelimitedSource, NamesAndIntegers) {
     EXPECT_TRUE(read_text("\n").table.description.variables.empty()) << "no variables, as the sink writes it";
     const auto [table, notes] = read_text("id\tx\n9007199254740993\t9007199254740992\n1\t-36893488147419103232\n"
                                           "9007199254740995\t.5\n",
-                                          '\t');
+                                          {.separator = '\t'});
     EXPECT_EQ(table.rows[0][0], Cell(9007199254740992.0));
-    EXPECT_EQ(notes, std::vector<std::string>{"Column id holds 2 integers beyond 9007199254740992 that a double cannot "
-                                              "hold exactly, the first in row 1."});
+    EXPECT_EQ(notes,
+              std::vector<std::string>{"NOTE: Column id holds 2 integers beyond 9007199254740992 that a double cannot "
+                                       "hold exactly, the first in row 1."});
 }
 
 TEST(DelimitedSource, RefusesWithPlaceAndReason) {
@@ -180,9 +202,9 @@ TEST(DelimitedSource, RefusesWithPlaceAndReason) {
     const ScratchDirectory scratch;
     for (const auto &[text, sentence] : cases) {
         const std::string path = scratch.write("in.csv", text);
-        EXPECT_EQ(sentence_of([&] { collect(*delimited_source(path, ',', nullptr)); }), "c: " + path + sentence);
+        EXPECT_EQ(sentence_of([&] { collect(*delimited_source(path, {})); }), "c: " + path + sentence);
     }
-    EXPECT_EQ(sentence_of([] { delimited_source("/nowhere/x.csv", ',', nullptr); }),
+    EXPECT_EQ(sentence_of([] { delimited_source("/nowhere/x.csv", {}); }),
               "m: /nowhere/x.csv cannot be read: No such file or directory.");
 }
 
@@ -197,7 +219,7 @@ TEST(DelimitedSource, NoticesAFileThatChanges) {
         const ScratchDirectory scratch;
         // The source holds the first lines in its buffer, so the rows are kept apart by a megabyte and a half.
         const std::string names = "a,b\n" + std::string(3 << 19, '\n');
-        const auto source = delimited_source(scratch.write("in.csv", names + "1,xy\n3,x\n"), ',', nullptr);
+        const auto source = delimited_source(scratch.write("in.csv", names + "1,xy\n3,x\n"), {});
         scratch.write("in.csv", names + now);
         const std::string found = sentence_of([&] { collect(*source); });
         EXPECT_TRUE(found.ends_with(sentence)) << found;

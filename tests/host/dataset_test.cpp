@@ -37,7 +37,9 @@ TEST(Numbers, Texts) {
     const std::pair<const char *, double> written[] = {
         {"-0", -0.0},
         {"-12.5", -12.5},
-        {"1e+05", 1e5},
+        {"100000", 1e5},
+        {"9007199254740991", 9007199254740991},
+        {"1e+16", 1e16},
         {"5e-324", 5e-324},
         {"-inf", -infinity},
         {".", missing_value('.')},
@@ -81,7 +83,10 @@ TEST(Numbers, EveryDoubleComesBackFromItsShortestText) {
         if (!std::isfinite(value))
             continue;
         std::array<char, 32> shortest{};
-        const char *end = std::to_chars(shortest.begin(), shortest.end(), value).ptr;
+        const bool plain =
+            value == std::trunc(value) && std::fabs(value) < 0x1p53 && (value != 0 || !std::signbit(value));
+        const char *end = plain ? std::to_chars(shortest.begin(), shortest.end(), static_cast<int64_t>(value)).ptr
+                                : std::to_chars(shortest.begin(), shortest.end(), value).ptr;
         const std::string text = number_text(value);
         ASSERT_EQ(text, std::string_view(shortest.begin(), static_cast<size_t>(end - shortest.begin())));
         const auto back = parse_number_text(text);

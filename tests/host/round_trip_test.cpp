@@ -39,7 +39,7 @@ void carry(const std::string &from, const std::string &to, Route route, const Sc
             for (const auto &[name, format] : catalogs.formats)
                 schema.formats.push_back(format);
             schema = parse_schema(schema_json(schema), "trip.json");
-            source = delimited_source(scratch.path("trip.csv"), ',', &schema);
+            source = delimited_source(scratch.path("trip.csv"), {.schema = &schema});
         }
     }
     ExportSession session(host, {}, to, source->description());

@@ -36,8 +36,27 @@ Schema rich_schema() {
     return schema;
 }
 
+// What else a Stata file says.
+Schema stata_schema() {
+    Schema schema = rich_schema();
+    DataSet &data = schema.description;
+    data.timestamp = "23 Nov 2026 10:00";
+    data.sort = {"when", "age"};
+    data.characteristics = {{"_dta", "note1", "two\nlines"}, {"age", "source", ""}};
+    data.label_tables = {schema.formats[0], schema.formats[0]};
+    data.label_tables[1].name = "unused";
+    data.variables[0].label_table = "AGE";
+    data.variables[0].stored = StoredType::int8;
+    data.variables[3].stored = StoredType::text;
+    data.variables.push_back(shown("when", "%-tcHH:MM", StoredType::int32));
+    data.variables.push_back(character("long", 4000));
+    data.variables.back().stored = StoredType::long_text;
+    schema.raw = true;
+    return schema;
+}
+
 TEST(Schema, ComesBackWholeAlsoCompressed) {
-    const Schema schema = rich_schema();
+    const Schema schema = stata_schema();
     for (const std::string name : {"s.json", "s.json.gz", "s.json.zip"}) {
         SCOPED_TRACE(name);
         const ScratchDirectory scratch;
@@ -46,6 +65,7 @@ TEST(Schema, ComesBackWholeAlsoCompressed) {
         const Schema back = read_schema(path);
         EXPECT_EQ(back.description, schema.description);
         EXPECT_EQ(back.formats, schema.formats);
+        EXPECT_TRUE(back.raw);
         EXPECT_EQ(scratch.names(), std::vector<std::string>{name});
         if (name == "s.json")
             continue;
@@ -85,7 +105,9 @@ TEST(Schema, RefusesAtThePlace) {
          {R"({"name": "x", "type": "numeric", "length": 0})", ", length: an integer from 1 to 8 was expected."},
          {R"({"name": "x", "type": "numeric", "length": 7.5})", ", length: an integer from 1 to 8 was expected."},
          {R"({"name": "x", "type": "numeric", "length": 1e300})", ", length: an integer from 1 to 8 was expected."},
-         {R"({"name": "x", "type": "numeric", "length": 8, "format": "DA"})", ", format: \"DA\" is no format."}});
+         {R"({"name": "x", "type": "numeric", "length": 8, "format": "DA"})", ", format: \"DA\" is no format."},
+         {R"({"name": "x", "type": "numeric", "length": 8, "stored": "str8"})",
+          ", stored: \"str8\" does not say how numeric values are stored."}});
     expect_refusals(
         R"({"variables": [], "formats": [{"name": "F", "type": "numeric", "ranges": )", "}]}", ", format 1",
         {{"3", ", ranges: an array was expected."},
@@ -121,11 +143,70 @@ TEST(Schema, BesideATextNothingIsLost) {
             options.labels = form;
             options.raw = raw;
             put(*delimited_sink(scratch.path("out.csv"), options), table);
-            const Table back = collect(*delimited_source(scratch.path("out.csv"), ',', &schema));
+            const Table back = collect(*delimited_source(scratch.path("out.csv"), {.schema = &schema}));
             EXPECT_EQ(back.description.variables, table.description.variables);
             EXPECT_EQ(back.rows, table.rows);
         }
     }
+}
+
+// In the units that Stata counts in; a float has the text of a float.
+TEST(Schema, BesideTheValuesOfAStataFileNothingIsLost) {
+    Schema schema;
+    schema.description.variables = {shown("c", "%tc"),
+                                    shown("lc", "%tC"),
+                                    shown("t", "%tcHH:MM:SS"),
+                                    shown("d", "%td"),
+                                    shown("w", "%tw"),
+                                    shown("m", "%tm"),
+                                    shown("q", "%-tq"),
+                                    shown("h", "%th"),
+                                    shown("y", "%ty"),
+                                    shown("g", "%tg"),
+                                    character("s", 6),
+                                    character("l", 11),
+                                    shown("f", "%9.0g", StoredType::float32)};
+    schema.description.variables[11].stored = StoredType::long_text;
+    const double single = 9.99F;
+    Table table{
+        schema.description,
+        {{1267446896789.0, 1483228826999.0, 45296789, 14669, -1, -23, 0, 81, 1500, 7, "end  ", "base64:QQ==", single},
+         {-1.5, 63072000000.0, 86400000, -1, 3000, 2999, -3000, -1, 9999, none, "", "text:x", -0.1F},
+         {4e14, none, -1, 1e9, 1.5, missing_value('A'), 1e6, 0, 10000, 0, " ", "\xFF\x00\x01"s, 100000},
+         {none, none, none, none, none, none, none, none, none, none, "", "\xFF", 1e-20F}}};
+    const std::string expected =
+        "c,lc,t,d,w,m,q,h,y,g,s,l,f\n"
+        "2000-02-29T12:34:56.789,2007-01-01T00:00:03.999,12:34:56.789,2000-02-29,1959-12-24,1958-02-01,1960-01-01,"
+        "2000-07-01,1500-01-01,7,end  ,text:base64:QQ==,9.99\n";
+    const ScratchDirectory scratch;
+    CapturedLog log;
+    for (const bool raw : {false, true}) {
+        SCOPED_TRACE(raw);
+        schema.raw = raw;
+        put(*delimited_sink(scratch.path("out.csv"), {.raw = raw, .log = &log}), table);
+        if (!raw) {
+            EXPECT_EQ(file_bytes(scratch.path("out.csv")).substr(0, expected.size()), expected);
+        }
+        const Table back = collect(*delimited_source(scratch.path("out.csv"), {.schema = &schema, .log = &log}));
+        EXPECT_EQ(back.description.variables, table.description.variables);
+        EXPECT_EQ(back.rows, table.rows);
+        table.rows.erase(table.rows.begin() + 2); // its periods are in no year that days could say
+    }
+}
+
+TEST(Schema, DatesInsideAPeriodAreAWarning) {
+    Schema schema;
+    schema.description.variables = {shown("m", "%tm")};
+    const ScratchDirectory scratch;
+    CapturedLog log;
+    const auto source = delimited_source(scratch.write("in.csv", "m\n2000-02-01\n2000-02-02\n2000-02-29\n"),
+                                         {.schema = &schema, .log = &log});
+    for (int pass = 0; pass < 2; ++pass) {
+        EXPECT_EQ(collect(*source).rows, (Cells{{481}, {481}, {481}}));
+        EXPECT_TRUE(source->rewind());
+    }
+    EXPECT_EQ(log.lines, std::vector<std::string>{"WARNING: Variable m has dates inside its periods, which are not "
+                                                  "kept; 2 values, the first in observation 2."});
 }
 
 TEST(Schema, TextThatDoesNotFit) {
@@ -144,7 +225,7 @@ TEST(Schema, TextThatDoesNotFit) {
     const ScratchDirectory scratch;
     for (const auto &[text, sentence] : cases) {
         const std::string path = scratch.write("in.csv", text);
-        EXPECT_EQ(sentence_of([&] { collect(*delimited_source(path, ',', &schema)); }), "c: " + path + sentence);
+        EXPECT_EQ(sentence_of([&] { collect(*delimited_source(path, {.schema = &schema})); }), "c: " + path + sentence);
     }
 }
 

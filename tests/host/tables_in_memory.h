@@ -49,9 +49,17 @@ inline Variable numeric(const char *name, const char *format = "") {
     return {name, {}, ValueKind::numeric, 8, parse_format(format), {}};
 }
 
+// A number as a Stata file shows and stores it.
+inline Variable shown(const char *name, const char *stata_format, StoredType stored = StoredType::float64) {
+    return {name, {}, ValueKind::numeric, 8, {}, {}, stata_format, stored};
+}
+
 inline Variable character(const char *name, int length) {
     return {name, {}, ValueKind::character, length, {"$", length, 0}, {"$", length, 0}};
 }
+
+// A text that begins so stands for bytes that are none.
+inline constexpr std::string_view binary_mark = "\xFF";
 
 class CellRow : public Row {
   public:
@@ -65,6 +73,7 @@ class CellRow : public Row {
         set_values(numbers_.data());
     }
     std::string_view text(size_t column) const override { return std::get<std::string>(cells_[column].value); }
+    bool is_binary(size_t column) const override { return text(column).starts_with(binary_mark); }
 
   private:
     const std::vector<Cell> &cells_;
@@ -86,7 +95,11 @@ inline void put(RowSink &sink, const Table &table) {
 struct CellWriter : RowWriter {
     explicit CellWriter(size_t columns) : cells(columns, Cell("not set")) {}
     void set_number(size_t column, double value) override { cells.at(column) = value; }
-    void set_text(size_t column, std::string_view text) override { cells.at(column) = std::string(text); }
+    void set_text(size_t column, std::string_view text) override {
+        EXPECT_FALSE(text.starts_with(binary_mark));
+        cells.at(column) = std::string(text);
+    }
+    void set_bytes(size_t column, std::string_view bytes) override { cells.at(column) = std::string(bytes); }
     std::vector<Cell> cells;
 };
 

@@ -64,8 +64,8 @@ class ImportSession {
     bool next(); // moves to the next observation; false at the end
     const Row &row() const;
 
-    // Closes the file and logs what was noticed on the way (text that was not valid in its encoding). The destructor
-    // closes too, without the notes.
+    // Closes the file, logs what was noticed on the way (text that was not valid in its encoding) and asks the log
+    // whether the output may appear. The destructor closes too, without all that.
     void close();
 
   private:

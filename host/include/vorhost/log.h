@@ -22,6 +22,10 @@ class Log {
   public:
     virtual ~Log() = default;
     virtual void line(Severity severity, std::string_view text) = 0;
+
+    // Asked when an output is complete, before it appears under its name. A log that has heard what must not be throws
+    // a ConversionError, and the output does not appear.
+    virtual void before_output() {}
 };
 
 } // namespace vor

@@ -27,7 +27,7 @@ class Row {
         return value;
     }
 
-    // The text in a character column: UTF-8, without trailing blanks.
+    // The text in a character column: UTF-8, under the base contract without trailing blanks.
     virtual std::string_view text(size_t column) const = 0;
 
     // Whether text(column) is no text but bytes.
@@ -44,8 +44,8 @@ class Row {
     const int64_t *positions_ = nullptr;
 };
 
-// Receives a data set: begin once, row for each observation, finish once. What it makes appears only with finish; a
-// sink destroyed before leaves nothing behind. Failures are ConversionErrors.
+// Receives a data set: begin once, with a description that stays in its place, row for each observation, finish once.
+// What it makes appears only with finish; a sink destroyed before leaves nothing behind. Failures are ConversionErrors.
 class RowSink {
   public:
     virtual ~RowSink() = default;

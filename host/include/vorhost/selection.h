@@ -24,7 +24,8 @@ struct Selection {
 std::vector<size_t> chosen_columns(const std::vector<Variable> &variables, const Selection &selection,
                                    const std::string &source);
 
-// The description of the data set that these columns make.
+// The description of the data set that these columns make: it is sorted by its variables as far as the whole was, and
+// has all label tables.
 DataSet described(const DataSet &whole, const std::vector<size_t> &columns);
 
 // Writes what a selection leaves of a source (at most `limit` observations, -1 for all) into a sink and finishes it.

@@ -47,6 +47,9 @@ class AccessObject {
     void note(const std::string &text) { log(Severity::note, text); }
     void warn(const std::string &text) { log(Severity::warning, text); }
 
+    // Throws when what was said keeps the output from appearing.
+    void before_output() { log_.before_output(); }
+
     // Drops every note from here on: what an abandoned conversion says is of no use.
     void mute() { log_.open = false; }
 
@@ -57,6 +60,10 @@ class AccessObject {
         void line(Severity severity, std::string_view text) override {
             if (target && open)
                 target->line(severity, text);
+        }
+        void before_output() override {
+            if (target)
+                target->before_output();
         }
     };
     HostOptions gated(HostOptions options);

@@ -240,6 +240,7 @@ struct ExportSession::State {
         target.close(object);
         object.note_remarks();
         data->row().report(data->variables(), warner());
+        object.before_output();
         target.finish();
     }
 };

@@ -385,6 +385,7 @@ struct ImportSession::State {
                                         description.variables[column].name, count));
         object.check(object.close());
         object.note_remarks();
+        object.before_output();
     }
 };
 

@@ -29,6 +29,22 @@ ColumnKind kind_of_text(std::string_view text) {
     return ColumnKind::text;
 }
 
+Temporal raw_unit(Temporal kind) {
+    switch (kind) {
+    case Temporal::none:
+        return Temporal::none;
+    case Temporal::date_time:
+    case Temporal::clock:
+    case Temporal::leap_clock:
+        return Temporal::date_time;
+    case Temporal::time:
+    case Temporal::time_of_day:
+        return Temporal::time;
+    default:
+        return Temporal::date;
+    }
+}
+
 Format format_of(ColumnKind kind) {
     for (const auto &row : temporal_kinds)
         if (row.kind == kind)

@@ -18,6 +18,9 @@ Temporal temporal_of(ColumnKind kind);
 // The kind of date or time that the text is one of; text when it is none.
 ColumnKind kind_of_text(std::string_view text);
 
+// The unit of raw numbers: days for dates and periods, seconds for moments and times.
+Temporal raw_unit(Temporal kind);
+
 // The display format of a column: ISO 8601 for dates and times, else none.
 Format format_of(ColumnKind kind);
 

@@ -43,6 +43,9 @@ class DelimitedReader {
     // The number of records read so far, less one: the number of the current row.
     int64_t row() const { return record_ - 1; }
 
+    // The line on which the current record begins, from 1.
+    int64_t line() const { return record_line_; }
+
     // Whether the file had no byte at all.
     bool empty_file() const { return blocks_read_ == 0; }
 

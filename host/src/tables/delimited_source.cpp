@@ -1,6 +1,8 @@
 // Delimited text as the source of a data set. What its columns hold is found by looking at every field once.
 #include "tables/column_kind.h"
 #include "tables/delimited_reader.h"
+#include "tables/long_text.h"
+#include "tables/loss_counter.h"
 #include "text/number_text.h"
 #include "text/utf8.h"
 
@@ -8,11 +10,13 @@
 #include <vorhost/dataset.h>
 #include <vorhost/error.h>
 #include <vorhost/files.h>
+#include <vorhost/missing.h>
 #include <vorhost/rows.h>
 #include <vorhost/tables.h>
 #include <vorhost/temporal.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdint>
 #include <filesystem>
 #include <fmt/format.h>
@@ -25,33 +29,91 @@
 namespace vor {
 namespace {
 
+// Texts that stand for missing values besides those that the host knows.
+class MissingTexts {
+  public:
+    explicit MissingTexts(const std::vector<std::string> &texts) : texts_(texts) {}
+
+    bool holds(std::string_view text) const {
+        return !texts_.empty() && std::find(texts_.begin(), texts_.end(), text) != texts_.end();
+    }
+    bool read(std::string_view text, double &value) const {
+        if (text.size() <= missing_text_max_bytes && read_missing(text, value))
+            return true;
+        value = missing_value('.');
+        return holds(text);
+    }
+
+  private:
+    const std::vector<std::string> &texts_;
+};
+
+// What other programs write for a missing value or for one that is no number.
+constexpr std::string_view foreign_words[] = {"NA", "N/A", "#N/A", "NaN", "NAN", "NULL", "null", "None", "Inf", "-Inf"};
+
+// A date-time may have a blank where its T belongs: the text with a T, in `buffer` where it has to be changed.
+using MomentBuffer = std::array<char, iso_text_max_bytes>;
+std::string_view with_t(std::string_view text, MomentBuffer &buffer) {
+    constexpr size_t date_length = 10;
+    if (text.size() <= date_length || text[date_length] != ' ' || text.size() > buffer.size())
+        return text;
+    text.copy(buffer.data(), text.size());
+    buffer[date_length] = 'T';
+    return {buffer.data(), text.size()};
+}
+
+// Whether a number has a zero in front, as postal codes and other marks have that are no quantities.
+bool has_leading_zero(std::string_view text) {
+    const std::string_view digits = text.substr(text.starts_with('-') ? 1 : 0);
+    return digits.size() > 1 && digits[0] == '0' && is_digit(digits[1]);
+}
+
+ColumnKind kind_of_value(std::string_view value) {
+    if (is_number(value))
+        return has_leading_zero(value) ? ColumnKind::text : ColumnKind::number;
+    MomentBuffer buffer;
+    return kind_of_text(with_t(value, buffer));
+}
+
+bool fits(ColumnKind kind, std::string_view value) {
+    if (kind == ColumnKind::number)
+        return is_number(value) && !has_leading_zero(value);
+    MomentBuffer buffer;
+    return parse_iso(temporal_of(kind), with_t(value, buffer)).has_value();
+}
+
+// The beginning of a text, for a sentence.
+std::string excerpt(std::string_view text) {
+    const std::string_view shown = services::whole_characters(text, 40);
+    return std::string(shown) + (shown.size() < text.size() ? "..." : "");
+}
+
 // The values of one column seen so far.
 class ColumnEvidence {
   public:
     // One field of the reader's current record.
-    void add(const DelimitedReader &reader, std::string_view field, size_t index, const std::string &name);
+    void add(const DelimitedReader &reader, std::string_view field, size_t index, const std::string &name,
+             const MissingTexts &missing);
 
     // The variable that holds all values seen, and what its numbers show.
     Variable variable(const std::string &name) const;
 
-    // A note about integers that a double does not hold exactly; empty when there were none.
+    // A note about integers that a double does not hold exactly, or about the value that made a text of what looked
+    // like something else; empty when there is nothing to say.
     std::string note(const std::string &name) const;
 
   private:
     void add_value(const DelimitedReader &reader, std::string_view value);
+    void decide(const DelimitedReader &reader, std::string_view value);
+    ColumnKind kind() const { return decider_.empty() ? kind_ : ColumnKind::text; }
 
-    ColumnKind kind_ = ColumnKind::unknown;
+    ColumnKind kind_ = ColumnKind::unknown; // of the values but foreign words
     size_t longest_bytes_ = 0;
     int64_t inexact_ = 0;
     int64_t first_inexact_ = 0;
+    std::string decider_; // the value that made a text of it
+    std::string place_;   // and where it stands
 };
-
-bool fits(ColumnKind kind, std::string_view value) {
-    if (kind == ColumnKind::number)
-        return is_number(value);
-    const Temporal temporal = temporal_of(kind);
-    return temporal == Temporal::none || parse_iso(temporal, value).has_value();
-}
 
 // Text as it may stand in a character column: ConversionError for bytes that are not UTF-8 and, unless nul_allowed, for
 // a NUL byte. `field` counts from 0, `name` is the column's.
@@ -70,10 +132,11 @@ void check_text(const DelimitedReader &reader, std::string_view text, size_t fie
 
 // The names in the current record, blanks around them left out. ConversionError for an empty or a repeated one.
 std::vector<std::string> read_names(const DelimitedReader &reader) {
+    constexpr std::string_view unnamed = "v1"; // the row names of other programs
     std::vector<std::string> names;
     std::unordered_map<std::string_view, size_t> seen;
     for (const std::string_view field : reader.fields()) {
-        const std::string_view name = trimmed(field);
+        const std::string_view name = trimmed(field).empty() && names.empty() ? unnamed : trimmed(field);
         const size_t index = names.size();
         if (name.empty())
             throw ConversionError(Failure::conversion, reader.place(index) + ": the column has no name.");
@@ -95,33 +158,44 @@ void check_width(const DelimitedReader &reader, size_t names) {
                                           reader.place(), reader.fields().size(), names));
 }
 
-void ColumnEvidence::add(const DelimitedReader &reader, std::string_view field, size_t index, const std::string &name) {
-    const std::string_view text = without_trailing_blanks(field);
-    if (text.size() > longest_bytes_)
-        longest_bytes_ = text.size();
-    if (kind_ != ColumnKind::text) {
-        const std::string_view value = trimmed(text);
-        double missing = 0;
-        if (value.size() <= missing_text_max_bytes && read_missing(value, missing))
+void ColumnEvidence::add(const DelimitedReader &reader, std::string_view field, size_t index, const std::string &name,
+                         const MissingTexts &missing) {
+    if (field.size() > longest_bytes_)
+        longest_bytes_ = field.size();
+    if (kind() != ColumnKind::text || kind_ == ColumnKind::unknown) {
+        const std::string_view value = trimmed(field);
+        double ignored = 0;
+        if (missing.read(value, ignored))
             return;
         add_value(reader, value);
     }
-    if (kind_ == ColumnKind::text)
-        check_text(reader, text, index, name, false);
+    if (kind() == ColumnKind::text)
+        check_text(reader, field, index, name, false);
 }
 
 void ColumnEvidence::add_value(const DelimitedReader &reader, std::string_view value) {
-    if (kind_ == ColumnKind::unknown)
-        kind_ = is_number(value) ? ColumnKind::number : kind_of_text(value);
-    else if (!fits(kind_, value))
-        kind_ = ColumnKind::text;
+    if (kind_ == ColumnKind::unknown &&
+        std::find(std::begin(foreign_words), std::end(foreign_words), value) == std::end(foreign_words)) {
+        kind_ = kind_of_value(value);
+        if (kind_ == ColumnKind::text && has_leading_zero(value) && is_number(value))
+            decide(reader, value);
+    } else if (kind_ == ColumnKind::unknown || !fits(kind_, value)) {
+        decide(reader, value);
+    }
     if (kind_ == ColumnKind::number && loses_digits(value) && inexact_++ == 0)
         first_inexact_ = reader.row();
 }
 
+void ColumnEvidence::decide(const DelimitedReader &reader, std::string_view value) {
+    if (!decider_.empty())
+        return;
+    decider_ = excerpt(value);
+    place_ = fmt::format("row {} (line {})", reader.row(), reader.line());
+}
+
 Variable ColumnEvidence::variable(const std::string &name) const {
-    Variable variable{name, {}, ValueKind::numeric, 8, format_of(kind_), {}};
-    if (kind_ == ColumnKind::text) {
+    Variable variable{name, {}, ValueKind::numeric, 8, format_of(kind()), {}};
+    if (kind() == ColumnKind::text) {
         variable.kind = ValueKind::character;
         variable.length = longest_bytes_ == 0 ? 1 : static_cast<int>(longest_bytes_);
     }
@@ -129,14 +203,27 @@ Variable ColumnEvidence::variable(const std::string &name) const {
 }
 
 std::string ColumnEvidence::note(const std::string &name) const {
-    if (kind_ != ColumnKind::number || inexact_ == 0)
+    constexpr const char *words[] = {"", "number", "date", "date-time", "time", "text"};
+    const std::string value = fmt::format("\"{}\" in {}", decider_, place_);
+    if (is_number(decider_) && has_leading_zero(decider_))
+        return fmt::format("Column {} is kept as text: {} would lose its zeros as a number.", name, value);
+    if (!decider_.empty() && kind_ != ColumnKind::unknown && kind_ != ColumnKind::text)
+        return fmt::format("Column {} is text because of {}, which is no {}.", name, value,
+                           words[static_cast<size_t>(kind_)]);
+    if (kind() != ColumnKind::number || inexact_ == 0)
         return {};
     return inexact_note(name, inexact_, first_inexact_);
 }
 
+void say(Log *log, const std::string &note) {
+    if (log && !note.empty())
+        log->line(Severity::note, note);
+}
+
 // Reads all records that follow the names. Returns the variables with types, lengths and formats, and the number of
 // observations.
-DataSet find_types(DelimitedReader &reader, const std::vector<std::string> &names, const Notes &notes) {
+DataSet find_types(DelimitedReader &reader, const std::vector<std::string> &names, const MissingTexts &missing,
+                   Log *log) {
     std::vector<ColumnEvidence> columns(names.size());
     DataSet found;
     found.observations = 0;
@@ -144,14 +231,12 @@ DataSet find_types(DelimitedReader &reader, const std::vector<std::string> &name
         check_width(reader, names.size());
         const auto fields = reader.fields();
         for (size_t i = 0; i < fields.size(); ++i)
-            columns[i].add(reader, fields[i], i, names[i]);
+            columns[i].add(reader, fields[i], i, names[i], missing);
         ++found.observations;
     }
     for (size_t i = 0; i < names.size(); ++i) {
         found.variables.push_back(columns[i].variable(names[i]));
-        const std::string note = columns[i].note(names[i]);
-        if (!note.empty() && notes)
-            notes(note);
+        say(log, columns[i].note(names[i]));
     }
     return found;
 }
@@ -163,50 +248,57 @@ struct Column {
     static constexpr size_t passed_over = std::numeric_limits<size_t>::max();
     size_t variable = passed_over;
     ValueKind kind = ValueKind::numeric;
+    StoredType stored = StoredType::unknown;
     Temporal temporal = Temporal::none;
     size_t length_bytes = 0;
+    LossCounter inside_period = {};
 };
-
-// The beginning of a text, for a sentence.
-std::string excerpt(std::string_view text) {
-    const std::string_view shown = services::whole_characters(text, 40);
-    return std::string(shown) + (shown.size() < text.size() ? "..." : "");
-}
 
 class DelimitedSource : public RowSource {
   public:
-    DelimitedSource(const std::string &path, char separator, const Schema *schema, const Notes &notes)
-        : file_(path, {.expected = InputFile::Content::text, .repeatable = schema == nullptr}),
-          reader_(file_, separator), given_(schema != nullptr) {
-        file_.tell_remark(notes);
+    DelimitedSource(const std::string &path, const DelimitedInput &input)
+        : missing_texts_(input.missing), missing_(missing_texts_), log_(input.log),
+          file_(path, {.expected = InputFile::Content::text, .repeatable = true}), reader_(file_, input.separator),
+          given_(input.schema != nullptr), raw_(given_ && input.schema->raw) {
+        file_.tell_remark([this](const std::string &sentence) { say(log_, sentence); });
         read_header();
-        if (schema)
-            use_schema(*schema);
+        if (input.schema)
+            use_schema(*input.schema);
         else
-            look_through(notes);
+            look_through();
         if (path != "-")
             description_.name = std::filesystem::path(uncompressed_name(path)).stem().string();
     }
 
     const DataSet &description() const override { return description_; }
     bool next(RowWriter &row) override;
+    bool rewind() override;
 
   private:
     void read_header();
-    void look_through(const Notes &notes);
+    void look_through();
     void use_schema(const Schema &schema);
     void plan(const std::vector<size_t> &variable_of_column);
-    void set_number(RowWriter &row, const Column &column, size_t field);
+    void end();
+    void set_number(RowWriter &row, Column &column, size_t field);
+    double number_of(Column &column, size_t field, std::string_view text);
     void set_text(RowWriter &row, const Column &column, size_t field);
+    void check_length(const Column &column, size_t field, size_t bytes) const;
     [[noreturn]] void refuse(size_t field, const std::string &reason) const;
 
+    std::vector<std::string> missing_texts_;
+    MissingTexts missing_;
+    Log *log_;
     InputFile file_;
     DelimitedReader reader_;
     bool given_; // the description comes from a schema
+    bool raw_;   // the numbers of dates and times are those of a sink's raw form
+    bool told_ = false;
     std::vector<std::string> names_;
     std::vector<Column> columns_;
     DataSet description_;
     int64_t rows_ = 0;
+    std::string bytes_; // of a long text that is none
 };
 
 // A file of nothing but empty lines is a data set without variables, as the sink writes it.
@@ -218,10 +310,9 @@ void DelimitedSource::read_header() {
                               file_.name() + " is empty; a first line with the names of the columns was expected.");
 }
 
-void DelimitedSource::look_through(const Notes &notes) {
-    description_ = find_types(reader_, names_, notes);
-    reader_.rewind();
-    reader_.next();
+void DelimitedSource::look_through() {
+    description_ = find_types(reader_, names_, missing_, log_);
+    rewind();
     std::vector<size_t> variables(names_.size());
     for (size_t i = 0; i < variables.size(); ++i)
         variables[i] = i;
@@ -243,7 +334,7 @@ void DelimitedSource::use_schema(const Schema &schema) {
             continue;
         }
         const bool label = i > 0 && next > 0 && variable_of_column[i - 1] == next - 1 &&
-                           !variables[next - 1].format.name.empty() &&
+                           !labels_name(variables[next - 1]).empty() &&
                            names_[i].starts_with(variables[next - 1].name + "_label");
         if (!label)
             throw ConversionError(
@@ -266,8 +357,7 @@ void DelimitedSource::plan(const std::vector<size_t> &variable_of_column) {
         Column column;
         if (index != Column::passed_over) {
             const Variable &variable = description_.variables[index];
-            const bool numeric = variable.kind == ValueKind::numeric;
-            column = {index, variable.kind, numeric ? temporal_class(variable.format) : Temporal::none,
+            column = {index, variable.kind, variable.stored, temporal_class(variable),
                       static_cast<size_t>(variable.length)};
         }
         columns_.push_back(column);
@@ -276,16 +366,13 @@ void DelimitedSource::plan(const std::vector<size_t> &variable_of_column) {
 
 bool DelimitedSource::next(RowWriter &row) {
     if (!reader_.next()) {
-        if (!given_ && rows_ != description_.observations)
-            throw ConversionError(Failure::conversion,
-                                  fmt::format("{} changed while it was read: it had {} rows, now it has {}.",
-                                              file_.name(), description_.observations, rows_));
+        end();
         return false;
     }
     check_width(reader_, columns_.size());
     ++rows_;
     for (size_t field = 0; field < columns_.size(); ++field) {
-        const Column &column = columns_[field];
+        Column &column = columns_[field];
         if (column.variable == Column::passed_over)
             continue;
         if (column.kind == ValueKind::numeric)
@@ -296,27 +383,74 @@ bool DelimitedSource::next(RowWriter &row) {
     return true;
 }
 
-void DelimitedSource::set_number(RowWriter &row, const Column &column, size_t field) {
+bool DelimitedSource::rewind() {
+    reader_.rewind();
+    reader_.next();
+    rows_ = 0;
+    return true;
+}
+
+void DelimitedSource::end() {
+    if (!given_ && rows_ != description_.observations)
+        throw ConversionError(Failure::conversion,
+                              fmt::format("{} changed while it was read: it had {} rows, now it has {}.", file_.name(),
+                                          description_.observations, rows_));
+    for (const Column &column : columns_)
+        if (!told_ && column.variable != Column::passed_over)
+            column.inside_period.warn(log_, fmt::format("Variable {} has dates inside its periods, which are not kept",
+                                                        description_.variables[column.variable].name));
+    told_ = true;
+}
+
+void DelimitedSource::set_number(RowWriter &row, Column &column, size_t field) {
     const std::string_view text = trimmed(reader_.fields()[field]);
     double value = 0;
-    if (!read_number(text, value) && !read_missing(text, value)) {
-        const auto moment = parse_iso(column.temporal, text);
-        if (!moment) {
-            refuse(field, fmt::format("\"{}\" is not a number{}.", excerpt(text),
-                                      column.temporal == Temporal::none ? "" : ", date or time as it was expected"));
-        }
-        value = *moment;
-    }
+    if (!missing_.read(text, value))
+        value = number_of(column, field, text);
     row.set_number(column.variable, value);
 }
 
+// The value of a text that is not missing, in the column's unit.
+double DelimitedSource::number_of(Column &column, size_t field, std::string_view text) {
+    double value = 0;
+    std::optional<Moment> moment;
+    if (read_number(text, value)) {
+        if (!raw_ || column.temporal == Temporal::none)
+            return column.stored == StoredType::float32 ? single_meant_by(value) : value;
+        moment = converted(raw_unit(column.temporal), value, column.temporal);
+        if (!moment)
+            return value;
+    } else {
+        MomentBuffer buffer;
+        moment = parse_moment(column.temporal, with_t(text, buffer));
+        if (!moment)
+            refuse(field, fmt::format("\"{}\" is not a number{}.", excerpt(text),
+                                      column.temporal == Temporal::none ? "" : ", date or time as it was expected"));
+    }
+    if (moment->inside && !told_)
+        column.inside_period.add(rows_);
+    return moment->value;
+}
+
 void DelimitedSource::set_text(RowWriter &row, const Column &column, size_t field) {
-    const std::string_view text = without_trailing_blanks(reader_.fields()[field]);
+    std::string_view text = reader_.fields()[field];
     check_text(reader_, text, field, names_[field], given_);
-    if (text.size() > column.length_bytes)
-        refuse(field,
-               fmt::format("the text has {} bytes, {} were expected at most.", text.size(), column.length_bytes));
-    row.set_text(column.variable, text);
+    if (missing_.holds(text))
+        text = {};
+    if (column.stored != StoredType::long_text) {
+        check_length(column, field, text.size());
+        return row.set_text(column.variable, text);
+    }
+    const LongText found = read_long_text(text, bytes_);
+    if (found.binary)
+        row.set_bytes(column.variable, found.value);
+    else
+        row.set_text(column.variable, found.value);
+}
+
+void DelimitedSource::check_length(const Column &column, size_t field, size_t bytes) const {
+    if (bytes > column.length_bytes)
+        refuse(field, fmt::format("the text has {} bytes, {} were expected at most.", bytes, column.length_bytes));
 }
 
 void DelimitedSource::refuse(size_t field, const std::string &reason) const {
@@ -326,9 +460,8 @@ void DelimitedSource::refuse(size_t field, const std::string &reason) const {
 
 } // namespace
 
-std::unique_ptr<RowSource> delimited_source(const std::string &path, char separator, const Schema *schema,
-                                            const Notes &notes) {
-    return std::make_unique<DelimitedSource>(path, separator, schema, notes);
+std::unique_ptr<RowSource> delimited_source(const std::string &path, const DelimitedInput &input) {
+    return std::make_unique<DelimitedSource>(path, input);
 }
 
 } // namespace vor

@@ -1,6 +1,7 @@
 // Display formats as people write them, and the labels of user formats.
 #include <vorhost/ascii.h>
 #include <vorhost/dataset.h>
+#include <vorhost/tables.h>
 #include <vorhost/user_format.h>
 
 #include <algorithm>
@@ -91,6 +92,21 @@ bool set_stored_type(Variable &variable, std::string_view word) {
 
 const std::string &labels_name(const Variable &variable) {
     return variable.label_table.empty() ? variable.format.name : variable.label_table;
+}
+
+LabelLookup::LabelLookup(const std::vector<UserFormat> &tables, FormatLookup formats) : formats_(std::move(formats)) {
+    for (const UserFormat &table : tables)
+        tables_.emplace(table.name, &table);
+}
+
+const UserFormat *LabelLookup::find(const Variable &variable) const {
+    const auto table = tables_.find(labels_name(variable));
+    return table == tables_.end() ? find_format(variable) : table->second;
+}
+
+const UserFormat *LabelLookup::find_format(const Variable &variable) const {
+    const std::string &name = labels_name(variable);
+    return !formats_ || name.empty() || tables_.contains(name) ? nullptr : formats_(name);
 }
 
 std::string format_text(const Format &format) {

@@ -5,7 +5,10 @@
 //     "width": 5, "ranges": [{"value": 1, "labels": ["young"]}, {"from": 2, "to": 9, "labels": ["old"]}]}]}
 //
 // A value is a number, or a text: the value itself in a character format, else ".a", "inf" and the like. A format that
-// its text cannot hold is an object of name, width and decimals.
+// its text cannot hold is an object of name, width and decimals. What a Stata file says besides stands there only where
+// there is something: in a variable "stored" ("byte", "str9"), "stata_format" and "label_table", in the whole
+// "timestamp", "sort" (names), "characteristics" ({"of": "_dta", "name": "note1", "text": ""}) and "label_tables",
+// which look like the formats; and "raw" when the numbers of dates are days and those of moments and times seconds.
 #include "files/input_file.h"
 #include "files/output_file.h"
 
@@ -58,6 +61,40 @@ ordered_json user_format_json(const UserFormat &format) {
             {"ranges", std::move(ranges)}};
 }
 
+ordered_json user_formats_json(const std::vector<UserFormat> &formats) {
+    ordered_json array = ordered_json::array();
+    for (const UserFormat &format : formats)
+        array.push_back(user_format_json(format));
+    return array;
+}
+
+// Sets the member when there is something to say.
+template <typename Value>
+void put(ordered_json &object, const char *key, const Value &value) {
+    if (!value.empty())
+        object[key] = value;
+}
+
+ordered_json variable_json(const Variable &variable) {
+    ordered_json object = {{"name", variable.name},
+                           {"type", kind_name(variable.kind)},
+                           {"length", variable.length},
+                           {"label", variable.label},
+                           {"format", format_json(variable.format)},
+                           {"informat", format_json(variable.informat)}};
+    put(object, "stored", stored_type_text(variable));
+    put(object, "stata_format", variable.stata_format);
+    put(object, "label_table", variable.label_table);
+    return object;
+}
+
+ordered_json characteristics_json(const std::vector<Characteristic> &characteristics) {
+    ordered_json array = ordered_json::array();
+    for (const Characteristic &one : characteristics)
+        array.push_back({{"of", one.of}, {"name", one.name}, {"text", one.text}});
+    return array;
+}
+
 // Where in the schema something does not fit.
 class Place {
   public:
@@ -108,10 +145,28 @@ int integer_of(const json &value, int least, int most, const Place &place) {
     return static_cast<int>(number);
 }
 
-const json *array_of(const json &value, const Place &place) {
+const json &array_of(const json &value, const Place &place) {
     if (!value.is_array())
         place.refuse("an array was expected");
-    return &value;
+    return value;
+}
+
+// What `read` makes of each element of an array that may be left out; `name` is an element's in messages.
+template <typename Read>
+auto each_of(const json &object, const char *key, const char *name, const Place &place, Read read) {
+    std::vector<decltype(read(object, place))> values;
+    if (const json *found = optional_member(object, key)) {
+        for (const json &element : array_of(*found, place.inside(key)))
+            values.push_back(read(element, place.inside(name, values.size())));
+    }
+    return values;
+}
+
+bool optional_truth(const json &object, const char *key, const Place &place) {
+    const json *found = optional_member(object, key);
+    if (found && !found->is_boolean())
+        place.inside(key).refuse("true or false was expected");
+    return found && found->get<bool>();
 }
 
 ValueKind kind_of(const json &value, const Place &place) {
@@ -138,6 +193,16 @@ Format format_of(const json &object, const char *key, const Place &around) {
     return format;
 }
 
+void read_stored_type(Variable &variable, const std::string &word, const Place &place) {
+    if (word.empty())
+        return;
+    const bool known = set_stored_type(variable, word);
+    const bool text = variable.stored == StoredType::text || variable.stored == StoredType::long_text;
+    if (!known || text != (variable.kind == ValueKind::character))
+        place.inside("stored").refuse(
+            fmt::format("\"{}\" does not say how {} values are stored", word, kind_name(variable.kind)));
+}
+
 Variable variable_of(const json &object, const Place &place) {
     constexpr int longest_text = 2'000'000'000;
     Variable variable;
@@ -149,8 +214,11 @@ Variable variable_of(const json &object, const Place &place) {
     variable.label = optional_text(object, "label", place);
     variable.format = format_of(object, "format", place);
     variable.informat = format_of(object, "informat", place);
+    variable.stata_format = optional_text(object, "stata_format", place);
+    variable.label_table = optional_text(object, "label_table", place);
     if (variable.name.empty())
         place.refuse("the name is empty");
+    read_stored_type(variable, optional_text(object, "stored", place), place);
     return variable;
 }
 
@@ -170,7 +238,7 @@ FormatRange range_of(const json &object, ValueKind kind, const Place &place) {
     const json *single = object.is_object() ? optional_member(object, "value") : nullptr;
     range.start = format_value_of(single ? *single : member(object, "from", place), kind, place);
     range.end = format_value_of(single ? *single : member(object, "to", place), kind, place);
-    for (const json &label : *array_of(member(object, "labels", place), place.inside("labels")))
+    for (const json &label : array_of(member(object, "labels", place), place.inside("labels")))
         range.labels.push_back(text_of(label, place.inside("labels")));
     if (range.labels.empty())
         place.refuse("it has no label");
@@ -181,14 +249,10 @@ UserFormat user_format_of(const json &object, const Place &place) {
     UserFormat format;
     format.name = text_of(member(object, "name", place), place.inside("name"));
     format.kind = kind_of(member(object, "type", place), place.inside("type"));
-    if (const json *multilabel = optional_member(object, "multilabel")) {
-        if (!multilabel->is_boolean())
-            place.inside("multilabel").refuse("true or false was expected");
-        format.multilabel = multilabel->get<bool>();
-    }
-    const json &ranges = *array_of(member(object, "ranges", place), place.inside("ranges"));
-    for (size_t i = 0; i < ranges.size(); ++i)
-        format.ranges.push_back(range_of(ranges[i], format.kind, place.inside("range", i)));
+    format.multilabel = optional_truth(object, "multilabel", place);
+    member(object, "ranges", place);
+    format.ranges = each_of(object, "ranges", "range", place,
+                            [&format](const json &range, const Place &at) { return range_of(range, format.kind, at); });
     size_t longest = 0;
     for (const FormatRange &range : format.ranges) {
         for (const std::string &label : range.labels)
@@ -200,39 +264,43 @@ UserFormat user_format_of(const json &object, const Place &place) {
     return format;
 }
 
+Characteristic characteristic_of(const json &object, const Place &place) {
+    return {text_of(member(object, "of", place), place), text_of(member(object, "name", place), place),
+            text_of(member(object, "text", place), place)};
+}
+
 Schema schema_of(const json &object, const Place &place) {
     Schema schema;
-    const json &variables = *array_of(member(object, "variables", place), place.inside("variables"));
-    schema.description.name = optional_text(object, "name", place);
-    schema.description.label = optional_text(object, "label", place);
-    for (size_t i = 0; i < variables.size(); ++i)
-        schema.description.variables.push_back(variable_of(variables[i], place.inside("variable", i)));
-    if (const json *formats = optional_member(object, "formats")) {
-        array_of(*formats, place.inside("formats"));
-        for (size_t i = 0; i < formats->size(); ++i)
-            schema.formats.push_back(user_format_of((*formats)[i], place.inside("format", i)));
-    }
+    DataSet &data = schema.description;
+    member(object, "variables", place);
+    data.name = optional_text(object, "name", place);
+    data.label = optional_text(object, "label", place);
+    data.variables = each_of(object, "variables", "variable", place, variable_of);
+    data.timestamp = optional_text(object, "timestamp", place);
+    data.sort = each_of(object, "sort", "sort", place, text_of);
+    data.characteristics = each_of(object, "characteristics", "characteristic", place, characteristic_of);
+    data.label_tables = each_of(object, "label_tables", "label table", place, user_format_of);
+    schema.formats = each_of(object, "formats", "format", place, user_format_of);
+    schema.raw = optional_truth(object, "raw", place);
     return schema;
 }
 
 } // namespace
 
 std::string schema_json(const Schema &schema) {
+    const DataSet &data = schema.description;
     ordered_json variables = ordered_json::array();
-    for (const Variable &variable : schema.description.variables)
-        variables.push_back({{"name", variable.name},
-                             {"type", kind_name(variable.kind)},
-                             {"length", variable.length},
-                             {"label", variable.label},
-                             {"format", format_json(variable.format)},
-                             {"informat", format_json(variable.informat)}});
-    ordered_json formats = ordered_json::array();
-    for (const UserFormat &format : schema.formats)
-        formats.push_back(user_format_json(format));
-    const ordered_json whole = {{"name", schema.description.name},
-                                {"label", schema.description.label},
-                                {"variables", std::move(variables)},
-                                {"formats", std::move(formats)}};
+    for (const Variable &variable : data.variables)
+        variables.push_back(variable_json(variable));
+    ordered_json whole = {{"name", data.name}, {"label", data.label}};
+    put(whole, "timestamp", data.timestamp);
+    put(whole, "sort", data.sort);
+    put(whole, "characteristics", characteristics_json(data.characteristics));
+    if (schema.raw)
+        whole["raw"] = true;
+    whole["variables"] = std::move(variables);
+    put(whole, "label_tables", user_formats_json(data.label_tables));
+    whole["formats"] = user_formats_json(schema.formats);
     try {
         return whole.dump(2) + "\n";
     } catch (const json::type_error &) {

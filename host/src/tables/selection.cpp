@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <fmt/format.h>
 #include <unordered_map>
+#include <unordered_set>
 
 namespace vor {
 namespace {
@@ -35,7 +36,7 @@ std::string list_of(const std::vector<Variable> &variables) {
 class ChosenRow final : public Row, public RowWriter {
   public:
     ChosenRow(size_t source_columns, const std::vector<size_t> &columns)
-        : places_(source_columns, none), numbers_(columns.size()), texts_(columns.size()) {
+        : places_(source_columns, none), numbers_(columns.size()), texts_(columns.size()), binary_(columns.size()) {
         for (size_t i = 0; i < columns.size(); ++i) {
             places_[columns[i]] = i;
             positions_.push_back(static_cast<int64_t>(i * sizeof(double)));
@@ -48,6 +49,7 @@ class ChosenRow final : public Row, public RowWriter {
         std::fill(numbers_.begin(), numbers_.end(), missing_value('.'));
         for (std::string &text : texts_)
             text.clear();
+        std::fill(binary_.begin(), binary_.end(), false);
     }
 
     void set_number(size_t column, double value) override {
@@ -56,8 +58,14 @@ class ChosenRow final : public Row, public RowWriter {
     }
     void set_text(size_t column, std::string_view text) override {
         if (places_[column] != none)
-            texts_[places_[column]] = without_trailing_blanks(text);
+            texts_[places_[column]] = text;
     }
+    void set_bytes(size_t column, std::string_view bytes) override {
+        set_text(column, bytes);
+        if (places_[column] != none)
+            binary_[places_[column]] = true;
+    }
+    bool is_binary(size_t column) const override { return binary_[column]; }
     std::string_view text(size_t column) const override { return texts_[column]; }
 
   private:
@@ -66,6 +74,7 @@ class ChosenRow final : public Row, public RowWriter {
     std::vector<size_t> places_; // of the source's columns among the chosen ones
     std::vector<double> numbers_;
     std::vector<std::string> texts_;
+    std::vector<bool> binary_; // of the texts
     std::vector<int64_t> positions_;
 };
 
@@ -97,9 +106,17 @@ std::vector<size_t> chosen_columns(const std::vector<Variable> &variables, const
 }
 
 DataSet described(const DataSet &whole, const std::vector<size_t> &columns) {
-    DataSet part{whole.name, whole.label, {}, whole.observations};
-    for (const size_t column : columns)
+    DataSet part = whole;
+    part.variables.clear();
+    std::unordered_set<std::string_view> names;
+    for (const size_t column : columns) {
         part.variables.push_back(whole.variables[column]);
+        names.insert(whole.variables[column].name);
+    }
+    const auto is_there = [&names](const std::string &name) { return names.contains(name); };
+    part.sort.erase(std::find_if_not(part.sort.begin(), part.sort.end(), is_there), part.sort.end());
+    std::erase_if(part.characteristics,
+                  [&](const Characteristic &one) { return one.of != "_dta" && !is_there(one.of); });
     return part;
 }
 
@@ -115,7 +132,8 @@ int64_t copy_rows(RowSource &source, const std::string &name, const Selection &s
                   int64_t limit) {
     const DataSet &whole = source.description();
     const std::vector<size_t> columns = chosen_columns(whole.variables, selection, name);
-    sink.begin(described(whole, columns));
+    const DataSet part = described(whole, columns);
+    sink.begin(part);
     ChosenRow row(whole.variables.size(), columns);
     int64_t rows = 0;
     if (source.skip(selection.first_row - 1) == selection.first_row - 1)

@@ -59,15 +59,12 @@ bool read_special(std::string_view text, bool negative, double &value) {
     return true;
 }
 
-// Whether the shortest text of a number is that of an integer: with five zeros at its end an exponent is shorter.
+// Whether a number is written in plain digits: an integer that is apart from its neighbours, and not -0.
 bool is_written_as_integer(double value) {
-    constexpr double largest = 1e15;
-    if (!(std::fabs(value) < largest))
+    if (!(std::fabs(value) < static_cast<double>(exact_integers)))
         return false;
     const auto integer = static_cast<int64_t>(value);
-    if (static_cast<double>(integer) != value)
-        return false;
-    return integer == 0 ? !std::signbit(value) : integer % 100000 != 0;
+    return static_cast<double>(integer) == value && (integer != 0 || !std::signbit(value));
 }
 
 // Writes a number with one to six decimals; null when it is none. A quotient of two exact doubles is rounded correctly,
@@ -111,6 +108,24 @@ char *write_number(double value, char *out) {
     if (mark != '.')
         *out++ = mark == '_' ? mark : lower_case(mark);
     return out;
+}
+
+char *write_single(double value, char *out) {
+    const auto single = static_cast<float>(value);
+    if (is_missing(value) || static_cast<double>(single) != value || is_written_as_integer(value))
+        return write_number(value, out);
+    return std::to_chars(out, out + number_text_max_bytes, single).ptr;
+}
+
+double single_meant_by(double value) {
+    const auto single = static_cast<float>(value);
+    if (is_missing(value) || static_cast<double>(single) == value || !std::isfinite(single))
+        return value;
+    std::array<char, number_text_max_bytes> text;
+    const char *end = std::to_chars(text.data(), text.data() + text.size(), single).ptr;
+    double shortest = 0;
+    read_number({text.data(), static_cast<size_t>(end - text.data())}, shortest);
+    return shortest == value ? static_cast<double>(single) : value;
 }
 
 bool read_number(std::string_view text, double &value) {
@@ -183,6 +198,11 @@ std::string inexact_note(const std::string &column, int64_t count, int64_t first
 std::string number_text(double value) {
     std::array<char, number_text_max_bytes> text{};
     return {text.data(), write_number(value, text.data())};
+}
+
+std::string single_text(double value) {
+    std::array<char, number_text_max_bytes> text{};
+    return {text.data(), write_single(value, text.data())};
 }
 
 std::optional<double> parse_number_text(std::string_view text) {

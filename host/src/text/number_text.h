@@ -11,8 +11,15 @@ namespace vor {
 // The longest text that write_number makes.
 inline constexpr size_t number_text_max_bytes = 32;
 
-// Writes the shortest text that reads back to the same double; the end of the text. A missing value gives its mark.
+// Writes the shortest text that reads back to the same double, an integer below 2^53 in plain digits; the end of the
+// text. A missing value gives its mark.
 char *write_number(double value, char *out);
+
+// The same of a value that is a float, in the shortest text that reads back to that float; of others as above.
+char *write_single(double value, char *out);
+
+// The float whose text was read as `value`; `value` itself when no float has it for its shortest text.
+double single_meant_by(double value);
 
 // Reads a decimal number that fills the whole text, or "inf", "-inf", "nan", "-nan". A sign '+', blanks, other bases
 // and numbers beyond the range of a double are refused.
