@@ -189,6 +189,9 @@ void import_file(const ImportOptions &options, const WantedPart &part, const std
         import_rows(session, *sink, part.limit, [&run](int64_t done, int64_t all) { run.progress.update(done, all); });
     if (formats)
         formats->commit();
+    if (rows == part.limit) // else the end was reached, where the module counts
+        run.note(fmt::format("The import data set has {} observations and {} variables.", rows,
+                             session.description().variables.size()));
     const FileSummary &summary = session.summary();
     run.note(note_of_empty_rows(options.selection, summary.file, summary.observations, rows));
 }

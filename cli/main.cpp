@@ -143,9 +143,9 @@ void end_by_signal(int signal) {
     std::raise(signal);
 }
 
-// What is ignored (a hang-up under nohup) stays ignored.
+// What is ignored (a hang-up under nohup) stays ignored. A reader that has read enough ends the command quietly.
 void watch_signals() {
-    for (const int signal : {SIGINT, SIGTERM, SIGHUP})
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGPIPE})
         if (std::signal(signal, end_by_signal) == SIG_IGN)
             std::signal(signal, SIG_IGN);
 }
@@ -162,9 +162,7 @@ void open_closed_streams() {
 
 int main(int count, char **arguments) {
     vor::cli::open_closed_streams();
-    // A reader that goes away and a file that may grow no further are errors of the write, told in a sentence.
-    for (const int signal : {SIGPIPE, SIGXFSZ})
-        std::signal(signal, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN); // a file that may grow no further is an error of the write, told in a sentence
     vor::cli::watch_signals();
     // Column widths of text; numbers are formatted without the locale.
     std::setlocale(LC_CTYPE, "C.UTF-8");

@@ -38,6 +38,23 @@ TEST_F(ExportCommand, DelimitedTextAlone) {
     EXPECT_EQ(output_of("import o.dta -"), visits_csv) << "types, dates and marks are found without a schema";
 }
 
+TEST_F(ExportCommand, AStrictRunLeavesNothingBehindAWarning) {
+    output_of("import visits.dta v.csv --schema v.json --contract extended");
+    std::string schema = bytes("v.json");
+    const std::string days = "\"%td\"";
+    scratch.write("v.json", schema.replace(schema.find(days), days.size(), "\"%tm\""));
+    const std::string line = "export v.csv o.dta --schema v.json --quiet --contract extended";
+    expect_failure(line + " --strict", 1, "WARNING: Variable day has dates inside its periods");
+    EXPECT_EQ(run(line).lines("WARNING: ").size(), 1U) << "quiet runs say warnings";
+}
+
+TEST_F(ExportCommand, OtherSeparatorsAndMissingValues) {
+    scratch.write("o.csv", "x;y\nNA;1\n-9;NA\n");
+    output_of("export o.csv o.dta --separator ';' --na NA --na -9");
+    EXPECT_EQ(output_of("import o.dta -"), "x,y\n,1\n,\n");
+    expect_failure("export o.csv p.dta --separator ab", 2, "is no separator");
+}
+
 TEST_F(ExportCommand, NamesThatAFileCannotHave) {
     scratch.write("o.csv", "first name,2nd,if\nAnna,1,2\n");
     const CommandResult result = run("export o.csv o.dta");

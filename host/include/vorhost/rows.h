@@ -2,6 +2,7 @@
 #pragma once
 
 #include <vorhost/dataset.h>
+#include <vorhost/missing.h>
 
 #include <cstddef>
 #include <cstdint>
@@ -20,10 +21,12 @@ class Row {
   public:
     virtual ~Row() = default;
 
-    // The number in a numeric column; missing values as in missing.h. Not virtual: conversions spend their time here.
+    // The number in a numeric column, the standard missing value in a character column; missing values as in missing.h.
+    // Not virtual: conversions spend their time here.
     double number(size_t column) const {
-        double value;
-        std::memcpy(&value, values_ + positions_[column], sizeof value);
+        double value = missing_value('.');
+        if (positions_[column] >= 0)
+            std::memcpy(&value, values_ + positions_[column], sizeof value);
         return value;
     }
 
@@ -34,7 +37,8 @@ class Row {
     virtual bool is_binary(size_t /*column*/) const { return false; }
 
   protected:
-    // For those who deliver rows. positions: per column, the byte offset of its number; lasts as long as the row.
+    // For those who deliver rows. positions: per column, the byte offset of its number, negative where it has none;
+    // lasts as long as the row.
     void set_positions(const int64_t *positions) { positions_ = positions; }
     void set_values(const void *values) { values_ = static_cast<const char *>(values); }
     const char *values() const { return values_; }

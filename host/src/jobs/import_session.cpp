@@ -62,6 +62,7 @@ class ObservationRow final : public Row {
 
     const Host &host_;
     BadTextNote note_;
+    std::vector<int64_t> numbers_;   // positions of the numbers, -1 for texts
     std::vector<int64_t> positions_; // of the values; of the pointers to them for varying-length text
     std::vector<Column> columns_;
     int64_t number_; // of the current observation in the file, from 1
@@ -73,9 +74,10 @@ ObservationRow::ObservationRow(const Host &host, const std::vector<const NAMESTR
     for (const NAMESTR *variable : variables) {
         const bool varying = variable->ntype == NAMESTR_VARYING_CHARACTER;
         positions_.push_back(variable->npos);
+        numbers_.push_back(variable->ntype == NAMESTR_NUMERIC ? variable->npos : -1);
         columns_.push_back({whole_text, varying ? variable->nipos : -1, variable->nlng, 0, 0, {}});
     }
-    set_positions(positions_.data());
+    set_positions(numbers_.data());
 }
 
 void ObservationRow::set(const void *bytes) {
