@@ -25,6 +25,7 @@ struct ImportOptions {
     bool raw = false;
     SelectionOptions selection;
     std::string schema;
+    bool replace = false;
 };
 
 // What the arguments name.
@@ -51,6 +52,7 @@ void check_usage(const ImportOptions &options, const ImportPlaces &places) {
         {library && labels_shown,
          "--labels goes with a CSV or TSV file; in a library the view DATASET_labelled shows the labels."},
         {library && schema, "--schema goes with a CSV or TSV file; a library keeps everything itself."},
+        {!library && options.replace, "--replace goes with a library; a file is replaced anyway."},
         {labels_shown && options.value_labels == "off",
          "--labels text and --labels both need the value labels that --value-labels off leaves out."},
         {options.labels == "text" && schema,
@@ -174,7 +176,10 @@ void import_file(const ImportOptions &options, const WantedPart &part, const std
     const bool into_library = destination.kind == Destination::Kind::library;
     // The sink of a library holds the transaction that the user formats of the session are part of.
     std::unique_ptr<RowSink> sink =
-        into_library ? libraries.data()->dataset_sink(dataset, libraries.catalog_beside_data()) : nullptr;
+        into_library
+            ? libraries.data()->dataset_sink(dataset, libraries.catalog_beside_data(),
+                                             options.replace ? Library::Tables::replaced : Library::Tables::kept)
+            : nullptr;
     const std::unique_ptr<Transaction> formats = libraries.begin_formats();
     HostOptions host = run.host();
     host.catalogs = &libraries.all();
@@ -227,6 +232,8 @@ void add_output_options(CLI::App &command, ImportOptions &options) {
     add_choice(command, "--value-labels", options.value_labels, {"on", "off"}, "Turn value labels into user formats");
     add_choice(command, "--labels", options.labels, {"codes", "text", "both"},
                "In CSV: labelled values as numbers, as label text, or as both");
+    command.add_flag("--replace", options.replace,
+                     "In a library: also a table that no import made gives way to the data set");
     command.add_flag("--raw", options.raw, "In CSV: dates as days, date-times and times as seconds");
     command
         .add_option("--schema", options.schema,

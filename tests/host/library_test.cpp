@@ -103,12 +103,100 @@ TEST_F(LibraryTest, GivesBackBitForBit) {
     expect_stored(*reading, table, "PEOPLE");
 }
 
+// One variable for each stored type and unit of time, and everything else that a Stata file says.
+Table survey() {
+    Table table;
+    DataSet &all = table.description;
+    all = {"survey", "Wave 1", {}, 3};
+    all.timestamp = "23 Nov 2026 22:00";
+    all.sort = {"w", "i"};
+    all.characteristics = {{"_dta", "note0", "1"}, {"_dta", "note1", "two\nlines "}, {"i", "odd", "\xC3\xA9"}};
+    const auto add = [&](const char *name, const char *word, const char *format, const char *labels) {
+        Variable variable = word[0] == 's' ? character(name, 1) : numeric(name);
+        EXPECT_TRUE(set_stored_type(variable, word));
+        variable.stata_format = format;
+        variable.label_table = labels;
+        all.variables.push_back(variable);
+    };
+    add("i", "byte", "%8.0g", "Sex");
+    add("l", "long", "%12.0g", "sex");
+    add("f", "float", "%9.2f", "");
+    add("w", "int", "%tw", "Sex");
+    add("ms", "double", "%tcHH:MM:SS.sss", "");
+    add("t", "str7", "%-7s", "");
+    add("b", "strL", "%9s", "");
+    all.variables.back().length = 5;
+    const std::string script = "\xE5\x90\x8D\xE5\x89\x8D"; // labels of any script
+    all.label_tables = {{script, ValueKind::numeric, false, {{7.0, 7.0, {script}}}, 6},
+                        {"Sex",
+                         ValueKind::numeric,
+                         false,
+                         {{missing_value('A'), missing_value('A'), {"gone"}}, {1.0, 1.0, {"him"}}},
+                         4},
+                        {"sex", ValueKind::numeric, false, {{1.0, 1.0, {"her"}}}, 3}};
+    table.rows = {{1, 1, -0.0, -1, 1267446896789.0, "a  ", "\xFF\0\x01 "s},
+                  {missing_value('A'), 9007199254740992.0, 0.5, missing_value('A'), 0.25, " ", "text "},
+                  {-127, -2147483647, 3, 0.5, -1, "", ""}};
+    return table;
+}
+
+TEST_F(LibraryTest, KeepsAllThatAStataFileSays) {
+    const Table table = survey();
+    put(*library->dataset_sink("survey"), table);
+    put(*library->dataset_sink("SHARED", "FORMATS"), table);
+    const auto back = library->dataset_source("survey");
+    for (int pass = 1; pass <= 2; ++pass) {
+        EXPECT_EQ(back->description(), table.description);
+        EXPECT_EQ(collect(*back).rows, table.rows) << "pass " << pass;
+        EXPECT_TRUE(back->rewind());
+    }
+    EXPECT_EQ(library->describe("shared").label_tables.size(), 2u) << "of a shared catalog those that are used";
+    EXPECT_EQ(sql("SELECT group_concat(type) FROM pragma_table_info('survey')"),
+              "INTEGER,INTEGER,REAL,TEXT,TEXT,TEXT,TEXT,INTEGER\n");
+    EXPECT_EQ(sql("SELECT i, l, w, ms, typeof(b) FROM survey_labelled"),
+              "him|her|1959-12-24|2000-02-29T12:34:56.789|blob\ngone|9007199254740992|gone|00:00:00.00025|text\n"
+              "-127|-2147483647|0.5|1959-12-31T23:59:59.999|text\n");
+    EXPECT_EQ(sql("PRAGMA integrity_check"), "ok\n");
+}
+
+TEST_F(LibraryTest, EachDataSetHasItsLabels) {
+    Table first = survey(), second = survey();
+    std::swap(second.description.label_tables[1].name, second.description.label_tables[2].name);
+    put(*library->dataset_sink("first"), first);
+    put(*library->dataset_sink("second"), second);
+    put(*library->dataset_sink("FIRST"), first);
+    EXPECT_EQ(library->catalog_names(), (Names{"FIRST", "second"})) << "a catalog goes with its data set";
+    EXPECT_EQ(library->catalog_of("first"), "FIRST");
+    EXPECT_EQ(library->describe("second").label_tables, second.description.label_tables);
+    EXPECT_EQ(sql("SELECT (SELECT i FROM first_labelled LIMIT 1), (SELECT i FROM second_labelled LIMIT 1)"),
+              "him|her\n");
+}
+
+TEST_F(LibraryTest, ReadsAndBringsUpToDateWhatOlderVersionsWrote) {
+    library->write_format("FORMATS", sexes());
+    store(*library, people());
+    EXPECT_EQ(sql("UPDATE vor_library SET version = 1; DROP TABLE vor_characteristics;"
+                  "ALTER TABLE vor_datasets DROP COLUMN timestamp; ALTER TABLE vor_datasets DROP COLUMN own_catalog;"
+                  "ALTER TABLE vor_variables DROP COLUMN stored_type; ALTER TABLE vor_variables DROP COLUMN "
+                  "stata_format; ALTER TABLE vor_variables DROP COLUMN label_table;"
+                  "ALTER TABLE vor_variables DROP COLUMN sort_position; DROP TABLE vor_views;"
+                  "CREATE TABLE vor_views(dataset_id INTEGER NOT NULL, view_name TEXT NOT NULL PRIMARY KEY COLLATE "
+                  "NOCASE) WITHOUT ROWID; INSERT INTO vor_views VALUES(1, 'people_labelled')"),
+              "");
+    expect_stored(*open(Access::read), people());
+    put(*library->dataset_sink("survey"), survey());
+    expect_stored(*open(Access::read), people());
+    EXPECT_EQ(library->describe("survey"), survey().description);
+    store(*library, people());
+    EXPECT_EQ(sql("SELECT sex FROM people_labelled LIMIT 1; PRAGMA integrity_check"), "it's him\nok\n");
+}
+
 TEST_F(LibraryTest, OtherClientsReadTablesAndLabels) {
     const auto sink = library->dataset_sink("people", "FORMATS");
     library->write_format("FORMATS", sexes());
     put(*sink, people());
     EXPECT_EQ(sql("SELECT name, type FROM pragma_table_info('people')"),
-              "sex|REAL\nborn|TEXT\nseen|TEXT\nscore|REAL\nname|TEXT\n");
+              "sex|REAL\nborn|TEXT\nseen|TEXT\nscore|REAL\nname|TEXT\nvor_row|INTEGER\n");
     EXPECT_EQ(sql("SELECT sex, born, seen, score FROM people"),
               "1.0|2000-02-29|2000-02-29T12:34:56.789|0.1\n2.0|0.5|-1e+300|0.0\nNULL|NULL|NULL|4.94065645841247e-324\n"
               "NULL|NULL|NULL|NULL\n2.5|-0|inf|-Inf\n");
@@ -144,6 +232,42 @@ TEST_F(LibraryTest, ChangesByOtherClientsCount) {
     sql("DROP TABLE people");
     EXPECT_EQ(sentence_of([&] { open(Access::read)->dataset_source("people"); }),
               "c: " + path + ": no such table: people.");
+}
+
+TEST_F(LibraryTest, ColumnsThatOthersChange) {
+    put(*library->dataset_sink("people"), people());
+    put(*library->dataset_sink("wide"), survey());
+    Names notes, warnings;
+    const auto read = [&](const char *name) {
+        return collect(*open(Access::read)
+                            ->dataset_source(
+                                name, [&](const std::string &note) { notes.push_back(note); },
+                                [&](const std::string &warning) { warnings.push_back(warning); }));
+    };
+    EXPECT_EQ(
+        sql("DELETE FROM people WHERE vor_row = 1; ALTER TABLE people ADD COLUMN extra; UPDATE people SET extra = "
+            "vor_row; UPDATE wide SET l = 9007199254740993 WHERE vor_row = 2; UPDATE wide SET w = '2000-02-29'"),
+        "");
+    EXPECT_EQ(sql("VACUUM"), "");
+    const Table back = read("people");
+    EXPECT_EQ(back.description.variables.at(5).name, "extra");
+    EXPECT_EQ(back.rows[1][0], Cell(missing_value('A'))) << "marks stay with their rows";
+    EXPECT_EQ(back.rows[3][5], Cell(5));
+    EXPECT_EQ(notes, Names{"The table people has got new columns since the import; what they hold is found in their "
+                           "values: extra."});
+    EXPECT_EQ(read("wide").rows[2][3], Cell(2088));
+    EXPECT_EQ(warnings,
+              (Names{"wide: variable l: 1 value beyond 2^53, where a double does not hold every integer, first "
+                     "in observation 2.",
+                     "wide: variable w: 3 values inside a period, taken as the whole of it, first in "
+                     "observation 1."}));
+    EXPECT_EQ(sql("ALTER TABLE people RENAME COLUMN score TO points"), "");
+    const std::string refused = sentence_of([&] { read("people"); });
+    EXPECT_NE(refused.find("the table people no longer has the column score"), std::string::npos) << refused;
+    const size_t remedy = refused.find("DELETE FROM"); // what the sentence offers, with the full stop after it
+    EXPECT_EQ(sql(refused.substr(remedy, refused.size() - remedy - 1)), "");
+    EXPECT_EQ(read("people").rows[1],
+              (std::vector<Cell>{missing_value('A'), missing_value('_'), missing_value('Z'), "nul\0byte"s, 5e-324, 3}));
 }
 
 TEST_F(LibraryTest, FormatsComeBackWhole) {
@@ -278,9 +402,9 @@ TEST_F(LibraryTest, SaysWhyItCannotBeWritten) {
                   "m: " + path + " is being read, so the data set cannot be replaced now.");
         store(*library, people(), "another");
     }
-    sql("UPDATE vor_library SET version = 2");
+    sql("UPDATE vor_library SET version = 3");
     EXPECT_EQ(writing(Access::write),
-              "c: " + path + " is a library of version 2, made by a newer program; this one knows version 1.");
+              "c: " + path + " is a library of version 3, made by a newer program; this one knows version 2.");
 }
 
 TEST_F(LibraryTest, AFullDiskLeavesTheOldDataSet) {
@@ -311,8 +435,9 @@ TEST_F(LibraryTest, TablesOfOthers) {
               "");
     Names notes;
     const auto others = open(Access::read);
-    const auto source = others->dataset_source("T", [&](const std::string &note) { notes.push_back(note); });
+    auto source = others->dataset_source("T", [&](const std::string &note) { notes.push_back(note); });
     const Table back = collect(*source);
+    source.reset();
     EXPECT_EQ(notes, (Names{"Column id holds 1 integer beyond 9007199254740992 that a double cannot hold exactly, the "
                             "first in row 3.",
                             "Column m holds numbers and text; its numbers are taken as text."}));
@@ -329,7 +454,10 @@ TEST_F(LibraryTest, TablesOfOthers) {
     EXPECT_EQ(sentence_of([&] { others->describe("b"); }),
               "c: " + path + ": row 2, column 2 (y) of b is a BLOB; numbers and text were expected.");
     EXPECT_EQ(others->dataset_names(), (Names{"b", "t"}));
-    store(*open(Access::write), people(), "t");
+    EXPECT_EQ(sentence_of([&] { store(*open(Access::write), people(), "t"); }),
+              "u: A data set cannot be called t: a table in the library has that name, and no import made it; "
+              "--replace lets it go.");
+    put(*open(Access::write)->dataset_sink("t", {}, Library::Tables::replaced), people());
     expect_stored(*others, people(), "t");
 }
 

@@ -8,6 +8,7 @@
 #include <vorhost/user_format.h>
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -24,7 +25,8 @@ class Transaction {
 // One library. Failures are ConversionErrors that name the file: not a database, locked, read-only, full.
 //
 // Open a file once in a run and share it: a second one would wait for what the first one has locked. Names of data
-// sets, catalogs and formats compare without regard to the case of ASCII letters. Not used from two threads at once.
+// sets, catalogs and formats compare without regard to the case of ASCII letters; formats that differ in nothing else
+// are kept apart, and one of exactly the name asked for comes first. Not used from two threads at once.
 class Library {
   public:
     enum class Access { read, write };
@@ -41,18 +43,32 @@ class Library {
 
     // A data set's description, also of a plain table or view that nothing of ours wrote (then types, lengths and ISO
     // dates are found by looking at its values). ConversionError when there is none of that name, or a value that is no
-    // number and no text (a BLOB); it names row and column. Notes: integers that a double does not hold exactly,
-    // columns of numbers and text.
+    // number and no text (a BLOB); it names row and column; and when a column of a data set has been renamed or
+    // dropped. Notes: integers that a double does not hold exactly, columns of numbers and text, columns that are new
+    // in a data set's table. label_tables: all of the data set's own catalog, or those of a shared one that its
+    // variables use.
     virtual DataSet describe(const std::string &dataset, const Notes &notes = {}) = 0;
 
-    // A sink that replaces the data set in one transaction, which begins here and also holds the user formats written
-    // meanwhile. `catalog` is where the data set's user formats are looked up for the view NAME_labelled.
-    // ConversionError (usage) for a name that cannot be a data set's.
-    virtual std::unique_ptr<RowSink> dataset_sink(const std::string &dataset, const std::string &catalog) = 0;
+    // Whether a table that no import made gives way to a data set of its name.
+    enum class Tables { kept, replaced };
 
-    // A source over the data set's observations in their order, all as they are at this moment. Fails and notes as
-    // describe.
-    virtual std::unique_ptr<RowSource> dataset_source(const std::string &dataset, const Notes &notes = {}) = 0;
+    // A sink that replaces the data set in one transaction, which begins here and also holds the user formats written
+    // meanwhile. `catalog` is where the data set's user formats are, shared with others: its label tables are put
+    // there, and there the view NAME_labelled looks them up. Empty: they are in no catalog of this library; nothing:
+    // in one that the data set has for itself, which goes with it. ConversionError (usage) for a name that cannot be a
+    // data set's or belongs to a table that is kept.
+    virtual std::unique_ptr<RowSink> dataset_sink(const std::string &dataset,
+                                                  const std::optional<std::string> &catalog = {},
+                                                  Tables others = Tables::kept) = 0;
+
+    // A source over the data set's observations in their order, all as they are at this moment. It goes back to the
+    // first one. Fails and notes as describe; warnings, at the end of the observations: dates inside the period that
+    // their variable counts, integers that a double does not hold.
+    virtual std::unique_ptr<RowSource> dataset_source(const std::string &dataset, const Notes &notes = {},
+                                                      const Notes &warnings = {}) = 0;
+
+    // The catalog of a data set's user formats, from the moment when its sink is made; empty when it has none here.
+    virtual std::string catalog_of(const std::string &dataset) const = 0;
 
     // A transaction for what is written without a sink, such as all formats of one import.
     virtual std::unique_ptr<Transaction> transaction() = 0;

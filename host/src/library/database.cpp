@@ -58,6 +58,8 @@ Database::Database(const std::string &file, std::string shown, bool make) : stat
             fail(code);
         sqlite3_busy_timeout(state_->handle, lock_patience_milliseconds);
         sqlite3_extended_result_codes(state_->handle, 0);
+        // A column that is no longer there is an error, not its name as a text.
+        sqlite3_db_config(state_->handle, SQLITE_DBCONFIG_DQS_DML, 0, nullptr);
         run("SELECT count(*) FROM sqlite_master"); // opening alone does not look at the file
     } catch (...) {
         sqlite3_close(state_->handle);
@@ -150,6 +152,11 @@ Statement &Statement::bind(int parameter, int64_t value) {
 Statement &Statement::bind(int parameter, std::string_view text) {
     const char *bytes = text.data() ? text.data() : "";
     check(sqlite3_bind_text64(statement_, parameter + 1, bytes, text.size(), SQLITE_STATIC, SQLITE_UTF8));
+    return *this;
+}
+Statement &Statement::bind_bytes(int parameter, std::string_view bytes) {
+    check(
+        sqlite3_bind_blob64(statement_, parameter + 1, bytes.data() ? bytes.data() : "", bytes.size(), SQLITE_STATIC));
     return *this;
 }
 Statement &Statement::bind_null(int parameter) {

@@ -28,6 +28,7 @@ class Statement {
     Statement &bind(int parameter, int64_t value);
     Statement &bind(int parameter, int value) { return bind(parameter, static_cast<int64_t>(value)); }
     Statement &bind(int parameter, std::string_view text);
+    Statement &bind_bytes(int parameter, std::string_view bytes);
     Statement &bind_null(int parameter);
 
     // Moves to the next row; false at the end, and then the statement is ready to run again.

@@ -1,9 +1,11 @@
 // What data sets a library has, and one of them as a source of rows.
 #include "library/datasets.h"
+#include "library/format_catalogs.h"
 #include "library/library_tables.h"
 #include "text/number_text.h"
 #include "text/utf8.h"
 
+#include <vorhost/ascii.h>
 #include <vorhost/error.h>
 #include <vorhost/missing.h>
 #include <vorhost/tables.h>
@@ -14,29 +16,112 @@
 #include <bit>
 #include <charconv>
 #include <fmt/format.h>
+#include <iterator>
+#include <map>
+#include <set>
 #include <sqlite3.h>
 
 namespace vor {
 
 namespace {
 
-// The description as it was stored, and where its columns are.
-void load_variables(Database &database, StoredDataset &dataset) {
-    Statement rows = database.prepare(
+// The description as it was stored, and where its columns are. version: of the library's tables.
+void load_variables(Database &database, StoredDataset &dataset, int64_t version) {
+    Statement rows = database.prepare(fmt::format(
         "SELECT name, label, type, length, format, format_width, format_decimals, informat, informat_width, "
-        "informat_decimals, table_name, column_name FROM vor_variables WHERE dataset_id = ?1 ORDER BY position");
+        "informat_decimals, table_name, column_name, position, {} FROM vor_variables WHERE dataset_id = ?1 "
+        "ORDER BY position",
+        version == 1 ? "'', '', '', 0" : "stored_type, stata_format, label_table, sort_position"));
     rows.bind(0, dataset.number);
     const auto format_at = [&](int column) {
         return Format{std::string(rows.text(column)), static_cast<int>(rows.integer(column + 1)),
                       static_cast<int>(rows.integer(column + 2))};
     };
+    std::map<int64_t, std::string> sort;
     while (rows.step()) {
-        const ValueKind kind = kind_of_name(rows.text(2)).value_or(ValueKind::character);
-        dataset.description.variables.push_back({std::string(rows.text(0)), std::string(rows.text(1)), kind,
-                                                 static_cast<int>(rows.integer(3)), format_at(4), format_at(7)});
+        Variable variable{std::string(rows.text(0)),
+                          std::string(rows.text(1)),
+                          kind_of_name(rows.text(2)).value_or(ValueKind::character),
+                          8,
+                          format_at(4),
+                          format_at(7)};
+        set_stored_type(variable, rows.text(13));
+        variable.length = static_cast<int>(rows.integer(3));
+        variable.stata_format = rows.text(14);
+        variable.label_table = rows.text(15);
+        if (rows.integer(16) != 0)
+            sort.emplace(rows.integer(16), variable.name);
+        dataset.description.variables.push_back(std::move(variable));
+        dataset.positions.push_back(rows.integer(12));
         if (dataset.tables.empty() || dataset.tables.back().name != rows.text(10))
             dataset.tables.push_back({std::string(rows.text(10)), {}});
         dataset.tables.back().columns.emplace_back(rows.text(11));
+    }
+    for (auto &[position, name] : sort)
+        dataset.description.sort.push_back(std::move(name));
+}
+
+void load_characteristics(Database &database, StoredDataset &dataset) {
+    Statement rows =
+        database.prepare("SELECT owner, name, text FROM vor_characteristics WHERE dataset_id = ?1 ORDER BY position");
+    rows.bind(0, dataset.number);
+    while (rows.step())
+        dataset.description.characteristics.push_back(
+            {std::string(rows.text(0)), std::string(rows.text(1)), std::string(rows.text(2))});
+}
+
+// Of a catalog that other data sets have too, those that the variables use.
+std::vector<UserFormat> label_tables_of(Database &database, const StoredDataset &dataset) {
+    if (dataset.own_catalog)
+        return load_catalog(database, dataset.catalog);
+    std::vector<UserFormat> tables;
+    std::set<std::string> taken;
+    for (const Variable &variable : dataset.description.variables) {
+        UserFormat format;
+        if (!dataset.catalog.empty() && !labels_name(variable).empty() &&
+            load_format(database, dataset.catalog, labels_name(variable), format) && taken.insert(format.name).second)
+            tables.push_back(std::move(format));
+    }
+    return tables;
+}
+
+// What others have done to the data set's tables: a column that is gone is an error, one that is new becomes a
+// variable after those of its table.
+void compare_columns(Database &database, StoredDataset &dataset, const Notes &notes) {
+    size_t variable = 0; // the one after those of the table
+    for (StoredTable &table : dataset.tables) {
+        const std::vector<std::string> columns = columns_of_table(database, table.name);
+        std::set<std::string> there; // in lower case
+        for (const std::string &column : columns)
+            there.insert(lower_case(column));
+        for (const std::string &column : table.columns)
+            if (there.erase(lower_case(column)) == 0)
+                throw ConversionError(
+                    Failure::conversion,
+                    fmt::format("{0}: the table {1} no longer has the column {2}, which the data set {3} needs. If it "
+                                "has another name now, give it this one back; if it is to go, run DELETE FROM "
+                                "vor_variables WHERE table_name = {4} AND column_name = {5}.",
+                                database.name(), table.name, column, dataset.description.name, literal(table.name),
+                                literal(column)));
+        variable += table.columns.size();
+        there.erase(row_column);
+        there.erase("vor_no_variables"); // of a data set without variables in older libraries
+        StoredTable added{table.name, {}};
+        std::copy_if(columns.begin(), columns.end(), std::back_inserter(added.columns),
+                     [&](const std::string &name) { return there.contains(lower_case(name)); });
+        if (added.columns.empty())
+            continue;
+        int64_t rows = 0;
+        const std::vector<Variable> found = look_through_columns(database, added, notes, rows);
+        auto &variables = dataset.description.variables;
+        variables.insert(variables.begin() + static_cast<std::ptrdiff_t>(variable), found.begin(), found.end());
+        dataset.positions.insert(dataset.positions.begin() + static_cast<std::ptrdiff_t>(variable), found.size(), 0);
+        table.columns.insert(table.columns.end(), added.columns.begin(), added.columns.end());
+        variable += found.size();
+        if (notes)
+            notes(fmt::format("The table {} has got new columns since the import; what they hold is found in their "
+                              "values: {}.",
+                              table.name, fmt::join(added.columns, ", ")));
     }
 }
 
@@ -59,17 +144,27 @@ void measure(Database &database, StoredDataset &dataset) {
     }
 }
 
-StoredDataset load_dataset(Database &database, const std::string &name) {
-    Statement row =
-        database.prepare("SELECT dataset_id, name, label, table_name, observations FROM vor_datasets WHERE name = ?1");
+StoredDataset load_dataset(Database &database, const std::string &name, const Notes &notes) {
+    const int64_t version = version_of_tables(database);
+    Statement row = database.prepare(
+        fmt::format("SELECT dataset_id, name, label, table_name, observations, catalog, {} FROM vor_datasets "
+                    "WHERE name = ?1",
+                    version == 1 ? "0, ''" : "own_catalog, timestamp"));
     row.bind(0, name).step();
     StoredDataset dataset;
     dataset.number = row.integer(0);
+    dataset.catalog = row.text(5);
+    dataset.own_catalog = row.integer(6) != 0;
     dataset.description.name = row.text(1);
     dataset.description.label = row.text(2);
-    load_variables(database, dataset);
+    dataset.description.timestamp = row.text(7);
+    load_variables(database, dataset, version);
+    if (version > 1)
+        load_characteristics(database, dataset);
+    dataset.description.label_tables = label_tables_of(database, dataset);
     if (dataset.tables.empty())
         dataset.tables.push_back({std::string(row.text(3)), {}});
+    compare_columns(database, dataset, notes);
     if (row.is_null(4))
         measure(database, dataset);
     else
@@ -82,7 +177,7 @@ StoredDataset load_dataset(Database &database, const std::string &name) {
 std::vector<std::string> list_datasets(Database &database) {
     std::string sql = R"(SELECT name FROM sqlite_master WHERE type = 'table' AND name NOT LIKE 'sqlite\_%' ESCAPE '\'
                          AND name NOT LIKE 'vor\_%' ESCAPE '\')";
-    if (has_library_tables(database))
+    if (version_of_tables(database) != 0)
         sql += " AND name NOT IN (SELECT table_name FROM vor_variables UNION SELECT table_name FROM vor_datasets) "
                "UNION SELECT name FROM vor_datasets";
     Statement rows = database.prepare(sql + " ORDER BY 1");
@@ -108,7 +203,7 @@ StoredDataset find_dataset(Database &database, const std::string &name, const No
                               fmt::format("{} has no data set {}; it has {}.", database.name(), name,
                                           names.empty() ? "none" : fmt::format("{}", fmt::join(names, ", "))));
     }
-    return held_under(database, name) == Held::dataset ? load_dataset(database, name)
+    return held_under(database, name) == Held::dataset ? load_dataset(database, name, notes)
                                                        : look_through_table(database, name, notes);
 }
 
@@ -161,27 +256,45 @@ class SpecialValues {
     bool more_ = false;
 };
 
+// Values of a column that do not come back as they stand.
+struct Count {
+    int64_t values = 0;
+    int64_t first = 0;
+
+    void add(int64_t row) {
+        if (values++ == 0)
+            first = row;
+    }
+};
+
 struct Column {
     ValueKind kind;
     Temporal temporal;
+    bool may_be_binary;
+    Count inside = {};  // of a period, which alone is kept
+    Count inexact = {}; // integers that a double does not hold
 };
 
 class DatasetSource : public RowSource {
   public:
-    DatasetSource(std::shared_ptr<LibraryFile> library, const std::string &name, const Notes &notes);
+    DatasetSource(std::shared_ptr<LibraryFile> library, const std::string &name, const Notes &notes,
+                  const Notes &warnings);
     const DataSet &description() const override { return dataset_.description; }
     bool next(RowWriter &row) override;
+    bool rewind() override;
     int64_t skip(int64_t rows) override;
 
   private:
     bool step_all();
+    void warn();
     void set(RowWriter &row, size_t variable, sqlite3_value *value, bool special_row);
     void set_number(RowWriter &row, size_t variable, sqlite3_value *value, bool special_row);
     void set_text(RowWriter &row, size_t variable, sqlite3_value *value);
-    double number_in_text(size_t variable, sqlite3_value *value) const;
+    double number_in_text(size_t variable, sqlite3_value *value);
     [[noreturn]] void refuse(size_t variable, const std::string &reason) const;
 
     std::shared_ptr<LibraryFile> library_;
+    Notes warnings_;     // until they have been given
     Statement snapshot_; // an open statement: until it ends, other programs' changes are not seen
     StoredDataset dataset_;
     std::vector<Statement> parts_;
@@ -196,20 +309,35 @@ std::string_view text_of(sqlite3_value *value) {
     return text ? std::string_view(text, static_cast<size_t>(sqlite3_value_bytes(value))) : std::string_view();
 }
 
-DatasetSource::DatasetSource(std::shared_ptr<LibraryFile> library, const std::string &name, const Notes &notes)
-    : library_(std::move(library)), snapshot_(library_->database().prepare("SELECT count(*) FROM sqlite_master")) {
+std::string_view bytes_of(sqlite3_value *value) {
+    const auto *bytes = static_cast<const char *>(sqlite3_value_blob(value));
+    return bytes ? std::string_view(bytes, static_cast<size_t>(sqlite3_value_bytes(value))) : std::string_view();
+}
+
+DatasetSource::DatasetSource(std::shared_ptr<LibraryFile> library, const std::string &name, const Notes &notes,
+                             const Notes &warnings)
+    : library_(std::move(library)), warnings_(warnings),
+      snapshot_(library_->database().prepare("SELECT count(*) FROM sqlite_master")) {
     Database &database = library_->database();
     snapshot_.step();
     dataset_ = find_dataset(database, name, notes);
     for (const StoredTable &table : dataset_.tables)
         parts_.push_back(database.prepare(selection(table, dataset_.number != 0)));
     for (const Variable &variable : dataset_.description.variables)
-        columns_.push_back({variable.kind, temporal_class(variable.format)});
-    if (dataset_.number != 0)
-        specials_ = SpecialValues(database, dataset_.number);
+        columns_.push_back({variable.kind, temporal_class(variable), variable.stored == StoredType::long_text});
+    rewind();
 }
 
-// Moves every table of the data set to its next row; at the end, ends the snapshot.
+bool DatasetSource::rewind() {
+    for (Statement &part : parts_)
+        part.reset();
+    if (dataset_.number != 0)
+        specials_ = SpecialValues(library_->database(), dataset_.number);
+    rowid_ = row_ = 0;
+    return true;
+}
+
+// Moves every table of the data set to its next row.
 bool DatasetSource::step_all() {
     const bool more = parts_.front().step();
     rowid_ = more && dataset_.number != 0 ? parts_.front().integer(0) : 0;
@@ -221,9 +349,23 @@ bool DatasetSource::step_all() {
                                               dataset_.description.name));
     }
     if (!more)
-        snapshot_ = {};
+        warn();
     row_ += more ? 1 : 0;
     return more;
+}
+
+void DatasetSource::warn() {
+    const auto say = [&](size_t variable, const Count &count, const char *what) {
+        if (count.values > 0)
+            warnings_(fmt::format("{}: variable {}: {} value{} {}, first in observation {}.", dataset_.description.name,
+                                  dataset_.description.variables[variable].name, count.values,
+                                  count.values == 1 ? "" : "s", what, count.first));
+    };
+    for (size_t i = 0; warnings_ && i < columns_.size(); ++i) {
+        say(i, columns_[i].inside, "inside a period, taken as the whole of it");
+        say(i, columns_[i].inexact, "beyond 2^53, where a double does not hold every integer");
+    }
+    warnings_ = {};
 }
 
 int64_t DatasetSource::skip(int64_t rows) {
@@ -257,8 +399,11 @@ void DatasetSource::set(RowWriter &row, size_t variable, sqlite3_value *value, b
 void DatasetSource::set_number(RowWriter &row, size_t variable, sqlite3_value *value, bool special_row) {
     double number = missing_value('.');
     switch (sqlite3_value_type(value)) {
-    case SQLITE_FLOAT:
     case SQLITE_INTEGER:
+        if (!held_exactly(sqlite3_value_int64(value)))
+            columns_[variable].inexact.add(row_);
+        [[fallthrough]];
+    case SQLITE_FLOAT:
         number = sqlite3_value_double(value);
         break;
     case SQLITE_TEXT:
@@ -272,16 +417,19 @@ void DatasetSource::set_number(RowWriter &row, size_t variable, sqlite3_value *v
     // What somebody has put into a cell since counts more than what once stood there.
     if (special_row && (number == 0 || is_missing(number))) {
         double special = 0;
-        if (specials_.find(rowid_, static_cast<int64_t>(variable) + 1, special) && (special == 0) == (number == 0))
+        if (specials_.find(rowid_, dataset_.positions[variable], special) && (special == 0) == (number == 0))
             number = special;
     }
     row.set_number(variable, number);
 }
 
-double DatasetSource::number_in_text(size_t variable, sqlite3_value *value) const {
+double DatasetSource::number_in_text(size_t variable, sqlite3_value *value) {
     const std::string_view text = text_of(value);
-    if (const auto moment = parse_iso(columns_[variable].temporal, text))
-        return *moment;
+    if (const auto moment = parse_moment(columns_[variable].temporal, text)) {
+        if (moment->inside)
+            columns_[variable].inside.add(row_);
+        return moment->value;
+    }
     const auto number = parse_number_text(text);
     if (!number)
         refuse(variable, "holds a text where a number, date or time was expected");
@@ -305,7 +453,9 @@ void DatasetSource::set_text(RowWriter &row, size_t variable, sqlite3_value *val
         text = {digits.data(), write_number(sqlite3_value_double(value), digits.data())};
         break;
     case SQLITE_BLOB:
-        refuse(variable, "is a BLOB; a text was expected");
+        if (!columns_[variable].may_be_binary)
+            refuse(variable, "is a BLOB; a text was expected");
+        return row.set_bytes(variable, bytes_of(value));
     default:
         break;
     }
@@ -322,8 +472,15 @@ void DatasetSource::refuse(size_t variable, const std::string &reason) const {
 } // namespace
 
 std::unique_ptr<RowSource> make_dataset_source(std::shared_ptr<LibraryFile> library, const std::string &name,
-                                               const Notes &notes) {
-    return std::make_unique<DatasetSource>(std::move(library), name, notes);
+                                               const Notes &notes, const Notes &warnings) {
+    return std::make_unique<DatasetSource>(std::move(library), name, notes, warnings);
+}
+
+std::string catalog_of_dataset(Database &database, const std::string &name) {
+    if (version_of_tables(database) == 0)
+        return {};
+    Statement find = database.prepare("SELECT catalog FROM vor_datasets WHERE name = ?1");
+    return find.bind(0, name).step() ? std::string(find.text(0)) : std::string();
 }
 
 } // namespace vor

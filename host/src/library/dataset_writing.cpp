@@ -16,6 +16,7 @@
 #include <bit>
 #include <cmath>
 #include <fmt/format.h>
+#include <optional>
 #include <string>
 #include <unordered_set>
 #include <vector>
@@ -36,28 +37,36 @@ constexpr const char *labelled_missing =
     "coalesce((SELECT mark FROM vor_missing WHERE dataset_id = {dataset} AND observation = t._rowid_ "
     "AND position = {position}), '.') ORDER BY range_position LIMIT 1)";
 
-std::string labelled_column(const StoredDataset &dataset, size_t variable, const std::string &column, int64_t format) {
-    std::string value =
+std::string labelled_column(const StoredDataset &dataset, size_t index, const std::string &column, int64_t format) {
+    const Variable &variable = dataset.description.variables[index];
+    const std::string value =
         fmt::format(fmt::runtime(labelled_value), fmt::arg("format", format), fmt::arg("column", column));
-    if (dataset.description.variables[variable].kind == ValueKind::character)
+    if (variable.kind == ValueKind::character)
         return value;
     const std::string missing = fmt::format(fmt::runtime(labelled_missing), fmt::arg("format", format),
-                                            fmt::arg("dataset", dataset.number), fmt::arg("position", variable + 1));
-    return fmt::format("CASE WHEN {} IS NULL THEN {} ELSE {} END", column, missing, value);
+                                            fmt::arg("dataset", dataset.number), fmt::arg("position", index + 1));
+    // A date stands as a text, so only its missing values can have labels here.
+    return fmt::format("CASE WHEN {} IS NULL THEN {} ELSE {} END", column, missing,
+                       temporal_class(variable) == Temporal::none ? value : column);
 }
 
-// The SELECT over one table of a data set; empty when none of its variables has a user format in the catalog. part:
-// which table; first: the index of its first variable.
+// The variable's labels in the catalog; 0: it has none. The format of a date is no table of labels.
+int64_t format_of(Database &database, const Variable &variable, const std::string &catalog) {
+    const std::string &name = labels_name(variable);
+    const bool dated = variable.label_table.empty() && (temporal_class(variable) != Temporal::none ||
+                                                        temporal_class(variable.format) != Temporal::none);
+    return name.empty() || dated ? 0 : find_format(database, catalog, name);
+}
+
+// The SELECT over one table of a data set; empty when none of its variables has labels in the catalog. part: which
+// table; first: the index of its first variable.
 std::string labelled_selection(Database &database, const StoredDataset &dataset, size_t part, size_t first,
                                const std::string &catalog) {
     const StoredTable &table = dataset.tables[part];
     std::string sql = "SELECT ";
     bool any = false;
     for (size_t i = 0; i < table.columns.size(); ++i) {
-        const Format &format = dataset.description.variables[first + i].format;
-        const int64_t number = format.name.empty() || temporal_class(format) != Temporal::none
-                                   ? 0
-                                   : find_format(database, catalog, format.name);
+        const int64_t number = format_of(database, dataset.description.variables[first + i], catalog);
         const std::string name = quoted(table.columns[i]);
         const std::string column = "t." + name;
         any = any || number != 0;
@@ -67,9 +76,6 @@ std::string labelled_selection(Database &database, const StoredDataset &dataset,
     return any ? sql + " FROM " + quoted(table.name) + " AS t" : std::string();
 }
 
-// SQLite has no table without columns.
-constexpr const char *no_variables = "vor_no_variables";
-
 // A name that nothing in the library has: the stem itself, or with a number.
 std::string free_name(Database &database, const std::string &stem) {
     std::string name = stem;
@@ -78,7 +84,7 @@ std::string free_name(Database &database, const std::string &stem) {
     return name;
 }
 
-// Names of columns for variables. Rows are found by _rowid_, so no column may have that name.
+// Names of columns for variables. Rows are found by _rowid_ and their column, so no other may have these names.
 class ColumnNames {
   public:
     std::string name_for(const Variable &variable, size_t position) {
@@ -91,7 +97,7 @@ class ColumnNames {
     }
 
   private:
-    std::unordered_set<std::string> taken_ = {"_rowid_"};
+    std::unordered_set<std::string> taken_ = {"_rowid_", row_column};
 };
 
 std::vector<std::string> texts_of(Statement &statement) {
@@ -101,26 +107,34 @@ std::vector<std::string> texts_of(Statement &statement) {
     return texts;
 }
 
-void make_table(Database &database, const StoredTable &table, const std::vector<Variable> &variables, size_t first) {
-    std::string sql = "CREATE TABLE " + quoted(table.name) + "(";
-    for (size_t i = 0; i < table.columns.size(); ++i) {
-        const Variable &variable = variables[first + i];
-        const bool number = variable.kind == ValueKind::numeric && temporal_class(variable.format) == Temporal::none;
-        sql += fmt::format("{}{} {}", i == 0 ? "" : ", ", quoted(table.columns[i]), number ? "REAL" : "TEXT");
-    }
-    database.run(sql + (table.columns.empty() ? quoted(no_variables) + ")" : ")"));
+const char *column_type(const Variable &variable) {
+    if (variable.kind != ValueKind::numeric || temporal_class(variable) != Temporal::none)
+        return "TEXT";
+    const bool integers = variable.stored == StoredType::int8 || variable.stored == StoredType::int16 ||
+                          variable.stored == StoredType::int32;
+    return integers ? "INTEGER" : "REAL";
 }
 
+void make_table(Database &database, const StoredTable &table, const std::vector<Variable> &variables, size_t first) {
+    std::string sql = "CREATE TABLE " + quoted(table.name) + "(";
+    for (size_t i = 0; i < table.columns.size(); ++i)
+        sql += fmt::format("{} {}, ", quoted(table.columns[i]), column_type(variables[first + i]));
+    database.run(sql + row_column + " INTEGER PRIMARY KEY)");
+}
+
+// sort_position: of the variable among those by which the data set is sorted, from 1; 0: it is none of them.
 void store_variable(Database &database, int64_t dataset, size_t position, const Variable &variable,
-                    const StoredTable &table) {
+                    const StoredTable &table, int64_t sort_position) {
+    const std::string stored = stored_type_text(variable);
     Statement &row = database.kept("INSERT INTO vor_variables VALUES(?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9, ?10, ?11, "
-                                   "?12, ?13, ?14)");
+                                   "?12, ?13, ?14, ?15, ?16, ?17, ?18)");
     row.bind(0, dataset).bind(1, static_cast<int64_t>(position)).bind(2, variable.name).bind(3, variable.label);
     row.bind(4, std::string_view(kind_name(variable.kind)));
     row.bind(5, variable.length);
     row.bind(6, variable.format.name).bind(7, variable.format.width).bind(8, variable.format.decimals);
     row.bind(9, variable.informat.name).bind(10, variable.informat.width).bind(11, variable.informat.decimals);
-    row.bind(12, table.name).bind(13, table.columns.back()).run();
+    row.bind(12, table.name).bind(13, table.columns.back());
+    row.bind(14, stored).bind(15, variable.stata_format).bind(16, variable.label_table).bind(17, sort_position).run();
 }
 
 void make_triggers(Database &database, int64_t dataset, const std::string &table, size_t part) {
@@ -137,10 +151,16 @@ void make_triggers(Database &database, int64_t dataset, const std::string &table
     }
 }
 
-// ConversionError (usage) when a data set cannot take this name from what has it: a view, or a table of another one.
-void check_replaceable(Database &database, const std::string &name) {
+// ConversionError (usage) when a data set cannot take this name from what has it: a view, a table of another one or of
+// somebody else.
+void check_replaceable(Database &database, const std::string &name, Library::Tables others) {
     const char *reason = nullptr;
     switch (held_under(database, name)) {
+    case Held::table:
+        if (others == Library::Tables::replaced)
+            return;
+        reason = "a table in the library has that name, and no import made it; --replace lets it go";
+        break;
     case Held::view:
         reason = "a view in the library has that name";
         break;
@@ -152,7 +172,6 @@ void check_replaceable(Database &database, const std::string &name) {
         break;
     case Held::nothing:
     case Held::dataset:
-    case Held::table:
         return;
     }
     throw ConversionError(Failure::usage, fmt::format("A data set cannot be called {}: {}.", name, reason));
@@ -165,9 +184,11 @@ void remove_dataset(Database &database, const std::string &name) {
         database.run("DROP TABLE " + quoted(name));
     if (held != Held::dataset)
         return;
-    Statement find = database.prepare("SELECT dataset_id FROM vor_datasets WHERE name = ?1");
+    Statement find = database.prepare("SELECT dataset_id, own_catalog, catalog FROM vor_datasets WHERE name = ?1");
     find.bind(0, name).step();
     const int64_t number = find.integer(0);
+    if (find.integer(1) != 0)
+        remove_catalog(database, std::string(find.text(2)));
     find.reset();
     Statement views = database.prepare("SELECT view_name FROM vor_views WHERE dataset_id = ?1");
     for (const std::string &view : texts_of(views.bind(0, number)))
@@ -176,45 +197,80 @@ void remove_dataset(Database &database, const std::string &name) {
                                         "UNION SELECT table_name FROM vor_variables WHERE dataset_id = ?1");
     for (const std::string &table : texts_of(tables.bind(0, number)))
         database.run("DROP TABLE IF EXISTS " + quoted(table));
-    for (const char *table : {"vor_missing", "vor_exact", "vor_views", "vor_variables", "vor_datasets"})
+    for (const char *table :
+         {"vor_missing", "vor_exact", "vor_views", "vor_characteristics", "vor_variables", "vor_datasets"})
         database.run(fmt::format("DELETE FROM {} WHERE dataset_id = {}", table, number));
 }
 
-// Makes the tables, empty, and stores the description. Columns get their variables' names, made different where they
-// differ only in letter case; variables that are more than a table can have columns go into further tables.
-StoredDataset make_dataset(Database &database, const std::string &name, const std::string &catalog,
-                           const DataSet &description) {
-    StoredDataset made;
-    made.description = description;
-    made.tables.push_back({name, {}});
+// Stores the data set's name and where its user formats are. catalog: as Library::dataset_sink.
+StoredDataset name_dataset(Database &database, const std::string &name, const std::optional<std::string> &catalog) {
+    StoredDataset named;
+    named.catalog = catalog ? *catalog : free_catalog(database, name);
+    named.own_catalog = !catalog;
     database
-        .prepare("INSERT INTO vor_datasets(name, label, table_name, catalog, observations) VALUES(?1, ?2, ?1, ?3, 0)")
+        .prepare("INSERT INTO vor_datasets(name, label, table_name, catalog, observations, own_catalog) "
+                 "VALUES(?1, '', ?1, ?2, 0, ?3)")
         .bind(0, name)
-        .bind(1, description.label)
-        .bind(2, catalog)
+        .bind(1, named.catalog)
+        .bind(2, named.own_catalog ? 1 : 0)
         .run();
-    made.number = database.last_row();
-    const auto &variables = description.variables;
-    const auto most = static_cast<size_t>(database.most_columns()) - 1; // reading asks for the row's number too
+    named.number = database.last_row();
+    named.tables.push_back({name, {}});
+    return named;
+}
+
+void store_characteristics(Database &database, const StoredDataset &dataset) {
+    int64_t position = 0;
+    for (const Characteristic &one : dataset.description.characteristics)
+        database.kept("INSERT INTO vor_characteristics VALUES(?1, ?2, ?3, ?4, ?5)")
+            .bind(0, dataset.number)
+            .bind(1, ++position)
+            .bind(2, one.of)
+            .bind(3, one.name)
+            .bind(4, one.text)
+            .run();
+}
+
+// Makes the tables, empty. Columns get their variables' names, made different where they differ only in letter case;
+// variables that are more than a table can have columns go into further tables.
+void make_tables(Database &database, StoredDataset &dataset) {
+    const auto &variables = dataset.description.variables;
+    const auto &sort = dataset.description.sort;
+    const auto most = static_cast<size_t>(database.most_columns()) - 1; // beside the one of the rows' numbers
+    const std::string name = dataset.tables.front().name;
     ColumnNames names;
     size_t first = 0; // of the table being filled
     for (size_t i = 0; i < variables.size(); ++i) {
-        if (made.tables.back().columns.size() == most) {
-            make_table(database, made.tables.back(), variables, first);
-            made.tables.push_back({free_name(database, fmt::format("{}_{}", name, made.tables.size() + 1)), {}});
+        if (dataset.tables.back().columns.size() == most) {
+            make_table(database, dataset.tables.back(), variables, first);
+            dataset.tables.push_back({free_name(database, fmt::format("{}_{}", name, dataset.tables.size() + 1)), {}});
             first = i;
         }
-        made.tables.back().columns.push_back(names.name_for(variables[i], i + 1));
-        store_variable(database, made.number, i + 1, variables[i], made.tables.back());
+        dataset.tables.back().columns.push_back(names.name_for(variables[i], i + 1));
+        const auto key = std::find(sort.begin(), sort.end(), variables[i].name);
+        store_variable(database, dataset.number, i + 1, variables[i], dataset.tables.back(),
+                       key == sort.end() ? 0 : key - sort.begin() + 1);
     }
-    make_table(database, made.tables.back(), variables, first);
-    return made;
+    make_table(database, dataset.tables.back(), variables, first);
+}
+
+void store_description(Database &database, StoredDataset &dataset, const DataSet &description) {
+    dataset.description = description;
+    database.prepare("UPDATE vor_datasets SET label = ?2, timestamp = ?3 WHERE dataset_id = ?1")
+        .bind(0, dataset.number)
+        .bind(1, description.label)
+        .bind(2, description.timestamp)
+        .run();
+    make_tables(database, dataset);
+    store_characteristics(database, dataset);
+    if (!dataset.catalog.empty())
+        for (const UserFormat &table : description.label_tables)
+            store_format(database, dataset.catalog, table);
 }
 
 // After the last row: stores the number of observations, makes the views with labels, and the triggers that notice
 // changes made by others.
-void complete_dataset(Database &database, const StoredDataset &dataset, const std::string &catalog,
-                      int64_t observations) {
+void complete_dataset(Database &database, const StoredDataset &dataset, int64_t observations) {
     database.prepare("UPDATE vor_datasets SET observations = ?2 WHERE dataset_id = ?1")
         .bind(0, dataset.number)
         .bind(1, observations)
@@ -222,11 +278,11 @@ void complete_dataset(Database &database, const StoredDataset &dataset, const st
     size_t first = 0;
     for (size_t part = 0; part < dataset.tables.size(); ++part) {
         const StoredTable &table = dataset.tables[part];
-        const std::string sql = labelled_selection(database, dataset, part, first, catalog);
+        const std::string sql = labelled_selection(database, dataset, part, first, dataset.catalog);
         if (!sql.empty()) {
             const std::string view = free_name(database, table.name + "_labelled");
             database.run("CREATE VIEW " + quoted(view) + " AS " + sql);
-            database.prepare("INSERT INTO vor_views VALUES(?1, ?2)").bind(0, dataset.number).bind(1, view).run();
+            database.prepare("INSERT INTO vor_views VALUES(?1, ?2)").bind(0, view).bind(1, dataset.number).run();
         }
         make_triggers(database, dataset.number, table.name, part + 1);
         first += table.columns.size();
@@ -239,17 +295,20 @@ struct Column {
 };
 
 // Dates and times as text until their row has been stored.
-using Moment = std::array<char, iso_text_max_bytes>;
+using MomentText = std::array<char, iso_text_max_bytes>;
 static_assert(iso_text_max_bytes >= number_text_max_bytes);
 
 class DatasetSink : public RowSink {
   public:
-    DatasetSink(std::shared_ptr<LibraryFile> library, const std::string &name, const std::string &catalog)
-        : library_(std::move(library)), name_(name), catalog_(catalog) {
+    DatasetSink(std::shared_ptr<LibraryFile> library, const std::string &name,
+                const std::optional<std::string> &catalog, Library::Tables others)
+        : library_(std::move(library)) {
         if (const std::string fault = fault_of_dataset_name(name); !fault.empty())
             throw ConversionError(Failure::usage, fault);
         scope_ = std::make_unique<WriteScope>(library_);
-        check_replaceable(library_->database(), name_);
+        check_replaceable(library_->database(), name, others);
+        remove_dataset(library_->database(), name);
+        dataset_ = name_dataset(library_->database(), name, catalog);
     }
 
     void begin(const DataSet &description) override;
@@ -264,12 +323,10 @@ class DatasetSink : public RowSink {
     void store_bits(size_t variable, double value);
 
     std::shared_ptr<LibraryFile> library_;
-    std::string name_;
-    std::string catalog_;
     std::unique_ptr<WriteScope> scope_; // before the statements: they end first
     StoredDataset dataset_;
     std::vector<Column> columns_;
-    std::vector<Moment> moments_;
+    std::vector<MomentText> moments_;
     std::vector<Statement> inserts_;
     Statement insert_mark_;
     Statement insert_bits_;
@@ -277,23 +334,19 @@ class DatasetSink : public RowSink {
 };
 
 std::string insertion(const StoredTable &table) {
-    if (table.columns.empty())
-        return "INSERT INTO " + quoted(table.name) + " DEFAULT VALUES";
-    std::string sql = "INSERT INTO " + quoted(table.name) + " VALUES(?";
-    for (size_t i = 1; i < table.columns.size(); ++i)
-        sql += ",?";
-    return sql + ")";
+    std::string sql = "INSERT INTO " + quoted(table.name) + " VALUES(";
+    for (size_t i = 0; i < table.columns.size(); ++i)
+        sql += "?,";
+    return sql + "?)";
 }
 
 void DatasetSink::begin(const DataSet &description) {
     Database &database = library_->database();
-    remove_dataset(database, name_);
-    dataset_ = make_dataset(database, name_, catalog_, description);
+    store_description(database, dataset_, description);
     for (const StoredTable &table : dataset_.tables)
         inserts_.push_back(database.prepare(insertion(table)));
     for (const Variable &variable : description.variables)
-        columns_.push_back(
-            {variable.kind, variable.kind == ValueKind::numeric ? temporal_class(variable.format) : Temporal::none});
+        columns_.push_back({variable.kind, temporal_class(variable)});
     moments_.resize(columns_.size());
     insert_mark_ = database.prepare("INSERT INTO vor_missing VALUES(?1, ?2, ?3, ?4)");
     insert_bits_ = database.prepare("INSERT INTO vor_exact VALUES(?1, ?2, ?3, ?4)");
@@ -306,13 +359,15 @@ void DatasetSink::row(const Row &row) {
         const size_t columns = dataset_.tables[part].columns.size();
         for (size_t column = 0; column < columns; ++column, ++variable)
             bind(inserts_[part], static_cast<int>(column), variable, row);
-        inserts_[part].run();
+        inserts_[part].bind(static_cast<int>(columns), rows_).run();
     }
 }
 
 void DatasetSink::bind(Statement &insert, int parameter, size_t variable, const Row &row) {
     const Column &column = columns_[variable];
-    if (column.kind == ValueKind::character)
+    if (column.kind == ValueKind::character && row.is_binary(variable))
+        insert.bind_bytes(parameter, row.text(variable));
+    else if (column.kind == ValueKind::character)
         insert.bind(parameter, row.text(variable));
     else if (column.temporal == Temporal::none)
         bind_number(insert, parameter, variable, row.number(variable));
@@ -337,7 +392,7 @@ void DatasetSink::bind_moment(Statement &insert, int parameter, size_t variable,
         insert.bind_null(parameter);
         return;
     }
-    Moment &text = moments_[variable];
+    MomentText &text = moments_[variable];
     size_t bytes = write_iso(columns_[variable].temporal, value, text.data());
     if (bytes == 0)
         bytes = static_cast<size_t>(write_number(value, text.data()) - text.data());
@@ -372,15 +427,15 @@ void DatasetSink::finish() {
     inserts_.clear();
     insert_mark_ = {};
     insert_bits_ = {};
-    complete_dataset(library_->database(), dataset_, catalog_, rows_);
+    complete_dataset(library_->database(), dataset_, rows_);
     scope_->commit();
 }
 
 } // namespace
 
 std::unique_ptr<RowSink> make_dataset_sink(std::shared_ptr<LibraryFile> library, const std::string &name,
-                                           const std::string &catalog) {
-    return std::make_unique<DatasetSink>(std::move(library), name, catalog);
+                                           const std::optional<std::string> &catalog, Library::Tables others) {
+    return std::make_unique<DatasetSink>(std::move(library), name, catalog, others);
 }
 
 } // namespace vor

@@ -9,6 +9,7 @@
 #include <vorhost/rows.h>
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -28,6 +29,9 @@ struct StoredDataset {
     int64_t number = 0; // in the vor_ tables; 0: a plain table
     DataSet description;
     std::vector<StoredTable> tables; // more than one when a table cannot have as many columns; at least one
+    std::vector<int64_t> positions;  // of the variables in the vor_ tables, when it is read; 0: not in them
+    std::string catalog;             // of its user formats; empty: none in this library
+    bool own_catalog = false;        // no other data set has it
 };
 
 // ConversionError when there is no such data set or a plain table holds what a data set cannot.
@@ -36,12 +40,25 @@ StoredDataset find_dataset(Database &database, const std::string &name, const No
 // Looks at every value of a plain table or view.
 StoredDataset look_through_table(Database &database, const std::string &name, const Notes &notes);
 
+// Variables for some of a table's columns, found by looking at every value. rows: how many there are.
+std::vector<Variable> look_through_columns(Database &database, const StoredTable &table, const Notes &notes,
+                                           int64_t &rows);
+
+// Whether a double holds the integer.
+bool held_exactly(int64_t integer);
+
+// The columns that a table has now. ConversionError when it is gone.
+std::vector<std::string> columns_of_table(Database &database, const std::string &name);
+
 // As Library::dataset_sink.
 std::unique_ptr<RowSink> make_dataset_sink(std::shared_ptr<LibraryFile> library, const std::string &name,
-                                           const std::string &catalog);
+                                           const std::optional<std::string> &catalog, Library::Tables others);
 
 // As Library::dataset_source.
 std::unique_ptr<RowSource> make_dataset_source(std::shared_ptr<LibraryFile> library, const std::string &name,
-                                               const Notes &notes);
+                                               const Notes &notes, const Notes &warnings);
+
+// As Library::catalog_of.
+std::string catalog_of_dataset(Database &database, const std::string &name);
 
 } // namespace vor

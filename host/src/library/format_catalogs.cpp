@@ -8,6 +8,7 @@
 
 #include <array>
 #include <cmath>
+#include <fmt/format.h>
 
 namespace vor {
 
@@ -56,20 +57,30 @@ int64_t catalog_number(Database &database, const std::string &catalog) {
     return number;
 }
 
+int64_t number_in(Database &database, const std::string &catalog, const std::string &name, const char *sql) {
+    Statement &find = database.kept(sql);
+    const bool found = find.bind(0, std::string_view(catalog)).bind(1, std::string_view(name)).step();
+    const int64_t number = found ? find.integer(0) : 0;
+    find.reset();
+    return number;
+}
+
+constexpr const char *exact_name = "SELECT f.format_id FROM vor_formats f JOIN vor_catalogs c USING(catalog_id) "
+                                   "WHERE c.name = ?1 AND f.name = ?2";
+constexpr const char *any_case = "SELECT f.format_id FROM vor_formats f JOIN vor_catalogs c USING(catalog_id) "
+                                 "WHERE c.name = ?1 AND f.name = ?2 COLLATE NOCASE ORDER BY f.format_id";
+
 // The format's row, made or brought up to date; its ranges are gone.
 int64_t format_number(Database &database, const std::string &catalog, const UserFormat &format) {
-    int64_t number = find_format(database, catalog, format.name);
+    int64_t number = number_in(database, catalog, format.name, exact_name);
     if (number != 0) {
         database.kept("DELETE FROM vor_labels WHERE format_id = ?1").bind(0, number).run();
         database.kept("DELETE FROM vor_ranges WHERE format_id = ?1").bind(0, number).run();
-        database
-            .kept("UPDATE vor_formats SET name = ?2, type = ?3, multilabel = ?4, default_width = ?5 "
-                  "WHERE format_id = ?1")
+        database.kept("UPDATE vor_formats SET type = ?2, multilabel = ?3, default_width = ?4 WHERE format_id = ?1")
             .bind(0, number)
-            .bind(1, std::string_view(format.name))
-            .bind(2, std::string_view(kind_name(format.kind)))
-            .bind(3, format.multilabel ? 1 : 0)
-            .bind(4, format.default_width)
+            .bind(1, std::string_view(kind_name(format.kind)))
+            .bind(2, format.multilabel ? 1 : 0)
+            .bind(3, format.default_width)
             .run();
         return number;
     }
@@ -102,46 +113,76 @@ void load_ranges(Database &database, int64_t number, UserFormat &format) {
     }
 }
 
-} // namespace
-
-std::vector<std::string> list_catalogs(Database &database) {
-    if (!has_library_tables(database))
-        return {};
-    return names_of(database.prepare("SELECT name FROM vor_catalogs ORDER BY name"));
-}
-
-std::vector<std::string> list_formats(Database &database, const std::string &catalog) {
-    if (!has_library_tables(database))
-        return {};
-    Statement list = database.prepare(
-        "SELECT f.name FROM vor_formats f JOIN vor_catalogs c USING(catalog_id) WHERE c.name = ?1 ORDER BY f.name");
-    list.bind(0, std::string_view(catalog));
-    return names_of(std::move(list));
-}
-
-int64_t find_format(Database &database, const std::string &catalog, const std::string &name) {
-    Statement &find = database.kept("SELECT f.format_id FROM vor_formats f JOIN vor_catalogs c USING(catalog_id) "
-                                    "WHERE c.name = ?1 AND f.name = ?2");
-    const bool found = find.bind(0, std::string_view(catalog)).bind(1, std::string_view(name)).step();
-    const int64_t number = found ? find.integer(0) : 0;
-    find.reset();
-    return number;
-}
-
-bool load_format(Database &database, const std::string &catalog, const std::string &name, UserFormat &format) {
-    const int64_t number = has_library_tables(database) ? find_format(database, catalog, name) : 0;
-    if (number == 0)
-        return false;
+UserFormat format_of_number(Database &database, int64_t number) {
     Statement row =
         database.prepare("SELECT name, type, multilabel, default_width FROM vor_formats WHERE format_id = ?1");
     row.bind(0, number).step();
-    format = {};
+    UserFormat format;
     format.name = row.text(0);
     format.kind = kind_of_name(row.text(1)).value_or(ValueKind::character);
     format.multilabel = row.integer(2) != 0;
     format.default_width = static_cast<int>(row.integer(3));
     load_ranges(database, number, format);
-    return true;
+    return format;
+}
+
+} // namespace
+
+std::vector<std::string> list_catalogs(Database &database) {
+    if (version_of_tables(database) == 0)
+        return {};
+    return names_of(database.prepare("SELECT name FROM vor_catalogs ORDER BY name"));
+}
+
+std::vector<std::string> list_formats(Database &database, const std::string &catalog) {
+    if (version_of_tables(database) == 0)
+        return {};
+    Statement list =
+        database.prepare("SELECT f.name FROM vor_formats f JOIN vor_catalogs c USING(catalog_id) WHERE c.name = ?1 "
+                         "ORDER BY f.name COLLATE NOCASE, f.format_id");
+    list.bind(0, std::string_view(catalog));
+    return names_of(std::move(list));
+}
+
+int64_t find_format(Database &database, const std::string &catalog, const std::string &name) {
+    const int64_t exact = number_in(database, catalog, name, exact_name);
+    return exact != 0 ? exact : number_in(database, catalog, name, any_case);
+}
+
+std::vector<UserFormat> load_catalog(Database &database, const std::string &catalog) {
+    Statement list = database.prepare("SELECT f.format_id FROM vor_formats f JOIN vor_catalogs c USING(catalog_id) "
+                                      "WHERE c.name = ?1 ORDER BY f.format_id");
+    list.bind(0, std::string_view(catalog));
+    std::vector<UserFormat> formats;
+    while (list.step())
+        formats.push_back(format_of_number(database, list.integer(0)));
+    return formats;
+}
+
+std::string free_catalog(Database &database, const std::string &stem) {
+    Statement find = database.prepare("SELECT 1 FROM vor_catalogs WHERE name = ?1 UNION "
+                                      "SELECT 1 FROM vor_datasets WHERE catalog = ?1 COLLATE NOCASE");
+    std::string name = stem;
+    for (int number = 2; find.bind(0, std::string_view(name)).step(); ++number, find.reset())
+        name = fmt::format("{}_{}", stem, number);
+    return name;
+}
+
+void remove_catalog(Database &database, const std::string &catalog) {
+    constexpr const char *formats = "SELECT format_id FROM vor_formats WHERE catalog_id = "
+                                    "(SELECT catalog_id FROM vor_catalogs WHERE name = ?1)";
+    for (const char *table : {"vor_labels", "vor_ranges", "vor_formats"})
+        database.prepare(fmt::format("DELETE FROM {} WHERE format_id IN ({})", table, formats))
+            .bind(0, std::string_view(catalog))
+            .run();
+    database.prepare("DELETE FROM vor_catalogs WHERE name = ?1").bind(0, std::string_view(catalog)).run();
+}
+
+bool load_format(Database &database, const std::string &catalog, const std::string &name, UserFormat &format) {
+    const int64_t number = version_of_tables(database) != 0 ? find_format(database, catalog, name) : 0;
+    if (number != 0)
+        format = format_of_number(database, number);
+    return number != 0;
 }
 
 void store_format(Database &database, const std::string &catalog, const UserFormat &format) {

@@ -120,15 +120,21 @@ bool LibraryFile::has_dataset(const std::string &name) const {
 }
 
 DataSet LibraryFile::describe(const std::string &dataset, const Notes &notes) {
-    return dataset_source(dataset, notes)->description();
+    return dataset_source(dataset, notes, {})->description();
 }
 
-std::unique_ptr<RowSink> LibraryFile::dataset_sink(const std::string &dataset, const std::string &catalog) {
-    return make_dataset_sink(shared_from_this(), dataset, catalog);
+std::unique_ptr<RowSink> LibraryFile::dataset_sink(const std::string &dataset,
+                                                   const std::optional<std::string> &catalog, Tables others) {
+    return make_dataset_sink(shared_from_this(), dataset, catalog, others);
 }
 
-std::unique_ptr<RowSource> LibraryFile::dataset_source(const std::string &dataset, const Notes &notes) {
-    return make_dataset_source(shared_from_this(), dataset, notes);
+std::unique_ptr<RowSource> LibraryFile::dataset_source(const std::string &dataset, const Notes &notes,
+                                                       const Notes &warnings) {
+    return make_dataset_source(shared_from_this(), dataset, notes, warnings);
+}
+
+std::string LibraryFile::catalog_of(const std::string &dataset) const {
+    return catalog_of_dataset(*database_, dataset);
 }
 
 std::unique_ptr<Transaction> LibraryFile::transaction() {

@@ -3,16 +3,21 @@
 
 #include "library/database.h"
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 
 namespace vor {
 
-// Whether the library has the vor_ tables. ConversionError when a newer program made them in another form.
-bool has_library_tables(Database &database);
+// The version of the vor_ tables; 0: the library has none. ConversionError when a newer program made them.
+int64_t version_of_tables(Database &database);
 
-// Makes the vor_ tables where they are missing. Call within a transaction.
+// Makes the vor_ tables where they are missing, and brings those of an older version to the newest one. Call within a
+// transaction.
 void make_library_tables(Database &database);
+
+// The last column of a data set's table: SQLite numbers rows anew unless a column holds their numbers.
+constexpr const char *row_column = "vor_row";
 
 // Why a data set cannot have this name; empty when it can.
 std::string fault_of_dataset_name(std::string_view name);

@@ -38,11 +38,6 @@ class Evidence {
     int64_t first_inexact_ = 0;
 };
 
-bool held_exactly(int64_t integer) {
-    const auto number = static_cast<double>(integer);
-    return number < 0x1p63 && static_cast<int64_t>(number) == integer;
-}
-
 void Evidence::add(sqlite3_value *value, int type, int64_t row) {
     if (type == SQLITE_INTEGER)
         add_number(held_exactly(sqlite3_value_int64(value)), row);
@@ -95,36 +90,56 @@ std::string Evidence::note(const std::string &name) const {
 
 } // namespace
 
-StoredDataset look_through_table(Database &database, const std::string &name, const Notes &notes) {
-    Statement rows = database.prepare("SELECT * FROM " + quoted(name));
-    const int width = rows.columns();
-    std::vector<Evidence> columns(static_cast<size_t>(width));
-    StoredDataset found;
-    found.description.name = name;
-    found.description.observations = 0;
-    while (rows.step()) {
-        ++found.description.observations;
-        for (int i = 0; i < width; ++i) {
-            sqlite3_value *value = rows.value(i);
+bool held_exactly(int64_t integer) {
+    const auto number = static_cast<double>(integer);
+    return number < 0x1p63 && static_cast<int64_t>(number) == integer;
+}
+
+std::vector<std::string> columns_of_table(Database &database, const std::string &name) {
+    const Statement all = database.prepare("SELECT * FROM " + quoted(name));
+    std::vector<std::string> names;
+    for (int i = 0; i < all.columns(); ++i)
+        names.push_back(all.column_name(i));
+    return names;
+}
+
+std::vector<Variable> look_through_columns(Database &database, const StoredTable &table, const Notes &notes,
+                                           int64_t &rows) {
+    std::string sql = "SELECT ";
+    for (const std::string &column : table.columns)
+        sql += (&column == &table.columns.front() ? "" : ", ") + quoted(column);
+    Statement values = database.prepare(sql + " FROM " + quoted(table.name));
+    std::vector<Evidence> columns(table.columns.size());
+    for (rows = 0; values.step();) {
+        ++rows;
+        for (size_t i = 0; i < columns.size(); ++i) {
+            sqlite3_value *value = values.value(static_cast<int>(i));
             const int type = sqlite3_value_type(value);
             if (type == SQLITE_BLOB)
                 throw ConversionError(
                     Failure::conversion,
                     fmt::format("{}: row {}, column {} ({}) of {} is a BLOB; numbers and text were expected.",
-                                database.name(), found.description.observations, i + 1, rows.column_name(i), name));
-            columns[static_cast<size_t>(i)].add(value, type, found.description.observations);
+                                database.name(), rows, i + 1, table.columns[i], table.name));
+            columns[i].add(value, type, rows);
         }
     }
-    found.tables.push_back({name, {}});
-    for (int i = 0; i < width; ++i) {
-        const Evidence &evidence = columns[static_cast<size_t>(i)];
-        const std::string column = rows.column_name(i);
-        found.tables.back().columns.push_back(column);
-        found.description.variables.push_back(evidence.variable(column, rows.declared_type(i)));
-        const std::string note = evidence.note(column);
+    std::vector<Variable> variables;
+    for (size_t i = 0; i < columns.size(); ++i) {
+        variables.push_back(columns[i].variable(table.columns[i], values.declared_type(static_cast<int>(i))));
+        const std::string note = columns[i].note(table.columns[i]);
         if (!note.empty() && notes)
             notes(note);
     }
+    return variables;
+}
+
+StoredDataset look_through_table(Database &database, const std::string &name, const Notes &notes) {
+    StoredDataset found;
+    found.tables.push_back({name, columns_of_table(database, name)});
+    found.description.name = name;
+    found.description.variables =
+        look_through_columns(database, found.tables.back(), notes, found.description.observations);
+    found.positions.resize(found.description.variables.size());
     return found;
 }
 
