@@ -71,7 +71,7 @@ void add_choice(CLI::App &command, const std::string &name, std::string &value, 
                 const std::string &help);
 
 // What the module is asked for unless the user says it.
-inline constexpr const char *default_contract = "base";
+inline constexpr const char *default_contract = "extended";
 void add_contract_option(CLI::App &command, std::string &contract);
 Contract contract_of(const std::string &name);
 

@@ -89,11 +89,11 @@ void run_export(const ExportOptions &options, Run &run) {
                      : text_source(options, place, libraries, run);
     HostOptions host = run.host();
     host.catalogs = &libraries.all();
-    ExportSession session(host,
-                          {options.labels_as_names, libraries.place(), contract_of(options.contract),
-                           stored_types(options.types.value_or("kept"))},
-                          options.file, source->description());
-    export_rows(session, *source, [&run](int64_t done, int64_t all) { run.progress.update(done, all); });
+    ExportSession::Options how{options.labels_as_names, libraries.place()};
+    how.contract = contract_of(options.contract);
+    how.types = stored_types(options.types.value_or("kept"));
+    export_source(host, how, options.file, *source,
+                  [&run](int64_t done, int64_t all) { run.progress.update(done, all); });
 }
 
 } // namespace

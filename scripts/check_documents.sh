@@ -18,7 +18,7 @@ cat >"$work/shown.json" <<'JSON'
   {"name": "OK", "type": "numeric", "multilabel": false, "width": 3,
    "ranges": [{"value": 0.0, "labels": ["no"]}, {"value": 1.0, "labels": ["yes"]}]}]}
 JSON
-"$vordta" export --quiet --schema "$work/shown.json" "$work/shown.csv" "$work/shown.dta"
+"$vordta" export --quiet --contract base --schema "$work/shown.json" "$work/shown.csv" "$work/shown.dta"
 
 lines=0
 while IFS= read -r line; do

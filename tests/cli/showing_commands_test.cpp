@@ -40,7 +40,11 @@ TEST_F(DescribeCommand, JsonOfFileAndDataSet) {
                     {"variables", visits_variables}}));
     output_of("import visits.dta l.db");
     const json of_library = json::parse(output_of("describe l.db:visits --json"));
-    EXPECT_EQ(of_library.at("variables"), visits_variables);
+    EXPECT_EQ(of_library.at("variables"), json::parse(output_of("describe visits.dta --json")).at("variables"));
+    EXPECT_EQ(of_library.at("variables").at(0),
+              json::parse(R"({"name": "id", "type": "numeric", "length": 8, "format": "who.", "label": "Person",
+                  "stored_type": "byte", "stata_format": "%8.0g", "label_table": "who", "value_labels": [
+                  {"value": ".a", "text": "nobody"}, {"value": 1, "text": "Anna"}, {"value": 2, "text": "Bo, jr."}]})"));
     EXPECT_EQ(of_library.at("observations"), 3);
     EXPECT_EQ(of_library.at("data_label"), "Visits") << "the import keeps it";
     EXPECT_TRUE(of_library.at("release").is_null());
@@ -64,10 +68,10 @@ TEST_F(DescribeCommand, TextForPeople) {
                                  "Variables     2\n"
                                  "\n"
                                  "#  Name              Type       Length  Format  Label\n"
-                                 "1  x                 numeric         8  X.      tab\\there\n"
-                                 "2  a_name_of_length  character       3  $3.     a_name_of_length\n"
+                                 "1  x                 numeric         8  t.      tab\\there\n"
+                                 "2  a_name_of_length  character       3  $3.\n"
                                  "\n"
-                                 "Value labels of x (X.)\n"
+                                 "Value labels of x (t)\n"
                                  "  Value  Label\n"
                                  "      1  label 1\n"))
         << text;
@@ -130,14 +134,14 @@ TEST_F(FormatsCommand, CatalogsAndFormats) {
     output_of("import visits.dta l.db");
     output_of("import visits.dta l.db --fmtlib DEST.OLD");
     const std::string list = "Catalog  Format  Type     Values  First label\n"
-                             "FORMATS  ID      numeric       3  nobody\n";
-    EXPECT_EQ(output_of("formats l.db"), list + "OLD      ID      numeric       3  nobody\n");
+                             "FORMATS  who     numeric       3  nobody\n";
+    EXPECT_EQ(output_of("formats l.db"), list + "OLD      who     numeric       3  nobody\n");
     EXPECT_EQ(output_of("formats l.db:formats"), list);
-    EXPECT_EQ(output_of("formats l.db id"), "FORMATS.ID (numeric)\n\n"
-                                            "Value  Label\n"
-                                            "   .a  nobody\n"
-                                            "    1  Anna\n"
-                                            "    2  Bo, jr.\n");
+    EXPECT_EQ(output_of("formats l.db who"), "FORMATS.who (numeric)\n\n"
+                                             "Value  Label\n"
+                                             "   .a  nobody\n"
+                                             "    1  Anna\n"
+                                             "    2  Bo, jr.\n");
     const json described = json::parse(output_of("formats l.db:OLD --json"));
     EXPECT_EQ(described.at("catalogs").at(0).at("formats").at(0).at("value_labels"),
               visits_variables[0].at("value_labels"));

@@ -102,7 +102,6 @@ void add_label_tables(DataSet &written, FormatCatalogs &formats, const FormatPla
         there.insert(table.name);
     for (Variable &variable : written.variables) {
         std::string name = labels_name(variable);
-        variable.label_table.clear();
         UserFormat format;
         if (name.empty() || (!there.contains(name) && !formats.read(place.library, place.catalog, name, format)))
             continue;

@@ -216,6 +216,7 @@ void ExportFacts::add_label_table(const UserFormat &table, const Notes &warn) {
         label.text = kept(range.labels.front());
         labels.push_back(label);
     }
+    std::ranges::sort(labels, {}, &vor_value_label::value);
     if (lost > 0)
         warn(fmt::format("the value-label table {}: labels that a Stata file cannot hold are left out: {}.", table.name,
                          lost));

@@ -19,6 +19,7 @@
 #include <fmt/format.h>
 #include <functional>
 #include <string>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -141,6 +142,8 @@ constexpr vor_extension every_wish = {.size_bytes = sizeof(vor_extension),
 // file's encoding, and no text is cut because it grows. Of newer files, value labels are not transcoded.
 void choose_encodings(HostOptions &host, const ImportSession::Options &options, const StataHead &head) {
     if (options.contract == Contract::extended) { // the module hands text over as it is
+        if (lower_case(host.session_encoding) != "utf-8")
+            const Host refuses_unknown_encodings({.session_encoding = host.session_encoding});
         if (!options.encoding.empty())
             host.session_encoding = options.encoding;
         else if (head.text_is_utf8)
@@ -196,6 +199,8 @@ struct ImportSession::State {
         : formats(host.catalogs, options.value_labels, options.selection.chooses_variables()),
           extension(options.contract == Contract::extended ? std::make_unique<vor_extension>(every_wish) : nullptr),
           object(prepared(host, options), input.shown_name) {
+        if (extension && lower_case(host.valid_variable_names) == "v7")
+            extension->wishes &= ~uint64_t{WISH_OWN_NAMES}; // the module cleans them
         object->extend = extension.get();
         summary.file = input.shown_name;
         summary.release = input.head.release;
@@ -270,9 +275,13 @@ struct ImportSession::State {
             else
                 description.variables.push_back(describe(node->namestr, variables.size()));
         }
-        if (extension)
+        if (extension) {
+            take_clean_names(variables);
             note_calendars();
-        note_last_format();
+            keep_label_tables(options.formats);
+        }
+        if (!extension)
+            note_last_format();
         const Selection &selection = options.selection;
         if (selection.chooses_variables())
             choose(selection, variables);
@@ -296,9 +305,43 @@ struct ImportSession::State {
     void add_formats(const NAMESTR &source, Variable &variable) {
         variable.format = format_of(source.nformlong, source.nformlongl, source.nfl, source.nfd);
         variable.informat = format_of(source.niformlong, source.niformlongl, source.nifl, source.nifd);
-        const bool is_number = variable.kind == ValueKind::numeric && temporal_class(variable) == Temporal::none;
-        if (is_number)
+        const Temporal unit = temporal_class(variable);
+        if (unit == Temporal::clock || unit == Temporal::leap_clock)
+            variable.format = {"DATETIME", 16, 0};
+        else if (unit == Temporal::time_of_day)
+            variable.format = {"TIME", 8, 0};
+        else if (unit == Temporal::none && !variable.label_table.empty())
             variable.format = {variable.label_table, 0, 0};
+    }
+
+    // Names that the module has cleaned, also where the facts name variables.
+    void take_clean_names(const std::vector<const NAMESTR *> &variables) {
+        if ((extension->granted & WISH_OWN_NAMES) != 0)
+            return;
+        std::unordered_map<std::string, std::string> clean;
+        for (size_t i = 0; i < variables.size(); ++i) {
+            std::string &name = description.variables[i].name;
+            const std::string given = decode({variables[i]->name_p, static_cast<size_t>(variables[i]->namelen)},
+                                             fmt::format("the name of variable {}", i + 1));
+            clean[name] = given;
+            name = given;
+        }
+        const auto follow = [&](std::string &name) {
+            if (const auto found = clean.find(name); found != clean.end())
+                name = found->second;
+        };
+        for (std::string &key : description.sort)
+            follow(key);
+        for (Characteristic &one : description.characteristics)
+            follow(one.of);
+    }
+
+    // The label tables go to a catalog, too, when one is named.
+    void keep_label_tables(const FormatPlace &place) {
+        if (place.library.empty())
+            return;
+        for (const UserFormat &table : description.label_tables)
+            formats.write(place.library, place.catalog.empty() ? "FORMATS" : place.catalog, table, false);
     }
 
     void note_calendars() {
