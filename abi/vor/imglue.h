@@ -155,7 +155,8 @@ struct IMGLUE {
     void *record_buffer;
     int64_t records_in_buffer;
     void *start_current_record_ptr;
-    int64_t current_record_number; // observations an import passes over; a host sets it before the first getrow
+    int64_t current_record_number; // observations an import passes over; a host sets it before the first getrow; 0
+                                   // after close
     glue_grammar_struct *grammar_ptr;
     TOOLKIT *zkp;
     NLS_EXTENSION *zknlsp;

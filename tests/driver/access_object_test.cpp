@@ -177,6 +177,36 @@ TEST(OneAccessObject, DataSlotsWithoutAnOpenFileSayNothingMore) {
     EXPECT_EQ(of.host->take_failure().text, "");
 }
 
+TEST(OneAccessObject, RowsBeforeVariablesAreRefused) {
+    Object of(path);
+    of.host.files.put(path, sample());
+    void *observation = nullptr;
+    ASSERT_TRUE(of.name(OUTMODE_IMPORT, path) && of.well(of.object->open(of.object)));
+    EXPECT_EQ(of.object->getnextrow(of.object, &observation), HOST_LOGGED);
+    EXPECT_EQ(of.host->take_failure().text, "Observations of the Stata file were asked for before its variables.");
+    EXPECT_EQ(of.object->close(of.object), HOST_OK);
+}
+
+// One object, several files: neither the encoding of one nor the observations passed over reach the next.
+TEST(OneAccessObject, NothingOfAFileReachesTheNext) {
+    StataFile older{.release = 115};
+    older.variables = {{.name = "s", .type = str(2), .format = "%2s"}};
+    older.rows = {{"\xE4"}, {"b"}};
+    Object of(path, {.session_encoding = "latin1"});
+    of.host.files.put(path, sample());
+    ASSERT_TRUE(of.name(OUTMODE_IMPORT, path));
+    of.object->current_record_number = 99;
+    of.import();
+    EXPECT_TRUE(of.host.log.contains("has 1 observations")) << of.host.log.text();
+    of.object->close(of.object);
+    of.host.files.put(path, build(older));
+    of.import();
+    EXPECT_EQ(of.code, HOST_END_OF_DATA) << of.host->take_failure().text;
+    EXPECT_TRUE(of.host.log.contains("has 2 observations")) << of.host.log.text();
+    EXPECT_FALSE(of.host.log.contains("s at obs 1")) << of.host.log.text();
+    of.object->close(of.object);
+}
+
 // What does not fit is cut at a character, told once for the variable and counted.
 TEST(OneAccessObject, TextThatGrowsInTheFile) {
     Object of(path, {.session_encoding = "latin1", .file_encoding = "utf-8"});

@@ -6,6 +6,7 @@
 
 #include <vor/imglue.h>
 
+#include <cstdlib>
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <string>
@@ -47,10 +48,15 @@ TEST(ModuleLoading, AnObjectThatCannotBeMadeLeavesNothing) {
     host->delete_object(object);
     EXPECT_EQ("", host.left_over());
 
-    MemoryHost other(HostOptions{.file_encoding = "klingon"});
-    other->load_module();
-    EXPECT_EQ("u: The encoding klingon is not known.", sentence_of([&] { other->new_object(); }));
-    EXPECT_EQ("", other.left_over());
+    setenv("DBE_NAME", "vulcan", 1); // an option goes before the environment
+    for (const auto &[option, unknown] : {std::pair{"klingon", "klingon"}, {"", "vulcan"}}) {
+        MemoryHost other(HostOptions{.file_encoding = option});
+        other->load_module();
+        EXPECT_EQ("u: The encoding " + std::string(unknown) + " is not known.",
+                  sentence_of([&] { other->new_object(); }));
+        EXPECT_EQ("", other.left_over());
+    }
+    unsetenv("DBE_NAME");
 }
 
 void expect_failing_open(Host &host, IMGLUE *object, const std::string &path) {

@@ -109,8 +109,8 @@ TEST(LongStrings, TextsThatAreCut) {
     EXPECT_TRUE(opened.read_all(status) == expected);
     EXPECT_EQ(status, 0) << opened.message();
     EXPECT_EQ(opened.host.log.text(),
-              "NOTE: Long strings of more than 32000 bytes were cut to that length: 2 in all, the first one that of "
-              "variable 1 at obs 1.\n"
+              "WARNING: Long strings of first of more than 32000 bytes were cut to that length: 2 in all, the first "
+              "one at obs 1.\n"
               "NOTE: The value of second at obs 2 is longer than the variable's long strings and was cut to 1 bytes.\n"
               "NOTE: Values cut to the length of their variable: 2.\n");
 }

@@ -1,4 +1,4 @@
-// Value-label tables in every layout: found by name, delivered in order, refused when they do not fit.
+// Value-label tables in every layout: found by name, delivered in order, left out when they do not fit.
 #include "driver_file.h"
 #include "imstata_value_labels.h"
 
@@ -75,7 +75,7 @@ TEST(ValueLabels, DamagedTables) {
         int release;
         const char *place;
         std::uint64_t value;
-        const char *message; // a part of it; null: no fault
+        const char *message; // a part of the warning; null: no fault
     } rows[] = {
         {"more entries than bytes", 115, "value_labels[1].n", 4, "number of entries, 4 where at most 3 fits"},
         {"a negative count", 115, "value_labels[1].n", 0xFFFFFFFF, nullptr},
@@ -96,8 +96,10 @@ TEST(ValueLabels, DamagedTables) {
         file.value_labels = {{"good", {{1, "one"}}}, {"bad", {{1, "12345"}, {2, "67890"}}}, {"last", {{3, "abcdefg"}}}};
         LabelledFile opened(with_number(file, row.place, row.value, row.release < 108 ? 2 : 4));
         const bool refused = row.message != nullptr;
-        EXPECT_EQ(opened.set_up(), refused ? ERROR_INPUT_INVALID : 0);
-        EXPECT_TRUE(refused ? opened.says(row.message) : opened.labels(0).empty()) << opened.message();
+        EXPECT_EQ(opened.set_up(), 0) << opened.message();
+        EXPECT_TRUE(opened.labels(0).empty());
+        EXPECT_EQ(opened.host.log.contains("The variable v0 has no value labels."), refused);
+        EXPECT_TRUE(!refused || opened.host.log.contains(row.message)) << opened.host.log.text();
     }
 }
 
@@ -166,6 +168,9 @@ TEST(ValueLabels, EndsOfTheArea) {
     LabelledFile cut_name(bytes + std::string(20, '\0'));
     EXPECT_EQ(cut_name.set_up(), ERROR_READ);
     EXPECT_TRUE(cut_name.says("expected 40 bytes of a value-label table at byte")) << cut_name.message();
+    LabelledFile not_asked(bytes + std::string(20, '\0'), OUTMODE_IMPORT);
+    EXPECT_EQ(not_asked.set_up(), 0) << not_asked.message();
+    EXPECT_TRUE(not_asked.host.log.contains("expected 40 bytes of a value-label table at byte"));
 }
 
 // A file that holds fewer observations than it says has no table area.

@@ -34,7 +34,7 @@ struct HostOptions {
     FormatCatalogs *catalogs = nullptr; // null: user formats are refused with a note
     std::string session_encoding = "utf-8";
     std::string valid_variable_names = "any"; // the option VALIDVARNAME
-    std::string file_encoding = {};           // the variable DBE_NAME; empty: not set
+    std::string file_encoding = {};           // goes before the variable DBE_NAME; empty: not given
     std::string label_encoding = {};          // of labels that the module does not transcode; empty: the session's
     std::string statements = {};              // for the module's objects, such as "FMTLIB=WORK.FORMATS;"
     std::string module_path = {};             // empty: VORDTA_MODULE, beside the program, library directory, run path

@@ -7,8 +7,10 @@
 #include <vorhost/ascii.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
 #include <fmt/format.h>
+#include <string>
 #include <string_view>
 
 namespace vor::services {
@@ -37,9 +39,11 @@ void TaskServices::xebug(const char *text) {
 int32_t TaskServices::wzosvar(const char *name, int32_t name_length, char *value, int32_t limit,
                               int32_t *value_length) {
     *value_length = 0;
-    if (!is_name(name, name_length, "DBE_NAME") || options.file_encoding.empty())
-        return OPTION_NOT_SET;
-    return answer(encodings.short_name(options.file_encoding), value, limit, value_length);
+    if (is_name(name, name_length, "DBE_NAME") && !options.file_encoding.empty())
+        return answer(encodings.short_name(options.file_encoding), value, limit, value_length);
+    const std::string_view given(name, static_cast<size_t>(std::max(name_length, 0)));
+    const char *set = std::getenv(std::string(without_trailing_blanks(given)).c_str());
+    return set == nullptr ? OPTION_NOT_SET : answer(set, value, limit, value_length);
 }
 
 int32_t TaskServices::xyrcgef(const char *option, int32_t option_length, char *value, int32_t limit,

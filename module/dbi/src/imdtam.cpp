@@ -9,6 +9,7 @@
 #include "imglue_extension.h"
 #include "imglue_files.h"
 #include "imglue_import.h"
+#include "imglue_log.h"
 #include "imglue_session.h"
 #include "output_records.h"
 #include "service_entries.h"
@@ -137,6 +138,10 @@ static int32_t getvars(IMGLUE *self, int32_t *numvars, NAMELIST **namelisthead) 
 static int32_t getrow(IMGLUE *self, void **obsptr) {
     if (!is_importing(self))
         return HOST_LOGGED;
+    if (self->inptr->indsn == nullptr) {
+        log_error("Observations of the Stata file were asked for before its variables.");
+        return host_code(self, ERROR_REPORTED);
+    }
     if (self->obs_buffer_allocated == 0) {
         if (const status s = mivex_setup_read_buffer(self))
             return host_code(self, s);

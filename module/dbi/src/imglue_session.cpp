@@ -265,12 +265,6 @@ static void release_main_file(IMGLUE *self) {
     forget_file(self->logname, &self->fileptr);
 }
 
-static void release_pipeline(TRANSPIPE **pipe) {
-    if (*pipe != nullptr)
-        (*pipe)->destroy(*pipe);
-    *pipe = nullptr;
-}
-
 int32_t mivex_clean_up(IMGLUE *self) {
     if (self->inptr != nullptr && self->do_input != 0)
         give_facts(self, nullptr);
@@ -286,7 +280,7 @@ int32_t mivex_clean_up(IMGLUE *self) {
     }
     if (self->copy_fileptr != nullptr)
         release_temporary_file(self->copy_logname, &self->copy_fileptr);
-    release_pipeline(&self->transpipe);
-    release_pipeline(&self->tp_utf16_to_utf8);
+    release_transcoding(self);
+    self->current_record_number = 0;
     return 0;
 }

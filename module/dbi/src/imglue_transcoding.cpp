@@ -56,9 +56,24 @@ void setup_transcoding(IMGLUE *self, const char *encode_string) {
     if (self->zknlsp == nullptr || self->transpipe != nullptr)
         return;
     if (self->encoding_id == 0 && encode_string != nullptr && *encode_string != '\0')
-        self->encoding_id = encoding_named(self->zknlsp, encode_string);
+        mivex_strncpy(self->encoding_name, encode_string, sizeof self->encoding_name);
+    if (self->encoding_id == 0 && self->encoding_name[0] != '\0')
+        self->encoding_id = encoding_named(self->zknlsp, self->encoding_name);
     if (self->encoding_id > 0)
         make_pipeline(self);
+}
+
+void release_transcoding(IMGLUE *self) {
+    TRANSPIPE **const pipes[] = {&self->transpipe, &self->tp_utf16_to_utf8};
+    for (TRANSPIPE **pipe : pipes) {
+        if (*pipe != nullptr)
+            (*pipe)->destroy(*pipe);
+        *pipe = nullptr;
+    }
+    if (self->encoding_name[0] != '\0')
+        self->encoding_id = 0;
+    self->encoding_name[0] = '\0';
+    self->ratio = 0;
 }
 
 int32_t grown_length(const IMGLUE *self, int32_t length) {

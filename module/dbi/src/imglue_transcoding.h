@@ -13,6 +13,10 @@
 // Success shows as a non-null transpipe; an unknown name or an impossible conversion leaves it null.
 void setup_transcoding(IMGLUE *self, const char *encode_string);
 
+// release_transcoding: destroy the session's pipelines and forget what the file at hand said of its encoding; the
+// encoding that the environment named stays.
+void release_transcoding(IMGLUE *self);
+
 // grown_length: the bytes that `length` bytes of text may take on the other side of the pipeline, at least 1.
 int32_t grown_length(const IMGLUE *self, int32_t length);
 

@@ -42,6 +42,12 @@ struct shared_string_struct {
     bool binary; // bytes that are no text
 };
 
+// Long strings of a variable that are longer than what is kept of them.
+struct cut_texts {
+    int64_t count;
+    int64_t first_observation;
+};
+
 struct label_index;
 struct kept_characteristic;
 
@@ -51,7 +57,8 @@ struct dsnrecord {
     int32_t release;
     int32_t byte_order;
     int32_t varcount;
-    uint32_t *max_strls; // per variable, its longest long string in bytes; null until one was read
+    uint32_t *max_strls;  // per variable, its longest long string in bytes; null until one was read
+    cut_texts *cut_strls; // per variable; likewise
     shared_string_struct *head_avl_shared_string;
     uint32_t varnum_4byte; // search key
     int64_t obsnum_8byte;  // search key

@@ -37,8 +37,6 @@ struct load_state {
     indbsrec *in;
     section_reader reader;
     ascending_list list;
-    int64_t cut; // texts longer than what is kept
-    string_head first_cut;
 };
 
 shared_string_struct *node_of(avlstruct *link) {
@@ -174,8 +172,9 @@ status read_part(load_state *state, const string_head *head, int64_t whole, int3
     shared_string_struct *node;
     if (const status s = store_text(state, head, text, *kept, &node))
         return s;
-    if (cut && state->cut++ == 0)
-        state->first_cut = *head;
+    cut_texts *of_variable = &state->in->indsn->cut_strls[head->variable - 1];
+    if (cut && of_variable->count++ == 0)
+        of_variable->first_observation = head->observation;
     return skip_bytes(&state->reader, whole - read);
 }
 
@@ -233,7 +232,9 @@ status read_strings(load_state *state) {
     if (is_string && dsn->max_strls == nullptr) {
         dsn->max_strls = static_cast<uint32_t *>(
             arena_take(state->in->self, &dsn->arena, static_cast<int64_t>(sizeof(uint32_t)) * dsn->varcount));
-        if (dsn->max_strls == nullptr)
+        dsn->cut_strls = static_cast<cut_texts *>(
+            arena_take(state->in->self, &dsn->arena, static_cast<int64_t>(sizeof(cut_texts)) * dsn->varcount));
+        if (dsn->max_strls == nullptr || dsn->cut_strls == nullptr)
             return fail_memory(state->in);
     }
     while (is_string) {
@@ -246,14 +247,6 @@ status read_strings(load_state *state) {
             return s;
     }
     return DONE;
-}
-
-void note_cut_texts(const load_state *state) {
-    if (state->cut == 0)
-        return;
-    log_note("Long strings of more than %d bytes were cut to that length: %lld in all, the first one that of variable "
-             "%lld at obs %lld.",
-             LONGEST_STRL, state->cut, int64_t{state->first_cut.variable}, state->first_cut.observation);
 }
 
 void note_cut_value(indbsrec *in, const innamerecord *variable) {
@@ -353,7 +346,6 @@ status load_stata_long_strings(indbsrec *in, WX_FILE *file) {
         return s;
     if (state.list.open)
         close_list(&state);
-    note_cut_texts(&state);
     return DONE;
 }
 

@@ -11,7 +11,7 @@ inline constexpr int32_t LONGEST_STRL = 32000; // bytes of a text that are kept
 // load_stata_long_strings: read the whole section of long strings into the tree of indsn, and max_strls with the
 // longest text of each variable. map_array, layout, byte_order, varcount and file_size must stand in indsn.
 //
-// 0                    also for an empty section; max_strls is then null. A note in the log says if texts were cut.
+// 0                    also for an empty section; max_strls and cut_strls are then null
 // ERROR_INPUT_INVALID  the section is not where the map says, or a text belongs to a variable that does not exist
 // ERROR_READ           the file ends inside a record of the section, or could not be read
 // ERROR_SEEK, ERROR_MEMORY

@@ -7,6 +7,7 @@
 #include "imglue_extension.h"
 #include "imstata_reading.h"
 #include "imstata_records.h"
+#include "imstata_strls.h"
 #include "imstata_value_labels.h"
 #include "service_entries.h"
 #include "wzst.h"
@@ -178,13 +179,27 @@ bool wants_labels(const indbsrec *in, const variable_parts *parts) {
     return !parts->layout->tagged || (in->self->outmode & OUTMODE_WRITE_LABELS) != 0;
 }
 
-status load_labels(indbsrec *in, innamerecord *variable, const variable_parts *parts) {
-    if (!wants_labels(in, parts))
-        return DONE;
+status find_labels(indbsrec *in, innamerecord *variable, const variable_parts *parts) {
     if (parts->layout->labels == LABELS_SHORT)
         return load_stata_valuelist(in, in->mivex_infd, &variable->innamevalues, parts->table);
     return load_stata_valuelist_v6(in, in->mivex_infd, &variable->innamevalues, parts->table,
                                    parts->layout->name_bytes);
+}
+
+// A damaged table costs the variable its labels. Once the tables are in memory no other fault is left than damage; a
+// file that ends inside a table's name is refused when its labels are asked for.
+status load_labels(indbsrec *in, innamerecord *variable, const variable_parts *parts) {
+    const status found = wants_labels(in, parts) ? find_labels(in, variable, parts) : DONE;
+    const bool asked_for = (in->self->outmode & OUTMODE_WRITE_LABELS) != 0;
+    const bool damaged = found == ERROR_INPUT_INVALID || (found == ERROR_READ && !asked_for);
+    if (!damaged || in->indsn->labels == nullptr)
+        return found;
+    variable->innamevalues = nullptr;
+    char consequence[LONGEST_NAME + 64];
+    mivex_sprintf(consequence, "The variable %s has no value labels.",
+                  show_text(parts->name, wzstlen(parts->name)).text);
+    warn_of_failure(in, consequence);
+    return DONE;
 }
 
 // The record with its name and label behind it; null when memory is exhausted.
@@ -263,6 +278,16 @@ void note_plain_clock(const innamerecord *variable, date_kind kind) {
                  variable->innamename);
 }
 
+void warn_of_cut_texts(const indbsrec *in, const variable_parts *parts, int64_t index) {
+    if (parts->type != STORED_STRL || in->indsn->cut_strls == nullptr)
+        return;
+    const cut_texts &cut = in->indsn->cut_strls[index];
+    if (cut.count > 0)
+        log_warning("Long strings of %s of more than %d bytes were cut to that length: %lld in all, the first one at "
+                    "obs %lld.",
+                    parts->name, LONGEST_STRL, cut.count, cut.first_observation);
+}
+
 status build_variable(indbsrec *in, const variable_parts *parts, int64_t offset, innamerecord **built) {
     innamerecord *variable = *built = allocate_variable(in, parts);
     if (variable == nullptr)
@@ -305,6 +330,7 @@ status build_variables(indbsrec *in, const descrec *descriptors) {
             if (const status s = build_variable(in, &parts, offset, link))
                 return s;
             link = &(*link)->nextname;
+            warn_of_cut_texts(in, &parts, index);
         }
         offset += parts.record_bytes;
     }
