@@ -5,6 +5,8 @@
 #include "whole_file.h"
 
 #include <vorhost/conversion.h>
+#include <vorhost/library.h>
+#include <vorhost/tables.h>
 #include <vorhost/temporal.h>
 
 #include <bit>
@@ -84,11 +86,38 @@ void expect_same(const std::string &first, const std::string &second) {
     EXPECT_TRUE(values_of(first) == values_of(second));
 }
 
-void carry(const std::string &from, const std::string &to) {
-    ImportedSource source(from);
+enum class Route { direct, library, delimited };
+constexpr std::pair<Route, const char *> routes[] = {
+    {Route::direct, "direct"}, {Route::library, "library"}, {Route::delimited, "delimited text and schema"}};
+
+void carry(const std::string &from, Route route, const ScratchDirectory &scratch, const std::string &to) {
+    std::unique_ptr<RowSource> source;
+    std::shared_ptr<Library> library;
+    Schema schema;
+    if (route == Route::direct) {
+        source = std::make_unique<ImportedSource>(from);
+    } else if (route == Route::library) {
+        ImportSession session({}, extended(), from);
+        library = Library::open(scratch.path("trip.db"), Library::Access::write);
+        import_rows(session, *library->dataset_sink("trip"));
+        source = library->dataset_source("trip");
+    } else {
+        ImportSession session({}, extended(), from);
+        import_rows(session, *delimited_sink(scratch.path("trip.csv"), {}));
+        schema = parse_schema(schema_json({session.description(), {}}), "trip.json");
+        source = delimited_source(scratch.path("trip.csv"), {.schema = &schema});
+    }
     ExportSession::Options options;
     options.contract = Contract::extended;
-    export_source({}, options, to, source);
+    export_source({}, options, to, *source);
+}
+
+void expect_lossless(const std::string &from, const ScratchDirectory &scratch) {
+    for (const auto &[route, name] : routes) {
+        SCOPED_TRACE(name);
+        carry(from, route, scratch, scratch.path("out.dta"));
+        expect_same(from, scratch.path("out.dta"));
+    }
 }
 
 TEST(LosslessTrip, EveryReleaseInEitherByteOrder) {
@@ -96,9 +125,7 @@ TEST(LosslessTrip, EveryReleaseInEitherByteOrder) {
     for_each_whole_file(30, [&](const StataFile &file) {
         if (!has_extended_marks(file.release)) // the one missing mark of older files is told as what it is now
             return;
-        scratch.write("in.dta", build(file));
-        carry(scratch.path("in.dta"), scratch.path("out.dta"));
-        expect_same(scratch.path("in.dta"), scratch.path("out.dta"));
+        expect_lossless(scratch.write("in.dta", build(file)), scratch);
     });
 }
 
@@ -110,8 +137,7 @@ TEST(LosslessTrip, FilesOfOtherPrograms) {
         if (ImportSession({}, extended(), path.string()).summary().release < 117)
             continue;
         ++files;
-        carry(path.string(), scratch.path("out.dta"));
-        expect_same(path.string(), scratch.path("out.dta"));
+        expect_lossless(path.string(), scratch);
     }
     if (files == 0)
         GTEST_SKIP() << "VORDTA_CORPUS names no folder with files of release 117 or later";
