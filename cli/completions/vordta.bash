@@ -3,7 +3,7 @@
 # Options of each sub-command; "common" belongs to all of them.
 declare -gA _vordta_options=(
     [common]="--session-encoding --quiet --log --progress --help"
-    [import]="--contract --strict --validvarname --encoding --value-labels --labels --raw --keep --drop --rows --limit --schema --fmtlib --libname"
+    [import]="--contract --strict --validvarname --encoding --value-labels --labels --raw --replace --keep --drop --rows --limit --schema --fmtlib --libname"
     [export]="--contract --strict --types --na --separator --schema --labels-as-names --fmtlib --libname"
     [describe]="--contract --validvarname --encoding --json"
     [head]="--contract --validvarname --encoding --keep --drop --rows --limit --labels"

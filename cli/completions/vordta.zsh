@@ -43,6 +43,7 @@ case $words[1] in
     _arguments $common $strict $reading $selection $catalogs $labels $schema \
       '--value-labels[turn value labels into user formats]:whether:(on off)' \
       '--raw[dates as days, date-times and times as seconds]' \
+      '--replace[in a library: a table that no import made gives way too]' \
       '--limit[stop after N observations]:N: ' \
       "1:Stata file:$stata" '*:data set or Stata file:_files -g "*.((csv|tsv|dta)(|.gz|.bz2|.xz|.zst|.zip)|db|sqlite)"'
     ;;
