@@ -11,6 +11,7 @@
 
 #include <fmt/format.h>
 #include <map>
+#include <optional>
 #include <set>
 
 namespace vor::cli {
@@ -174,18 +175,24 @@ std::unique_ptr<RowSink> text_sink(const ImportOptions &options, const Destinati
 void import_file(const ImportOptions &options, const WantedPart &part, const std::string &file,
                  const Destination &destination, const std::string &dataset, RunLibraries &libraries, Run &run) {
     const bool into_library = destination.kind == Destination::Kind::library;
+    // Labels belong to their data set, unless a catalog is named. What the module makes of them for a host that asks
+    // for nothing goes to the usual catalog.
+    const bool own_labels =
+        contract_of(options.reading.contract) == Contract::extended && options.libraries.format_library.empty();
+    const std::optional<std::string> catalog =
+        own_labels ? std::nullopt : std::optional(libraries.catalog_beside_data());
     // The sink of a library holds the transaction that the user formats of the session are part of.
     std::unique_ptr<RowSink> sink =
-        into_library
-            ? libraries.data()->dataset_sink(dataset, libraries.catalog_beside_data(),
-                                             options.replace ? Library::Tables::replaced : Library::Tables::kept)
-            : nullptr;
+        into_library ? libraries.data()->dataset_sink(
+                           dataset, catalog, options.replace ? Library::Tables::replaced : Library::Tables::kept)
+                     : nullptr;
     const std::unique_ptr<Transaction> formats = libraries.begin_formats();
     HostOptions host = run.host();
     host.catalogs = &libraries.all();
     host.valid_variable_names = options.reading.valid_variable_names;
     ImportSession session(host,
-                          {options.value_labels == "on", options.reading.encoding, libraries.place(), part.selection,
+                          {options.value_labels == "on", options.reading.encoding,
+                           own_labels ? FormatPlace{} : libraries.place(), part.selection,
                            contract_of(options.reading.contract)},
                           file);
     if (!into_library)

@@ -131,7 +131,7 @@ TEST_F(HeadCommand, WideCells) {
 }
 
 TEST_F(FormatsCommand, CatalogsAndFormats) {
-    output_of("import visits.dta l.db");
+    output_of("import visits.dta l.db:FORMATS"); // whose labels are its own
     output_of("import visits.dta l.db --fmtlib DEST.OLD");
     const std::string list = "Catalog  Format  Type     Values  First label\n"
                              "FORMATS  who     numeric       3  nobody\n";
