@@ -200,7 +200,7 @@ std::string counted_file(int release, int64_t observations) {
                                 .variables = {{.name = "row", .type = Type::int32},
                                               {.name = "half", .type = Type::float64},
                                               {.name = "text", .type = test::str(text_bytes), .format = "%116s"}}};
-    const size_t width = record_bytes(description);
+    const size_t width = sizeof(int32_t) + sizeof(double) + text_bytes;
     std::string path = scratch_directory() + "/counted" + std::to_string(release) + ".dta";
     write_around(path, description, "data", observations, width * static_cast<uint64_t>(observations),
                  [&](std::ofstream &file) {

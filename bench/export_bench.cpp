@@ -136,7 +136,7 @@ void export_csv(benchmark::State &state) {
     compare(
         state, [&] { read_csv(path); },
         [&] {
-            const auto source = delimited_source(path, ',', nullptr);
+            const auto source = delimited_source(path, {});
             ExportSession session({}, {}, target(), source->description());
             export_rows(session, *source);
         });

@@ -16,8 +16,8 @@ HostOptions Run::host() const {
     return host;
 }
 
-Notes Run::notes() const {
-    return [this](const std::string &sentence) { log.line(Severity::note, sentence); };
+Notes Run::sentences(Severity severity) const {
+    return [this, severity](const std::string &sentence) { log.line(severity, sentence); };
 }
 
 void Run::note(const std::string &sentence) const {

@@ -37,8 +37,10 @@ struct Run {
     // A host with the log and the session encoding of this run.
     HostOptions host() const;
 
-    // Sentences become notes in the log.
-    Notes notes() const;
+    // Sentences become notes, or warnings, in the log.
+    Notes notes() const { return sentences(Severity::note); }
+    Notes warnings() const { return sentences(Severity::warning); }
+    Notes sentences(Severity severity) const;
 
     // A note, unless the sentence is empty.
     void note(const std::string &sentence) const;

@@ -85,7 +85,7 @@ void run_export(const ExportOptions &options, Run &run) {
     check_usage(options, place);
     RunLibraries libraries(options.libraries, {"SOURCE", from_library ? place.path : ""}, Library::Access::read);
     const std::unique_ptr<RowSource> source =
-        from_library ? libraries.data()->dataset_source(dataset_name(place, options.file), run.notes())
+        from_library ? libraries.data()->dataset_source(dataset_name(place, options.file), run.notes(), run.warnings())
                      : text_source(options, place, libraries, run);
     HostOptions host = run.host();
     host.catalogs = &libraries.all();

@@ -96,7 +96,7 @@ void show_dataset(const HeadOptions &options, const WantedPart &part, const Dest
     RunLibraries libraries({}, {"SOURCE", place.path}, Library::Access::read);
     const std::string dataset = place.dataset.empty() ? only_dataset(*libraries.data()) : place.dataset;
     const std::string name = place.path + ":" + dataset;
-    const std::unique_ptr<RowSource> source = libraries.data()->dataset_source(dataset, run.notes());
+    const std::unique_ptr<RowSource> source = libraries.data()->dataset_source(dataset, run.notes(), run.warnings());
     TableSink sink(options.labels, libraries.lookup());
     const int64_t rows = copy_rows(*source, name, part.selection, sink, part.limit);
     run.note(note_of_empty_rows(options.selection, name, source->description().observations, rows));

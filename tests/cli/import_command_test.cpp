@@ -3,6 +3,9 @@
 
 #include <vorhost/library.h>
 
+#include <filesystem>
+#include <sqlite3.h>
+
 namespace vor::test {
 namespace {
 
@@ -91,6 +94,37 @@ TEST_F(ImportIntoLibrary, SeveralFiles) {
     EXPECT_EQ(library()->describe("two").variables.size(), 4U);
     expect_failure("import one.dta damaged.dta two.dta l.db", 1, "damaged.dta");
     EXPECT_EQ(datasets(), (Words{"one 3", "two 2"})) << "the files before are done, those behind are not begun";
+}
+
+TEST_F(ImportIntoLibrary, EachWaveKeepsItsLabels) {
+    for (const char *wave : {"wave1", "wave2"}) {
+        const bool swapped = wave[4] == '2';
+        StataFile file{.variables = {{.name = "sex", .type = Type::byte, .value_label = "sexes"}}, .rows = {{1}, {2}}};
+        file.value_labels = {{"sexes", {{1, swapped ? "female" : "male"}, {2, swapped ? "male" : "female"}}}};
+        scratch.write(std::string(wave) + ".dta", build(file));
+    }
+    output_of("import wave1.dta wave2.dta l.db");
+    EXPECT_EQ(output_of("head l.db:wave1 --labels text"), "sex\nmale\nfemale\n");
+    EXPECT_EQ(output_of("head l.db:wave2 --labels text"), "sex\nfemale\nmale\n");
+    output_of("export l.db:wave1 back.dta");
+    EXPECT_EQ(output_of("head back.dta --labels text"), "sex\nmale\nfemale\n");
+}
+
+// A date inside the month that its variable counts is told, and a strict run writes nothing.
+TEST_F(ImportIntoLibrary, ChangedDatesAreAWarning) {
+    scratch.write("m.dta",
+                  build({.variables = {{.name = "m", .type = Type::int16, .format = "%tm"}}, .rows = {{600}}}));
+    output_of("import m.dta l.db");
+    output_of("export l.db:m back.dta --strict");
+    sqlite3 *client = nullptr;
+    sqlite3_open(scratch.path("l.db").c_str(), &client);
+    sqlite3_exec(client, "UPDATE m SET m = '2010-01-15'", nullptr, nullptr, nullptr);
+    sqlite3_close(client);
+    const CommandResult result = run("export l.db:m again.dta --strict");
+    EXPECT_EQ(result.status, 1) << result.err;
+    EXPECT_NE(result.err.find("WARNING: "), std::string::npos) << result.err;
+    EXPECT_FALSE(std::filesystem::exists(scratch.path("again.dta")));
+    EXPECT_EQ(run("export l.db:m again.dta").status, 0);
 }
 
 TEST_F(ImportIntoLibrary, FormatsGoWhereFmtlibSays) {

@@ -71,7 +71,9 @@ int make_new(const std::string &start, const std::string &end, mode_t mode, std:
     const SignalsHeld held;
     int descriptor = -1;
     for (int i = 0; i < attempts && descriptor < 0 && (i == 0 || errno == EEXIST); ++i) {
-        path = start + random_letters() + end;
+        path = start;
+        path += random_letters();
+        path += end;
         descriptor = open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, mode);
     }
     if (descriptor >= 0)

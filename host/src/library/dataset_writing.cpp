@@ -39,7 +39,7 @@ constexpr const char *labelled_missing =
 
 std::string labelled_column(const StoredDataset &dataset, size_t index, const std::string &column, int64_t format) {
     const Variable &variable = dataset.description.variables[index];
-    const std::string value =
+    std::string value =
         fmt::format(fmt::runtime(labelled_value), fmt::arg("format", format), fmt::arg("column", column));
     if (variable.kind == ValueKind::character)
         return value;

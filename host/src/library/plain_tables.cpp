@@ -98,6 +98,7 @@ bool held_exactly(int64_t integer) {
 std::vector<std::string> columns_of_table(Database &database, const std::string &name) {
     const Statement all = database.prepare("SELECT * FROM " + quoted(name));
     std::vector<std::string> names;
+    names.reserve(static_cast<size_t>(all.columns()));
     for (int i = 0; i < all.columns(); ++i)
         names.push_back(all.column_name(i));
     return names;

@@ -19,11 +19,13 @@ HostState &current_host() {
     return *serving_host;
 }
 
+// NOLINTBEGIN(bugprone-macro-parentheses): a type and a member cannot stand in parentheses
 #define VOR_SERVING(Family, member)                                                                                    \
     template <>                                                                                                        \
     Family &serving() {                                                                                                \
         return current_host().member;                                                                                  \
     }
+// NOLINTEND(bugprone-macro-parentheses)
 VOR_SERVING(FILE_CONTEXT, files)
 VOR_SERVING(Messages, messages)
 VOR_SERVING(ScratchPools, scratch_pools)
