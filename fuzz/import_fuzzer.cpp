@@ -1,5 +1,5 @@
-// Arbitrary bytes as a Stata file through a whole import: it ends with rows or with a ConversionError, in bounded
-// memory, and leaves nothing behind.
+// Arbitrary bytes as a Stata file through a whole import, under either contract: it ends with rows or with a
+// ConversionError, in bounded memory, and leaves nothing behind.
 #include "fuzz_host.h"
 
 #include <vorhost/conversion.h>
@@ -23,18 +23,26 @@ void read_all(vor::ImportSession &session) {
     vor::fuzz::require(total != UINT64_MAX, "the values were read");
 }
 
-} // namespace
-
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
+void import(const std::string &bytes, vor::Contract contract) {
     vor::test::HostResources host;
-    host.files.put("input.dta", std::string(reinterpret_cast<const char *>(data), size));
+    host.files.put("input.dta", bytes);
     try {
-        vor::ImportSession session(host.options(), {}, "/memory/input.dta");
+        vor::ImportSession::Options options;
+        options.contract = contract;
+        vor::ImportSession session(host.options(), options, "/memory/input.dta");
         read_all(session);
     } catch (const vor::ConversionError &) { // how damaged files end
     }
     vor::fuzz::require_nothing_left(host);
-    vor::fuzz::require(host.memory.most_bytes() <= memory_floor_bytes + memory_per_file_byte * size,
+    vor::fuzz::require(host.memory.most_bytes() <= memory_floor_bytes + memory_per_file_byte * bytes.size(),
                        "memory is bounded by the file");
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
+    const std::string bytes(reinterpret_cast<const char *>(data), size);
+    import(bytes, vor::Contract::extended);
+    import(bytes, vor::Contract::base);
     return 0;
 }
