@@ -292,6 +292,8 @@ struct reader {
     int64_t at;
     int64_t text_bytes;
     int64_t needed_bytes;
+    const char *observations;  // their count as it stands, because the byte order may follow it; null: none yet
+    int32_t observation_bytes; // of that field: another release may follow it, too
 };
 
 // Moves over `length` bytes; null when they are not at hand, which needed_bytes then tells.
@@ -370,7 +372,7 @@ inline bool take_label(reader *from, const release_layout *layout, file_head *he
 // What the element behind a tag says; false when the head cannot be read further. The count of observations is kept as
 // it stands, because the byte order may follow it.
 inline bool take_element(reader *from, const char *tag, int32_t length, const release_layout **layout,
-                         const char **observations, file_head *head) {
+                         file_head *head) {
     if (is_tag(tag, length, "release")) {
         *layout = take_release(from);
         head->release = *layout == nullptr ? 0 : (*layout)->release;
@@ -388,8 +390,9 @@ inline bool take_element(reader *from, const char *tag, int32_t length, const re
     if (is_tag(tag, length, "k"))
         return *layout != nullptr && take(from, (*layout)->variable_count_bytes) != nullptr;
     if (is_tag(tag, length, "n")) {
-        *observations = *layout == nullptr ? nullptr : take(from, (*layout)->observation_count_bytes);
-        return *observations != nullptr;
+        from->observation_bytes = *layout == nullptr ? 0 : (*layout)->observation_count_bytes;
+        from->observations = *layout == nullptr ? nullptr : take(from, from->observation_bytes);
+        return from->observations != nullptr;
     }
     if (is_tag(tag, length, "label"))
         return *layout != nullptr && take_label(from, *layout, head);
@@ -398,16 +401,14 @@ inline bool take_element(reader *from, const char *tag, int32_t length, const re
 
 inline void read_tagged(reader *from, file_head *head) {
     const release_layout *layout = nullptr;
-    const char *observations = nullptr;
     for (;;) {
         const char *tag = nullptr;
         const int32_t length = take_tag(from, &tag);
-        if (length < 0 || is_tag(tag, length, "/header") ||
-            !take_element(from, tag, length, &layout, &observations, head))
+        if (length < 0 || is_tag(tag, length, "/header") || !take_element(from, tag, length, &layout, head))
             break;
     }
-    if (observations != nullptr)
-        head->observations = count_of(observations, layout->observation_count_bytes, head->big_endian);
+    if (from->observations != nullptr)
+        head->observations = count_of(from->observations, from->observation_bytes, head->big_endian);
 }
 
 // Release, byte order, file type and an unused byte, the counts of variables (2) and observations (4), the data label.
@@ -429,7 +430,7 @@ inline void read_binary(reader *from, file_head *head) {
 // decision: a damaged head gives what stands before the damage. The label ends at its first zero byte, if it has one.
 inline file_head read_head(const char *bytes, int64_t count) {
     file_head head = {};
-    stata_head::reader from = {bytes, count, 0, 0, 0};
+    stata_head::reader from = {bytes, count, 0, 0, 0, nullptr, 0};
     int64_t same = 0;
     while (same < count && same < TAGGED_OPENING_BYTES && bytes[same] == TAGGED_OPENING[same])
         ++same;

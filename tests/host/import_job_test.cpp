@@ -189,6 +189,11 @@ TEST(ImportJob, HeadsThatAreCut) {
         EXPECT_EQ(std::string(head.label, 5), "Label");
     }
     EXPECT_EQ(read_head("", 0).release, 0);
+    for (const char *second : {"999", "119"}) { // behind the count, which keeps the width it was read with
+        std::string bytes = build({.release = 117, .variables = {{.name = "x"}}, .rows = {{1}, {2}}});
+        bytes = bytes.substr(0, bytes.find("<label>")) + "<release>" + second;
+        EXPECT_EQ(read_head(bytes.data(), static_cast<int64_t>(bytes.size())).observations, 2);
+    }
 }
 
 void expect_refusal(const CollectedImport &import, Failure failure, const std::string &part) {
