@@ -73,6 +73,8 @@ StataFile file_with_everything(int release, ByteOrder order) {
     file.timestamp = " 2 Jan 2020 10:11";
     file.characteristics = {{"_dta", "note1", "a note, with blanks  "}, {file.variables[0].name, "_lang_v_de", "L"}};
     file.value_labels.push_back({"unused", {{-3, "minus"}, {7, ""}}});
+    for (const char *name : {"UNUSED", "Unused", "uNUSED", "unUSED", "UNused", "unuseD", "UNUSEd"}) // each its own
+        file.value_labels.push_back({name, {{1, name}}});
     if (is_tagged(release)) {
         add_tagged_variables(file);
         file.rows[2].back() = file.rows[3].back() = ""; // a text of its own, and one that is there
@@ -206,7 +208,7 @@ TEST(Extension, DamagedTablesAndCharacteristicsAreLeftOut) {
         const char *said;
         int64_t tables, characteristics;
     } rows[] = {
-        {"value_labels[0].n", 1000000, "WARNING: The value-label table", 2, 2},
+        {"value_labels[0].n", 1000000, "WARNING: The value-label table", 9, 2},
         {"value_labels[1].length", 99999, "WARNING: The value-label table", 1, 2},
         {"characteristics[0]", 99999999, nullptr, 0, 0},
     };

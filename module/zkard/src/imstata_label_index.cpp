@@ -79,10 +79,12 @@ uint32_t hash_name(const char *name) {
 int32_t compare_exactly(const char *one, const char *other) {
     while (*one == *other && *one != '\0')
         ++one, ++other;
-    return static_cast<unsigned char>(*one) - static_cast<unsigned char>(*other);
+    if (*one == *other)
+        return 0;
+    return static_cast<unsigned char>(*one) < static_cast<unsigned char>(*other) ? -1 : 1;
 }
 
-// The order of the key and a table: below 0 when the key sorts lower.
+// The order of the key and a table: -1 when the key sorts lower.
 int32_t compare_key(const label_key *key, const label_table *table) {
     if (key->hash != table->hash)
         return key->hash < table->hash ? -1 : 1;
