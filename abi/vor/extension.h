@@ -18,6 +18,8 @@
 
 #include <cstdint>
 
+struct IMGLUE;
+
 inline constexpr uint32_t EXTENSION_VERSION = 1;
 
 // What a host may wish. Each wish that the module can fulfil comes back in `granted`.
@@ -99,6 +101,45 @@ struct vor_file_facts {
     const vor_label_table *label_tables;
 };
 
+// One variable of a batch, in buffers that belong to the host and that may change from call to call. The layout is
+// Arrow's: bit i of a bitmap is bit i % 8 of its byte i / 8; text i stands from offset i to offset i + 1. "in" is what
+// the host sets for getcolumns, "out" what that fills; putcolumns reads all of it, so that a batch of an import can go
+// into an export as it is.
+struct vor_column {
+    int32_t variable; // in: from 0, in the order of the facts
+    int32_t type;     // out: stored_type of the values. An export takes the variable's own, and doubles for any number
+    void *values;     // in: room for row_limit numbers. out: as they are stored, in the byte order of the machine and
+                      // the unit of the facts; a missing one has its stored value, which an export does not read
+    void *offsets;    // in: of texts, room for row_limit + 1 integers of offset_bytes. The first is 0
+    char *bytes;      // in: of texts, room_bytes. out: their bytes, in the file's encoding, without terminators
+    int64_t room_bytes;
+    int64_t needed_bytes; // out: of texts; see getcolumns
+    uint8_t *validity;    // in: of numbers, room for row_limit bits. out: 1 for a number, 0 for a missing value. Texts
+                          // have none, they are never missing. An export takes null for no missing values, and a text
+                          // that is missing for an empty one
+    uint8_t *marks;       // in: of numbers, room for row_limit bytes, or null. out, if has_marks: '.', 'a' to 'z' for a
+                          // missing value, 0 for a number
+    uint8_t *binary;      // in: of long strings, room for row_limit bits, or null. out: 1 for bytes that are no text
+    int64_t null_count;   // out: missing values. An export does not read it
+    int32_t offset_bytes; // in: 4 or 8
+    int32_t has_marks;    // out: 1: one of the missing values is not "."; marks are filled if there is room for them
+    int32_t has_binary;   // out: 1: one of the long strings is no text. An export reads `binary` only then
+    int32_t free;
+};
+
+// Some rows of some variables.
+struct vor_batch {
+    int64_t first_row; // in: from 0, or NEXT_ROW; an export does not read it
+    int64_t row_limit; // in: the most rows to deliver; an export does not read it
+    int64_t rows;      // out, of an export in: rows of the batch
+    int64_t column_count;
+    vor_column *columns;
+};
+inline constexpr int64_t NEXT_ROW = -1; // the row behind the one delivered last, by whichever operation
+
+// An operation on a batch; getcolumns and putcolumns are such. Returns a host return code.
+using vor_batch_operation = int32_t (*)(IMGLUE *self, vor_batch *batch);
+
 struct vor_extension {
     uint32_t size_bytes; // of the block, as the host knows it
     uint32_t version;    // EXTENSION_VERSION
@@ -107,4 +148,23 @@ struct vor_extension {
     // Import: null until getvars succeeds. Export: set by the host before putvars, with as many variables as putvars
     // gets; null: stored types, formats and tables are chosen from the NAMESTRs.
     const vor_file_facts *facts;
+    // The operations are set by open; one without them leaves the null that the host put there. Both need the
+    // wishes for stored numbers and whole text, and mix with getnextrow and putnextrow.
+    //
+    // getcolumns: the next row_limit rows, or those from first_row on, whatever was passed over before; only rows asked
+    // for are read. After getvars. Columns are those the host wants, in any order; a variable may come twice.
+    //
+    // 0                 `rows` rows: fewer than row_limit where the file ends, or where the next row's texts may find
+    // no
+    //                   room. A fixed string takes its width of it, whatever its length.
+    // HOST_END_OF_DATA  no row is left
+    // HOST_NO_MEMORY    not even the next row's texts find room: needed_bytes of such a column says how much they need.
+    //                   Nothing was delivered or logged, and the same rows may be asked for again
+    // else              as getnextrow at the same row; the `rows` rows in front of it have been delivered. HOST_LOGGED
+    //                   with no rows also for a batch that cannot be filled (a variable that does not exist, a buffer
+    //                   that is missing); the session stands
+    vor_batch_operation getcolumns = nullptr;
+    // putcolumns: write `rows` observations, as as many calls of putnextrow would, with the same codes. Needs facts.
+    // The columns are all variables of the file in their order. After putvars.
+    vor_batch_operation putcolumns = nullptr;
 };

@@ -485,12 +485,36 @@ VOR_OFFSET(vor_file_facts, characteristics, 88);
 VOR_OFFSET(vor_file_facts, label_table_count, 96);
 VOR_OFFSET(vor_file_facts, label_tables, 104);
 VOR_SIZE(vor_file_facts, 112);
+VOR_OFFSET(vor_column, variable, 0);
+VOR_OFFSET(vor_column, type, 4);
+VOR_OFFSET(vor_column, values, 8);
+VOR_OFFSET(vor_column, offsets, 16);
+VOR_OFFSET(vor_column, bytes, 24);
+VOR_OFFSET(vor_column, room_bytes, 32);
+VOR_OFFSET(vor_column, needed_bytes, 40);
+VOR_OFFSET(vor_column, validity, 48);
+VOR_OFFSET(vor_column, marks, 56);
+VOR_OFFSET(vor_column, binary, 64);
+VOR_OFFSET(vor_column, null_count, 72);
+VOR_OFFSET(vor_column, offset_bytes, 80);
+VOR_OFFSET(vor_column, has_marks, 84);
+VOR_OFFSET(vor_column, has_binary, 88);
+VOR_OFFSET(vor_column, free, 92);
+VOR_SIZE(vor_column, 96);
+VOR_OFFSET(vor_batch, first_row, 0);
+VOR_OFFSET(vor_batch, row_limit, 8);
+VOR_OFFSET(vor_batch, rows, 16);
+VOR_OFFSET(vor_batch, column_count, 24);
+VOR_OFFSET(vor_batch, columns, 32);
+VOR_SIZE(vor_batch, 40);
 VOR_OFFSET(vor_extension, size_bytes, 0);
 VOR_OFFSET(vor_extension, version, 4);
 VOR_OFFSET(vor_extension, wishes, 8);
 VOR_OFFSET(vor_extension, granted, 16);
 VOR_OFFSET(vor_extension, facts, 24);
-VOR_SIZE(vor_extension, 32);
+VOR_OFFSET(vor_extension, getcolumns, 32);
+VOR_OFFSET(vor_extension, putcolumns, 40);
+VOR_SIZE(vor_extension, 48);
 
 #undef VOR_OFFSET
 #undef VOR_SIZE
