@@ -76,9 +76,11 @@ std::string text_of(const Description &description) {
     return text;
 }
 
-std::string rendered(const Description &description, bool json) {
-    return json ? description_json(description.summary, description.data_set, description.formats)
-                : text_of(description);
+void show(const Description &description, bool json) {
+    if (json)
+        write_description_json(description.summary, description.data_set, description.formats);
+    else
+        write_standard_output(text_of(description));
 }
 
 void describe_dataset(const DescribeOptions &options, const Destination &place, Run &run) {
@@ -89,7 +91,7 @@ void describe_dataset(const DescribeOptions &options, const Destination &place, 
     description.summary.file = place.path + ":" + name;
     description.summary.data_label = description.data_set.label;
     description.summary.observations = description.data_set.observations;
-    write_standard_output(rendered(description, options.json));
+    show(description, options.json);
 }
 
 void describe_file(const DescribeOptions &options, Run &run) {
@@ -103,7 +105,7 @@ void describe_file(const DescribeOptions &options, Run &run) {
                                  .formats = libraries.place(),
                                  .contract = contract_of(options.reading.contract)},
                                 options.file);
-    write_standard_output(rendered({session.summary(), session.description(), libraries.lookup()}, options.json));
+    show({session.summary(), session.description(), libraries.lookup()}, options.json);
 }
 
 void run_describe(const DescribeOptions &options, Run &run) {

@@ -13,6 +13,7 @@
 #include <system_error>
 #include <unicode/utf8.h>
 #include <unistd.h>
+#include <unordered_map>
 
 namespace vor::cli {
 
@@ -180,45 +181,68 @@ Json ranges_json(const UserFormat &format) {
     return entries;
 }
 
-Json variable_json(const Variable &variable, const UserFormat *format) {
-    Json shown = {{"name", variable.name},
-                  {"type", kind_name(variable.kind)},
-                  {"stored_type", stored_type_text(variable)},
-                  {"stata_format", variable.stata_format},
-                  {"label_table", variable.label_table},
-                  {"length", variable.length},
-                  {"format", format_text(variable.format)},
-                  {"label", variable.label}};
-    if (format)
-        shown["value_labels"] = ranges_json(*format);
-    return shown;
+Json variable_json(const Variable &variable) {
+    return {{"name", variable.name},
+            {"type", kind_name(variable.kind)},
+            {"stored_type", stored_type_text(variable)},
+            {"stata_format", variable.stata_format},
+            {"label_table", variable.label_table},
+            {"length", variable.length},
+            {"format", format_text(variable.format)},
+            {"label", variable.label}};
 }
 
-// Bytes of a foreign library that are not UTF-8 become the replacement character.
-std::string text_of(const Json &json) {
-    return json.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
+// Bytes of a foreign library that are not UTF-8 become the replacement character. depth: of the value in what it is a
+// part of.
+std::string text_of(const Json &json, size_t depth = 0) {
+    std::string text;
+    for (const char character : json.dump(2, ' ', false, Json::error_handler_t::replace)) {
+        text += character;
+        if (character == '\n')
+            text.append(2 * depth, ' ');
+    }
+    return text;
+}
+
+// The text of an object, open for more members: the line end and the brace are left out, the comma is there.
+std::string open_object(const Json &object, size_t depth = 0) {
+    const std::string text = text_of(object, depth);
+    return text.substr(0, text.rfind('\n')) + ',';
 }
 
 } // namespace
 
-std::string description_json(const FileSummary &summary, const DataSet &data_set, const FormatLookup &formats) {
-    const LabelLookup labels(data_set.label_tables, formats);
-    Json variables = Json::array();
-    for (const Variable &variable : data_set.variables)
-        variables.push_back(variable_json(variable, labels.find(variable)));
+void write_description_json(const FileSummary &summary, const DataSet &data_set, const FormatLookup &formats) {
     Json characteristics = Json::array();
     for (const Characteristic &one : data_set.characteristics)
         characteristics.push_back({{"of", one.of}, {"name", one.name}, {"text", one.text}});
     const bool is_file = summary.release != 0;
-    return text_of({{"file", summary.file},
-                    {"release", is_file ? Json(summary.release) : Json()},
-                    {"byte_order", is_file ? Json(summary.big_endian ? "big" : "little") : Json()},
-                    {"data_label", summary.data_label},
-                    {"timestamp", data_set.timestamp},
-                    {"sort", data_set.sort},
-                    {"characteristics", std::move(characteristics)},
-                    {"observations", summary.observations},
-                    {"variables", std::move(variables)}});
+    write_standard_output(open_object({{"file", summary.file},
+                                       {"release", is_file ? Json(summary.release) : Json()},
+                                       {"byte_order", is_file ? Json(summary.big_endian ? "big" : "little") : Json()},
+                                       {"data_label", summary.data_label},
+                                       {"timestamp", data_set.timestamp},
+                                       {"sort", data_set.sort},
+                                       {"characteristics", std::move(characteristics)},
+                                       {"observations", summary.observations}}) +
+                          "\n  \"variables\": [");
+    const LabelLookup labels(data_set.label_tables, formats);
+    std::unordered_map<const UserFormat *, std::string> shared; // variables may share a long table
+    const char *separator = "\n    ";
+    for (const Variable &variable : data_set.variables) {
+        const UserFormat *format = labels.find(variable);
+        const Json shown = variable_json(variable);
+        write_standard_output(separator +
+                              (format ? open_object(shown, 2) + "\n      \"value_labels\": " : text_of(shown, 2)));
+        separator = ",\n    ";
+        if (!format)
+            continue;
+        const auto [text, is_new] = shared.try_emplace(format);
+        if (is_new)
+            text->second = text_of(ranges_json(*format), 3) + "\n    }";
+        write_standard_output(text->second);
+    }
+    write_standard_output(data_set.variables.empty() ? "]\n}\n" : "\n  ]\n}\n");
 }
 
 std::string catalogs_json(const std::string &library, const std::vector<Catalog> &catalogs) {
@@ -232,7 +256,7 @@ std::string catalogs_json(const std::string &library, const std::vector<Catalog>
                                {"value_labels", ranges_json(format)}});
         shown_catalogs.push_back({{"name", catalog.name}, {"formats", std::move(formats)}});
     }
-    return text_of({{"library", library}, {"catalogs", std::move(shown_catalogs)}});
+    return text_of({{"library", library}, {"catalogs", std::move(shown_catalogs)}}) + "\n";
 }
 
 } // namespace vor::cli

@@ -69,8 +69,9 @@ struct Catalog {
 
 // Value labels are an array of {"value": 1, "text": "yes"} in the order of the catalog. A missing value is its mark,
 // ".a"; an interval has its other end as "to"; every label after the first of a multilabel format is an object of its
-// own. A data set of a library has no release and no byte order: null.
-std::string description_json(const FileSummary &summary, const DataSet &data_set, const FormatLookup &formats);
+// own. A data set of a library has no release and no byte order: null. A description goes to standard output variable
+// by variable.
+void write_description_json(const FileSummary &summary, const DataSet &data_set, const FormatLookup &formats);
 std::string catalogs_json(const std::string &library, const std::vector<Catalog> &catalogs);
 
 } // namespace vor::cli

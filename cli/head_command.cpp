@@ -10,6 +10,7 @@
 #include <vorhost/temporal.h>
 
 #include <fmt/format.h>
+#include <map>
 
 namespace vor::cli {
 namespace {
@@ -37,7 +38,7 @@ class TableSink : public RowSink {
             const bool numeric = variable.kind == ValueKind::numeric;
             const UserFormat *format = labels_ != "codes" && numeric ? labels.find(variable) : nullptr;
             columns_.push_back({numeric, variable.stored == StoredType::float32, temporal_class(variable),
-                                format ? std::make_optional<LabelIndex>(*format) : std::nullopt});
+                                format ? &indexes_.try_emplace(format, *format).first->second : nullptr});
             const bool code_shown = !format || labels_ == "both";
             if (code_shown)
                 titles.push_back({variable.name, numeric ? TextTable::Side::right : TextTable::Side::left});
@@ -71,7 +72,7 @@ class TableSink : public RowSink {
         bool numeric;
         bool single; // stored as a float
         Temporal temporal;
-        std::optional<LabelIndex> labels; // none: codes only
+        const LabelIndex *labels; // null: codes only
     };
 
     void add_number(std::vector<std::string> &cells, const Column &column, double value) const {
@@ -87,6 +88,7 @@ class TableSink : public RowSink {
 
     std::string labels_;
     FormatLookup lookup_;
+    std::map<const UserFormat *, LabelIndex> indexes_; // variables may share one
     std::vector<Column> columns_;
     std::optional<TextTable> table_;
 };

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <nlohmann/json.hpp>
+#include <sys/resource.h>
 
 namespace vor::test {
 namespace {
@@ -145,6 +146,22 @@ TEST_F(FormatsCommand, CatalogsAndFormats) {
     const json described = json::parse(output_of("formats l.db:OLD --json"));
     EXPECT_EQ(described.at("catalogs").at(0).at("formats").at(0).at("value_labels"),
               visits_variables[0].at("value_labels"));
+}
+
+// Nothing has the labels once for each of the variables that share them.
+TEST_F(DescribeCommand, SharedLabelsStandInMemoryOnce) {
+    StataFile file{.release = 118, .value_labels = {{"t", {}}}};
+    for (int value = 0; value < 2000; ++value)
+        file.value_labels[0].entries.push_back({value, "label " + std::to_string(value)});
+    for (int i = 0; i < 1000; ++i)
+        file.variables.push_back({.name = "v" + std::to_string(i), .type = Type::byte, .value_label = "t"});
+    scratch.write("shared.dta", build(file));
+    output_of("import shared.dta s.db");
+    for (const char *line : {"describe shared.dta --json", "describe s.db --json", "import shared.dta - --labels text"})
+        output_of(line, {.output_path = "/dev/null"});
+    rusage used{};
+    getrusage(RUSAGE_CHILDREN, &used);
+    EXPECT_LT(used.ru_maxrss, 400 * 1024) << "kilobytes of the largest run";
 }
 
 } // namespace

@@ -120,8 +120,8 @@ std::string_view ExportObservation::encode(size_t column, std::string_view &kept
 
 void ExportObservation::store(size_t column, std::string_view bytes) {
     char *target = observation_.data() + columns_[column].position;
-    std::memcpy(target, bytes.data(), bytes.size());
-    std::memset(target + bytes.size(), ' ', static_cast<size_t>(columns_[column].length) - bytes.size());
+    char *end = std::copy(bytes.begin(), bytes.end(), target); // an empty text may have no address
+    std::fill(end, target + columns_[column].length, ' ');
 }
 
 void ExportRow::report(const std::vector<Variable> &variables, const Notes &warn) const {

@@ -12,6 +12,7 @@
 
 #include <array>
 #include <fmt/format.h>
+#include <map>
 #include <unordered_set>
 
 namespace vor {
@@ -77,13 +78,12 @@ class DelimitedSink : public RowSink {
     std::array<bool, 256> needs_quotes_{};
     std::vector<std::string> names_; // of the variables
     std::vector<Column> columns_;
-    std::vector<LabelIndex> label_indexes_;
+    std::map<const UserFormat *, LabelIndex> label_indexes_; // variables may share one
     int64_t rows_ = 0;
 };
 
 void DelimitedSink::begin(const DataSet &description) {
     const LabelLookup lookup(description.label_tables, options_.formats);
-    label_indexes_.reserve(description.variables.size()); // columns point into it
     for (size_t i = 0; i < description.variables.size(); ++i) {
         names_.push_back(description.variables[i].name);
         plan(i, description.variables[i], labels_of(description.variables[i], lookup));
@@ -106,8 +106,7 @@ const LabelIndex *DelimitedSink::labels_of(const Variable &variable, const Label
     const UserFormat *format = options_.labels == LabelForm::codes ? nullptr : lookup.find(variable);
     if (!format || format->kind != variable.kind)
         return nullptr;
-    label_indexes_.emplace_back(*format);
-    return &label_indexes_.back();
+    return &label_indexes_.try_emplace(format, *format).first->second;
 }
 
 void DelimitedSink::put_names(const DataSet &description) {
