@@ -156,7 +156,8 @@ template <typename Read>
 auto each_of(const json &object, const char *key, const char *name, const Place &place, Read read) {
     std::vector<decltype(read(object, place))> values;
     if (const json *found = optional_member(object, key)) {
-        for (const json &element : array_of(*found, place.inside(key)))
+        const Place whole = place.inside(key);
+        for (const json &element : array_of(*found, whole))
             values.push_back(read(element, place.inside(name, values.size())));
     }
     return values;
@@ -238,8 +239,9 @@ FormatRange range_of(const json &object, ValueKind kind, const Place &place) {
     const json *single = object.is_object() ? optional_member(object, "value") : nullptr;
     range.start = format_value_of(single ? *single : member(object, "from", place), kind, place);
     range.end = format_value_of(single ? *single : member(object, "to", place), kind, place);
-    for (const json &label : array_of(member(object, "labels", place), place.inside("labels")))
-        range.labels.push_back(text_of(label, place.inside("labels")));
+    const Place labels = place.inside("labels");
+    for (const json &label : array_of(member(object, "labels", place), labels))
+        range.labels.push_back(text_of(label, labels));
     if (range.labels.empty())
         place.refuse("it has no label");
     return range;
