@@ -6,6 +6,7 @@
 
 #include <vor/formats.h>
 #include <vor/stata_layout.h>
+#include <vorhost/temporal.h>
 
 #include <algorithm>
 #include <cstring>
@@ -470,6 +471,9 @@ TEST(ImportJob, FilesCutAnywhere) {
 
 TEST(ImportJob, MoreLabelledVariablesThanFormats) {
     StataFile file{.release = 118, .value_labels = {{"yn", {{1, "yes"}}}}};
+    for (const char *format : {"fixed", "YMD", "Mdyhm", "e", "comma", "dollar", "datehm", "dmy", "nldate", "date",
+                               "mdy", "mmmyy", "monyy", "mmyy"}) // what the module knows, too
+        file.variables.push_back({.name = format, .type = Type::byte, .value_label = "yn"});
     for (const bool too_many : {false, true}) {
         while (file.variables.size() < MOST_USER_FORMATS + std::size_t{too_many})
             file.variables.push_back(
@@ -479,6 +483,11 @@ TEST(ImportJob, MoreLabelledVariablesThanFormats) {
         EXPECT_EQ(import.catalogs.formats.size(), static_cast<std::size_t>(MOST_USER_FORMATS));
         EXPECT_EQ(import.log.contains("those of variables after v4086 are left out"), too_many) << import.log.text();
         EXPECT_EQ(import.description.variables.back().format.name.empty(), too_many);
+        for (size_t i = 0; i < 20; ++i) {
+            const vor::Variable &variable = import.description.variables[i];
+            EXPECT_EQ(import.labels_of(variable), (std::vector<std::string>{"1=yes"})) << variable.name;
+            EXPECT_EQ(temporal_class(variable), Temporal::none) << variable.name;
+        }
     }
 }
 

@@ -143,6 +143,8 @@ TEST(Writer, TypesWidthsAndFormats) {
         {numeric("v", {"E", 9, 0}), 65526, "%10.3e"},
         {numeric("v", {"E", 12, 0}), 65526, "%12.5e"},
         {numeric("v", {"", 1, 0}), 65526, "%1.0g"},
+        {numeric("v", {"BEST", 999, 0}), 65526, "%244.0g"},
+        {numeric("v", {"E", 999, 0}), 65526, "%244.237e"},
     };
     std::vector<Variable> variables;
     for (const auto &expected : cases) {
@@ -151,7 +153,7 @@ TEST(Writer, TypesWidthsAndFormats) {
     }
     Export file;
     ASSERT_EQ(file.write(variables, {Row{"a"}}), "");
-    EXPECT_EQ(file.bytes.find("</data>") - file.bytes.find("<data>") - 6, 1 + 2045 + 2045 + 4 + 6 * 8u);
+    EXPECT_EQ(file.bytes.find("</data>") - file.bytes.find("<data>") - 6, 1 + 2045 + 2045 + 4 + 8 * 8u);
     for (std::size_t i = 0; i < std::size(cases); ++i) {
         EXPECT_EQ(file.slot("variable_types", 2, i), little(cases[i].stata_type)) << cases[i].format;
         EXPECT_EQ(file.slot("formats", 57, i), padded(cases[i].format, 57));

@@ -20,20 +20,21 @@
 namespace vor::services {
 namespace {
 
-// The formats that a display format's name can mean without a catalog.
+// The formats that a display format's name can mean without a catalog, and the names by which the module takes a
+// display format for a number or a date.
 constexpr auto built_in_names = std::to_array<std::string_view>({
-    "$",       "$ASCII",  "$BINARY",  "$CHAR",    "$EBCDIC", "$F",       "$HEX",     "$MSGCASE", "$OCTAL",   "$QUOTE",
-    "$REVERJ", "$REVERS", "$UPCASE",  "$VARYING", "ASCII",   "BEST",     "BESTD",    "BINARY",   "CHAR",     "COMMA",
-    "COMMAX",  "D",       "DATE",     "DATEAMPM", "DATEHM",  "DATETIME", "DAY",      "DDMMYY",   "DDMMYYB",  "DDMMYYC",
-    "DDMMYYD", "DDMMYYN", "DDMMYYP",  "DDMMYYS",  "DMY",     "DOLLAR",   "DOLLARX",  "DOWNAME",  "DTDATE",   "DTMONYY",
-    "DTYEAR",  "E",       "EBCDIC",   "F",        "FLOAT",   "FRACT",    "HEX",      "HHMM",     "HOUR",     "IB",
-    "IEEE",    "JULDAY",  "JULIAN",   "MDY",      "MDYAMPM", "MINGUO",   "MMDDYY",   "MMDDYYB",  "MMDDYYC",  "MMDDYYD",
-    "MMDDYYN", "MMDDYYP", "MMDDYYS",  "MMMYY",    "MMSS",    "MMYY",     "MMYYC",    "MMYYD",    "MMYYN",    "MMYYP",
-    "MMYYS",   "MONNAME", "MONTH",    "MONYY",    "MRB",     "MSGCASE",  "NEGPAREN", "NENGO",    "NUMX",     "OCTAL",
-    "PD",      "PERCENT", "PERCENTN", "PIB",      "PK",      "PVALUE",   "QTR",      "QTRR",     "QUOTE",    "RB",
-    "ROMAN",   "S370FIB", "S370FPD",  "S370FPID", "S370FRB", "S370FZD",  "SSN",      "TIME",     "TIMEAMPM", "TOD",
-    "UPCASE",  "VARYING", "WEEKDATE", "WEEKDATX", "WEEKDAY", "WORDDATE", "WORDDATX", "WORDF",    "WORDS",    "YEAR",
-    "YEN",     "YYMMDD",  "YYMON",    "YYQ",      "Z",       "ZD",
+    "$",        "$ASCII",  "$BINARY", "$CHAR",    "$EBCDIC",  "$F",       "$HEX",    "$MSGCASE", "$OCTAL",   "$QUOTE",
+    "$REVERJ",  "$REVERS", "$UPCASE", "$VARYING", "ASCII",    "BEST",     "BESTD",   "BINARY",   "CHAR",     "COMMA",
+    "COMMAX",   "D",       "DATE",    "DATEAMPM", "DATEHM",   "DATETIME", "DAY",     "DDMMYY",   "DDMMYYB",  "DDMMYYC",
+    "DDMMYYD",  "DDMMYYN", "DDMMYYP", "DDMMYYS",  "DMY",      "DOLLAR",   "DOLLARX", "DOWNAME",  "DTDATE",   "DTMONYY",
+    "DTYEAR",   "E",       "EBCDIC",  "F",        "FIXED",    "FLOAT",    "FRACT",   "HEX",      "HHMM",     "HOUR",
+    "IB",       "IEEE",    "JULDAY",  "JULIAN",   "MDY",      "MDYAMPM",  "MDYHM",   "MINGUO",   "MMDDYY",   "MMDDYYB",
+    "MMDDYYC",  "MMDDYYD", "MMDDYYN", "MMDDYYP",  "MMDDYYS",  "MMMYY",    "MMSS",    "MMYY",     "MMYYC",    "MMYYD",
+    "MMYYN",    "MMYYP",   "MMYYS",   "MONNAME",  "MONTH",    "MONYY",    "MRB",     "MSGCASE",  "NEGPAREN", "NENGO",
+    "NUMX",     "OCTAL",   "PD",      "PERCENT",  "PERCENTN", "PIB",      "PK",      "PVALUE",   "QTR",      "QTRR",
+    "QUOTE",    "RB",      "ROMAN",   "S370FIB",  "S370FPD",  "S370FPID", "S370FRB", "S370FZD",  "SSN",      "TIME",
+    "TIMEAMPM", "TOD",     "UPCASE",  "VARYING",  "WEEKDATE", "WEEKDATX", "WEEKDAY", "WORDDATE", "WORDDATX", "WORDF",
+    "WORDS",    "YEAR",    "YEN",     "YMD",      "YYMMDD",   "YYMON",    "YYQ",     "Z",        "ZD",
 });
 
 // Names that begin so mean a date format whatever follows.

@@ -120,6 +120,7 @@ const storage_rule *find_rule(int32_t symtype) {
 
 // Widths of numeric display formats.
 constexpr int32_t DEFAULT_WIDTH = 12;
+constexpr int32_t LONGEST_NUMBER_WIDTH = 244; // that a display format can ask for
 constexpr int32_t LEAST_EXPONENTIAL_WIDTH = 10;
 constexpr int32_t EXPONENTIAL_EXTRA = 7; // sign, digit, point, e, sign and two digits beside the decimals
 
@@ -233,7 +234,7 @@ void lay_out(outvarrec *variable, const storage_rule *rule, const type_coding *t
 
 void write_format(const outvarrec *variable, const storage_rule *rule, char *slot, int32_t slot_bytes) {
     const symbolstruct *symbol = variable->outinsymbol;
-    const int32_t width = symbol->symformlen;
+    const int32_t width = min(symbol->symformlen, LONGEST_NUMBER_WIDTH);
     if (rule->format != nullptr) {
         mivex_strncpy(slot, rule->format, slot_bytes);
     } else if (rule->code == OUTPUT_CHARACTER) {
