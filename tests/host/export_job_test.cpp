@@ -96,14 +96,14 @@ TEST(ExportJob, TextInAnotherSession) {
                  "gb18030");
 }
 
-TEST(ExportJob, LabelsThatAreTooLongOrNotInTheSession) {
+TEST(ExportJob, NamesAndLabelsThatAreTooLongOrNotInTheSession) {
     const ScratchDirectory scratch;
     CapturedLog log;
     HostOptions host;
     host.log = &log;
     host.session_encoding = "latin1";
     DataSet description;
-    description.variables = {numeric("a"), numeric("b")};
+    description.variables = {numeric("a"), numeric("b"), numeric("\xE6\x97\xA5"), numeric("\xE6\x9C\xAC")};
     description.variables[0].label = std::string(319, 'x') + "\xC3\xA9";
     description.variables[1].label = "\xE6\x97\xA5\xC3\xA9";
     ExportSession(host, {}, scratch.path("o.dta"), description).finish();
@@ -111,7 +111,10 @@ TEST(ExportJob, LabelsThatAreTooLongOrNotInTheSession) {
     EXPECT_TRUE(log.contains("variable b: characters of its label that the session encoding does not have, written as "
                              "'?': 1."))
         << log.text();
-    EXPECT_EQ(sound_import(scratch.path("o.dta")).description.variables[1].label, "?\xC3\xA9");
+    const std::vector<Variable> back = sound_import(scratch.path("o.dta")).description.variables;
+    EXPECT_EQ(back[1].label, "?\xC3\xA9");
+    EXPECT_EQ(back[2].name + ' ' + back[3].name, "_ __1");
+    EXPECT_TRUE(log.contains("variable \xE6\x9C\xAC is written as __1.")) << log.text();
     const std::string file = file_bytes(scratch.path("o.dta"));
     EXPECT_NE(file.find(std::string(319, 'x') + '\0'), std::string::npos) << "no character is split";
 }

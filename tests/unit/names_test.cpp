@@ -115,6 +115,8 @@ TEST_F(Names, Cleaning) {
         {long_name, std::string(31, 'q'), cut + long_name + " -> " + std::string(31, 'q')},
         {std::string(40, '9'), "_" + std::string(31, '9'),
          change + std::string(32, '9') + " -> _" + std::string(31, '9')},
+        {"9" + std::string(29, 'k') + " z", "_9" + std::string(29, 'k') + "_",
+         change + "9" + std::string(29, 'k') + " z -> _9" + std::string(29, 'k') + "_"},
         {"%s%n", "_s_n", ""},
         {"x%s", "x_s", change + "x%s -> x_s"},
     };

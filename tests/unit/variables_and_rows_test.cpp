@@ -4,6 +4,7 @@
 #include "imglue_import.h"
 #include "imglue_transcoding.h"
 
+#include <vor/extension.h>
 #include <vorhost/missing.h>
 
 #include <list>
@@ -112,14 +113,17 @@ TEST_F(ImportVariables, WaysOfNames) {
         {"utf-8", "utf-8", 0, "any", plain, {"A b", "a B_1", e31}, 2},
         {"gb2312", "gb2312", 0, "any", {"A b", "a B", two_byte}, {"A b", "VAR2", cut_two_byte}, 1},
         {"koi8-r", "koi8-r", 0, "any", {"A b", "a B"}, {"A b", "VAR2"}, 1},
-        {"utf-8", "utf-8", 0, "v7", accented, {"VAR1", "_2nd", "VAR3"}, 1},
+        {"utf-8", "utf-8", 0, "v7", accented, {"VAR1", "_2nd", "VAR3"}, 3},
+        {"utf-8", "utf-8", 0, "v7", {"VAR2", umlaut, "VAR2_1"}, {"VAR2", "VAR2_1", "VAR2_1_1"}, 2},
+        {"koi8-r", nullptr, 0, "any", {"VAR3", "a", "A", "A_1"}, {"VAR3", "a", "VAR3_1", "A_1"}, 1},
+        {"gb2312", "gb2312", 0, "any", {"VAR3", "a", "A"}, {"VAR3", "a", "VAR3_1"}, 1},
         {"utf-8", "latin1", 1, "v7", {"\xE4 x", "\xE4 X"}, {umlaut + " x", umlaut + " X_1"}, 1},
         {"koi8-r", "us-ascii", 1, "v7", {"a x", "a X"}, {"a x", "VAR2"}, 1},
         {"latin1", "utf-8", 0, "any", {umlaut, umlaut}, {"\xE4", "\xE4_1"}, 1},
         {"latin1", "utf-8", 0, "v7", accented, {"_b", "_2nd", "_B_1"}, 3},
         // A name that the session cannot hold gives way to its number, and so does no name at all.
         {"latin1", "utf-8", 0, "any", {"ok", "\xE2\x82\xAC"}, {"ok", "VAR2"}, 0},
-        {"utf-8", nullptr, 0, "any", {"", "x"}, {"VAR1", "x"}, 0},
+        {"utf-8", nullptr, 0, "any", {"VAR2", "", "x"}, {"VAR2", "VAR2_1", "x"}, 1},
     };
     for (const auto &c : cases) {
         SCOPED_TRACE(std::string(c.session) + ' ' + c.allowed + ' ' + c.input[0]);
@@ -135,6 +139,16 @@ TEST_F(ImportVariables, WaysOfNames) {
         EXPECT_EQ(host->log.lines.size(), c.lines) << host->log.text();
     }
     EXPECT_EQ(messages, (Lines{"207"}));
+    // A host that asks for more has names that need no change stand before those made up.
+    vor_extension extension = {};
+    for (const std::uint64_t granted : {std::uint64_t{0}, std::uint64_t{WISH_WHOLE_TEXT}}) {
+        start({.valid_variable_names = "v7"});
+        extension.granted = granted;
+        self->extend = &extension;
+        map({{.name = "x-y"}, {.name = "X_Y"}, {.name = "x_y"}, {.name = "x_y_1"}});
+        EXPECT_EQ(names(), granted == 0 ? (Lines{"x_y", "X_Y_1", "x_y_2", "x_y_1_1"})
+                                        : (Lines{"x_y_2", "X_Y", "x_y_3", "x_y_1"}));
+    }
     // Names are no formats for the log.
     start();
     map({{.name = "%s and more than thirty-two bytes"}, {.name = "x"}, {.name = "X  "}});

@@ -87,16 +87,23 @@ bool StataNames::keep(const std::string &name) {
 
 constexpr size_t longest_label = 320; // bytes
 
-// A variable's name or label for the module, in the session encoding.
-std::string encoded(const Host &host, const Variable &variable, const char *what, const std::string &text,
-                    const ExportVariables::Note &note) {
+// A variable's label for the module, in the session encoding.
+std::string encoded_label(const Host &host, const Variable &variable, const ExportVariables::Note &note) {
     int replaced = 0;
-    std::string bytes = host.encode(text, &replaced);
+    std::string bytes = host.encode(variable.label, &replaced);
     if (replaced > 0)
-        note(fmt::format("variable {}: characters of its {} that the session encoding does not have, written as '?': "
-                         "{}.",
-                         variable.name, what, replaced));
+        note(fmt::format("variable {}: characters of its label that the session encoding does not have, written as "
+                         "'?': {}.",
+                         variable.name, replaced));
     return bytes;
+}
+
+// A name of characters that the session encoding has. What stands for the others is valid in no name.
+std::string in_session(const Host &host, const std::string &name) {
+    int replaced = 0;
+    const std::string bytes = host.encode(name, &replaced);
+    std::string scratch;
+    return replaced == 0 ? name : std::string(host.decode(bytes, scratch).text);
 }
 
 // A format name into its 8-byte area; the length of what fits.
@@ -111,15 +118,17 @@ int16_t short_length(const std::string &text) {
     return static_cast<int16_t>(std::min<size_t>(text.size(), 32767));
 }
 
-void rename(std::vector<Variable> &variables, bool labels_as_names, const Notes &note) {
+// session: whose characters the names keep to; null: any.
+void rename(std::vector<Variable> &variables, bool labels_as_names, const Notes &note, const Host *session) {
     StataNames names;
     size_t ordinal = 0;
     for (Variable &variable : variables) {
         const bool from_label = labels_as_names && !variable.label.empty();
         const std::string wanted = from_label ? variable.label : variable.name;
+        const std::string fitting = session ? in_session(*session, wanted) : wanted;
         ++ordinal;
-        const bool recorded = !from_label && !variable.stata_format.empty();
-        const std::string name = recorded && names.keep(wanted) ? wanted : names.valid(wanted, ordinal);
+        const bool recorded = !from_label && !variable.stata_format.empty() && fitting == wanted;
+        const std::string name = recorded && names.keep(wanted) ? wanted : names.valid(fitting, ordinal);
         if (name != wanted) {
             note(fmt::format("variable {} is written as {}.", wanted, name));
             if (variable.label.empty())
@@ -144,23 +153,24 @@ void shorten_labels(std::vector<Variable> &variables, const Notes &note) {
 
 } // namespace
 
-std::vector<Variable> file_variables(std::vector<Variable> variables, bool labels_as_names, const Notes &note) {
-    rename(variables, labels_as_names, note);
+std::vector<Variable> file_variables(std::vector<Variable> variables, bool labels_as_names, const Notes &note,
+                                     const Host *session) {
+    rename(variables, labels_as_names, note, session);
     shorten_labels(variables, note);
     return variables;
 }
 
 ExportVariables::ExportVariables(const Host &host, const DataSet &description, bool labels_as_names,
                                  ExportedFormats &formats, const Note &note)
-    : variables_(file_variables(description.variables, labels_as_names, note)) {
+    : variables_(file_variables(description.variables, labels_as_names, note, &host)) {
     for (const Variable &variable : variables_)
         append(host, variable, formats, note);
 }
 
 void ExportVariables::append(const Host &host, const Variable &variable, ExportedFormats &formats, const Note &note) {
     Texts &texts = texts_.emplace_back();
-    texts.name = encoded(host, variable, "name", variable.name, note);
-    texts.label = encoded(host, variable, "label", variable.label, note);
+    texts.name = host.encode(variable.name, nullptr);
+    texts.label = encoded_label(host, variable, note);
 
     NAMELIST &node = nodes_.emplace_back();
     if (nodes_.size() > 1)

@@ -16,8 +16,10 @@
 namespace vor {
 
 // The variables under valid names and with labels that are short enough, with a note for each change. labels_as_names:
-// the labels become the names, so they are what is made valid.
-std::vector<Variable> file_variables(std::vector<Variable> variables, bool labels_as_names, const Notes &note);
+// the labels become the names, so they are what is made valid. session: the host whose session encoding has to have the
+// names' characters; null: any characters.
+std::vector<Variable> file_variables(std::vector<Variable> variables, bool labels_as_names, const Notes &note,
+                                     const Host *session = nullptr);
 
 class ExportVariables {
   public:

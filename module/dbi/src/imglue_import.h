@@ -49,12 +49,14 @@ struct import_names {
 // for a Latin 1 session.
 void setup_import_names(IMGLUE *self, import_names *names);
 
-// give_name: the variable's clean and unique name, and name_p and namelen of its nmptr.
+// give_name: the variable's clean and unique name.
 //
-// variable   its nmptr is set.
 // ordinal    its number, from 1.
 // name_area  NAME_AREA_BYTES, kept by the session; receives the name, terminated.
 void give_name(import_names *names, const innamerecord *variable, int32_t ordinal, char *name_area);
+
+// give_plain_name: the variable's own name, when that is a plain one and still free; else name_area stays empty.
+void give_plain_name(import_names *names, const innamerecord *variable, char *name_area);
 
 // give_label: label_p and nlablen of the variable's nmptr; a variable without a label gets its name in the file.
 //

@@ -73,6 +73,16 @@ void log_change(bool renamed, bool shortened, const char *original, const char *
         log_note("   Name Truncated...  %s -> %s", original, now);
 }
 
+// A name of which nothing can be kept.
+void replace_by_ordinal(import_names *names, const name_in_work &name) {
+    const char *original = keep_original(names->self, name);
+    const bool suffixed = give_ordinal_name(names->self, &names->used, name.area, name.ordinal) != 0;
+    if (suffixed)
+        log_note("   Variable Name Change...  %s -> %s", original, name.area);
+    else
+        log_note("   Variable Name Change.  %s -> %s", original, name.area);
+}
+
 // Keeps whole characters of at most the host's limit.
 void cut_utf8(import_names *names, const name_in_work &name) {
     IMGLUE *self = names->self;
@@ -90,9 +100,9 @@ void cut_bytes(import_names *names, const name_in_work &name) {
     const char *original = keep_original(self, name);
     char *cut = self->to_vor_name_untouched;
     mivex_strncpy(cut, original, VARIABLE_NAME_BYTES + 1);
-    const bool renamed = outnameunique(self, &names->used, cut, name.area, VARIABLE_NAME_BYTES) != 0;
-    if (renamed && self->server_is_wlatin1 == 0)
-        write_ordinal_name(name.area, name.ordinal);
+    const bool renamed =
+        (self->server_is_wlatin1 != 0 ? outnameunique(self, &names->used, cut, name.area, VARIABLE_NAME_BYTES)
+                                      : unique_or_ordinal_name(self, &names->used, cut, name.area, name.ordinal)) != 0;
     log_change(renamed, wzstlen(original) > VARIABLE_NAME_BYTES, original, name.area);
 }
 
@@ -120,7 +130,7 @@ void clean_cut(import_names *names, const name_in_work &name) {
 void clean_ascii(import_names *names, const name_in_work &name) {
     for (int32_t i = 0; i < min(name.length, VARIABLE_NAME_BYTES); ++i)
         if (static_cast<unsigned char>(name.bytes[i]) >= 0x80)
-            return write_ordinal_name(name.area, name.ordinal);
+            return replace_by_ordinal(names, name);
     clean_cut(names, name);
 }
 
@@ -187,6 +197,13 @@ void transcode_name(IMGLUE *self, name_in_work *name) {
     name->length = wzstlen(self->cleanstring);
 }
 
+name_in_work name_of(const innamerecord *variable, int32_t ordinal, char *name_area) {
+    return {.bytes = variable->innamename,
+            .length = min(length_of(variable->innamename, variable->variablename_length), LONGEST_NAME),
+            .ordinal = ordinal,
+            .area = name_area};
+}
+
 } // namespace
 
 void setup_import_names(IMGLUE *self, import_names *names) {
@@ -195,17 +212,21 @@ void setup_import_names(IMGLUE *self, import_names *names) {
 }
 
 void give_name(import_names *names, const innamerecord *variable, int32_t ordinal, char *name_area) {
-    name_in_work name = {.bytes = variable->innamename,
-                         .length = min(length_of(variable->innamename, variable->variablename_length), LONGEST_NAME),
-                         .ordinal = ordinal,
-                         .area = name_area};
+    name_in_work name = name_of(variable, ordinal, name_area);
     if (names->self->transpipe != nullptr)
         transcode_name(names->self, &name);
     path_of(names).take(names, name);
     if (*name_area == '\0')
-        write_ordinal_name(name_area, ordinal);
-    variable->nmptr->name_p = name_area;
-    variable->nmptr->namelen = static_cast<int16_t>(wzstlen(name_area));
+        replace_by_ordinal(names, name);
+}
+
+void give_plain_name(import_names *names, const innamerecord *variable, char *name_area) {
+    const name_in_work name = name_of(variable, 0, name_area);
+    if (!is_plain_name(name.bytes, name.length))
+        return;
+    const char *original = keep_original(names->self, name);
+    if (!is_name_taken(names->used, original))
+        outnameunique(names->self, &names->used, original, name_area, VARIABLE_NAME_BYTES);
 }
 
 void give_label(IMGLUE *self, const innamerecord *variable, char *label_area) {

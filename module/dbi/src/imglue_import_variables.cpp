@@ -268,9 +268,24 @@ void give_own_names(const innamerecord *variable) {
 
 void give_host_names(variable_mapping *mapping, const innamerecord *variable, int32_t ordinal) {
     const int64_t index = ordinal - 1;
-    give_name(&mapping->names, variable, ordinal, mapping->name_areas + index * NAME_AREA_BYTES);
+    char *name_area = mapping->name_areas + index * NAME_AREA_BYTES;
+    if (*name_area == '\0')
+        give_name(&mapping->names, variable, ordinal, name_area);
+    variable->nmptr->name_p = name_area;
+    variable->nmptr->namelen = static_cast<int16_t>(wzstlen(name_area));
     char *label_area = mapping->label_areas == nullptr ? nullptr : mapping->label_areas + index * LABEL_AREA_BYTES;
     give_label(mapping->self, variable, label_area);
+}
+
+// Names that need no change come before those that do, so that none of them gives way to one made up. The base contract
+// gives names in the order of the variables.
+void keep_plain_names(variable_mapping *mapping) {
+    if (!is_granted(mapping->self, static_cast<vor_wish>(EVERY_WISH)))
+        return;
+    char *name_area = mapping->name_areas;
+    for (const innamerecord *variable = mapping->self->inptr->firstname; variable != nullptr;
+         variable = variable->nextname, name_area += NAME_AREA_BYTES)
+        give_plain_name(&mapping->names, variable, name_area);
 }
 
 // ordinal counts from 1.
@@ -300,6 +315,7 @@ status set_up(variable_mapping *mapping, int64_t variables) {
     if (mapping->name_areas == nullptr || (self->transpipe != nullptr && mapping->label_areas == nullptr))
         return ERROR_MEMORY;
     setup_import_names(self, &mapping->names);
+    keep_plain_names(mapping);
     return DONE;
 }
 

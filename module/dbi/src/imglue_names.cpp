@@ -108,6 +108,10 @@ void copy_trimmed(char *target, const char *name, int32_t limit) {
     target[mivex_strnlen(target, wzstlen(target))] = '\0';
 }
 
+bool is_plain_byte(char c) {
+    return is_letter(c) || c == '_' || is_digit(c);
+}
+
 // Puts underscores in the place of what is not in the alphabet; true when something changed. More than a few such
 // bytes, or no byte at all, and the name is replaced altogether.
 bool clean_name(char *name, int32_t varnum) {
@@ -116,7 +120,7 @@ bool clean_name(char *name, int32_t varnum) {
     int32_t length = 0;
     for (; name[length] != '\0'; ++length) {
         const char c = name[length];
-        if (is_letter(c) || c == '_' || (is_digit(c) && length > 0))
+        if (is_plain_byte(c) && (length > 0 || !is_digit(c)))
             continue;
         name[length] = '_';
         changed = true;
@@ -133,6 +137,32 @@ bool clean_name(char *name, int32_t varnum) {
 void write_ordinal_name(char *target, int32_t ordinal) {
     memcpy(target, "VAR", 3);
     write_number(target + 3, ordinal);
+}
+
+bool is_plain_name(const char *name, int32_t length) {
+    if (length < 1 || length > VARIABLE_NAME_BYTES || is_digit(name[0]))
+        return false;
+    for (int32_t i = 0; i < length; ++i)
+        if (!is_plain_byte(name[i]))
+            return false;
+    return true;
+}
+
+bool is_name_taken(outnamestruct *root, const char *name) {
+    return find_name(root, name) != nullptr;
+}
+
+int32_t give_ordinal_name(IMGLUE *self, outnamestruct **root, char *target, int32_t ordinal) {
+    char name[ORDINAL_NAME_BYTES + 1];
+    write_ordinal_name(name, ordinal);
+    return outnameunique(self, root, name, target, VARIABLE_NAME_BYTES);
+}
+
+int32_t unique_or_ordinal_name(IMGLUE *self, outnamestruct **root, const char *name, char *newstring, int32_t ordinal) {
+    if (!is_name_taken(*root, name))
+        return take_free_name(self, root, name, newstring);
+    give_ordinal_name(self, root, newstring, ordinal);
+    return 1;
 }
 
 avlstruct *find_outname(avlglobalstruct *g, avlstruct *root) {
@@ -198,7 +228,7 @@ void to_vor_name(IMGLUE *self, outnamestruct **root, const unsigned char *oldstr
 
     const bool digit_first = is_digit(cut[0]);
     clean[0] = '_';
-    copy_trimmed(clean + (digit_first ? 1 : 0), cut, limit - (digit_first ? 1 : 0));
+    mivex_strncpy(clean + (digit_first ? 1 : 0), cut, limit - (digit_first ? 1 : 0) + 1);
     const bool changed = clean_name(clean, varnum) || digit_first;
     const bool suffixed = outnameunique(self, root, clean, store_string, limit) != 0;
     if (original[0] == '%')
@@ -227,10 +257,10 @@ int32_t to_vor_name_without_cleaning_2byte_encoding(IMGLUE *self, outnamestruct 
         kept -= high_bytes % 2;
     }
     mivex_strncpy(cut, original, kept + 1);
-    if (outnameunique(self, root, cut, store_string, VARIABLE_NAME_BYTES) == 0)
+    const int32_t changed = is_latin1 != 0 ? outnameunique(self, root, cut, store_string, VARIABLE_NAME_BYTES)
+                                           : unique_or_ordinal_name(self, root, cut, store_string, varnum + 1);
+    if (changed == 0)
         return kept;
-    if (is_latin1 == 0)
-        write_ordinal_name(store_string, varnum + 1);
     log_note("   Duplicate Name Change...  %s -> %s", original, store_string);
     return wzstlen(store_string);
 }

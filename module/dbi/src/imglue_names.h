@@ -12,8 +12,13 @@
 // Longest variable name that the host takes; the area that receives one has a byte more.
 inline constexpr int32_t VARIABLE_NAME_BYTES = 32;
 
-// Writes VARn, terminated, the name of the variable with that ordinal number, from 1; at most 14 bytes.
+// Writes VARn, terminated, the name of the variable with that ordinal number, from 1.
+inline constexpr int32_t ORDINAL_NAME_BYTES = 13;
 void write_ordinal_name(char *target, int32_t ordinal);
+
+// Whether the host takes the name of `length` bytes under any of its options: letters, digits and underscores, no digit
+// first, neither empty nor too long.
+bool is_plain_name(const char *name, int32_t length);
 
 // A used name; its text follows the node in the same allocation.
 struct outnamestruct {
@@ -43,6 +48,15 @@ int32_t outnameunique(IMGLUE *self, outnamestruct **root, const char *oldstring,
 // within maxlen - 2 bytes when it is taken and longer than that.
 int32_t outnameunique_utf8(IMGLUE *self, outnamestruct **root, char *oldstring, char *newstring, int32_t maxlen);
 
+// Whether the tree holds the name.
+bool is_name_taken(outnamestruct *root, const char *name);
+
+// VARn, unique: 1 when it has a suffix, else 0. target: VARIABLE_NAME_BYTES + 1 bytes.
+int32_t give_ordinal_name(IMGLUE *self, outnamestruct **root, char *target, int32_t ordinal);
+
+// As outnameunique, for encodings in which a suffix might split a character: a name that is taken gives way to VARn.
+int32_t unique_or_ordinal_name(IMGLUE *self, outnamestruct **root, const char *name, char *newstring, int32_t ordinal);
+
 // Cuts a terminated string to the characters that end within its first maxlen bytes; returns the new length.
 int32_t trim_utf8(char *s, int32_t maxlen);
 
@@ -58,9 +72,8 @@ void to_vor_name(IMGLUE *self, outnamestruct **root, const unsigned char *oldstr
                  int32_t max_len);
 
 // Cuts a name of `len` bytes in an encoding of one- and two-byte characters to max_len bytes without splitting a
-// character, and makes it unique; nothing else in it changes. A name that is taken becomes VARn (n = varnum + 1)
-// unless is_latin1, where it gets a suffix; both are logged.
-// Returns the length of store_string.
+// character, and makes it unique; nothing else in it changes. A name that is taken becomes VARn (n = varnum + 1),
+// itself unique, unless is_latin1, where it gets a suffix; both are logged. Returns the length of store_string.
 int32_t to_vor_name_without_cleaning_2byte_encoding(IMGLUE *self, outnamestruct **root, const unsigned char *oldstring,
                                                     char *store_string, int32_t varnum, int32_t len, int32_t is_latin1,
                                                     int32_t max_len);
