@@ -280,10 +280,11 @@ void give_host_names(variable_mapping *mapping, const innamerecord *variable, in
 // Names that need no change come before those that do, so that none of them gives way to one made up. The base contract
 // gives names in the order of the variables.
 void keep_plain_names(variable_mapping *mapping) {
-    if (!is_granted(mapping->self, static_cast<vor_wish>(EVERY_WISH)))
+    const IMGLUE *self = mapping->self;
+    if (!is_granted(self, static_cast<vor_wish>(EVERY_WISH)) || is_granted(self, WISH_OWN_NAMES))
         return;
     char *name_area = mapping->name_areas;
-    for (const innamerecord *variable = mapping->self->inptr->firstname; variable != nullptr;
+    for (const innamerecord *variable = self->inptr->firstname; variable != nullptr;
          variable = variable->nextname, name_area += NAME_AREA_BYTES)
         give_plain_name(&mapping->names, variable, name_area);
 }
