@@ -7,6 +7,7 @@
 
 #include <vorhost/error.h>
 #include <vorhost/files.h>
+#include <vorhost/library.h>
 
 #include <clocale>
 #include <csignal>
@@ -20,6 +21,9 @@
 
 namespace vor::cli {
 namespace {
+
+constexpr unsigned most_seconds_of_rolling_back = 3;
+volatile std::sig_atomic_t ended_by = 0; // the signal that tells the command to end
 
 enum ExitStatus { done = 0, conversion_failed = 1, wrong_usage = 2, machine_refused = 3 };
 
@@ -57,7 +61,8 @@ ExitStatus guarded(LogOutput &log, Body body) {
         body();
         return done;
     } catch (const ConversionError &error) {
-        log.line(Severity::error, error.what());
+        if (ended_by == 0)
+            log.line(Severity::error, error.what());
         return exit_status(error.failure());
     } catch (const std::bad_alloc &) {
         log.line(Severity::error, "There is not enough memory.");
@@ -137,15 +142,26 @@ int run(int count, char **arguments) {
 }
 
 // The files that are being written go, then the signal does what it does to every program.
-void end_by_signal(int signal) {
+[[noreturn]] void end_at_once(int signal) {
     remove_unfinished_files();
     std::signal(signal, SIG_DFL);
     std::raise(signal);
+    std::_Exit(128 + signal);
+}
+
+// What a library has taken is rolled back first, for as long as that may last.
+void end_by_signal(int signal) {
+    if (ended_by != 0)
+        end_at_once(ended_by);
+    ended_by = signal;
+    if (!interrupt_transactions())
+        end_at_once(signal);
+    alarm(most_seconds_of_rolling_back);
 }
 
 // What is ignored (a hang-up under nohup) stays ignored. A reader that has read enough ends the command quietly.
 void watch_signals() {
-    for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGPIPE})
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGPIPE, SIGALRM})
         if (std::signal(signal, end_by_signal) == SIG_IGN)
             std::signal(signal, SIG_IGN);
 }
@@ -167,7 +183,10 @@ int main(int count, char **arguments) {
     // Column widths of text; numbers are formatted without the locale.
     std::setlocale(LC_CTYPE, "C.UTF-8");
     try {
-        return vor::cli::run(count, arguments);
+        const int status = vor::cli::run(count, arguments);
+        if (vor::cli::ended_by != 0)
+            vor::cli::end_at_once(vor::cli::ended_by);
+        return status;
     } catch (...) { // not even the log could be written
         std::fputs("ERROR: There is not enough memory.\n", stderr);
         return vor::cli::machine_refused;

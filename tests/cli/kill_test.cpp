@@ -95,12 +95,11 @@ class Kill : public CommandTest {
         return shortest;
     }
 
-    // Removes what may be left, a library's journal and after SIGKILL hidden files; fails for anything else that is
-    // new.
+    // Removes what SIGKILL may leave, a library's journal and hidden files; fails for anything else that is new.
     void clear(const KillCase &one, int signal) const {
         for (const std::string &name : scratch.names()) {
             const bool hidden = name.starts_with("." + one.target + ".");
-            if (name == one.target + "-journal" || (signal == SIGKILL && hidden))
+            if (signal == SIGKILL && (name == one.target + "-journal" || hidden))
                 std::filesystem::remove(scratch.path(name));
             else if (name != one.target && !std::ranges::binary_search(sources_, name))
                 ADD_FAILURE() << name << " was left behind";

@@ -80,6 +80,10 @@ class Library {
     virtual void write_format(const std::string &catalog, const UserFormat &format) = 0;
 };
 
+// Ends what is being written into libraries: the next statement is a ConversionError, and the transactions are rolled
+// back, which leaves no journal. May be called from a signal handler. False when there is nothing to roll back.
+bool interrupt_transactions() noexcept;
+
 // The libraries of a run by name (at most 8 characters, letter case does not count): the catalogs that the module
 // reads and writes. WORK is a temporary library unless one is assigned.
 class Libraries : public FormatCatalogs {

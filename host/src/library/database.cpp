@@ -1,8 +1,10 @@
 #include "library/database.h"
 
 #include <vorhost/error.h>
+#include <vorhost/library.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <fmt/format.h>
 #include <sqlite3.h>
@@ -15,6 +17,11 @@ namespace vor {
 namespace {
 
 constexpr int lock_patience_milliseconds = 5000;
+constexpr int steps_between_looks = 10000; // of SQLite's machine, a fraction of a millisecond
+
+std::atomic<int> interruptible_works = 0;
+std::atomic<bool> interrupted = false;
+static_assert(std::atomic<int>::is_always_lock_free && std::atomic<bool>::is_always_lock_free);
 
 struct FailureText {
     int code;
@@ -36,10 +43,26 @@ constexpr FailureText failure_texts[] = {
     {SQLITE_NOMEM, Failure::machine, "needs more memory than there is", false},
     {SQLITE_NOTADB, Failure::conversion, "is not a SQLite library", false},
     {SQLITE_CORRUPT, Failure::conversion, "is a damaged SQLite library", false},
+    {SQLITE_INTERRUPT, Failure::machine, "was left as it was: the work was interrupted", false},
     {SQLITE_TOOBIG, Failure::conversion, "cannot hold a text or an observation this long", false},
 };
 
 } // namespace
+
+bool interrupt_transactions() noexcept {
+    if (interruptible_works == 0)
+        return false;
+    interrupted = true;
+    return true;
+}
+
+InterruptibleWork::InterruptibleWork() {
+    ++interruptible_works;
+}
+InterruptibleWork::~InterruptibleWork() {
+    if (--interruptible_works == 0)
+        interrupted = false;
+}
 
 struct Database::State {
     std::string shown;
@@ -60,6 +83,8 @@ Database::Database(const std::string &file, std::string shown, bool make) : stat
         sqlite3_extended_result_codes(state_->handle, 0);
         // A column that is no longer there is an error, not its name as a text.
         sqlite3_db_config(state_->handle, SQLITE_DBCONFIG_DQS_DML, 0, nullptr);
+        sqlite3_progress_handler(
+            state_->handle, steps_between_looks, [](void *) { return interrupted.load() ? 1 : 0; }, nullptr);
         run("SELECT count(*) FROM sqlite_master"); // opening alone does not look at the file
     } catch (...) {
         sqlite3_close(state_->handle);
@@ -165,6 +190,8 @@ Statement &Statement::bind_null(int parameter) {
 }
 
 bool Statement::step() {
+    if (interrupted)
+        database_->fail(SQLITE_INTERRUPT);
     const int code = sqlite3_step(statement_);
     if (code == SQLITE_ROW)
         return true;

@@ -14,6 +14,15 @@ namespace vor {
 
 class Database;
 
+// While one exists, interrupt_transactions makes the statements of every connection fail. Rolling back goes on.
+class InterruptibleWork {
+  public:
+    InterruptibleWork();
+    ~InterruptibleWork();
+    InterruptibleWork(const InterruptibleWork &) = delete;
+    InterruptibleWork &operator=(const InterruptibleWork &) = delete;
+};
+
 // A prepared statement. Parameters and columns are numbered from 0. Must not outlive its database.
 class Statement {
   public:

@@ -36,6 +36,8 @@ WriteScope::WriteScope(std::shared_ptr<LibraryFile> library) : library_(std::mov
         database.run("SAVEPOINT " + savepoint_);
     } else {
         database.run("BEGIN IMMEDIATE");
+        if (!library_->pending_ && library_->path_ != in_memory)
+            work_.emplace();
     }
     ++library_->scopes_;
     make_library_tables(database);
@@ -59,6 +61,7 @@ WriteScope::~WriteScope() {
 void WriteScope::commit() {
     library_->database().run(savepoint_.empty() ? "COMMIT" : "RELEASE " + savepoint_);
     --library_->scopes_;
+    work_.reset();
     done_ = true;
     if (savepoint_.empty())
         library_->put_in_place();

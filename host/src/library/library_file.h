@@ -30,7 +30,8 @@ class WriteScope : public Transaction {
 
   private:
     std::shared_ptr<LibraryFile> library_;
-    std::string savepoint_; // empty: the outermost scope
+    std::optional<InterruptibleWork> work_; // of a library that is already in its place
+    std::string savepoint_;                 // empty: the outermost scope
     bool done_ = false;
 };
 
