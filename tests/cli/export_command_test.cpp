@@ -44,7 +44,7 @@ TEST_F(ExportCommand, AStrictRunLeavesNothingBehindAWarning) {
     const std::string days = "\"%td\"";
     scratch.write("v.json", schema.replace(schema.find(days), days.size(), "\"%tm\""));
     const std::string line = "export v.csv o.dta --schema v.json --quiet --contract extended";
-    expect_failure(line + " --strict", 1, "WARNING: Variable day has dates inside its periods");
+    expect_failure(line + " --strict", 1, "inside a period, taken as the whole of it");
     EXPECT_EQ(run(line).lines("WARNING: ").size(), 1U) << "quiet runs say warnings";
 }
 

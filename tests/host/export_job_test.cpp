@@ -167,7 +167,7 @@ TEST(ExportJob, FormatsByTheirWholeNames) {
             labels += variable.name + ' ' + label + '|';
     EXPECT_EQ(labels, "a 1=long|b 1=short|c 1=named like a built-in format|g 1=long|");
     EXPECT_EQ(back.rows[0][4], "1.5") << "not a date";
-    for (const char *note : {"the labels of format DATE are not written: a format of that name shows dates or times.",
+    for (const char *note : {"the labels of format DATE are not written: the variable shows dates or times.",
                              "The user format YYMMDDT is not in WORK.FORMATS; nothing is labelled with it."})
         EXPECT_TRUE(log.contains(note)) << log.text();
 }

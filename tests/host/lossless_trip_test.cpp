@@ -9,8 +9,11 @@
 #include <vorhost/tables.h>
 #include <vorhost/temporal.h>
 
+#include <array>
 #include <bit>
 #include <cstdio>
+#include <cstdlib>
+#include <cstring>
 #include <functional>
 #include <gtest/gtest.h>
 #include <random>
@@ -18,16 +21,19 @@
 namespace vor::test {
 namespace {
 
-ImportSession::Options extended() {
+ImportSession::Options under(Contract contract) {
     ImportSession::Options options;
-    options.contract = Contract::extended;
+    options.contract = contract;
     return options;
 }
 
 // An import as a source.
 class ImportedSource : public RowSource {
   public:
-    explicit ImportedSource(std::string path) : path_(std::move(path)) { rewind(); }
+    explicit ImportedSource(std::string path, Contract contract = Contract::extended, HostOptions host = {})
+        : path_(std::move(path)), contract_(contract), host_(std::move(host)) {
+        rewind();
+    }
 
     const DataSet &description() const override { return session_->description(); }
     bool next(RowWriter &row) override {
@@ -45,12 +51,14 @@ class ImportedSource : public RowSource {
         return true;
     }
     bool rewind() override {
-        session_ = std::make_unique<ImportSession>(HostOptions{}, extended(), path_);
+        session_ = std::make_unique<ImportSession>(host_, under(contract_), path_);
         return true;
     }
 
   private:
     std::string path_;
+    Contract contract_;
+    HostOptions host_;
     std::unique_ptr<ImportSession> session_;
 };
 
@@ -90,26 +98,34 @@ enum class Route { direct, library, delimited };
 constexpr std::pair<Route, const char *> routes[] = {
     {Route::direct, "direct"}, {Route::library, "library"}, {Route::delimited, "delimited text and schema"}};
 
-void carry(const std::string &from, Route route, const ScratchDirectory &scratch, const std::string &to) {
+// What a file is imported and exported with.
+struct Way {
+    HostOptions host = {};
+    Contract in = Contract::extended;
+    Contract out = Contract::extended;
+};
+
+void carry(const std::string &from, Route route, const ScratchDirectory &scratch, const std::string &to,
+           const Way &way = {}) {
     std::unique_ptr<RowSource> source;
     std::shared_ptr<Library> library;
     Schema schema;
     if (route == Route::direct) {
-        source = std::make_unique<ImportedSource>(from);
+        source = std::make_unique<ImportedSource>(from, way.in, way.host);
     } else if (route == Route::library) {
-        ImportSession session({}, extended(), from);
+        ImportSession session(way.host, under(way.in), from);
         library = Library::open(scratch.path("trip.db"), Library::Access::write);
         import_rows(session, *library->dataset_sink("trip"));
         source = library->dataset_source("trip");
     } else {
-        ImportSession session({}, extended(), from);
+        ImportSession session(way.host, under(way.in), from);
         import_rows(session, *delimited_sink(scratch.path("trip.csv"), {}));
         schema = parse_schema(schema_json({session.description(), {}}), "trip.json");
         source = delimited_source(scratch.path("trip.csv"), {.schema = &schema});
     }
     ExportSession::Options options;
-    options.contract = Contract::extended;
-    export_source({}, options, to, *source);
+    options.contract = way.out;
+    export_source(way.host, options, to, *source);
 }
 
 void expect_lossless(const std::string &from, const ScratchDirectory &scratch) {
@@ -134,13 +150,86 @@ TEST(LosslessTrip, FilesOfOtherPrograms) {
     size_t files = 0;
     for (const auto &path : corpus_files()) {
         SCOPED_TRACE(path.filename());
-        if (ImportSession({}, extended(), path.string()).summary().release < 117)
+        if (ImportSession({}, {}, path.string()).summary().release < 117)
             continue;
         ++files;
         expect_lossless(path.string(), scratch);
     }
     if (files == 0)
         GTEST_SKIP() << "VORDTA_CORPUS names no folder with files of release 117 or later";
+}
+
+// Values as people see them, moments as text, and the labels.
+std::string shown(const std::string &path, Contract contract) {
+    const CollectedImport import = sound_import(path, under(contract));
+    std::string text;
+    for (size_t i = 0; i < import.description.variables.size(); ++i) {
+        const vor::Variable &variable = import.description.variables[i];
+        for (const auto &row : import.rows) {
+            char *end = nullptr;
+            const double number = std::strtod(row[i].c_str(), &end);
+            const auto moment = *end == 0 ? iso_text(temporal_class(variable), number) : std::nullopt;
+            text += moment.value_or(row[i]) + ' ';
+        }
+        for (const UserFormat &table : import.description.label_tables)
+            text += table.name == variable.label_table ? ranges_text(table) : "";
+        if (const auto found = import.catalogs.formats.find(variable.format.name);
+            found != import.catalogs.formats.end())
+            text += ranges_text(found->second);
+        text += '\n';
+    }
+    return text;
+}
+
+// What one contract has imported the other exports with the same moments, texts and labels, or says so.
+TEST(LosslessTrip, OneContractInAndAnotherOut) {
+    StataFile file{.release = 118};
+    file.variables = {{.name = "clock", .type = Type::float64, .format = "%tc"},
+                      {.name = "week", .type = Type::int16, .format = "%tw"},
+                      {.name = "time", .type = Type::int32, .format = "%tcHH:MM:SS"},
+                      {.name = "ANSWER", .type = Type::byte, .value_label = "ANSWER"},
+                      {.name = "essay", .type = Type::strl}};
+    file.rows = {{1741597200500.0, 2100, 45296000, 1, std::string(300, 'x')}, {missing('b'), -9, 0, 2, "short"}};
+    file.value_labels = {{.name = "ANSWER", .entries = {{1, "no"}, {2, "yes"}}}};
+    StataFile rich = file; // with what the base contract does not know
+    rich.variables.push_back({.name = "leaps", .type = Type::float64, .format = "%tC"});
+    rich.variables.push_back({.name = "calendar", .type = Type::int16, .format = "%tbours"});
+    rich.variables.push_back({.name = "day", .type = Type::int16, .format = "%td", .value_label = "unknown"});
+    for (auto &row : rich.rows)
+        row.insert(row.end(), {1741597227500.0, 7, 1});
+    rich.value_labels.push_back({.name = "unknown", .entries = {{1, "not asked"}}});
+    rich.value_labels.push_back({.name = "unused", .entries = {{1, "one"}}});
+    rich.rows.push_back(rich.rows.back());
+    rich.rows.back()[5] = 394416000000.0; // 1972-06-30T23:59:60
+    const ScratchDirectory scratch;
+    for (const Contract in : {Contract::base, Contract::extended})
+        for (const Contract out : {Contract::base, Contract::extended})
+            for (const auto &[route, name] : routes) {
+                SCOPED_TRACE(std::string(name) + (in == Contract::base ? ", base" : ", extended") +
+                             (out == Contract::base ? " to base" : " to extended"));
+                CapturedLog log;
+                CatalogMap catalogs;
+                HostOptions host;
+                host.log = &log;
+                host.catalogs = &catalogs;
+                const std::string path = scratch.write("in.dta", build(in == Contract::base ? file : rich));
+                carry(path, route, scratch, scratch.path("out.dta"), {host, in, out});
+                std::string expected = shown(path, in);
+                if (in == Contract::extended && out == Contract::base) {
+                    for (const auto &[told, before, after] :
+                         {std::array{"variable leaps: 1 value without a counterpart in the unit that is written, "
+                                     "written as missing, first in observation 3.",
+                                     "1972-06-30T23:59:60", "."},
+                          std::array{"variable day: the labels of format unknown are not written: the variable "
+                                     "shows dates or times.",
+                                     "1=not asked ", ""},
+                          std::array{"not written: label tables that no variable uses (1).", "", ""}}) {
+                        EXPECT_TRUE(log.contains(told)) << told << '\n' << log.text();
+                        expected.replace(expected.find(before), std::strlen(before), after);
+                    }
+                }
+                EXPECT_EQ(shown(scratch.path("out.dta"), Contract::extended), expected);
+            }
 }
 
 // Dates by counting days, one after the other, from 1 January 1960.
@@ -263,7 +352,7 @@ TEST(LosslessTrip, UnitsAgreeWithACalendarThatCountsDays) {
         for (const ByteOrder order : {ByteOrder::little, ByteOrder::big}) {
             SCOPED_TRACE(std::to_string(release) + (order == ByteOrder::big ? " big" : " little"));
             file.order = order;
-            ImportSession session({}, extended(), scratch.write("in.dta", build(file)));
+            ImportSession session({}, under(Contract::extended), scratch.write("in.dta", build(file)));
             const std::vector<vor::Variable> &variables = session.description().variables;
             int wrong = 0;
             for (int n = -3000; n <= 3000; ++n) {

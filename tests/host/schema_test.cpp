@@ -205,8 +205,8 @@ TEST(Schema, DatesInsideAPeriodAreAWarning) {
         EXPECT_EQ(collect(*source).rows, (Cells{{481}, {481}, {481}}));
         EXPECT_TRUE(source->rewind());
     }
-    EXPECT_EQ(log.lines, std::vector<std::string>{"WARNING: Variable m has dates inside its periods, which are not "
-                                                  "kept; 2 values, the first in observation 2."});
+    EXPECT_EQ(log.lines, std::vector<std::string>{"WARNING: Variable m: 2 values inside a period, taken as the "
+                                                  "whole of it, first in observation 2."});
 }
 
 TEST(Schema, TextThatDoesNotFit) {

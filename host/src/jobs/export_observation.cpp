@@ -10,6 +10,7 @@
 #include <cmath>
 #include <cstring>
 #include <fmt/format.h>
+#include <optional>
 
 namespace vor {
 namespace {
@@ -18,12 +19,14 @@ constexpr std::array<const char *, value_changes> change_sentences = {
     "longer than the variable can hold (2045 bytes at most), cut",
     "ending in tabs or line ends, which a Stata file does not keep",
     "with zero bytes, of which readers take the first one for the end of the text",
+    "of bytes that are no text, written as if they were",
     "with characters that the session encoding does not have, written as '?'",
     "infinite or not a number, written as missing",
     "beyond what a Stata file can hold, written as missing",
     "with the mark ._, which a Stata file does not have, written as the standard missing value",
     "beyond 2^53, where a double does not hold every integer",
     "with a fraction of a day, cut to the whole day",
+    "without a counterpart in the unit that is written, written as missing",
 };
 
 constexpr double first_day = SMALLEST_LONG; // of a stored date
@@ -49,6 +52,13 @@ bool loses_tail(std::string_view text) {
 
 } // namespace
 
+double in_unit(Temporal from, Temporal to, double value) {
+    if (from == to || to == Temporal::none || is_missing(value))
+        return value;
+    const std::optional<Moment> moment = converted(from, value, to);
+    return moment ? moment->value : missing_value('.');
+}
+
 ExportObservation::ExportObservation(const Host &host, std::vector<ExportColumn> columns)
     : ExportRow(columns.size()), host_(host), utf8_session_(lower_case(host.options().session_encoding) == "utf-8"),
       columns_(std::move(columns)), observation_(empty_observation(columns_)), empty_(observation_) {}
@@ -56,12 +66,6 @@ ExportObservation::ExportObservation(const Host &host, std::vector<ExportColumn>
 void ExportObservation::clear() {
     observation_ = empty_;
     ExportRow::clear();
-}
-
-void ExportRow::count(size_t column, ValueChange change) {
-    Count &count = counts_[column][static_cast<size_t>(change)];
-    if (count.values++ == 0)
-        count.first = number_;
 }
 
 double ExportObservation::storable(size_t column, double value) {
@@ -89,8 +93,17 @@ double ExportObservation::storable(size_t column, double value) {
 }
 
 void ExportObservation::set_number(size_t column, double value) {
-    const double stored = storable(column, value);
-    std::memcpy(observation_.data() + columns_[column].position, &stored, sizeof stored);
+    const ExportColumn &place = columns_[column];
+    const double number = in_unit(place.given, place.temporal, value);
+    if (is_missing(number) && !is_missing(value))
+        count(column, ValueChange::no_counterpart);
+    const double stored = storable(column, number);
+    std::memcpy(observation_.data() + place.position, &stored, sizeof stored);
+}
+
+void ExportObservation::set_bytes(size_t column, std::string_view bytes) {
+    count(column, ValueChange::binary);
+    set_text(column, bytes);
 }
 
 void ExportObservation::set_text(size_t column, std::string_view text) {
@@ -127,9 +140,9 @@ void ExportObservation::store(size_t column, std::string_view bytes) {
 void ExportRow::report(const std::vector<Variable> &variables, const Notes &warn) const {
     for (size_t column = 0; column < counts_.size(); ++column)
         for (size_t change = 0; change < value_changes; ++change)
-            if (const Count &count = counts_[column][change]; count.values > 0)
-                warn(fmt::format("variable {}: {} value{} {}, first in observation {}.", variables[column].name,
-                                 count.values, count.values == 1 ? "" : "s", change_sentences[change], count.first));
+            if (const LossCounter &counter = counts_[column][change])
+                warn(fmt::format("variable {}: {}.", variables[column].name,
+                                 counter.sentence(change_sentences[change])));
 }
 
 } // namespace vor

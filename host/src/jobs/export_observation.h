@@ -2,6 +2,8 @@
 // a Stata file cannot hold as they are.
 #pragma once
 
+#include "text/loss_counter.h"
+
 #include <vorhost/host.h>
 #include <vorhost/rows.h>
 #include <vorhost/temporal.h>
@@ -17,9 +19,10 @@ namespace vor {
 // How a column stands in the observation.
 struct ExportColumn {
     ValueKind kind = ValueKind::numeric;
-    Temporal temporal = Temporal::none;
-    int32_t length = 8;   // bytes
-    int64_t position = 0; // byte offset in the observation
+    Temporal given = Temporal::none;    // the unit of the numbers that come
+    Temporal temporal = Temporal::none; // the one that the module takes
+    int32_t length = 8;                 // bytes
+    int64_t position = 0;               // byte offset in the observation
 };
 
 // What may happen to a value on its way.
@@ -27,14 +30,19 @@ enum class ValueChange {
     text_cut,       // longer than the column or than a Stata string
     tail_dropped,   // line ends or tabs at the end, which are taken for blanks
     zero_byte,      // a text ends at a zero byte for its readers
+    binary,         // bytes that are no text
     not_in_session, // characters that the session encoding does not have
     not_a_number,   // infinities and not-a-number
     too_large,      // beyond the largest number, or a date beyond the calendar
     mark_unknown,   // the missing value ._
     inexact,        // an integer beyond 2^53
     day_fraction,   // a date with a fraction of a day
+    no_counterpart, // a moment that the unit of the file does not have
 };
-inline constexpr size_t value_changes = 9;
+inline constexpr size_t value_changes = 11;
+
+// A number in another unit; missing when that has no such moment. Where values have no unit they stay plain numbers.
+double in_unit(Temporal from, Temporal to, double value);
 
 // The observation being filled, as the module takes it.
 class ExportRow : public RowWriter {
@@ -50,14 +58,10 @@ class ExportRow : public RowWriter {
     void report(const std::vector<Variable> &variables, const Notes &warn) const;
 
   protected:
-    void count(size_t column, ValueChange change);
+    void count(size_t column, ValueChange change) { counts_[column][static_cast<size_t>(change)].add(number_); }
 
   private:
-    struct Count {
-        int64_t values = 0;
-        int64_t first = 0;
-    };
-    std::vector<std::array<Count, value_changes>> counts_;
+    std::vector<std::array<LossCounter, value_changes>> counts_;
     int64_t number_ = 1;
 };
 
@@ -67,6 +71,7 @@ class ExportObservation : public ExportRow {
 
     void set_number(size_t column, double value) override;
     void set_text(size_t column, std::string_view text) override;
+    void set_bytes(size_t column, std::string_view bytes) override;
 
     const void *bytes() override { return observation_.data(); }
     void clear() override;

@@ -12,8 +12,10 @@
 #include <vorhost/ascii.h>
 #include <vorhost/conversion.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 #include <unordered_map>
 #include <unordered_set>
 
@@ -96,14 +98,14 @@ void follow_names(const std::vector<Variable> &before, DataSet &written) {
 
 // The tables of variables that only have a user format, from the catalogs. A variable has no labels when its format is
 // none of a catalog's, or one of texts.
-void add_label_tables(DataSet &written, FormatCatalogs &formats, const FormatPlace &place, const Notes &warn) {
+void add_label_tables(DataSet &written, ExportedFormats &formats, const Notes &warn) {
     std::unordered_set<std::string> there;
     for (const UserFormat &table : written.label_tables)
         there.insert(table.name);
     for (Variable &variable : written.variables) {
         std::string name = labels_name(variable);
         UserFormat format;
-        if (name.empty() || (!there.contains(name) && !formats.read(place.library, place.catalog, name, format)))
+        if (!there.contains(name) && !formats.read(variable, format))
             continue;
         if (variable.kind == ValueKind::character) {
             warn(fmt::format("variable {}: a Stata file has no labels for texts; those of {} are not written.",
@@ -117,6 +119,38 @@ void add_label_tables(DataSet &written, FormatCatalogs &formats, const FormatPla
         }
         variable.label_table = name;
     }
+}
+
+// What the base contract has no place for, with commas between.
+std::string lost_properties(const DataSet &description) {
+    std::unordered_set<std::string> unused;
+    for (const UserFormat &table : description.label_tables)
+        unused.insert(table.name);
+    for (const Variable &variable : description.variables)
+        unused.erase(labels_name(variable));
+    std::vector<std::string> lost;
+    if (!description.label.empty())
+        lost.emplace_back("the data set's label");
+    if (!description.sort.empty())
+        lost.emplace_back("its sort order");
+    if (!description.characteristics.empty())
+        lost.push_back(fmt::format("notes and other characteristics ({})", description.characteristics.size()));
+    if (!unused.empty())
+        lost.push_back(fmt::format("label tables that no variable uses ({})", unused.size()));
+    return fmt::format("{}", fmt::join(lost, ", "));
+}
+
+// A long text that can be looked through gets room for the longest one that is there.
+DataSet with_text_lengths(RowSource &source) {
+    DataSet description = source.description();
+    const auto is_long = [](const Variable &variable) { return variable.stored == StoredType::long_text; };
+    if (std::ranges::none_of(description.variables, is_long))
+        return description;
+    const DataSet measured = with_stored_types(source, StoredTypes::smallest, {});
+    for (size_t i = 0; i < description.variables.size(); ++i)
+        if (is_long(description.variables[i]))
+            description.variables[i] = measured.variables[i];
+    return description;
 }
 
 // What an export gives the module: its variables and their values, as the contract has them.
@@ -175,7 +209,8 @@ struct ExportSession::State {
 
     State(const HostOptions &host, const Options &options, const std::string &file, const DataSet &description)
         : target(file, host.files ? *host.files : machine_files()),
-          formats(host.catalogs, whole_place(options.formats)), object(prepared(host, options), target.shown_name()) {
+          formats(host.catalogs, whole_place(options.formats), description.label_tables),
+          object(prepared(host, options), target.shown_name()) {
         if (options.contract == Contract::extended)
             take_extended(options, description);
         else
@@ -184,35 +219,29 @@ struct ExportSession::State {
     }
 
     HostOptions prepared(HostOptions host, const Options &options) {
-        host.catalogs = host.catalogs ? &formats : nullptr;
+        host.catalogs = formats.any() ? &formats : nullptr;
         host.statements = format_statement(options.formats);
         if (options.contract == Contract::base && lower_case(host.session_encoding) != file_encoding)
             host.file_encoding = host.label_encoding = file_encoding;
         return host;
     }
 
-    Notes noter() {
-        return [this](const std::string &text) { object.note(text); };
-    }
     Notes warner() {
         return [this](const std::string &text) { object.warn(text); };
     }
 
     void take_base(const Options &options, const DataSet &description) {
-        data = std::make_unique<BaseData>(object.host(), description, options.labels_as_names, formats, noter());
-        if (!description.label.empty())
-            object.warn("the data set's label is not written.");
-        const FormatPlace place = whole_place(options.formats);
-        if (FormatCatalogs *catalogs = object.host().options().catalogs)
-            note_lost_labels(data->variables(), *catalogs, place.library, place.catalog, warner());
+        data = std::make_unique<BaseData>(object.host(), description, options.labels_as_names, formats, warner());
+        if (const std::string lost = lost_properties(description); !lost.empty())
+            object.warn(fmt::format("not written: {}.", lost));
+        warn_of_lost_labels(data->variables(), formats, warner());
     }
 
     void take_extended(const Options &options, const DataSet &description) {
         DataSet written = description;
         written.variables = file_variables(description.variables, options.labels_as_names, warner());
         follow_names(description.variables, written);
-        const FormatPlace place = whole_place(options.formats);
-        add_label_tables(written, formats, place, warner());
+        add_label_tables(written, formats, warner());
         auto extended = std::make_unique<ExtendedData>(std::move(written), description.variables, warner());
         extension.facts = extended->facts();
         object->extend = &extension;
@@ -282,7 +311,7 @@ int64_t export_source(const HostOptions &host, const ExportSession::Options &opt
     };
     const bool extended = options.contract == Contract::extended;
     ExportSession session(host, options, file,
-                          extended ? with_stored_types(source, options.types, note) : source.description());
+                          extended ? with_stored_types(source, options.types, note) : with_text_lengths(source));
     return export_rows(session, source, progress);
 }
 

@@ -1,5 +1,6 @@
 #include "jobs/export_variables.h"
 
+#include "jobs/file_facts.h"
 #include "text/utf8.h"
 
 #include <vor/stata_layout.h>
@@ -163,8 +164,10 @@ std::vector<Variable> file_variables(std::vector<Variable> variables, bool label
 ExportVariables::ExportVariables(const Host &host, const DataSet &description, bool labels_as_names,
                                  ExportedFormats &formats, const Note &note)
     : variables_(file_variables(description.variables, labels_as_names, note, &host)) {
-    for (const Variable &variable : variables_)
+    for (Variable &variable : variables_) {
+        variable.format = host_format(variable);
         append(host, variable, formats, note);
+    }
 }
 
 void ExportVariables::append(const Host &host, const Variable &variable, ExportedFormats &formats, const Note &note) {
@@ -178,7 +181,8 @@ void ExportVariables::append(const Host &host, const Variable &variable, Exporte
     NAMESTR &target = node.namestr;
     const bool numeric = variable.kind == ValueKind::numeric;
     target.ntype = numeric ? NAMESTR_NUMERIC : NAMESTR_CHARACTER;
-    target.nlng = numeric ? 8 : std::clamp<int32_t>(variable.length, 1, LONGEST_STRING_BYTES);
+    const int32_t longest = variable.stored == StoredType::long_text ? LONGEST_STRING_BYTES : variable.length;
+    target.nlng = numeric ? 8 : std::clamp<int32_t>(longest, 1, LONGEST_STRING_BYTES);
     target.npos = position_;
     target.name_p = texts.name.data();
     target.namelen = short_length(texts.name);
@@ -193,8 +197,8 @@ void ExportVariables::append(const Host &host, const Variable &variable, Exporte
     target.nifl = static_cast<int16_t>(variable.informat.width);
     target.nifd = static_cast<int16_t>(variable.informat.decimals);
 
-    columns_.push_back(
-        {variable.kind, numeric ? temporal_class(variable.format) : Temporal::none, target.nlng, position_});
+    columns_.push_back({variable.kind, temporal_class(variable),
+                        numeric ? temporal_class(variable.format) : Temporal::none, target.nlng, position_});
     position_ += target.nlng;
 }
 

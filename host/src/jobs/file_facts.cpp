@@ -1,11 +1,12 @@
 #include "jobs/file_facts.h"
 
+#include "jobs/user_formats.h"
+
 #include <vor/stata_layout.h>
 #include <vorhost/missing.h>
 #include <vorhost/temporal.h>
 
 #include <algorithm>
-#include <cmath>
 #include <fmt/format.h>
 #include <unordered_map>
 
@@ -97,24 +98,32 @@ std::string usual_format(const Variable &variable) {
     }
 }
 
-// The stored value that a label belongs to; false for one that a Stata file cannot label.
-bool label_value(const FormatRange &range, int32_t &value) {
-    const auto *number = std::get_if<double>(&range.start);
-    if (!number || !is_single(range))
-        return false;
-    if (is_missing(*number)) {
-        const char mark = missing_mark(*number);
-        value = mark >= 'A' && mark <= 'Z' ? first_missing_long + 1 + (mark - 'A') : first_missing_long;
-        return mark != '_';
-    }
-    value = 0;
-    if (*number != std::trunc(*number) || *number < SMALLEST_LONG || *number > LARGEST_LONG)
-        return false;
-    value = static_cast<int32_t>(*number);
-    return true;
+// The stored value that a label belongs to. number: one that a Stata file can label.
+int32_t label_value(double number) {
+    if (!is_missing(number))
+        return static_cast<int32_t>(number);
+    const char mark = missing_mark(number);
+    return mark == '.' ? first_missing_long : first_missing_long + 1 + (mark - 'A');
 }
 
 } // namespace
+
+Format host_format(const Variable &variable) {
+    if (variable.stata_format.empty())
+        return variable.format;
+    const Temporal shown = temporal_class(variable.format);
+    switch (temporal_class(variable)) {
+    case Temporal::none:
+        return shown == Temporal::none ? variable.format : Format{};
+    case Temporal::clock:
+    case Temporal::leap_clock:
+        return {"DATETIME", 16, 0};
+    case Temporal::time_of_day:
+        return {"TIME", 8, 0};
+    default:
+        return shown == Temporal::date ? variable.format : Format{"MMDDYY", 10, 0};
+    }
+}
 
 DataSet described(const vor_file_facts &facts, bool labels, const DecodeText &decode) {
     DataSet description;
@@ -208,13 +217,11 @@ void ExportFacts::add_label_table(const UserFormat &table, const Notes &warn) {
     std::vector<vor_value_label> &labels = labels_.emplace_back();
     size_t lost = 0;
     for (const FormatRange &range : table.ranges) {
-        vor_value_label label = {};
-        const bool can_be_labelled = label_value(range, label.value) && !range.labels.empty();
+        const bool can_be_labelled = !obstacle(range) && !range.labels.empty();
         lost += range.labels.size() - (can_be_labelled ? 1 : 0);
         if (!can_be_labelled)
             continue;
-        label.text = kept(range.labels.front());
-        labels.push_back(label);
+        labels.push_back({kept(range.labels.front()), label_value(std::get<double>(range.start)), 0});
     }
     std::ranges::sort(labels, {}, &vor_value_label::value);
     if (lost > 0)

@@ -20,6 +20,9 @@ using DecodeText = std::function<std::string(std::string_view bytes, const std::
 // An import's description. Its variables have no host formats yet. labels: whether value labels are wanted.
 DataSet described(const vor_file_facts &facts, bool labels, const DecodeText &decode);
 
+// The host's format of a variable, by what its values count: its own one unless that shows something else.
+Format host_format(const Variable &variable);
+
 // An export's facts, and the variables as the module wants them. A stored type that is not known becomes a double or a
 // text of the variable's length, a display format that is not known the usual one of its type. Labels for values that a
 // Stata file cannot label are left out with a warning.

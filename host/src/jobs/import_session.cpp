@@ -4,6 +4,7 @@
 #include "jobs/file_facts.h"
 #include "jobs/stata_files.h"
 #include "jobs/user_formats.h"
+#include "text/loss_counter.h"
 #include "text/utf8.h"
 
 #include <vor/formats.h>
@@ -190,8 +191,7 @@ struct ImportSession::State {
     // Values of a leap-second clock for which a clock without leap seconds has no name.
     struct LeapSeconds {
         size_t column;
-        int64_t values = 0;
-        int64_t first = 0;
+        LossCounter values = {};
     };
     std::vector<LeapSeconds> leap_seconds = {};
 
@@ -298,19 +298,15 @@ struct ImportSession::State {
             });
         for (size_t column = 0; column < description.variables.size(); ++column)
             if (temporal_class(description.variables[column]) == Temporal::leap_clock)
-                leap_seconds.push_back({column});
+                leap_seconds.push_back({.column = column});
     }
 
     // The host's formats beside what the facts say. Labels of a date leave it a date.
     void add_formats(const NAMESTR &source, Variable &variable) {
         variable.format = format_of(source.nformlong, source.nformlongl, source.nfl, source.nfd);
         variable.informat = format_of(source.niformlong, source.niformlongl, source.nifl, source.nifd);
-        const Temporal unit = temporal_class(variable);
-        if (unit == Temporal::clock || unit == Temporal::leap_clock)
-            variable.format = {"DATETIME", 16, 0};
-        else if (unit == Temporal::time_of_day)
-            variable.format = {"TIME", 8, 0};
-        else if (unit == Temporal::none && !variable.label_table.empty())
+        variable.format = host_format(variable);
+        if (temporal_class(variable) == Temporal::none && !variable.label_table.empty())
             variable.format = {variable.label_table, 0, 0};
     }
 
@@ -357,8 +353,8 @@ struct ImportSession::State {
 
     void count_leap_seconds() {
         for (LeapSeconds &seen : leap_seconds)
-            if (in_leap_second(Temporal::leap_clock, row->number(seen.column)) && seen.values++ == 0)
-                seen.first = row->number_of_observation();
+            if (in_leap_second(Temporal::leap_clock, row->number(seen.column)))
+                seen.values.add(row->number_of_observation());
     }
 
     void choose(const Selection &selection, std::vector<const NAMESTR *> &variables) {
@@ -419,11 +415,10 @@ struct ImportSession::State {
 
     void close() {
         for (const LeapSeconds &seen : leap_seconds)
-            if (seen.values > 0)
-                object.warn(fmt::format("variable {}: {} value{} inside a leap second, first in observation {}; other "
-                                        "programs may not know the second 60.",
-                                        description.variables[seen.column].name, seen.values,
-                                        seen.values == 1 ? "" : "s", seen.first));
+            if (seen.values)
+                object.warn(fmt::format("variable {}: {}; other programs may not know the second 60.",
+                                        description.variables[seen.column].name,
+                                        seen.values.sentence("inside a leap second")));
         for (size_t column = 0; column < row->columns(); ++column)
             if (const int64_t count = row->bad_texts(column))
                 object.note(fmt::format("variable {}: {} values in all were taken as Windows Latin 1.",

@@ -8,18 +8,9 @@
 #include <cstring>
 #include <fmt/format.h>
 #include <limits>
-#include <optional>
 
 namespace vor {
 namespace {
-
-// The number as it is stored: in the unit that the display format names.
-double in_stored_unit(Temporal from, Temporal to, double value) {
-    if (from == to || is_missing(value))
-        return value;
-    const std::optional<Moment> moment = converted(from, value, to);
-    return moment ? moment->value : value;
-}
 
 // The unit of a variable whose display format is still to be chosen.
 Temporal stored_unit(const Variable &variable) {
@@ -87,7 +78,7 @@ class EvidenceRow : public RowWriter {
     }
 
     void set_number(size_t column, double value) override {
-        columns[column].add(in_stored_unit(from_[column], to_[column], value));
+        columns[column].add(in_unit(from_[column], to_[column], value));
     }
     void set_text(size_t column, std::string_view text) override {
         columns[column].longest_text = std::max(columns[column].longest_text, text.size());
@@ -171,7 +162,7 @@ StoredObservation::StoredObservation(const std::vector<Variable> &written, const
 
 void StoredObservation::set_number(size_t column, double value) {
     const Column &place = columns_[column];
-    double stored = in_stored_unit(place.from, place.to, value);
+    double stored = in_unit(place.from, place.to, value);
     if (is_missing(value) && missing_mark(value) == '_')
         count(column, ValueChange::mark_unknown);
     if (!is_missing(value) && !std::isfinite(value)) {

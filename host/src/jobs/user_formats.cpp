@@ -94,24 +94,31 @@ FormatCatalogs::Written ImportedFormats::store(const Held &one) {
     return written;
 }
 
-std::string ExportedFormats::name_for_module(const Variable &variable,
-                                             const std::function<void(const std::string &)> &note) {
-    const std::string &name = variable.format.name;
-    if (name.empty() || temporal_class(variable.format) != Temporal::none)
-        return name;
-    const auto [entry, is_new] = made_up_.try_emplace(lower_case(name));
+ExportedFormats::ExportedFormats(FormatCatalogs *catalogs, FormatPlace place, const std::vector<UserFormat> &own)
+    : catalogs_(catalogs), place_(std::move(place)) {
+    for (const UserFormat &table : own)
+        own_.emplace(table.name, table);
+}
+
+std::string ExportedFormats::name_for_module(const Variable &variable, const Notes &warn) {
+    if (temporal_class(variable.format) != Temporal::none)
+        return variable.format.name;
+    const std::string &name = labels_name(variable);
+    if (name.empty())
+        return {};
+    const auto [entry, is_new] = made_up_.try_emplace(name);
     if (!is_new)
         return entry->second;
     UserFormat format;
-    if (catalogs_ && catalogs_->read(place_.library, place_.catalog, name, format)) {
+    if (read(variable, format)) {
         if (format.multilabel) // the module would refuse it under the made-up name
             return {};
         entry->second = fmt::format("_{:07}", made_up_.size());
         names_[entry->second] = name;
     } else if (services::is_built_in_format(name)) {
         entry->second = name;
-    } else if (catalogs_) {
-        note(fmt::format("The user format {} is not in {}.{}; nothing is labelled with it.", name, place_.library,
+    } else if (any()) {
+        warn(fmt::format("The user format {} is not in {}.{}; nothing is labelled with it.", name, place_.library,
                          place_.catalog));
     }
     return entry->second;
@@ -125,15 +132,18 @@ FormatCatalogs::Written ExportedFormats::write(const std::string &library, const
 bool ExportedFormats::read(const std::string &library, const std::string &catalog, const std::string &name,
                            UserFormat &format) {
     const auto known = names_.find(name);
-    return catalogs_ && catalogs_->read(library, catalog, known == names_.end() ? name : known->second, format);
+    const std::string &whole = known == names_.end() ? name : known->second;
+    const auto table = own_.find(whole);
+    if (table != own_.end())
+        format = table->second;
+    return table != own_.end() || (catalogs_ && catalogs_->read(library, catalog, whole, format));
 }
 
-namespace {
+bool ExportedFormats::read(const Variable &variable, UserFormat &format) {
+    const std::string &name = labels_name(variable);
+    return !name.empty() && read(place_.library, place_.catalog, name, format);
+}
 
-constexpr double smallest_label_value = SMALLEST_LONG;
-constexpr double largest_label_value = LARGEST_LONG;
-
-// Why a range of a numeric format is not written; null when it is.
 const char *obstacle(const FormatRange &range) {
     const auto *start = std::get_if<double>(&range.start);
     if (!start || !is_single(range))
@@ -142,14 +152,15 @@ const char *obstacle(const FormatRange &range) {
         return missing_mark(*start) == '_' ? "the missing value ._" : nullptr;
     if (*start != std::trunc(*start))
         return "a value that is not an integer";
-    return *start < smallest_label_value || *start > largest_label_value ? "a value out of range" : nullptr;
+    return *start < SMALLEST_LONG || *start > LARGEST_LONG ? "a value out of range" : nullptr;
 }
 
-void note_lost_ranges(const Variable &variable, const UserFormat &format,
-                      const std::function<void(const std::string &)> &note) {
+namespace {
+
+void warn_of_ranges(const Variable &variable, const UserFormat &format, const Notes &warn) {
     for (const FormatRange &range : format.ranges)
         if (const char *reason = obstacle(range))
-            note(fmt::format("variable {}: the label \"{}\" of format {} stands for {} and is not written as such.",
+            warn(fmt::format("variable {}: the label \"{}\" of format {} stands for {} and is not written as such.",
                              variable.name, range.labels.empty() ? "" : range.labels.front(), format.name, reason));
 }
 
@@ -158,7 +169,7 @@ const char *obstacle(const Variable &variable, const UserFormat &format) {
     if (variable.kind == ValueKind::character || format.kind == ValueKind::character)
         return "a Stata file has labels for numbers only";
     if (temporal_class(variable.format) != Temporal::none)
-        return "a format of that name shows dates or times";
+        return "the variable shows dates or times";
     if (format.multilabel)
         return "its values have several labels";
     return nullptr;
@@ -166,17 +177,16 @@ const char *obstacle(const Variable &variable, const UserFormat &format) {
 
 } // namespace
 
-void note_lost_labels(const std::vector<Variable> &variables, FormatCatalogs &catalogs, const std::string &library,
-                      const std::string &catalog, const std::function<void(const std::string &)> &note) {
+void warn_of_lost_labels(const std::vector<Variable> &variables, ExportedFormats &formats, const Notes &warn) {
     for (const Variable &variable : variables) {
         UserFormat format;
-        if (variable.format.name.empty() || !catalogs.read(library, catalog, variable.format.name, format))
+        if (!formats.read(variable, format))
             continue;
         if (const char *reason = obstacle(variable, format))
-            note(fmt::format("variable {}: the labels of format {} are not written: {}.", variable.name, format.name,
+            warn(fmt::format("variable {}: the labels of format {} are not written: {}.", variable.name, format.name,
                              reason));
         else
-            note_lost_ranges(variable, format, note);
+            warn_of_ranges(variable, format, warn);
     }
 }
 

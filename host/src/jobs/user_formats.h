@@ -3,10 +3,10 @@
 
 #include <vorhost/conversion.h>
 #include <vorhost/dataset.h>
+#include <vorhost/rows.h>
 #include <vorhost/user_format.h>
 
 #include <cstdint>
-#include <functional>
 #include <map>
 #include <string>
 #include <unordered_set>
@@ -62,32 +62,42 @@ class ImportedFormats : public FormatCatalogs {
     std::string last_;
 };
 
+// Why a Stata file cannot label the value that a range of a numeric format stands for; null when it can.
+const char *obstacle(const FormatRange &range);
+
 // The user formats of an export under names that the module takes for nothing else. It cuts a name to 8 bytes and takes
 // one that begins like that of a date format for a date, so a format in the catalog goes to it under a made-up name.
 class ExportedFormats : public FormatCatalogs {
   public:
-    // catalogs: null when there are none. place: with both names.
-    ExportedFormats(FormatCatalogs *catalogs, FormatPlace place) : catalogs_(catalogs), place_(std::move(place)) {}
+    // catalogs: null when there are none. place: with both names. own: the data set's label tables, which go before
+    // those in the catalogs.
+    ExportedFormats(FormatCatalogs *catalogs, FormatPlace place, const std::vector<UserFormat> &own);
 
-    // The name of the variable's format for the module: the host's own ones keep theirs. Empty, with a note, for a
-    // format that nobody knows.
-    std::string name_for_module(const Variable &variable, const std::function<void(const std::string &)> &note);
+    // The name of the variable's format, or label table, for the module: the host's own formats keep theirs. Empty for
+    // one that nobody knows, with a warning where there is something that could have known it.
+    std::string name_for_module(const Variable &variable, const Notes &warn);
+
+    // Whether there is anything to be read.
+    bool any() const { return catalogs_ || !own_.empty(); }
 
     Written write(const std::string &library, const std::string &catalog, const UserFormat &format,
                   bool keep_existing) override;
     bool read(const std::string &library, const std::string &catalog, const std::string &name,
               UserFormat &format) override;
 
+    // The labels of a variable, where it has some.
+    bool read(const Variable &variable, UserFormat &format);
+
   private:
     FormatCatalogs *catalogs_;
     FormatPlace place_;
-    std::map<std::string, std::string> made_up_; // by the format's name, in lower case
+    std::map<std::string, UserFormat> own_;
+    std::map<std::string, std::string> made_up_; // by the format's name
     std::map<std::string, std::string> names_;   // by the made-up name
 };
 
-// Looks at the user format of each variable and notes what the file will not hold: formats of character variables and
-// of dates, intervals, several labels for a value, values that are not integers in range.
-void note_lost_labels(const std::vector<Variable> &variables, FormatCatalogs &catalogs, const std::string &library,
-                      const std::string &catalog, const std::function<void(const std::string &)> &note);
+// Looks at the user format of each variable and warns of what the file will not hold: formats of character variables
+// and of dates, intervals, several labels for a value, values that are not integers in range.
+void warn_of_lost_labels(const std::vector<Variable> &variables, ExportedFormats &formats, const Notes &warn);
 
 } // namespace vor

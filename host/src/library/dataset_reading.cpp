@@ -2,6 +2,7 @@
 #include "library/datasets.h"
 #include "library/format_catalogs.h"
 #include "library/library_tables.h"
+#include "text/loss_counter.h"
 #include "text/number_text.h"
 #include "text/utf8.h"
 
@@ -256,23 +257,12 @@ class SpecialValues {
     bool more_ = false;
 };
 
-// Values of a column that do not come back as they stand.
-struct Count {
-    int64_t values = 0;
-    int64_t first = 0;
-
-    void add(int64_t row) {
-        if (values++ == 0)
-            first = row;
-    }
-};
-
 struct Column {
     ValueKind kind;
     Temporal temporal;
     bool may_be_binary;
-    Count inside = {};  // of a period, which alone is kept
-    Count inexact = {}; // integers that a double does not hold
+    LossCounter inside = {};  // of a period, which alone is kept
+    LossCounter inexact = {}; // integers that a double does not hold
 };
 
 class DatasetSource : public RowSource {
@@ -355,11 +345,10 @@ bool DatasetSource::step_all() {
 }
 
 void DatasetSource::warn() {
-    const auto say = [&](size_t variable, const Count &count, const char *what) {
-        if (count.values > 0)
-            warnings_(fmt::format("{}: variable {}: {} value{} {}, first in observation {}.", dataset_.description.name,
-                                  dataset_.description.variables[variable].name, count.values,
-                                  count.values == 1 ? "" : "s", what, count.first));
+    const auto say = [&](size_t variable, const LossCounter &counter, const char *what) {
+        if (counter)
+            warnings_(fmt::format("{}: variable {}: {}.", dataset_.description.name,
+                                  dataset_.description.variables[variable].name, counter.sentence(what)));
     };
     for (size_t i = 0; warnings_ && i < columns_.size(); ++i) {
         say(i, columns_[i].inside, "inside a period, taken as the whole of it");

@@ -3,7 +3,7 @@
 #include "files/output_file.h"
 #include "tables/column_kind.h"
 #include "tables/long_text.h"
-#include "tables/loss_counter.h"
+#include "text/loss_counter.h"
 #include "text/number_text.h"
 
 #include <vorhost/missing.h>
@@ -204,10 +204,13 @@ void DelimitedSink::put_long_text(Column &column, const Row &row) {
 
 void DelimitedSink::finish() {
     for (const Column &column : columns_)
-        column.unsaid.warn(options_.log,
-                           fmt::format("Variable {}: {} cannot say some values, which are written in their own unit",
-                                       names_[column.variable],
-                                       raw_unit(column.temporal) == Temporal::date ? "days" : "seconds"));
+        if (column.unsaid && options_.log)
+            options_.log->line(
+                Severity::warning,
+                fmt::format("Variable {}: {}.", names_[column.variable],
+                            column.unsaid.sentence(raw_unit(column.temporal) == Temporal::date
+                                                       ? "not to be said in days, kept in its own unit"
+                                                       : "not to be said in seconds, kept in its own unit")));
     if (options_.log)
         options_.log->before_output();
     output_.finish();

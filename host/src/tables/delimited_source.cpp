@@ -2,7 +2,7 @@
 #include "tables/column_kind.h"
 #include "tables/delimited_reader.h"
 #include "tables/long_text.h"
-#include "tables/loss_counter.h"
+#include "text/loss_counter.h"
 #include "text/number_text.h"
 #include "text/utf8.h"
 
@@ -396,9 +396,10 @@ void DelimitedSource::end() {
                               fmt::format("{} changed while it was read: it had {} rows, now it has {}.", file_.name(),
                                           description_.observations, rows_));
     for (const Column &column : columns_)
-        if (!told_ && column.variable != Column::passed_over)
-            column.inside_period.warn(log_, fmt::format("Variable {} has dates inside its periods, which are not kept",
-                                                        description_.variables[column.variable].name));
+        if (!told_ && log_ && column.inside_period)
+            log_->line(Severity::warning,
+                       fmt::format("Variable {}: {}.", description_.variables[column.variable].name,
+                                   column.inside_period.sentence("inside a period, taken as the whole of it")));
     told_ = true;
 }
 

@@ -1,0 +1,31 @@
+// What happened to some values of a variable, told once.
+#pragma once
+
+#include <cstdint>
+#include <fmt/format.h>
+#include <string>
+#include <string_view>
+
+namespace vor {
+
+class LossCounter {
+  public:
+    // observation: from 1.
+    void add(int64_t observation) {
+        if (count_++ == 0)
+            first_ = observation;
+    }
+
+    explicit operator bool() const { return count_ != 0; }
+
+    // "3 values WHAT, first in observation 7".
+    std::string sentence(std::string_view what) const {
+        return fmt::format("{} value{} {}, first in observation {}", count_, count_ == 1 ? "" : "s", what, first_);
+    }
+
+  private:
+    int64_t count_ = 0;
+    int64_t first_ = 0;
+};
+
+} // namespace vor
