@@ -3,6 +3,7 @@
 #include "packed_bytes.h"
 
 #include <filesystem>
+#include <sqlite3.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
@@ -144,6 +145,17 @@ TEST_F(Failures, OneErrorLineAndNothingElse) {
     if (geteuid() != 0) { // nothing is unreadable for root
         std::filesystem::permissions(scratch.path("visits.dta"), std::filesystem::perms::none);
         expect_failure("import visits.dta o.csv", 3, "Permission denied");
+        // SQLite wants to put files beside a library in this mode, also when it only reads.
+        sqlite3 *client = nullptr;
+        ASSERT_EQ(sqlite3_open(scratch.path("good.db").c_str(), &client), SQLITE_OK);
+        EXPECT_EQ(sqlite3_exec(client, "PRAGMA journal_mode = WAL", nullptr, nullptr, nullptr), SQLITE_OK);
+        sqlite3_close(client);
+        const std::string shown = output_of("head good.db");
+        std::filesystem::permissions(scratch.path(""),
+                                     std::filesystem::perms::owner_read | std::filesystem::perms::owner_exec);
+        std::filesystem::permissions(scratch.path("good.db"), std::filesystem::perms::owner_read);
+        EXPECT_EQ(output_of("head good.db"), shown);
+        std::filesystem::permissions(scratch.path(""), std::filesystem::perms::owner_all);
     }
 }
 

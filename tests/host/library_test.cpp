@@ -103,6 +103,26 @@ TEST_F(LibraryTest, GivesBackBitForBit) {
     expect_stored(*reading, table, "PEOPLE");
 }
 
+TEST_F(LibraryTest, TakesWhatWasMadeAtTheSameTime) {
+    Table labelled = people();
+    labelled.description.label_tables = {sexes()};
+    const auto other = open(Access::write);
+    put(*other->dataset_sink("theirs", std::nullopt), labelled);
+    const auto transaction = library->transaction();
+    library->write_format("SHARED", sexes());
+    put(*library->dataset_sink("ours", std::nullopt), labelled);
+    store(*library, people(), "theirs");
+    transaction->commit();
+    EXPECT_EQ(scratch.names(), Names{"lib.db"});
+    const auto reading = open(Access::read);
+    expect_stored(*reading, people(), "ours");
+    expect_stored(*reading, people(), "theirs");
+    EXPECT_EQ(reading->describe("ours").label_tables, labelled.description.label_tables);
+    EXPECT_EQ(reading->catalog_of("theirs"), "FORMATS");
+    EXPECT_EQ(reading->format_names("SHARED"), Names{"SEXA"});
+    EXPECT_EQ(sql("PRAGMA integrity_check"), "ok\n");
+}
+
 // One variable for each stored type and unit of time, and everything else that a Stata file says.
 Table survey() {
     Table table;
@@ -379,6 +399,9 @@ TEST_F(LibraryTest, SaysWhyItCannotBeOpened) {
     const std::string text = scratch.write("text.db", std::string(2000, 'x'));
     EXPECT_EQ(opening(text, Access::write), "c: " + text + " is not a SQLite library.");
     store(*library, people());
+    sql("CREATE VIEW long AS SELECT hex(zeroblob(400000000)) AS v");
+    EXPECT_EQ(sentence_of([&] { open(Access::read)->dataset_source("long"); }),
+              "c: " + path + " cannot hold a text or an observation this long.");
     std::string damaged = file_bytes(path);
     std::fill(damaged.begin() + 4096, damaged.end(), '\x55');
     const std::string broken = scratch.write("broken.db", damaged);

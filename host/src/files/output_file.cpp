@@ -35,12 +35,15 @@ PendingFile::~PendingFile() {
         files_.remove(path_, ignored);
 }
 
-void PendingFile::put_in_place(Existing existing) {
+bool PendingFile::put_in_place(Existing existing) {
     std::error_code error;
     files_.replace(path_, target_, existing, error);
+    if (existing == Existing::kept && error == std::errc::file_exists)
+        return false;
     if (error)
         fail(target_, error);
     path_.clear();
+    return true;
 }
 
 struct OutputGroup::State {

@@ -29,8 +29,8 @@ class PendingFile {
     // Where it is written in the meantime; the name ends as the target's does.
     const std::string &path() const { return path_; }
 
-    // The complete file, closed, takes its name.
-    void put_in_place(Existing existing = Existing::replaced);
+    // The complete file, closed, takes its name. False when that is another's, which is to be kept.
+    bool put_in_place(Existing existing = Existing::replaced);
 
   private:
     FileSystem &files_;

@@ -28,7 +28,8 @@ std::string_view view(const vor_text &text) {
 double labelled_value(int32_t stored) {
     if (stored < first_missing_long || stored > last_missing_long)
         return stored;
-    return missing_value(stored == first_missing_long ? '.' : static_cast<char>('A' + stored - first_missing_long - 1));
+    return missing_value(stored == first_missing_long ? '.'
+                                                      : static_cast<char>('A' + (stored - first_missing_long) - 1));
 }
 
 // Missing values first, by their marks; then by number.

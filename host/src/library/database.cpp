@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <filesystem>
 #include <fmt/format.h>
 #include <sqlite3.h>
 #include <system_error>
@@ -68,39 +69,63 @@ struct Database::State {
     std::string shown;
     sqlite3 *handle = nullptr;
     std::unordered_map<std::string, Statement> kept;
+
+    ~State() { sqlite3_close_v2(handle); }
 };
+
+namespace {
+
+// The name for a file that nobody changes: SQLite then needs nothing beside it.
+std::string as_unchanging(const std::string &file) {
+    std::string name = "file:";
+    for (const char character : file)
+        name += character == '%' || character == '?' || character == '#'
+                    ? fmt::format("%{:02X}", static_cast<unsigned char>(character))
+                    : std::string(1, character);
+    return name + "?immutable=1";
+}
+
+} // namespace
 
 Database::Database(const std::string &file, std::string shown, bool make) : state_(std::make_unique<State>()) {
     state_->shown = std::move(shown);
-    // One thread uses a library, so the mutexes around every column of every row are left out. A library that is only
-    // read is opened for writing too when it can be: what a killed run left in its journal must be undone first.
-    const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | (make ? SQLITE_OPEN_CREATE : 0);
-    const int code = sqlite3_open_v2(file.c_str(), &state_->handle, flags, nullptr);
-    try {
-        if (code != SQLITE_OK)
-            fail(code);
-        sqlite3_busy_timeout(state_->handle, lock_patience_milliseconds);
-        sqlite3_extended_result_codes(state_->handle, 0);
-        // A column that is no longer there is an error, not its name as a text.
-        sqlite3_db_config(state_->handle, SQLITE_DBCONFIG_DQS_DML, 0, nullptr);
-        sqlite3_progress_handler(
-            state_->handle, steps_between_looks, [](void *) { return interrupted.load() ? 1 : 0; }, nullptr);
-        run("SELECT count(*) FROM sqlite_master"); // opening alone does not look at the file
-    } catch (...) {
-        sqlite3_close(state_->handle);
-        throw;
-    }
+    // A library that is only read is opened for writing too when it can be: what a killed run left in its journal must
+    // be undone first.
+    const int code = open(file, SQLITE_OPEN_READWRITE | (make ? SQLITE_OPEN_CREATE : 0));
+    const bool logged = code == SQLITE_READONLY || code == SQLITE_CANTOPEN; // beside the file, where nothing may appear
+    std::error_code unknown;
+    if (logged && std::filesystem::exists(file, unknown) && !std::filesystem::exists(file + "-wal", unknown))
+        check(open(as_unchanging(file), SQLITE_OPEN_READONLY | SQLITE_OPEN_URI));
+    else
+        check(code);
+}
+
+int Database::open(const std::string &name, int flags) {
+    sqlite3_close(state_->handle);
+    // One thread uses a library, so the mutexes around every column of every row are left out.
+    if (const int code = sqlite3_open_v2(name.c_str(), &state_->handle, flags | SQLITE_OPEN_NOMUTEX, nullptr))
+        return code;
+    sqlite3_busy_timeout(state_->handle, lock_patience_milliseconds);
+    sqlite3_extended_result_codes(state_->handle, 0);
+    // A column that is no longer there is an error, not its name as a text.
+    sqlite3_db_config(state_->handle, SQLITE_DBCONFIG_DQS_DML, 0, nullptr);
+    sqlite3_progress_handler(
+        state_->handle, steps_between_looks, [](void *) { return interrupted.load() ? 1 : 0; }, nullptr);
+    // Opening alone does not look at the file.
+    return sqlite3_exec(state_->handle, "SELECT count(*) FROM sqlite_master", nullptr, nullptr, nullptr);
+}
+
+void Database::check(int code) const {
+    if (code != SQLITE_OK)
+        fail(code);
 }
 
 Database::~Database() {
     state_->kept.clear();
-    sqlite3_close_v2(state_->handle);
 }
 
 void Database::run(const std::string &sql) {
-    const int code = sqlite3_exec(state_->handle, sql.c_str(), nullptr, nullptr, nullptr);
-    if (code != SQLITE_OK)
-        fail(code);
+    check(sqlite3_exec(state_->handle, sql.c_str(), nullptr, nullptr, nullptr));
 }
 
 Statement &Database::kept(const char *sql) {
@@ -123,6 +148,9 @@ int64_t Database::last_row() const {
 int Database::most_columns() const {
     return std::min(sqlite3_limit(state_->handle, SQLITE_LIMIT_COLUMN, -1),
                     sqlite3_limit(state_->handle, SQLITE_LIMIT_VARIABLE_NUMBER, -1));
+}
+void Database::limit_values(int bytes) {
+    sqlite3_limit(state_->handle, SQLITE_LIMIT_LENGTH, bytes);
 }
 sqlite3 *Database::handle() const {
     return state_->handle;
@@ -162,8 +190,7 @@ Statement &Statement::operator=(Statement &&other) noexcept {
 }
 
 void Statement::check(int code) const {
-    if (code != SQLITE_OK)
-        database_->fail(code);
+    database_->check(code);
 }
 
 Statement &Statement::bind(int parameter, double value) {

@@ -85,11 +85,15 @@ class Database {
     int64_t last_row() const;
     int most_columns() const; // of a table, and of a statement's parameters
     sqlite3 *handle() const;
+    void limit_values(int bytes);    // longer texts, bytes and rows are failures from now on
     const std::string &name() const; // of the file, for sentences
 
     [[noreturn]] void fail(int code) const;
+    void check(int code) const; // fails for another code than SQLITE_OK
 
   private:
+    int open(const std::string &name, int flags);
+
     struct State;
     std::unique_ptr<State> state_;
 };

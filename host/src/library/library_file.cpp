@@ -9,10 +9,12 @@
 #include <vorhost/ascii.h>
 #include <vorhost/error.h>
 #include <vorhost/library.h>
+#include <vorhost/selection.h>
 
 #include <filesystem>
 #include <fmt/format.h>
 #include <map>
+#include <set>
 #include <system_error>
 
 namespace vor {
@@ -105,13 +107,37 @@ void LibraryFile::put_in_place() {
     database_.reset();
     const std::unique_ptr<PendingFile> pending = std::move(pending_);
     forget_unfinished(journal_of(pending->path()));
+    bool is_first = false;
     try {
-        pending->put_in_place(Existing::kept);
+        is_first = pending->put_in_place(Existing::kept);
+        database_ = std::make_unique<Database>(path_, path_, false);
     } catch (...) {
         database_ = std::make_unique<Database>(in_memory, path_, true);
         throw;
     }
-    database_ = std::make_unique<Database>(path_, path_, false);
+    if (!is_first)
+        take_from(pending->path());
+}
+
+// Another program has made the library meanwhile: what was to be a library of its own goes into that one.
+void LibraryFile::take_from(const std::string &made) {
+    const auto source = std::make_shared<LibraryFile>(made, Access::read);
+    WriteScope scope(shared_from_this());
+    std::set<std::string> own;
+    for (const std::string &name : source->dataset_names()) {
+        const StoredDataset dataset = find_dataset(source->database(), name, {});
+        const std::unique_ptr<RowSource> rows = source->dataset_source(name, {}, {});
+        const std::unique_ptr<RowSink> sink =
+            dataset_sink(name, dataset.own_catalog ? std::nullopt : std::optional(dataset.catalog), Tables::kept);
+        copy_rows(*rows, name, {}, *sink);
+        if (dataset.own_catalog)
+            own.insert(dataset.catalog);
+    }
+    for (const std::string &catalog : source->catalog_names())
+        for (const UserFormat &format : load_catalog(source->database(), catalog))
+            if (!own.contains(catalog))
+                store_format(*database_, catalog, format);
+    scope.commit();
 }
 
 std::vector<std::string> LibraryFile::dataset_names() const {

@@ -62,6 +62,7 @@ class LibraryFile : public Library, public std::enable_shared_from_this<LibraryF
 
     void open_new();
     void put_in_place();
+    void take_from(const std::string &made);
 
     std::string path_;
     Access access_;

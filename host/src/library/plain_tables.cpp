@@ -1,5 +1,6 @@
 // Plain tables that nothing of ours wrote: what their columns hold is found by looking at every value.
 #include "library/datasets.h"
+#include "library/library_tables.h"
 #include "tables/column_kind.h"
 #include "text/number_text.h"
 
@@ -16,6 +17,9 @@
 namespace vor {
 
 namespace {
+
+// A view makes its values up and may make them of any length.
+constexpr int longest_made_up_value = 1 << 25;
 
 // An empty text is a missing value among numbers and dates, and as good as any other text among texts.
 class Evidence {
@@ -135,6 +139,8 @@ std::vector<Variable> look_through_columns(Database &database, const StoredTable
 }
 
 StoredDataset look_through_table(Database &database, const std::string &name, const Notes &notes) {
+    if (held_under(database, name) == Held::view)
+        database.limit_values(longest_made_up_value);
     StoredDataset found;
     found.tables.push_back({name, columns_of_table(database, name)});
     found.description.name = name;
