@@ -123,18 +123,17 @@ TEST(Extension, NumbersStayInTheUnitOfTheirFormat) {
     };
     for (const int release : {105, 115, 117, 119}) {
         StataFile file{.release = release, .order = ByteOrder::big};
-        file.rows = {{}, {}};
-        for (const auto &row : rows) {
+        const double numbers[] = {-1.25, 1577934245678.0, -1e301}; // the last stands for a missing value elsewhere
+        for (const double number : numbers)
+            file.rows.emplace_back(std::size(rows), number);
+        for (const auto &row : rows)
             file.variables.push_back({.name = "v" + std::to_string(file.variables.size()), .format = row.format});
-            file.rows[0].push_back(-1.25);
-            file.rows[1].push_back(1577934245678.0);
-        }
         MemoryHost host;
         host->load_module();
         host.files.put("in.dta", build(file));
         Extended in(host);
         in.import("in.dta");
-        for (const double expected : {-1.25, 1577934245678.0}) {
+        for (const double expected : numbers) {
             ASSERT_EQ(in.object->getnextrow(in.object, &in.observation), HOST_OK);
             for (size_t i = 0; i < std::size(rows); ++i)
                 EXPECT_EQ(static_cast<const double *>(in.observation)[i], expected) << rows[i].format;

@@ -52,11 +52,13 @@ inline constexpr double RANGE_HIGH = 1e300;
 inline constexpr double DAYS_TO_1960 = 21915.0; // from 1899-12-31 to 1960-01-01
 inline constexpr double MINUTES_PER_DAY = 1440.0;
 
-// A number in transit. Decoders of files without several missing values fill only `num`.
+// A number in transit. Decoders of files without several missing values fill only `num`, but for a stored number that
+// is the sentinel.
 struct mivex_num_struct {
     double num;        // MISSING_SENTINEL for a missing value
-    int32_t miss_char; // import: 0 or 'a' to 'z'; export: 0, '.', '_' or 'A' to 'Z'
+    int32_t miss_char; // import: 0, 'a' to 'z' or NOT_MISSING; export: 0, '.', '_' or 'A' to 'Z'
 };
+inline constexpr int32_t NOT_MISSING = -1; // a number that has the value of MISSING_SENTINEL
 
 // One value label, in a list.
 struct innamevaluestruct {

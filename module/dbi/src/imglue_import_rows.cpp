@@ -39,6 +39,7 @@ struct row_plan {
     bool transcoded; // text goes through the pipeline
     bool in_place;   // text stands in the driver's buffer, which must not move until the host has seen it
     bool delivered;  // the current record has been; the next call moves on first
+    bool sentinel_told;
 };
 
 row_plan *plan_of(const indbsrec *in) {
@@ -105,7 +106,8 @@ row_plan *make_plan(IMGLUE *self) {
              .encodings = encodings,
              .transcoded = encodings && changes_bytes(self),
              .in_place = is_granted(self, WISH_WHOLE_TEXT),
-             .delivered = false};
+             .delivered = false,
+             .sentinel_told = false};
     for (innamerecord *variable = in->firstname; variable != nullptr; variable = variable->nextname)
         *step++ = step_of(self, variable);
     return plan;
@@ -208,7 +210,21 @@ bool is_sentinel(const double &number) {
     return bits == __builtin_bit_cast(uint64_t, MISSING_SENTINEL);
 }
 
-void store_record(indbsrec *in, const row_plan *plan) {
+// What becomes of a number in transit that is the sentinel. A file may store that number: a host that takes the stored
+// numbers gets it, for others it is a missing value, which is told of the first.
+double number_or_missing(const indbsrec *in, row_plan *plan, const innamerecord *variable, int32_t mark) {
+    if (mark != NOT_MISSING)
+        return missing_value(plan, mark);
+    if (is_granted(in->self, WISH_STORED_NUMBERS))
+        return MISSING_SENTINEL;
+    if (!plan->sentinel_told)
+        log_warning("Variable %s has the value -1e301 at obs %lld; it becomes a missing value, as do all such values.",
+                    variable->innamename, in->incurrent + 1);
+    plan->sentinel_told = true;
+    return missing_value(plan, 0);
+}
+
+void store_record(indbsrec *in, row_plan *plan) {
     const auto readit = in->self->nprocs->readit;
     const int32_t number_bytes = plan->number_bytes;
     const value_step *const end = plan->end;
@@ -229,8 +245,8 @@ void store_record(indbsrec *in, const row_plan *plan) {
         }
         readit(in, step->variable, &value, number_bytes);
         if (is_sentinel(value.num)) {
-            value.num = missing_value(plan, value.miss_char);
-            value.miss_char = 0; // the driver sets it for missing values only
+            value.num = number_or_missing(in, plan, step->variable, value.miss_char);
+            value.miss_char = 0; // the driver sets it for these values only
         } else if (kind != step_kind::number) {
             value.num = host_number(kind, value.num);
         }

@@ -109,6 +109,8 @@ void decode_number(indbsrec *in, innamerecord *variable, const char *record, voi
     const auto value = stored_value<swapped, stored>(variable, record);
     if (family::is_missing(in, value))
         family::store_missing(output, value);
+    else if (sizeof value == sizeof(double) && meaning == as_number && static_cast<double>(value) == MISSING_SENTINEL)
+        *static_cast<mivex_num_struct *>(output) = {.num = MISSING_SENTINEL, .miss_char = NOT_MISSING};
     else
         family::store(output, meaning(variable, static_cast<double>(value)));
 }

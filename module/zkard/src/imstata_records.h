@@ -127,6 +127,7 @@ status getrecord(indbsrec *in);
 //
 // Numbers become doubles, dates minutes since 1899-12-31, clock values minutes. Files of one missing value get a
 // double, with MISSING_SENTINEL for it; later ones a mivex_num_struct, whose miss_char is set for missing values only.
+// A stored number that is MISSING_SENTINEL is a mivex_num_struct with NOT_MISSING in either.
 
 // What innameftype may be.
 enum decoder_code : int32_t {
