@@ -1,6 +1,7 @@
 #include "commands.h"
 
 #include <vorhost/error.h>
+#include <vorhost/sentences.h>
 
 #include <algorithm>
 #include <charconv>
@@ -13,6 +14,7 @@ HostOptions Run::host() const {
     HostOptions host;
     host.log = &log;
     host.session_encoding = options.session_encoding;
+    host.unpacking = options.unpacking();
     return host;
 }
 
@@ -69,6 +71,11 @@ Contract contract_of(const std::string &name) {
 
 void add_strict_option(CommandLine &line, CLI::App &command) {
     command.add_flag("--strict", line.common.strict, "Fail, without output, when there is a warning");
+}
+
+void add_unpacking_option(CommandLine &line, CLI::App &command) {
+    command.add_flag("--no-unpack-limit", line.common.no_unpack_limit,
+                     "Read a compressed file even if it unpacks to more than 1100 times its size");
 }
 
 void add_reading_options(CLI::App &command, ReadingOptions &options) {
@@ -180,8 +187,7 @@ std::string note_of_empty_rows(const SelectionOptions &options, const std::strin
                                int64_t written) {
     if (written > 0 || !options.rows || options.limit == 0)
         return {};
-    return fmt::format("{}: there are {} observations; --rows {} takes none of them.", source, observations,
-                       *options.rows);
+    return fmt::format("{}: of {} --rows {} takes none.", source, counted(observations, "observation"), *options.rows);
 }
 
 } // namespace vor::cli

@@ -26,6 +26,9 @@ struct CommonOptions {
     std::string log_file; // empty: standard error only
     std::string progress = "auto";
     std::string session_encoding = "utf-8";
+    bool no_unpack_limit = false; // commands that read compressed files
+
+    Unpacking unpacking() const { return no_unpack_limit ? Unpacking::unbounded : Unpacking::bounded; }
 };
 
 // What a running command works with.
@@ -79,6 +82,9 @@ Contract contract_of(const std::string &name);
 
 // For the commands that make something: warnings keep it from appearing.
 void add_strict_option(CommandLine &line, CLI::App &command);
+
+// For the commands that read what may be compressed.
+void add_unpacking_option(CommandLine &line, CLI::App &command);
 
 // How a Stata file is read.
 struct ReadingOptions {

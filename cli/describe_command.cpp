@@ -124,6 +124,7 @@ void add_describe_command(CommandLine &line) {
     command->add_option("FILE", options->file, "Stata file, - for standard input, or LIBRARY.db[:DATASET]")->required();
     command->add_flag("--json", options->json, "One JSON object");
     add_reading_options(*command, options->reading);
+    add_unpacking_option(line, *command);
     command->callback([&line, options] { line.chosen = [options](Run &run) { run_describe(*options, run); }; });
 }
 

@@ -47,10 +47,13 @@ char separator_of(const ExportOptions &options, const Destination &place) {
 
 std::unique_ptr<RowSource> text_source(const ExportOptions &options, const Destination &place, RunLibraries &libraries,
                                        Run &run) {
-    DelimitedInput input{.separator = separator_of(options, place), .missing = options.missing_texts, .log = &run.log};
+    DelimitedInput input{.separator = separator_of(options, place),
+                         .missing = options.missing_texts,
+                         .log = &run.log,
+                         .unpacking = run.options.unpacking()};
     if (options.schema.empty())
         return delimited_source(place.path, input);
-    const Schema schema = read_schema(options.schema, run.notes());
+    const Schema schema = read_schema(options.schema, run.notes(), run.options.unpacking());
     libraries.offer(schema.formats);
     input.schema = &schema;
     return delimited_source(place.path, input);
@@ -126,6 +129,7 @@ void add_export_command(CommandLine &line) {
         ->check(CLI::IsMember({"kept", "smallest", "double"}));
     add_contract_option(*command, options->contract);
     add_strict_option(line, *command);
+    add_unpacking_option(line, *command);
     command->add_flag("--labels-as-names", options->labels_as_names, "Variable labels become the names");
     add_library_options(*command, options->libraries);
     command->callback([&line, options] { line.chosen = [options](Run &run) { run_export(*options, run); }; });

@@ -143,6 +143,7 @@ void add_head_command(CommandLine &line) {
     add_choice(*command, "--labels", options->labels, {"codes", "text", "both"},
                "Labelled values as numbers, as label text, or as both");
     add_reading_options(*command, options->reading);
+    add_unpacking_option(line, *command);
     command->callback([&line, options] { line.chosen = [options](Run &run) { run_head(*options, run); }; });
 }
 

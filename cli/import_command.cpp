@@ -7,6 +7,7 @@
 #include <vorhost/ascii.h>
 #include <vorhost/conversion.h>
 #include <vorhost/files.h>
+#include <vorhost/sentences.h>
 #include <vorhost/tables.h>
 
 #include <fmt/format.h>
@@ -202,8 +203,8 @@ void import_file(const ImportOptions &options, const WantedPart &part, const std
     if (formats)
         formats->commit();
     if (rows == part.limit) // else the end was reached, where the module counts
-        run.note(fmt::format("The import data set has {} observations and {} variables.", rows,
-                             session.description().variables.size()));
+        run.note(fmt::format("The import data set has {} and {}.", counted(rows, "observation"),
+                             counted(static_cast<int64_t>(session.description().variables.size()), "variable")));
     const FileSummary &summary = session.summary();
     run.note(note_of_empty_rows(options.selection, summary.file, summary.observations, rows));
 }
@@ -260,6 +261,7 @@ void add_import_command(CommandLine &line) {
     command->add_option("FILE", options->places)->required();
     command->formatter(std::make_shared<ImportHelp>());
     add_reading_options(*command, options->reading);
+    add_unpacking_option(line, *command);
     add_strict_option(line, *command);
     add_selection_options(*command, options->selection, "--limit", "Stop after N observations");
     add_output_options(*command, *options);

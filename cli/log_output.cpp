@@ -29,6 +29,45 @@ std::string duration_text(double seconds) {
     return fmt::format("{} h {:02} min", whole / 3600, whole / 60 % 60);
 }
 
+constexpr size_t longest_line = 4000; // bytes
+constexpr size_t longest_word = 400;  // of a name without blanks, or a path
+
+// A text with its middle left out where it is too long: the start and the end tell what it is.
+std::string without_middle(std::string_view text, size_t longest) {
+    if (text.size() <= longest)
+        return std::string(text);
+    size_t start = longest * 2 / 3;
+    size_t end = text.size() - longest / 3;
+    const auto inside_character = [text](size_t at) { return (text[at] & 0xC0) == 0x80; };
+    while (start > 0 && inside_character(start))
+        --start;
+    while (end < text.size() && inside_character(end))
+        ++end;
+    return std::string(text.substr(0, start)).append("\u2026").append(text.substr(end));
+}
+
+// The module's counts have one form for every number.
+std::string in_number(std::string_view line) {
+    std::string text(line);
+    if (line.starts_with("The import data set has ") || line.starts_with("The export data set has "))
+        for (const std::string_view noun : {" 1 observations", " 1 variables"})
+            if (const size_t at = text.find(noun); at != std::string::npos)
+                text.erase(at + noun.size() - 1, 1);
+    return text;
+}
+
+// Names and values of any length come from files; a line that repeats them stays one that people read.
+std::string readable(std::string_view line) {
+    std::string words;
+    for (size_t start = 0; start < line.size();) {
+        const size_t end = std::min(line.find(' ', start), line.size());
+        words += without_middle(line.substr(start, end - start), longest_word);
+        words += end < line.size() ? " " : "";
+        start = end + 1;
+    }
+    return without_middle(words, longest_line);
+}
+
 } // namespace
 
 std::string progress_text(int64_t rows, int64_t of_rows, double seconds) {
@@ -74,7 +113,7 @@ namespace {
 } // namespace
 
 void LogOutput::line(Severity severity, std::string_view text) {
-    const std::string line = fmt::format("{}: {}\n", severity_word(severity), display_text(text));
+    const std::string line = fmt::format("{}: {}\n", severity_word(severity), readable(display_text(in_number(text))));
     if (file_ && std::fputs(line.c_str(), file_.get()) == EOF && write_error_ == 0)
         write_error_ = errno;
     warnings_ += severity == Severity::warning ? 1 : 0;

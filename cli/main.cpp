@@ -9,6 +9,7 @@
 #include <vorhost/files.h>
 #include <vorhost/library.h>
 
+#include <array>
 #include <clocale>
 #include <csignal>
 #include <cstdio>
@@ -159,6 +160,21 @@ void end_by_signal(int signal) {
     alarm(most_seconds_of_rolling_back);
 }
 
+// A stack that is full leaves no room for what to do about it.
+void watch_faults() {
+    static std::array<char, 65536> stack;
+    stack_t own{};
+    own.ss_sp = stack.data();
+    own.ss_size = stack.size();
+    struct sigaction action {};
+    action.sa_handler = end_by_signal;
+    action.sa_flags = SA_ONSTACK;
+    sigaltstack(&own, nullptr);
+    for (const int signal : {SIGSEGV, SIGBUS, SIGABRT})
+        if (struct sigaction before{}; sigaction(signal, nullptr, &before) == 0 && before.sa_handler == SIG_DFL)
+            sigaction(signal, &action, nullptr);
+}
+
 // What is ignored (a hang-up under nohup) stays ignored. A reader that has read enough ends the command quietly.
 void watch_signals() {
     for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGPIPE, SIGALRM})
@@ -180,6 +196,7 @@ int main(int count, char **arguments) {
     vor::cli::open_closed_streams();
     std::signal(SIGXFSZ, SIG_IGN); // a file that may grow no further is an error of the write, told in a sentence
     vor::cli::watch_signals();
+    vor::cli::watch_faults();
     // Column widths of text; numbers are formatted without the locale.
     std::setlocale(LC_CTYPE, "C.UTF-8");
     try {

@@ -3,10 +3,10 @@
 # Options of each sub-command; "common" belongs to all of them.
 declare -gA _vordta_options=(
     [common]="--session-encoding --quiet --log --progress --help"
-    [import]="--contract --strict --validvarname --encoding --value-labels --labels --raw --replace --keep --drop --rows --limit --schema --fmtlib --libname"
-    [export]="--contract --strict --types --na --separator --schema --labels-as-names --fmtlib --libname"
-    [describe]="--contract --validvarname --encoding --json"
-    [head]="--contract --validvarname --encoding --keep --drop --rows --limit --labels"
+    [import]="--contract --no-unpack-limit --strict --validvarname --encoding --value-labels --labels --raw --replace --keep --drop --rows --limit --schema --fmtlib --libname"
+    [export]="--contract --no-unpack-limit --strict --types --na --separator --schema --labels-as-names --fmtlib --libname"
+    [describe]="--contract --no-unpack-limit --validvarname --encoding --json"
+    [head]="--contract --no-unpack-limit --validvarname --encoding --keep --drop --rows --limit --labels"
     [formats]="--json"
 )
 # What stands behind an option: words, files of an extension, any file, or something that cannot be guessed.

@@ -14,7 +14,9 @@ local -a common=(
 )
 local contract='--contract[what the module is asked for]:contract:(base extended)'
 local strict='--strict[fail without output when there is a warning]'
+local unpacking='--no-unpack-limit[read a compressed file however much it unpacks to]'
 local -a reading=(
+  $unpacking
   $contract
   '--validvarname[how variable names are cleaned]:rule:(v7 any)'
   "--encoding[encoding of the text in the file]:encoding:($encodings)"
@@ -48,7 +50,7 @@ case $words[1] in
       "1:Stata file:$stata" '*:data set or Stata file:_files -g "*.((csv|tsv|dta)(|.gz|.bz2|.xz|.zst|.zip)|db|sqlite)"'
     ;;
   export)
-    _arguments $common $contract $strict $catalogs $schema '--labels-as-names[variable labels become the names]' \
+    _arguments $common $contract $unpacking $strict $catalogs $schema '--labels-as-names[variable labels become the names]' \
       '--types[how numbers are stored]:types:(kept smallest double)' '*--na[a missing value in CSV]:TEXT: ' \
       '--separator[between the fields of CSV]:CHARACTER: ' \
       "1:data set:$table" "2:Stata file:$stata"

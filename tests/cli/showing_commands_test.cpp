@@ -100,7 +100,7 @@ TEST_F(HeadCommand, Tables) {
         for (const auto &one : cases)
             EXPECT_EQ(output_of("head " + source + one.options), one.expected) << source;
     EXPECT_EQ(run("head l.db --rows 4:9").lines("NOTE: ").at(0),
-              "NOTE: l.db:visits: there are 3 observations; --rows 4:9 takes none of them.");
+              "NOTE: l.db:visits: of 3 observations --rows 4:9 takes none.");
 }
 
 TEST_F(HeadCommand, LongRuns) {

@@ -193,7 +193,7 @@ TEST(DelimitedSource, RefusesWithPlaceAndReason) {
          " is UTF-16 text; UTF-8 was expected."},
         {"a,,c\n", ": the names (line 1), column 2: the column has no name."},
         {"a,b,a\n1,2,3\n", ": the names (line 1), column 3: the name a is also that of column 1."},
-        {"a,b\n1,2\n\n1,2,3\n", ": row 2 (line 4): 3 fields were found where 2 were expected, one for each name."},
+        {"a,b\n1,2\n\n1,2,3\n", ": row 2 (line 4): found more, expected 2 fields, one for each name."},
         {"a,b\n\"x\ny\",1\n1,5\" disk\n", ": row 2 (line 4), column 2" + stray},
         {"a,b\n1,\"x\n2,3\n", ": row 1 (line 2), column 2 begins with a quote that never ends."},
         {"a,b\r\n1,x\r\n2,\xC3(\r\n", ": row 2 (line 3), column 2 (b): the text holds bytes that are not UTF-8."},
@@ -211,8 +211,7 @@ TEST(DelimitedSource, RefusesWithPlaceAndReason) {
 TEST(DelimitedSource, NoticesAFileThatChanges) {
     const std::pair<const char *, const char *> cases[] = {
         {"z,xy\n3,x\n", ", column 1 (a): \"z\" is not a number. The file changed while it was read."},
-        {"1,xyz\n3,x\n",
-         ", column 2 (b): the text has 3 bytes, 2 were expected at most. The file changed while it was read."},
+        {"1,xyz\n3,x\n", ", column 2 (b): the text has 3 bytes; at most 2 fit. The file changed while it was read."},
         {"1,xy\n", " changed while it was read: it had 2 rows, now it has 1."},
     };
     for (const auto &[now, sentence] : cases) {

@@ -218,9 +218,9 @@ TEST(ImportJob, SelectedVariables) {
         const char *note;
         Texts formats;
     } cases[] = {
-        {{.keep = {"b", "a"}}, {{"1", "3"}, {"2", "4"}}, "2 of 3 variables are kept.", {"A", "B"}},
+        {{.keep = {"b", "a"}}, {{"1", "3"}, {"2", "4"}}, "2 of 3 variables kept.", {"A", "B"}},
         {{.keep = {"S"}, .first_row = 2}, {{"'\xC3\xA4'"}}, "first in observation 2", {}},
-        {{.drop = {"S", "b"}}, {{"1"}, {"2"}}, "1 of 3 variables are kept.", {"A"}},
+        {{.drop = {"S", "b"}}, {{"1"}, {"2"}}, "1 of 3 variables kept.", {"A"}},
         {{.keep = {"a", "b"}, .drop = {"b"}}, {{"1"}, {"2"}}, "1 of 3", {"A"}},
         {{.drop = {"a"}, .first_row = 3}, {}, "", {"B"}},
     };

@@ -120,7 +120,8 @@ TEST(Schema, SaysWhatIsNotJson) {
     EXPECT_TRUE(sentence_of([] {
                     parse_schema("{\"variables\": [", "s.json");
                 }).starts_with("c: s.json is not JSON: parse error at line 1, column 16"));
-    EXPECT_TRUE(sentence_of([] { parse_schema(std::string(1 << 16, '['), "s.json"); }).starts_with("c: s.json is not"));
+    EXPECT_TRUE(
+        sentence_of([] { parse_schema(std::string(1 << 16, '['), "s.json"); }).starts_with("c: s.json: brackets"));
     Schema broken = rich_schema();
     broken.description.variables[0].label = "\xFF";
     EXPECT_EQ(sentence_of([&] { schema_json(broken); }),
@@ -220,7 +221,7 @@ TEST(Schema, TextThatDoesNotFit) {
         {"n,d,s\n1,2,x\n2000-01-01,2,x\n", ": row 2 (line 3), column 1 (n): \"2000-01-01\" is not a number."},
         {"n,d,s\n1,12:00:00,x\n",
          ": row 1 (line 2), column 2 (d): \"12:00:00\" is not a number, date or time as it was expected."},
-        {"n,d,s\n1,2,xyz\n", ": row 1 (line 2), column 3 (s): the text has 3 bytes, 2 were expected at most."},
+        {"n,d,s\n1,2,xyz\n", ": row 1 (line 2), column 3 (s): the text has 3 bytes; at most 2 fit."},
     };
     const ScratchDirectory scratch;
     for (const auto &[text, sentence] : cases) {

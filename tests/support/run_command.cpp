@@ -9,6 +9,7 @@
 #include <memory>
 #include <sstream>
 #include <stdexcept>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
@@ -115,7 +116,10 @@ CommandResult run_command(const std::vector<std::string> &arguments, const Comma
         close(terminal);
     }
     int status = 0;
-    waitpid(child, &status, 0);
+    rusage used{};
+    wait4(child, &status, 0, &used);
+    result.peak_bytes = int64_t{used.ru_maxrss} * 1024;
+    result.processor_seconds = static_cast<double>(used.ru_utime.tv_sec + used.ru_stime.tv_sec);
     result.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
     if (result.status == 127)
         throw std::runtime_error("cannot run " + command);

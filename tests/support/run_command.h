@@ -2,6 +2,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -11,6 +12,8 @@ struct CommandResult {
     int status;      // exit status; 128 and the signal's number when one ended it
     std::string out; // standard output, unless it went elsewhere
     std::string err;
+    int64_t peak_bytes;       // of memory
+    double processor_seconds; // used
 
     // The lines of standard error that begin so.
     std::vector<std::string> lines(const std::string &start) const;

@@ -90,6 +90,11 @@ class OutputGroup {
     std::unique_ptr<State> state_;
 };
 
+// How much a compressed file that is read may unpack to. bounded: 1100 times its size, or a megabyte (16 of delimited
+// text) where that is more; tables of survey data stay far below that, and a small file that was made to fill memories
+// and disks is an error before it has filled anything.
+enum class Unpacking { bounded, unbounded };
+
 // The path without the suffix of a compressed file (.gz, .bz2, .xz, .zst, .zip; letter case does not count); any other
 // path as it is.
 std::string uncompressed_name(const std::string &path);

@@ -37,6 +37,7 @@ struct HostOptions {
     std::string file_encoding = {};           // goes before the variable DBE_NAME; empty: not given
     std::string label_encoding = {};          // of labels that the module does not transcode; empty: the session's
     std::string statements = {};              // for the module's objects, such as "FMTLIB=WORK.FORMATS;"
+    Unpacking unpacking = Unpacking::bounded; // of compressed files that are read
     std::string module_path = {};             // empty: VORDTA_MODULE, beside the program, library directory, run path
 };
 

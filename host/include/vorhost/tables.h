@@ -68,7 +68,7 @@ struct Schema {
 };
 std::string schema_json(const Schema &schema);
 Schema parse_schema(const std::string &json, const std::string &file); // ConversionError names the file and the place
-Schema read_schema(const std::string &file, const Notes &notes = {});
+Schema read_schema(const std::string &file, const Notes &notes = {}, Unpacking unpacking = Unpacking::bounded);
 
 // The file is replaced whole, with the others of the group when there is one.
 void write_schema(const std::string &file, const Schema &schema, OutputGroup *group = nullptr);
@@ -78,6 +78,7 @@ struct DelimitedInput {
     const Schema *schema = nullptr;        // null: types are found in the values; may go after the call
     std::vector<std::string> missing = {}; // texts that stand for the standard missing value, or an empty text
     Log *log = nullptr;                    // may be null
+    Unpacking unpacking = Unpacking::bounded;
 };
 
 // A source over delimited text ("-": standard input), which may be compressed whatever its name. Lines may end in a

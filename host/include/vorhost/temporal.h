@@ -62,7 +62,8 @@ std::optional<double> parse_iso(Temporal kind, std::string_view text);
 bool in_leap_second(Temporal kind, double value);
 
 // The same moment or day in another unit, as exact as a double allows: nothing between kinds that have nothing to do
-// with each other, and for a value that has no text. inside: as with parse_moment.
+// with each other, and for a value that has no text, but a period or day outside the
+// calendar becomes the day or period that it would be. inside: as with parse_moment.
 std::optional<Moment> converted(Temporal from, double value, Temporal to);
 
 } // namespace vor

@@ -22,6 +22,10 @@ constexpr const char *copying = "copied into a temporary file";
 constexpr size_t start_bytes = 64; // enough to tell the compression and other kinds of files by
 static_assert(start_bytes >= compression_mark_bytes);
 
+// Beyond the ratio content of any size is read up to here; more where it is read row by row.
+constexpr uint64_t always_unpacked_bytes[] = {1 << 20, 16 << 20, 1 << 20}; // by Content
+constexpr uint64_t most_ratio = 1100;                                      // a little above the most that gzip can do
+
 constexpr const char *expected_names[] = {"a Stata file", "delimited text", "a schema"}; // by Content
 
 // Other kinds of files that people name by mistake, by bytes near the start.
@@ -66,7 +70,8 @@ bool is_text(std::string_view start) {
 } // namespace
 
 InputFile::InputFile(const std::string &path, const Options &options)
-    : name_(path == "-" ? "Standard input" : path), expected_(options.expected), text_name_(options.text_name) {
+    : name_(path == "-" ? "Standard input" : path), expected_(options.expected), text_name_(options.text_name),
+      unpacking_(options.unpacking) {
     FileSystem &files = options.files ? *options.files : machine_files();
     open(path, files);
     start_.resize(start_bytes);
@@ -122,7 +127,7 @@ void InputFile::keep_copy(FileSystem &files) {
 }
 
 // Bytes of the file itself. Those of a stream's start are given twice.
-size_t InputFile::read_packed(uint64_t position, std::span<char> buffer) const {
+size_t InputFile::read_packed(uint64_t position, std::span<char> buffer) {
     if (stream_ && position < start_.size()) {
         const size_t count = std::min(buffer.size(), start_.size() - static_cast<size_t>(position));
         std::memcpy(buffer.data(), start_.data() + position, count);
@@ -131,11 +136,13 @@ size_t InputFile::read_packed(uint64_t position, std::span<char> buffer) const {
     std::error_code error;
     const size_t count = file_->read(position, buffer, error);
     check(error, reading);
+    packed_bytes_ = std::max(packed_bytes_, position + count);
     return count;
 }
 
 void InputFile::begin() {
-    position_ = 0;
+    position_ = unpacked_bytes_ = 0;
+    packed_bytes_ = std::max(file_bytes_, uint64_t{start_.size()});
     if (compression_ != Compression::none)
         unpacker_ =
             unpack(compression_,
@@ -144,11 +151,24 @@ void InputFile::begin() {
 }
 
 size_t InputFile::next_content(std::span<char> buffer) {
-    if (unpacker_)
-        return unpacker_->read(buffer);
-    const size_t count = read_packed(position_, buffer);
-    position_ += count;
+    if (!unpacker_) {
+        const size_t count = read_packed(position_, buffer);
+        position_ += count;
+        return count;
+    }
+    const size_t count = unpacker_->read(buffer);
+    unpacked_bytes_ += count;
+    check_ratio();
     return count;
+}
+
+void InputFile::check_ratio() const {
+    const uint64_t most = std::max(always_unpacked_bytes[static_cast<size_t>(expected_)], packed_bytes_ * most_ratio);
+    if (unpacking_ == Unpacking::bounded && unpacked_bytes_ > most)
+        throw ConversionError(Failure::conversion,
+                              fmt::format("{} unpacks to more than {} bytes, which its {} bytes hardly mean; "
+                                          "--no-unpack-limit reads it nevertheless.",
+                                          name_, most, packed_bytes_));
 }
 
 void InputFile::look_at_head(size_t bytes) {

@@ -28,6 +28,7 @@ class InputFile {
         bool repeatable = false;         // what can be read only once (a pipe) is copied into a temporary file first
         size_t head_bytes = 64;          // of the content, to be looked at
         FileSystem *files = nullptr;     // null: the machine's
+        Unpacking unpacking = Unpacking::bounded;
     };
 
     // "-" is standard input.
@@ -63,13 +64,15 @@ class InputFile {
     void begin();
     void look_at_head(size_t bytes);
     void refuse_other_kinds(std::string_view start) const;
-    size_t read_packed(uint64_t position, std::span<char> buffer) const;
+    size_t read_packed(uint64_t position, std::span<char> buffer);
     size_t next_content(std::span<char> buffer);
+    void check_ratio() const;
     void check(std::error_code error, const char *what) const;
 
     std::string name_;
     Content expected_;
     const char *text_name_;
+    Unpacking unpacking_;
     std::unique_ptr<ByteFile> file_;
     bool stream_ = false; // read once, front to back
     bool plain_ = false;
@@ -78,6 +81,8 @@ class InputFile {
     uint64_t position_ = 0;
     Compression compression_ = Compression::none;
     std::unique_ptr<Unpacker> unpacker_; // null: the file is read as it is
+    uint64_t packed_bytes_ = 0;          // of the compressed file, as far as it is known
+    uint64_t unpacked_bytes_ = 0;        // read so far
     std::string head_;
     size_t head_read_ = 0; // bytes of the head that need not be read any more
 };

@@ -13,6 +13,7 @@
 #include <string_view>
 #include <unicode/uchar.h>
 #include <unicode/unistr.h>
+#include <unordered_map>
 #include <unordered_set>
 
 namespace vor {
@@ -29,7 +30,10 @@ class StataNames {
     bool keep(const std::string &name);
 
   private:
+    std::string numbered(const icu::UnicodeString &stem);
+
     std::unordered_set<std::string> taken_;
+    std::unordered_map<std::string, int64_t> next_numbers_; // by what stands before the number
 };
 
 constexpr int32_t longest_name = 32; // characters
@@ -73,12 +77,22 @@ std::string StataNames::valid(const std::string &name, size_t ordinal) {
     std::string candidate = clean.isEmpty() ? fmt::format("var{}", ordinal) : utf8(clean);
     if (is_reserved(candidate))
         candidate = utf8(first_characters(clean, longest_name - 1)) + "_";
-    const icu::UnicodeString stem = icu::UnicodeString::fromUTF8(candidate);
-    for (int64_t k = 1; !taken_.insert(candidate).second; ++k) {
-        const std::string suffix = fmt::format("_{}", k);
-        candidate = utf8(first_characters(stem, longest_name - static_cast<int32_t>(suffix.size()))) + suffix;
+    return taken_.insert(candidate).second ? candidate : numbered(icu::UnicodeString::fromUTF8(candidate));
+}
+
+// A free name of the stem, as much of it as there is room for, and a number. Numbers that an earlier search found
+// taken stay taken.
+std::string StataNames::numbered(const icu::UnicodeString &stem) {
+    int64_t least = 1; // number of so many digits
+    for (int32_t digits = 1;; ++digits, least *= 10) {
+        const std::string start = utf8(first_characters(stem, longest_name - 1 - digits)) + "_";
+        int64_t &next = next_numbers_.try_emplace(start, least).first->second;
+        while (next < 10 * least) {
+            std::string name = fmt::format("{}{}", start, next++);
+            if (taken_.insert(name).second)
+                return name;
+        }
     }
-    return candidate;
 }
 
 bool StataNames::keep(const std::string &name) {

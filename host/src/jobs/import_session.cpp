@@ -13,6 +13,7 @@
 #include <vorhost/conversion.h>
 #include <vorhost/host.h>
 #include <vorhost/rows.h>
+#include <vorhost/sentences.h>
 #include <vorhost/temporal.h>
 
 #include <algorithm>
@@ -359,7 +360,8 @@ struct ImportSession::State {
 
     void choose(const Selection &selection, std::vector<const NAMESTR *> &variables) {
         const std::vector<size_t> columns = chosen_columns(description.variables, selection, summary.file);
-        object.note(fmt::format("{} of {} variables are kept.", columns.size(), variables.size()));
+        object.note(
+            fmt::format("{} of {} kept.", columns.size(), counted(static_cast<int64_t>(variables.size()), "variable")));
         description = described(description, columns);
         std::vector<const NAMESTR *> chosen;
         chosen.reserve(columns.size());
@@ -421,8 +423,8 @@ struct ImportSession::State {
                                         seen.values.sentence("inside a leap second")));
         for (size_t column = 0; column < row->columns(); ++column)
             if (const int64_t count = row->bad_texts(column))
-                object.note(fmt::format("variable {}: {} values in all were taken as Windows Latin 1.",
-                                        description.variables[column].name, count));
+                object.note(fmt::format("variable {}: {} in all taken as Windows Latin 1.",
+                                        description.variables[column].name, counted(count, "value")));
         object.check(object.close());
         object.note_remarks();
         object.before_output();
@@ -430,7 +432,7 @@ struct ImportSession::State {
 };
 
 ImportSession::ImportSession(HostOptions host, const Options &options, const std::string &file) {
-    StataInput input = open_stata_input(file, host.files ? *host.files : machine_files());
+    StataInput input = open_stata_input(file, host.files ? *host.files : machine_files(), host.unpacking);
     choose_encodings(host, options, input.head);
     state_ = std::make_unique<State>(host, options, std::move(input));
 }

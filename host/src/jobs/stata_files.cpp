@@ -53,12 +53,13 @@ bool is_module_path(const std::string &path, FileSystem &files) {
            files.absolute(path).size() < static_cast<size_t>(IMGLUE_NAME_BYTES);
 }
 
-StataInput open_stata_input(const std::string &file, FileSystem &files) {
+StataInput open_stata_input(const std::string &file, FileSystem &files, Unpacking unpacking) {
     const std::string path = input_path(file, files);
     const auto input = std::make_shared<InputFile>(path, InputFile::Options{.expected = InputFile::Content::stata,
                                                                             .text_name = "text, such as CSV",
                                                                             .head_bytes = LONGEST_HEAD_BYTES,
-                                                                            .files = &files});
+                                                                            .files = &files,
+                                                                            .unpacking = unpacking});
     const StataHead head = head_of(input->head());
     if (input->is_plain() && is_module_path(path, files))
         return {path, path, head, nullptr, nullptr, input->remark()};

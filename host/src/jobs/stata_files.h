@@ -49,6 +49,6 @@ struct StataInput {
 // Opens the input for a first look. A file of that name is taken as it is; else the extension is added.
 // ConversionError: machine when there is no such file, it is a directory, or it may not be read; conversion when it is
 // a known kind of other file, or compressed and damaged, or a zip archive of more or fewer files than one.
-StataInput open_stata_input(const std::string &file, FileSystem &files);
+StataInput open_stata_input(const std::string &file, FileSystem &files, Unpacking unpacking);
 
 } // namespace vor

@@ -189,6 +189,8 @@ void DelimitedReader::split(const char *begin, const char *end) {
     for (; end - at >= 8; at += 8) {
         for (uint64_t found = bytes_equal(at, separator_); found != 0; found &= found - 1)
             end_field(at + std::countr_zero(found) / 8);
+        if (has_too_many(fields_.size()))
+            return;
     }
     for (; at != end; ++at) {
         if (*at == separator_)
@@ -197,7 +199,7 @@ void DelimitedReader::split(const char *begin, const char *end) {
     end_field(end);
 }
 
-// Hands a piece to the library; true when it completed a record.
+// Hands a piece to the library; true when it completed a record, or too many fields of one.
 bool DelimitedReader::parse(const char *begin, const char *end) {
     record_complete_ = false;
     inside_record_ = true;
@@ -206,7 +208,7 @@ bool DelimitedReader::parse(const char *begin, const char *end) {
         fail_parse(false);
     if (out_of_memory_)
         throw std::bad_alloc();
-    return record_complete_;
+    return record_complete_ || has_too_many(parsed_ends_.size());
 }
 
 bool DelimitedReader::finish_parse() {
@@ -236,6 +238,8 @@ void DelimitedReader::take_parsed() {
 // Called from C: nothing may be thrown.
 void DelimitedReader::field_parsed(void *text, size_t bytes, void *self) {
     auto &reader = *static_cast<DelimitedReader *>(self);
+    if (reader.has_too_many(reader.parsed_ends_.size()))
+        return;
     try {
         if (reader.parsed_ends_.empty())
             reader.parsed_.clear();

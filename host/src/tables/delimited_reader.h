@@ -8,6 +8,7 @@
 
 #include <cstdint>
 #include <csv.h>
+#include <limits>
 #include <memory>
 #include <span>
 #include <string>
@@ -22,6 +23,10 @@ class DelimitedReader {
     ~DelimitedReader();
     DelimitedReader(const DelimitedReader &) = delete;
     DelimitedReader &operator=(const DelimitedReader &) = delete;
+
+    // How many fields a record may have. One that has more is given up with the first of them, which fields() holds
+    // still, and nothing can be read behind it.
+    void limit_fields(size_t most) { most_fields_ = most; }
 
     // Moves to the next record, empty lines passed over; false at the end of the file. ConversionError (conversion) for
     // stray quotes and for a field longer than longest_field_bytes.
@@ -64,6 +69,7 @@ class DelimitedReader {
     void skip_byte_order_mark();
     const char *piece_end(bool &complete);
     void split(const char *begin, const char *end);
+    bool has_too_many(size_t fields) const { return fields > most_fields_; }
     bool parse(const char *begin, const char *end);
     bool finish_parse();
     void take_parsed();
@@ -76,6 +82,7 @@ class DelimitedReader {
 
     InputFile &file_;
     char separator_;
+    size_t most_fields_ = std::numeric_limits<size_t>::max();
     csv_parser parser_{};
     bool parser_open_ = false;
 

@@ -12,6 +12,7 @@
 #include <vorhost/files.h>
 #include <vorhost/missing.h>
 #include <vorhost/rows.h>
+#include <vorhost/sentences.h>
 #include <vorhost/tables.h>
 #include <vorhost/temporal.h>
 
@@ -130,11 +131,17 @@ void check_text(const DelimitedReader &reader, std::string_view text, size_t fie
                                           name.empty() ? std::string() : fmt::format(" ({})", name), fault));
 }
 
-// The names in the current record, blanks around them left out. ConversionError for an empty or a repeated one.
+constexpr size_t most_columns = size_t{1} << 17;
+
+// The names in the current record, blanks around them left out. ConversionError for an empty or a repeated one, and for
+// more of them than a data set has variables.
 std::vector<std::string> read_names(const DelimitedReader &reader) {
     constexpr std::string_view unnamed = "v1"; // the row names of other programs
     std::vector<std::string> names;
     std::unordered_map<std::string_view, size_t> seen;
+    if (reader.fields().size() > most_columns)
+        throw ConversionError(Failure::conversion,
+                              fmt::format("{}: there are more than {} columns.", reader.place(), most_columns));
     for (const std::string_view field : reader.fields()) {
         const std::string_view name = trimmed(field).empty() && names.empty() ? unnamed : trimmed(field);
         const size_t index = names.size();
@@ -152,10 +159,12 @@ std::vector<std::string> read_names(const DelimitedReader &reader) {
 
 // ConversionError when the current record has another number of fields than there are names.
 void check_width(const DelimitedReader &reader, size_t names) {
-    if (reader.fields().size() != names)
+    const size_t found = reader.fields().size();
+    if (found != names)
         throw ConversionError(Failure::conversion,
-                              fmt::format("{}: {} fields were found where {} were expected, one for each name.",
-                                          reader.place(), reader.fields().size(), names));
+                              fmt::format("{}: found {}, expected {}, one for each name.", reader.place(),
+                                          found > names ? "more" : counted(static_cast<int64_t>(found), "field"),
+                                          counted(static_cast<int64_t>(names), "field")));
 }
 
 void ColumnEvidence::add(const DelimitedReader &reader, std::string_view field, size_t index, const std::string &name,
@@ -258,8 +267,8 @@ class DelimitedSource : public RowSource {
   public:
     DelimitedSource(const std::string &path, const DelimitedInput &input)
         : missing_texts_(input.missing), missing_(missing_texts_), log_(input.log),
-          file_(path, {.expected = InputFile::Content::text, .repeatable = true}), reader_(file_, input.separator),
-          given_(input.schema != nullptr), raw_(given_ && input.schema->raw) {
+          file_(path, {.expected = InputFile::Content::text, .repeatable = true, .unpacking = input.unpacking}),
+          reader_(file_, input.separator), given_(input.schema != nullptr), raw_(given_ && input.schema->raw) {
         file_.tell_remark([this](const std::string &sentence) { say(log_, sentence); });
         read_header();
         if (input.schema)
@@ -303,11 +312,13 @@ class DelimitedSource : public RowSource {
 
 // A file of nothing but empty lines is a data set without variables, as the sink writes it.
 void DelimitedSource::read_header() {
+    reader_.limit_fields(most_columns);
     if (reader_.next())
         names_ = read_names(reader_);
     else if (reader_.empty_file())
         throw ConversionError(Failure::conversion,
                               file_.name() + " is empty; a first line with the names of the columns was expected.");
+    reader_.limit_fields(names_.size());
 }
 
 void DelimitedSource::look_through() {
@@ -346,9 +357,10 @@ void DelimitedSource::use_schema(const Schema &schema) {
     }
     if (next != variables.size())
         throw ConversionError(Failure::conversion,
-                              fmt::format("{} does not fit the schema: the schema describes {} variables, of which {} "
+                              fmt::format("{} does not fit the schema: the schema describes {}, of which {} "
                                           "and those after it are not in the file.",
-                                          file_.name(), variables.size(), variables[next].name));
+                                          file_.name(), counted(static_cast<int64_t>(variables.size()), "variable"),
+                                          variables[next].name));
     plan(variable_of_column);
 }
 
@@ -393,8 +405,8 @@ bool DelimitedSource::rewind() {
 void DelimitedSource::end() {
     if (!given_ && rows_ != description_.observations)
         throw ConversionError(Failure::conversion,
-                              fmt::format("{} changed while it was read: it had {} rows, now it has {}.", file_.name(),
-                                          description_.observations, rows_));
+                              fmt::format("{} changed while it was read: it had {}, now it has {}.", file_.name(),
+                                          counted(description_.observations, "row"), rows_));
     for (const Column &column : columns_)
         if (!told_ && log_ && column.inside_period)
             log_->line(Severity::warning,
@@ -451,7 +463,8 @@ void DelimitedSource::set_text(RowWriter &row, const Column &column, size_t fiel
 
 void DelimitedSource::check_length(const Column &column, size_t field, size_t bytes) const {
     if (bytes > column.length_bytes)
-        refuse(field, fmt::format("the text has {} bytes, {} were expected at most.", bytes, column.length_bytes));
+        refuse(field, fmt::format("the text has {}; at most {} fit.", counted(static_cast<int64_t>(bytes), "byte"),
+                                  column.length_bytes));
 }
 
 void DelimitedSource::refuse(size_t field, const std::string &reason) const {

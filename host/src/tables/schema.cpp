@@ -27,7 +27,8 @@ namespace {
 using nlohmann::json;
 using nlohmann::ordered_json;
 
-constexpr size_t largest_schema_bytes = size_t{1} << 30;
+constexpr size_t largest_schema_bytes = size_t{1} << 28;
+constexpr int deepest_value = 16; // more than twice what a schema needs
 
 ordered_json format_json(const Format &format) {
     std::string text = format_text(format);
@@ -129,7 +130,10 @@ const json *optional_member(const json &object, const char *key) {
 std::string text_of(const json &value, const Place &place) {
     if (!value.is_string())
         place.refuse("a text was expected");
-    return value.get<std::string>();
+    std::string text = value.get<std::string>();
+    if (text.find('\0') != std::string::npos) // where a Stata file would end it
+        place.refuse("the text holds the character \\u0000");
+    return text;
 }
 
 std::string optional_text(const json &object, const char *key, const Place &place) {
@@ -313,8 +317,13 @@ std::string schema_json(const Schema &schema) {
 
 Schema parse_schema(const std::string &text, const std::string &file) {
     json whole;
+    const auto not_too_deep = [&file](int depth, json::parse_event_t, const json &) {
+        if (depth > deepest_value)
+            Place(file).refuse("brackets stand inside more brackets than a schema has");
+        return true;
+    };
     try {
-        whole = json::parse(text);
+        whole = json::parse(text, not_too_deep);
     } catch (const json::exception &error) {
         // The library's texts begin with "[json.exception.parse_error.101] ".
         const std::string_view what = error.what();
@@ -326,8 +335,8 @@ Schema parse_schema(const std::string &text, const std::string &file) {
     return schema_of(whole, Place(file));
 }
 
-Schema read_schema(const std::string &file, const Notes &notes) {
-    InputFile input(file, {.expected = InputFile::Content::schema});
+Schema read_schema(const std::string &file, const Notes &notes, Unpacking unpacking) {
+    InputFile input(file, {.expected = InputFile::Content::schema, .unpacking = unpacking});
     input.tell_remark(notes);
     std::string text;
     std::array<char, 65536> piece;

@@ -1,6 +1,8 @@
 // What happened to some values of a variable, told once.
 #pragma once
 
+#include <vorhost/sentences.h>
+
 #include <cstdint>
 #include <fmt/format.h>
 #include <string>
@@ -20,7 +22,7 @@ class LossCounter {
 
     // "3 values WHAT, first in observation 7".
     std::string sentence(std::string_view what) const {
-        return fmt::format("{} value{} {}, first in observation {}", count_, count_ == 1 ? "" : "s", what, first_);
+        return fmt::format("{} {}, first in observation {}", counted(count_, "value"), what, first_);
     }
 
   private:

@@ -125,7 +125,7 @@ int64_t base_of(const Period &period) {
     return period.kind == Temporal::year ? 0 : year_zero;
 }
 
-// number: of a period in the years 1 to 9999.
+// number: of a period in the years 0 to 9999.
 int64_t first_day_of(const Period &period, int64_t number) {
     const int64_t year = base_of(period) + floor_quotient(number, period.a_year);
     const auto in_year = static_cast<unsigned>(number - floor_quotient(number, period.a_year) * period.a_year);
@@ -431,6 +431,24 @@ std::optional<Moment> parse_clock(Temporal kind, std::string_view text) {
     return Moment{join(seconds)};
 }
 
+// A period as the day it begins with, or the period of a day, whatever the year: the calendar repeats itself. Nothing
+// for what is no whole number, or too large to count days.
+std::optional<Moment> period_and_day(const Period &period, double value, bool to_day) {
+    constexpr double farthest = 1e12;
+    constexpr int64_t cycle_years = 400;
+    constexpr int64_t cycle_days = 146097;
+    const int64_t cycle_periods = cycle_years * period.a_year;
+    if (!(std::fabs(value) <= farthest) || value != std::trunc(value) || (value == 0 && std::signbit(value)))
+        return std::nullopt;
+    const auto number = static_cast<int64_t>(value);
+    const int64_t cycles = floor_quotient(number, to_day ? cycle_periods : cycle_days);
+    if (to_day)
+        return Moment{static_cast<double>(first_day_of(period, number - cycles * cycle_periods) + cycles * cycle_days)};
+    const int64_t day = number - cycles * cycle_days;
+    const int64_t held = period_holding(period, day);
+    return Moment{static_cast<double>(held + cycles * cycle_periods), first_day_of(period, held) != day};
+}
+
 // Seconds that are whole milliseconds, as nearly all are, become just these.
 double seconds_to_milliseconds(double seconds) {
     const double nearest = std::nearbyint(seconds * second_milliseconds);
@@ -545,6 +563,9 @@ std::optional<Moment> converted(Temporal from, double value, Temporal to) {
     if (pair == std::pair(Temporal::clock, Temporal::date_time) ||
         pair == std::pair(Temporal::time_of_day, Temporal::time))
         return Moment{value / second_milliseconds};
+    if (const Period *period = period_of(to == Temporal::date ? from : to);
+        period && (from == Temporal::date || to == Temporal::date))
+        return period_and_day(*period, value, to == Temporal::date);
     std::array<char, iso_text_max_bytes> text;
     return parse_moment(to, std::string_view(text.data(), write_iso(from, value, text.data())));
 }

@@ -1,0 +1,114 @@
+// Small files that stand for large ones: each is refused, or read, at the cost of a small file.
+#include "command_test.h"
+#include "packed_bytes.h"
+
+#include <filesystem>
+#include <functional>
+
+namespace vor::test {
+namespace {
+
+constexpr int64_t most_bytes = int64_t{64} << 20; // of memory, beyond what the command takes for any file
+constexpr double most_seconds = 10; // of the processor: far above the cost, far below what grows in squares
+
+std::string repeated(std::string_view text, size_t times) {
+    std::string all;
+    all.reserve(text.size() * times);
+    for (size_t i = 0; i < times; ++i)
+        all += text;
+    return all;
+}
+
+// A header line of names and a row of ones.
+std::string table_of(size_t columns, const std::function<std::string(size_t)> &name) {
+    std::string names;
+    for (size_t i = 0; i < columns; ++i)
+        names += (i == 0 ? "" : ",") + name(i);
+    return names + "\n" + repeated("1,", columns - 1) + "1\n";
+}
+
+// A name of 16 bits, none of which may stand in a Stata file.
+std::string unusable_name(size_t number) {
+    std::string name = "a";
+    for (int bit = 0; bit < 16; ++bit)
+        name += (number >> bit & 1) != 0 ? '+' : '-';
+    return name;
+}
+
+std::string labelled_file(size_t bytes) {
+    return build({.release = 118,
+                  .variables = {{.name = "x", .type = Type::byte, .value_label = "t"}},
+                  .rows = {{1}},
+                  .value_labels = {{"t", {{1, std::string(bytes, 'a')}}}}});
+}
+
+std::string remarked_file(size_t bytes) {
+    return build({.release = 118,
+                  .variables = {{.name = "x"}},
+                  .characteristics = {{"_dta", "note1", std::string(bytes, 'a')}}});
+}
+
+std::string long_file(size_t rows) {
+    return build(
+        {.release = 118, .variables = {{.name = "x", .type = str(2000)}}, .rows = std::vector<Row>(rows, Row{""})});
+}
+
+struct SmallFile {
+    const char *what;
+    const char *name;
+    std::string suffix; // of the compression, or empty
+    std::function<std::string()> content;
+    const char *line;
+    const char *error = nullptr; // a part of the ERROR line; null: the run goes well
+};
+
+const SmallFile small_files[] = {
+    {"commas", "f.csv", ".zst", [] { return repeated(",", 8 << 20); }, "export f.csv o.dta",
+     "more than 131072 columns"},
+    {"a row of commas", "f.csv", "", [] { return "a,b\n" + repeated(",", 8 << 20); }, "export f.csv o.dta",
+     "row 1 (line 2): found more, expected 2 fields"},
+    {"quoted fields", "f.csv", ".zst", [] { return "a,b\n" + repeated("\"\",", 5 << 20); }, "export f.csv o.dta",
+     "row 1 (line 2): found more, expected 2 fields"},
+    {"a line without end", "f.csv", ".zst", [] { return repeated("a", 32 << 20); }, "export f.csv o.dta",
+     "--no-unpack-limit"},
+    {"a schema of brackets", "f.json", ".xz", [] { return repeated("[", 8 << 20); },
+     "export a.csv o.dta --schema f.json", "--no-unpack-limit"},
+    {"a plain schema of brackets", "f.json", "", [] { return repeated("[", 8 << 20); },
+     "export a.csv o.dta --schema f.json", "brackets"},
+    {"a deep member", "f.json", ".zst", [] { return "{\"x\":" + repeated("{\"x\":", 100'000); },
+     "export a.csv o.dta --schema f.json", "brackets"},
+    {"labels", "f.dta", ".zst", [] { return labelled_file(16 << 20); }, "describe f.dta", "--no-unpack-limit"},
+    {"labels into a library", "f.dta", ".bz2", [] { return labelled_file(2 << 20); }, "import f.dta o.db",
+     "--no-unpack-limit"},
+    {"a note", "f.dta", ".xz", [] { return remarked_file(32 << 20); }, "describe --json f.dta", "--no-unpack-limit"},
+    {"observations", "f.dta", ".zst", [] { return long_file(10'000); }, "describe f.dta", "--no-unpack-limit"},
+    {"names that clean to one", "f.csv", "", [] { return table_of(32'000, unusable_name); }, "export f.csv o.dta"},
+    {"names with one beginning", "f.csv", "",
+     [] { return table_of(20'000, [](size_t i) { return std::string(32, 'x') + std::to_string(i); }); },
+     "export f.csv o.dta --contract base"},
+    {"regular rows", "f.csv", ".zst", [] { return "a,b\n" + repeated("1,2\n", 1 << 20); }, "export f.csv o.dta"},
+    {"many observations, with leave", "f.dta", ".zst", [] { return long_file(10'000); },
+     "head f.dta --no-unpack-limit"},
+};
+
+TEST_F(CommandTest, SmallFilesCostLittle) {
+    scratch.write("a.csv", "a\n1\n");
+    for (const SmallFile &one : small_files) {
+        SCOPED_TRACE(one.what);
+        const std::string content = one.content();
+        scratch.write(one.name, one.suffix.empty() ? content : packed(one.suffix, {{"", content}}));
+        const Words names = scratch.names();
+        const int64_t usual = run("describe visits.dta").peak_bytes; // grows with this process, which it begins as
+        const CommandResult result = run(one.line);
+        EXPECT_EQ(result.status, one.error ? 1 : 0) << result.err.substr(0, 1000);
+        EXPECT_NE(result.err.find(one.error ? one.error : ""), std::string::npos) << result.err.substr(0, 1000);
+        EXPECT_EQ(scratch.names() == names, one.error || !result.out.empty());
+        EXPECT_LT(result.peak_bytes - usual, most_bytes);
+        EXPECT_LT(result.processor_seconds, most_seconds);
+        EXPECT_LT(result.err.size(), 4 << 20);
+        std::filesystem::remove(scratch.path("o.dta"));
+    }
+}
+
+} // namespace
+} // namespace vor::test
