@@ -68,7 +68,7 @@ std::string sample(int release, ByteOrder order) {
     }
     file.value_labels = {{"other", {{7, "seven"}}}, {"yn", {{0, "no"}, {1, "yes"}}}};
     if (release >= 105 && release < 117)
-        file.expansion_fields = {{1, "field"}, {2, "another field"}};
+        file.characteristics = {{"_dta", "note1", "field"}, {"_dta", "note2", "another field"}};
     return build(file);
 }
 

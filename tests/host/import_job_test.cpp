@@ -1,6 +1,5 @@
 // Whole files of every release and byte order through the loaded module; damaged ones, too.
 #include "collected_import.h"
-#include "release_layout.h"
 #include "stata_file_builder.h"
 #include "whole_file.h"
 
@@ -270,7 +269,7 @@ TEST(ImportJob, FilesWithoutVariablesOrObservations) {
         EXPECT_EQ(headings.description.variables.size(), 1U);
         EXPECT_TRUE(headings.rows.empty());
         // Observations, but nothing to hold them.
-        patch_number(bytes, offsets.at("N"), 1000, release_layout(release).observation_count_bytes, nothing.order);
+        patch_number(bytes, offsets.at("N"), 1000, release < 118 ? 4 : 8, nothing.order);
         const CollectedImport unheld = import_bytes(bytes);
         EXPECT_TRUE(unheld.rows.empty());
         EXPECT_TRUE(unheld.log.contains("none of the 1000 is delivered")) << unheld.log.text();

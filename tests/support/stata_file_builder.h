@@ -7,9 +7,9 @@
 //     std::string bytes = build(file);
 //
 // It uses nothing of the code under test. It describes well-formed files; what a hostile file needs is put in
-// afterwards with patch(), at the offsets build() reports, or with raw cells, raw types and extra strL records. Where
-// a description cannot be stored in the release asked for (a value out of range, a text too long for its field, .a
-// before release 113, a strL before 117) build() throws std::invalid_argument instead of writing something else.
+// afterwards with patch(), at the offsets build() reports, or with extra strL records. Where a description cannot be
+// stored in the release asked for (a value out of range, a text too long for its field, .a before release 113, a strL
+// before 117) build() throws instead of writing something else.
 #pragma once
 
 #include <cstddef>
@@ -51,10 +51,6 @@ struct Missing {
     char letter = '.';
     friend bool operator==(Missing, Missing) = default;
 };
-// Bytes that go into the record as they are; as many as the variable has.
-struct RawBytes {
-    std::string bytes;
-};
 // A text for a strL variable whose record is of the binary kind (no terminating NUL).
 struct BinaryText {
     std::string bytes;
@@ -68,9 +64,6 @@ struct StrlReference {
 inline Missing missing(char letter = '.') {
     return {letter};
 }
-inline RawBytes raw(std::string bytes) {
-    return {std::move(bytes)};
-}
 inline BinaryText binary(std::string bytes) {
     return {std::move(bytes)};
 }
@@ -81,14 +74,13 @@ inline StrlReference reference(std::uint64_t variable, std::uint64_t observation
 // One value of one observation. A text in a strL variable is stored as the strL (variable, observation) of its own
 // place, both counted from 1; the empty text is the reference (0, 0) and stores nothing.
 struct Cell {
-    std::variant<double, std::string, Missing, RawBytes, BinaryText, StrlReference> value;
+    std::variant<double, std::string, Missing, BinaryText, StrlReference> value;
 
     template <typename Number>
     requires std::is_arithmetic_v<Number> Cell(Number number) : value(static_cast<double>(number)) {}
     Cell(const char *text) : value(std::string(text)) {}
     Cell(std::string text) : value(std::move(text)) {}
     Cell(Missing mark) : value(mark) {}
-    Cell(RawBytes bytes) : value(std::move(bytes)) {}
     Cell(BinaryText text) : value(std::move(text)) {}
     Cell(StrlReference target) : value(target) {}
 };
@@ -103,7 +95,7 @@ struct Variable {
 };
 
 struct LabelEntry {
-    Cell value; // a number, a missing value or raw bytes
+    Cell value; // a number or a missing value
     std::string text;
 };
 struct LabelTable {
@@ -111,17 +103,11 @@ struct LabelTable {
     std::vector<LabelEntry> entries;
 };
 
-// A note or other text attached to a variable, or to the data set under the name "_dta".
+// A note or other text attached to a variable, or to the data set under the name "_dta" (release 105 and later).
 struct Characteristic {
     std::string variable;
     std::string name;
     std::string text;
-};
-
-// A field of the expansion chain of a binary file (release 105 and later).
-struct ExpansionField {
-    std::uint8_t type;
-    std::string bytes;
 };
 
 // A strL record of its own, after those of the cells: a target of references, a duplicate key, a wild key.
@@ -141,7 +127,6 @@ struct StataFile {
     std::vector<Row> rows = {};
     std::vector<LabelTable> value_labels = {};
     std::vector<Characteristic> characteristics = {};
-    std::vector<ExpansionField> expansion_fields = {};
     std::vector<StrlRecord> extra_strls = {};
 };
 
@@ -156,8 +141,10 @@ struct StataFile {
 // gso[i].variable, .observation, .type, .length, .text.
 using Offsets = std::map<std::string, std::size_t>;
 
-// The bytes of the file described. Throws std::invalid_argument, with the place in its text, when the description
-// cannot be stored. offsets, when not null, is replaced by the places in the file.
+// The lowest width bytes of a number.
+std::string number_bytes(std::uint64_t value, std::size_t width, ByteOrder order);
+
+// The bytes of the file described. offsets, when not null, is replaced by the places in the file.
 std::string build(const StataFile &file, Offsets *offsets = nullptr);
 
 // Overwrites bytes at an offset, or the number of width bytes (1 to 8) there. Throws std::out_of_range when they do

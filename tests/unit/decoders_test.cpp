@@ -1,7 +1,7 @@
 // Every decoder on stored bits, in both byte orders. Expected numbers are written out, dates come from the calendar of
 // the standard library.
 #include "driver_file.h"
-#include "stata_values.h"
+#include "stata_file_builder.h"
 
 #include <bit>
 #include <chrono>

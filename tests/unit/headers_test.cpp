@@ -36,7 +36,7 @@ TEST(BinaryHeader, OtherReleasesAndShortFilesAreRefused) {
 
 TEST(BinaryHeader, DamagedExpansionFields) {
     StataFile file = small_file();
-    file.expansion_fields = {{1, "abc"}};
+    file.characteristics = {{"_dta", "note1", "abc"}};
     Offsets offsets;
     const std::string whole = build(file, &offsets);
     const std::size_t field = offsets.at("characteristics");
