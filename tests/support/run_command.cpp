@@ -119,7 +119,6 @@ CommandResult run_command(const std::vector<std::string> &arguments, const Comma
     rusage used{};
     wait4(child, &status, 0, &used);
     result.peak_bytes = int64_t{used.ru_maxrss} * 1024;
-    result.processor_seconds = static_cast<double>(used.ru_utime.tv_sec + used.ru_stime.tv_sec);
     result.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
     if (result.status == 127)
         throw std::runtime_error("cannot run " + command);

@@ -12,8 +12,7 @@ struct CommandResult {
     int status;      // exit status; 128 and the signal's number when one ended it
     std::string out; // standard output, unless it went elsewhere
     std::string err;
-    int64_t peak_bytes;       // of memory
-    double processor_seconds; // used
+    int64_t peak_bytes; // of memory
 
     // The lines of standard error that begin so.
     std::vector<std::string> lines(const std::string &start) const;
