@@ -21,6 +21,7 @@ struct ExportOptions {
     std::optional<std::string> types;
     std::vector<std::string> missing_texts;
     std::string separator;
+    std::string encoding;
 };
 
 StoredTypes stored_types(const std::string &name) {
@@ -50,6 +51,7 @@ std::unique_ptr<RowSource> text_source(const ExportOptions &options, const Desti
     DelimitedInput input{.separator = separator_of(options, place),
                          .missing = options.missing_texts,
                          .log = &run.log,
+                         .encoding = options.encoding,
                          .unpacking = run.options.unpacking()};
     if (options.schema.empty())
         return delimited_source(place.path, input);
@@ -70,6 +72,8 @@ void check_usage(const ExportOptions &options, const Destination &place) {
         {from_library && !options.missing_texts.empty(),
          "--na goes with a CSV or TSV file; a library has missing values of its own."},
         {from_library && !options.separator.empty(), "--separator goes with a CSV or TSV file."},
+        {from_library && !options.encoding.empty(),
+         "--encoding goes with a CSV or TSV file; a library's text is UTF-8."},
         {options.types && contract_of(options.contract) == Contract::base,
          "--types goes with --contract extended; under the base contract every number is a double."},
     };
@@ -121,6 +125,7 @@ void add_export_command(CommandLine &line) {
         ->allow_extra_args(false);
     command->add_option("--separator", options->separator, "Between the fields of CSV: a character, or tab")
         ->type_name("CHARACTER");
+    command->add_option("--encoding", options->encoding, "Encoding of CSV; default: UTF-8")->type_name("NAME");
     command
         ->add_option("--types", options->types,
                      "Numbers as recorded, else as small as they fit; as small as they fit; or as doubles; default: "

@@ -4,7 +4,7 @@
 declare -gA _vordta_options=(
     [common]="--session-encoding --quiet --log --progress --help"
     [import]="--contract --no-unpack-limit --strict --validvarname --encoding --value-labels --labels --raw --replace --keep --drop --rows --limit --schema --fmtlib --libname"
-    [export]="--contract --no-unpack-limit --strict --types --na --separator --schema --labels-as-names --fmtlib --libname"
+    [export]="--contract --no-unpack-limit --strict --types --na --separator --encoding --schema --labels-as-names --fmtlib --libname"
     [describe]="--contract --no-unpack-limit --validvarname --encoding --json"
     [head]="--contract --no-unpack-limit --validvarname --encoding --keep --drop --rows --limit --labels"
     [formats]="--json"

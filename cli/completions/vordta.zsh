@@ -52,7 +52,7 @@ case $words[1] in
   export)
     _arguments $common $contract $unpacking $strict $catalogs $schema '--labels-as-names[variable labels become the names]' \
       '--types[how numbers are stored]:types:(kept smallest double)' '*--na[a missing value in CSV]:TEXT: ' \
-      '--separator[between the fields of CSV]:CHARACTER: ' \
+      "--encoding[encoding of CSV]:encoding:($encodings)" '--separator[between the fields of CSV]:CHARACTER: ' \
       "1:data set:$table" "2:Stata file:$stata"
     ;;
   describe)

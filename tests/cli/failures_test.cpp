@@ -52,6 +52,8 @@ const FailingCase usage_cases[] = {
     {"head visits.dta --rows 1:99999999999999999999", 2, "FIRST:LAST"},
     {"head good.db --keep id,no", 2, "good.db:visits has no variable no"},
     {"head good.db --encoding latin1", 2, "--encoding"},
+    {"export good.db o.dta --encoding latin1", 2, "--encoding"},
+    {"export v.csv o.dta --encoding no-such-thing", 2, "no-such-thing is not known"},
     {"describe good.db --validvarname v7", 2, "--validvarname"},
     {"describe two.db", 2, "more, visits"},
     {"import visits.dta o.txt", 2, "o.txt"},

@@ -190,7 +190,7 @@ TEST(DelimitedSource, RefusesWithPlaceAndReason) {
         {"", " is empty; a first line with the names of the columns was expected."},
         {"\xFF\xFE"
          "a\0\n\0"s,
-         " is UTF-16 text; UTF-8 was expected."},
+         " is UTF-16 text; UTF-8 was expected. --encoding UTF-16 reads it."},
         {"a,,c\n", ": the names (line 1), column 2: the column has no name."},
         {"a,b,a\n1,2,3\n", ": the names (line 1), column 3: the name a is also that of column 1."},
         {"a,b\n1,2\n\n1,2,3\n", ": row 2 (line 4): found more, expected 2 fields, one for each name."},
@@ -239,6 +239,46 @@ TEST(DelimitedSource, RecordsAcrossBufferEnds) {
     expected.push_back({1, long_line});
     expected.push_back({2, "end"});
     EXPECT_TRUE(read_text(text).table.rows == expected);
+}
+
+// The characters of the encodings stand for one in UTF-8, at every place in the pieces that are read.
+TEST(DelimitedSource, OtherEncodings) {
+    const struct {
+        const char *encoding;
+        std::string mark, zero, character; // at the start; behind each character of ASCII; another character
+        std::string utf8;
+        std::string_view wrong; // bytes that the encoding does not have
+    } cases[] = {
+        {"latin1", "", "", "\xE9", "\xC3\xA9", {}},
+        {"Shift_JIS", "", "", "\x82\xA0", "\xE3\x81\x82", "\x82"},
+        {"UTF-16", "\xFF\xFE", std::string(1, '\0'), "\x3D\xD8\x0A\xDE", "\xF0\x9F\x98\x8A", "x"},
+        {"utf-8", "", "", "\xC3\xA9", "\xC3\xA9", "\xC3"},
+    };
+    for (const auto &one : cases) {
+        SCOPED_TRACE(one.encoding);
+        std::string text = one.mark;
+        Cells expected;
+        const auto put = [&](std::string_view ascii) {
+            for (const char c : ascii)
+                text.append(1, c).append(one.zero);
+        };
+        put("n,s\n");
+        for (int row = 0; row < 30'000; ++row) {
+            put(std::to_string(row) + ",x");
+            text += one.character;
+            put("\n");
+            expected.push_back({row, "x" + one.utf8});
+        }
+        EXPECT_TRUE(read_text(text, {.encoding = one.encoding}).table.rows == expected);
+        if (one.wrong.empty())
+            continue;
+        text += one.wrong;
+        const std::string sentence = sentence_of([&] { read_text(text, {.encoding = one.encoding}); });
+        EXPECT_NE(sentence.find("holds bytes that are not " + std::string(one.encoding) + ", near byte"),
+                  std::string::npos)
+            << sentence;
+    }
+    EXPECT_EQ(sentence_of([] { read_text("a\n", {.encoding = "nothing"}); }), "u: The encoding nothing is not known.");
 }
 
 } // namespace

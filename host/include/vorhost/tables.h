@@ -78,13 +78,14 @@ struct DelimitedInput {
     const Schema *schema = nullptr;        // null: types are found in the values; may go after the call
     std::vector<std::string> missing = {}; // texts that stand for the standard missing value, or an empty text
     Log *log = nullptr;                    // may be null
+    std::string encoding = {};             // empty: UTF-8
     Unpacking unpacking = Unpacking::bounded;
 };
 
 // A source over delimited text ("-": standard input), which may be compressed whatever its name. Lines may end in a
 // line feed, a carriage return or both; a byte order mark is passed over; empty lines do not count. A first column
 // without a name is v1. ConversionErrors name row (1 is the first after the names), line and column: rows of another
-// number of fields, stray quotes, bytes that are not UTF-8, names that are empty or repeated, values that do
+// number of fields, stray quotes, bytes that are not in the encoding, names that are empty or repeated, values that do
 // not fit.
 //
 // Without a schema the file is read twice, first for types and lengths, then for its rows, and never held in memory;

@@ -58,7 +58,7 @@ const char *DelimitedReader::Finder::find(const char *from, const char *end) {
     return next;
 }
 
-DelimitedReader::DelimitedReader(InputFile &file, char separator)
+DelimitedReader::DelimitedReader(TextInput &file, char separator)
     : file_(file), separator_(separator), buffer_(new char[buffer_bytes]), at_(buffer_.get()), end_(buffer_.get()) {
     start_parser();
 }
@@ -121,7 +121,8 @@ void DelimitedReader::skip_byte_order_mark() {
     }
     const std::string_view start(at_, static_cast<size_t>(end_ - at_));
     if (start.starts_with("\xFF\xFE") || start.starts_with("\xFE\xFF"))
-        throw ConversionError(Failure::conversion, file_.name() + " is UTF-16 text; UTF-8 was expected.");
+        throw ConversionError(Failure::conversion,
+                              file_.name() + " is UTF-16 text; UTF-8 was expected. --encoding UTF-16 reads it.");
     if (start.starts_with("\xEF\xBB\xBF"))
         at_ += 3;
     unusual_bytes_ = has_unusual_byte(at_, end_);

@@ -4,7 +4,7 @@
 // which is several times faster, and the library gets the rest.
 #pragma once
 
-#include "files/input_file.h"
+#include "tables/text_input.h"
 
 #include <cstdint>
 #include <csv.h>
@@ -19,7 +19,7 @@ namespace vor {
 
 class DelimitedReader {
   public:
-    DelimitedReader(InputFile &file, char separator);
+    DelimitedReader(TextInput &file, char separator);
     ~DelimitedReader();
     DelimitedReader(const DelimitedReader &) = delete;
     DelimitedReader &operator=(const DelimitedReader &) = delete;
@@ -80,7 +80,7 @@ class DelimitedReader {
     static void field_parsed(void *text, size_t bytes, void *self);
     static void record_parsed(int character, void *self);
 
-    InputFile &file_;
+    TextInput &file_;
     char separator_;
     size_t most_fields_ = std::numeric_limits<size_t>::max();
     csv_parser parser_{};

@@ -268,7 +268,8 @@ class DelimitedSource : public RowSource {
     DelimitedSource(const std::string &path, const DelimitedInput &input)
         : missing_texts_(input.missing), missing_(missing_texts_), log_(input.log),
           file_(path, {.expected = InputFile::Content::text, .repeatable = true, .unpacking = input.unpacking}),
-          reader_(file_, input.separator), given_(input.schema != nullptr), raw_(given_ && input.schema->raw) {
+          text_(file_, input.encoding), reader_(text_, input.separator), given_(input.schema != nullptr),
+          raw_(given_ && input.schema->raw) {
         file_.tell_remark([this](const std::string &sentence) { say(log_, sentence); });
         read_header();
         if (input.schema)
@@ -299,6 +300,7 @@ class DelimitedSource : public RowSource {
     MissingTexts missing_;
     Log *log_;
     InputFile file_;
+    TextInput text_;
     DelimitedReader reader_;
     bool given_; // the description comes from a schema
     bool raw_;   // the numbers of dates and times are those of a sink's raw form

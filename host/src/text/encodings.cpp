@@ -87,7 +87,7 @@ Encodings::Encodings(const std::string &session_name) : NLS_EXTENSION{} {
     if (!entry(session()).transparent)
         throw ConversionError(
             Failure::usage,
-            fmt::format("The encoding {} cannot be a session's: ASCII characters are not themselves in it.",
+            fmt::format("The encoding {} cannot be used here: ASCII characters are not themselves in it.",
                         session_name));
     session_to_utf8_ = conversion(session(), utf8_);
     utf8_to_session_ = conversion(utf8_, session());
@@ -144,11 +144,15 @@ const Encodings::Entry &Encodings::entry(NLScei encoding) const {
     return entries_[static_cast<size_t>(encoding == 0 ? session() : encoding) - 1];
 }
 
+Converter Encodings::converter(NLScei encoding) const {
+    return open_converter(entry(encoding).converter.c_str());
+}
+
 std::unique_ptr<Transcoding> Encodings::conversion(NLScei from, NLScei to) const {
     const Entry &source = entry(from);
     const Entry &target = entry(to);
-    Converter from_converter = open_converter(source.converter.c_str());
-    Converter to_converter = open_converter(target.converter.c_str());
+    Converter from_converter = converter(from);
+    Converter to_converter = converter(to);
     if (!from_converter || !to_converter)
         return nullptr;
     return std::make_unique<Transcoding>(std::move(from_converter), std::move(to_converter), &source == &target,

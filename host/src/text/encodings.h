@@ -49,6 +49,9 @@ class Encodings : public NLS_EXTENSION {
     bool session_is_multibyte() const { return entry(0).most_bytes > 1; }
     NLScei utf8() const { return utf8_; }
 
+    // A new converter of a known encoding, which stops at what it does not have; null when there is no memory for it.
+    Converter converter(NLScei encoding) const;
+
     // A new conversion between two known encodings; null when there is no memory for it.
     std::unique_ptr<Transcoding> conversion(NLScei from, NLScei to) const;
 
