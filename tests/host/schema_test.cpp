@@ -101,6 +101,8 @@ TEST(Schema, RefusesAtThePlace) {
         {{"5", ": an object was expected."},
          {R"({"name": "", "type": "numeric", "length": 8})", ": the name is empty."},
          {R"({"name": 1})", ", name: a text was expected."},
+         {R"({"name": "x", "type": "numeric", "length": 8, "label": "a\u0000b"})",
+          ", label: the text holds the character \\u0000."},
          {R"({"name": "x", "type": "date"})", ", type: \"date\" is neither \"numeric\" nor \"character\"."},
          {R"({"name": "x", "type": "numeric", "length": 0})", ", length: an integer from 1 to 8 was expected."},
          {R"({"name": "x", "type": "numeric", "length": 7.5})", ", length: an integer from 1 to 8 was expected."},

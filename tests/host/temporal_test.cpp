@@ -147,6 +147,14 @@ TEST(Temporal, Conversions) {
         {Temporal::month, 481, Temporal::date, 14641},
         {Temporal::leap_clock, 1798848027000, Temporal::clock, 1798848000000},
         {Temporal::date, 14669, Temporal::clock, std::nullopt},
+        // Outside the calendar, from one that repeats itself every 146,097 days.
+        {Temporal::month, 200000, Temporal::date, 6087375.0},
+        {Temporal::date, 6087375, Temporal::month, 200000.0},
+        {Temporal::week, -110000, Temporal::date, -772629.0},
+        {Temporal::date, -772629, Temporal::week, -110000.0},
+        {Temporal::year, 12345, Temporal::date, 3793044.0},
+        {Temporal::quarter, 1e300, Temporal::date, std::nullopt},
+        {Temporal::quarter, 0.5, Temporal::date, std::nullopt},
     };
     for (const auto &row : cases) {
         const auto moment = converted(row.from, row.value, row.to);
