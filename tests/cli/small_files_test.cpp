@@ -9,7 +9,12 @@
 namespace vor::test {
 namespace {
 
-constexpr int64_t most_bytes = int64_t{64} << 20; // of memory, beyond what the command takes for any file
+// Of memory, beyond what the command takes for any file.
+#ifdef __SANITIZE_ADDRESS__ // keeps freed memory apart for a while
+constexpr int64_t most_bytes = int64_t{512} << 20;
+#else
+constexpr int64_t most_bytes = int64_t{64} << 20;
+#endif
 
 std::string repeated(std::string_view text, size_t times) {
     std::string all;
