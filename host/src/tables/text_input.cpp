@@ -64,7 +64,8 @@ size_t TextInput::decode(std::span<char> buffer) {
     const char *in = bytes_.data() + at_;
     UErrorCode error = U_ZERO_ERROR;
     ucnv_convertEx(to_.get(), from_.get(), &out, out + buffer.size(), &in, bytes_.data() + end_, units_.data(),
-                   &unit_at_, &unit_end_, units_.data() + units_.size(), false, at_end_, &error);
+                   &unit_at_, &unit_end_, units_.data() + units_.size(), false, static_cast<UBool>(at_end_ ? 1 : 0),
+                   &error);
     at_ = static_cast<size_t>(in - bytes_.data());
     if (error == U_MEMORY_ALLOCATION_ERROR)
         throw std::bad_alloc();
