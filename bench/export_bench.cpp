@@ -23,7 +23,7 @@ std::string target() {
 }
 
 // Fifteen numbers and fifteen short texts, from memory.
-struct MemorySource : RowSource {
+struct MemorySource : BatchSource {
     DataSet data;
     int64_t row = 0;
     MemorySource() {
@@ -34,15 +34,17 @@ struct MemorySource : RowSource {
         data.observations = observations;
     }
     const DataSet &description() const override { return data; }
-    bool next(RowWriter &out) override {
-        if (row == observations)
-            return false;
-        for (size_t i = 0; i < 30; i += 2) {
-            out.set_number(i, static_cast<double>(row) * 0.5 + static_cast<double>(i));
-            out.set_text(i + 1, "text of 12");
+    bool next(Batch &batch, size_t most_rows) override {
+        batch.start(data.variables, row);
+        while (row < observations && batch.rows < most_rows) {
+            for (size_t i = 0; i < 30; i += 2) {
+                batch.columns[i].append(static_cast<double>(row) * 0.5 + static_cast<double>(i));
+                batch.columns[i + 1].append_text("text of 12");
+            }
+            batch.end_row(most_rows);
+            ++row;
         }
-        ++row;
-        return true;
+        return batch.rows != 0;
     }
 };
 

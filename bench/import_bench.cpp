@@ -19,7 +19,7 @@ namespace {
 constexpr int64_t observations = 1000000;
 
 // Adds up each column; of texts, the lengths.
-struct AddingSink : RowSink {
+struct AddingSink : BatchSink {
     std::vector<size_t> numbers;
     std::vector<size_t> texts;
     std::vector<double> totals;
@@ -28,17 +28,18 @@ struct AddingSink : RowSink {
         for (size_t i = 0; i < description.variables.size(); ++i)
             (description.variables[i].kind == ValueKind::character ? texts : numbers).push_back(i);
     }
-    void row(const Row &row) override {
+    void put(Batch &batch) override {
         for (const size_t column : numbers)
-            if (const double value = row.number(column); !is_missing(value))
-                totals[column] += value;
+            for (size_t row = 0; row < batch.rows; ++row)
+                if (const double value = batch.columns[column].number(row); !is_missing(value))
+                    totals[column] += value;
         for (const size_t column : texts)
-            totals[column] += static_cast<double>(row.text(column).size());
+            totals[column] += static_cast<double>(batch.columns[column].values.size());
     }
     void finish() override { benchmark::DoNotOptimize(totals.data()); }
 };
 
-void import_into(RowSink &sink) {
+void import_into(BatchSink &sink) {
     ImportSession session({}, {}, mixed_file(observations));
     import_rows(session, sink);
 }
@@ -91,16 +92,17 @@ struct Values {
     std::vector<std::string> texts;
     std::vector<Variable> variables;
 };
-struct KeepingSink : RowSink {
+struct KeepingSink : BatchSink {
     Values &values;
     explicit KeepingSink(Values &kept) : values(kept) {}
     void begin(const DataSet &description) override { values.variables = description.variables; }
-    void row(const Row &row) override {
-        for (size_t i = 0; i < values.variables.size(); ++i)
-            if (values.variables[i].kind == ValueKind::character)
-                values.texts.emplace_back(row.text(i));
-            else
-                values.numbers.push_back(row.number(i));
+    void put(Batch &batch) override {
+        for (size_t row = 0; row < batch.rows; ++row)
+            for (const Column &column : batch.columns)
+                if (column.is_text())
+                    values.texts.emplace_back(column.text(row));
+                else
+                    values.numbers.push_back(column.number(row));
     }
     void finish() override {}
 };

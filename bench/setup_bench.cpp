@@ -32,8 +32,8 @@ void strls(benchmark::State &state) {
         [&] {
             ImportSession session({}, {}, path);
             size_t total = 0;
-            while (session.next())
-                total += session.row().text(0).size();
+            for (Batch batch; session.next(batch, 1024);)
+                total += batch.columns[0].values.size();
             benchmark::DoNotOptimize(total);
             session.close();
         });

@@ -7,7 +7,7 @@
 
 #include <vorhost/conversion.h>
 #include <vorhost/host.h>
-#include <vorhost/rows.h>
+#include <vorhost/log.h>
 #include <vorhost/selection.h>
 
 #include <CLI/CLI.hpp>

@@ -46,8 +46,8 @@ char separator_of(const ExportOptions &options, const Destination &place) {
     return text[0];
 }
 
-std::unique_ptr<RowSource> text_source(const ExportOptions &options, const Destination &place, RunLibraries &libraries,
-                                       Run &run) {
+std::unique_ptr<BatchSource> text_source(const ExportOptions &options, const Destination &place,
+                                         RunLibraries &libraries, Run &run) {
     DelimitedInput input{.separator = separator_of(options, place),
                          .missing = options.missing_texts,
                          .log = &run.log,
@@ -91,7 +91,7 @@ void run_export(const ExportOptions &options, Run &run) {
     const bool from_library = place.kind == Destination::Kind::library;
     check_usage(options, place);
     RunLibraries libraries(options.libraries, {"SOURCE", from_library ? place.path : ""}, Library::Access::read);
-    const std::unique_ptr<RowSource> source =
+    const std::unique_ptr<BatchSource> source =
         from_library ? libraries.data()->dataset_source(dataset_name(place, options.file), run.notes(), run.warnings())
                      : text_source(options, place, libraries, run);
     HostOptions host = run.host();

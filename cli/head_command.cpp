@@ -27,7 +27,7 @@ struct HeadOptions {
     SelectionOptions selection;
 };
 
-class TableSink : public RowSink {
+class TableSink : public BatchSink {
   public:
     TableSink(std::string labels, FormatLookup lookup) : labels_(std::move(labels)), lookup_(std::move(lookup)) {}
 
@@ -48,18 +48,15 @@ class TableSink : public RowSink {
         table_.emplace(titles, longest_cell);
     }
 
-    void row(const Row &row) override {
-        std::vector<std::string> cells;
-        for (size_t i = 0; i < columns_.size(); ++i) {
-            if (!columns_[i].numeric)
-                cells.push_back(row.is_binary(i) ? fmt::format("({} bytes)", row.text(i).size())
-                                                 : std::string(row.text(i)));
-            else
-                add_number(cells, columns_[i], row.number(i));
+    void put(Batch &batch) override {
+        for (size_t row = 0; row < batch.rows; ++row) {
+            std::vector<std::string> cells;
+            for (size_t i = 0; i < columns_.size(); ++i)
+                add_cells(cells, columns_[i], batch.columns[i], row);
+            table_->add(cells);
+            if (table_->rows() >= rows_per_block)
+                write_standard_output(table_->take());
         }
-        table_->add(cells);
-        if (table_->rows() >= rows_per_block)
-            write_standard_output(table_->take());
     }
 
     void finish() override {
@@ -68,14 +65,22 @@ class TableSink : public RowSink {
     }
 
   private:
-    struct Column {
+    struct ShownColumn {
         bool numeric;
         bool single; // stored as a float
         Temporal temporal;
         const LabelIndex *labels; // null: codes only
     };
 
-    void add_number(std::vector<std::string> &cells, const Column &column, double value) const {
+    void add_cells(std::vector<std::string> &cells, const ShownColumn &column, const Column &values, size_t row) const {
+        if (column.numeric)
+            add_number(cells, column, values.number(row));
+        else
+            cells.push_back(values.is_binary(row) ? fmt::format("({} bytes)", values.text(row).size())
+                                                  : std::string(values.text(row)));
+    }
+
+    void add_number(std::vector<std::string> &cells, const ShownColumn &column, double value) const {
         const auto iso =
             column.temporal != Temporal::none && !is_missing(value) ? iso_text(column.temporal, value) : std::nullopt;
         const std::string code = iso ? *iso : column.single ? single_text(value) : number_text(value);
@@ -89,7 +94,7 @@ class TableSink : public RowSink {
     std::string labels_;
     FormatLookup lookup_;
     std::map<const UserFormat *, LabelIndex> indexes_; // variables may share one
-    std::vector<Column> columns_;
+    std::vector<ShownColumn> columns_;
     std::optional<TextTable> table_;
 };
 
@@ -98,7 +103,7 @@ void show_dataset(const HeadOptions &options, const WantedPart &part, const Dest
     RunLibraries libraries({}, {"SOURCE", place.path}, Library::Access::read);
     const std::string dataset = place.dataset.empty() ? only_dataset(*libraries.data()) : place.dataset;
     const std::string name = place.path + ":" + dataset;
-    const std::unique_ptr<RowSource> source = libraries.data()->dataset_source(dataset, run.notes(), run.warnings());
+    const std::unique_ptr<BatchSource> source = libraries.data()->dataset_source(dataset, run.notes(), run.warnings());
     TableSink sink(options.labels, libraries.lookup());
     const int64_t rows = copy_rows(*source, name, part.selection, sink, part.limit);
     run.note(note_of_empty_rows(options.selection, name, source->description().observations, rows));

@@ -128,7 +128,7 @@ Schema schema_of(const DataSet &description, int64_t observations, const Delimit
 }
 
 // Writes the schema too: it and the file that it describes appear together, when both are complete.
-class SchemaSink : public RowSink {
+class SchemaSink : public BatchSink {
   public:
     SchemaSink(std::string path, const std::string &file, DelimitedOptions form)
         : path_(std::move(path)), form_(std::move(form)) {
@@ -140,9 +140,9 @@ class SchemaSink : public RowSink {
         description_ = description;
         file_->begin(description);
     }
-    void row(const Row &row) override {
-        ++rows_;
-        file_->row(row);
+    void put(Batch &batch) override {
+        rows_ += static_cast<int64_t>(batch.rows);
+        file_->put(batch);
     }
     void finish() override {
         file_->finish();
@@ -154,13 +154,13 @@ class SchemaSink : public RowSink {
     std::string path_;
     DelimitedOptions form_;
     OutputGroup outputs_;
-    std::unique_ptr<RowSink> file_;
+    std::unique_ptr<BatchSink> file_;
     DataSet description_;
     int64_t rows_ = 0;
 };
 
-std::unique_ptr<RowSink> text_sink(const ImportOptions &options, const Destination &destination,
-                                   RunLibraries &libraries, Run &run) {
+std::unique_ptr<BatchSink> text_sink(const ImportOptions &options, const Destination &destination,
+                                     RunLibraries &libraries, Run &run) {
     DelimitedOptions form;
     form.log = &run.log;
     form.separator = destination.separator;
@@ -183,7 +183,7 @@ void import_file(const ImportOptions &options, const WantedPart &part, const std
     const std::optional<std::string> catalog =
         own_labels ? std::nullopt : std::optional(libraries.catalog_beside_data());
     // The sink of a library holds the transaction that the user formats of the session are part of.
-    std::unique_ptr<RowSink> sink =
+    std::unique_ptr<BatchSink> sink =
         into_library ? libraries.data()->dataset_sink(
                            dataset, catalog, options.replace ? Library::Tables::replaced : Library::Tables::kept)
                      : nullptr;

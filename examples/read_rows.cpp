@@ -22,13 +22,16 @@ void summarize(vor::ImportSession &session) {
     const std::vector<vor::Variable> &variables = session.description().variables;
     std::vector<double> sums(variables.size());
     std::vector<std::string> longest(variables.size());
-    while (session.next()) {
+    for (vor::Batch batch; session.next(batch, vor::batch_rows(variables));) {
         for (size_t i = 0; i < variables.size(); ++i) {
-            if (variables[i].kind == vor::ValueKind::character) {
-                if (session.row().text(i).size() > longest[i].size())
-                    longest[i] = session.row().text(i);
-            } else if (const double value = session.row().number(i); !vor::is_missing(value)) {
-                sums[i] += value;
+            const vor::Column &column = batch.columns[i];
+            for (size_t row = 0; row < batch.rows; ++row) {
+                if (column.is_text()) {
+                    if (column.text(row).size() > longest[i].size())
+                        longest[i] = column.text(row);
+                } else if (column.is_valid(row)) {
+                    sums[i] += column.number(row);
+                }
             }
         }
     }

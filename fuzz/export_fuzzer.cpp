@@ -66,18 +66,21 @@ Rows write(FuzzedDataProvider &input, vor::test::HostResources &host, const vor:
     Rows rows(input.ConsumeIntegralInRange<size_t>(0, most_rows));
     vor::ExportSession session(host.options(), {}, "/memory/output.dta", description);
     for (auto &row : rows) {
+        vor::Batch batch;
+        batch.start(description.variables, 0);
         for (size_t i = 0; i < description.variables.size(); ++i) {
             Cell &cell = row.emplace_back();
             if (description.variables[i].kind == vor::ValueKind::character) {
                 cell.text = printable(input, 70);
-                session.row().set_text(i, cell.text);
+                batch.columns[i].append_text(cell.text);
             } else {
                 const auto bits = input.ConsumeIntegral<uint64_t>();
                 cell.number = std::bit_cast<double>(bits);
-                session.row().set_number(i, cell.number);
+                batch.columns[i].append(cell.number);
             }
         }
-        session.put();
+        batch.end_row(1);
+        session.put(batch);
     }
     session.finish();
     return rows;
@@ -88,18 +91,21 @@ void read_back(vor::test::HostResources &host, const vor::DataSet &description, 
     const auto &variables = session.description().variables;
     vor::fuzz::require(variables.size() == description.variables.size(), "every variable comes back");
     for (const auto &row : rows) {
-        vor::fuzz::require(session.next(), "every observation comes back");
+        vor::Batch batch;
+        vor::fuzz::require(session.next(batch, 1), "every observation comes back");
         for (size_t i = 0; i < variables.size(); ++i) {
             if (description.variables[i].kind == vor::ValueKind::character)
-                vor::fuzz::require(session.row().text(i) == expected_text(row[i].text, description.variables[i].length),
+                vor::fuzz::require(batch.columns[i].text(0) ==
+                                       expected_text(row[i].text, description.variables[i].length),
                                    "text comes back");
             else
-                vor::fuzz::require(std::bit_cast<uint64_t>(session.row().number(i)) ==
+                vor::fuzz::require(std::bit_cast<uint64_t>(batch.columns[i].number(0)) ==
                                        std::bit_cast<uint64_t>(expected_number(row[i].number)),
                                    "a number comes back bit for bit");
         }
     }
-    vor::fuzz::require(!session.next(), "no observation is added");
+    vor::Batch more;
+    vor::fuzz::require(!session.next(more, 1), "no observation is added");
     session.close();
 }
 

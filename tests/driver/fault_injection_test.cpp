@@ -138,10 +138,13 @@ std::string export_sample(FaultyHost &host, int rows) {
     try {
         ExportSession session(host.options(), {}, target, description);
         for (int i = 0; i < rows; ++i) {
-            session.row().set_number(0, i % 2);
-            session.row().set_number(1, i);
-            session.row().set_text(2, "row " + std::to_string(i));
-            session.put();
+            Batch row;
+            row.start(description.variables, i);
+            row.columns[0].append(i % 2);
+            row.columns[1].append(i);
+            row.columns[2].append_text("row " + std::to_string(i));
+            row.end_row(1);
+            session.put(row);
         }
         session.finish();
     } catch (const ConversionError &error) {

@@ -18,13 +18,6 @@ struct ChangedValue {
     const char *note;       // without the variable and the count
 };
 
-void set(RowWriter &row, size_t column, const Cell &cell) {
-    if (const auto *number = std::get_if<double>(&cell.value))
-        row.set_number(column, *number);
-    else
-        row.set_text(column, std::get<std::string>(cell.value));
-}
-
 Cell sound_value(const Variable &variable) {
     return variable.kind == ValueKind::numeric ? Cell(12) : Cell("abc");
 }
@@ -49,11 +42,13 @@ void expect_notes(const std::vector<ChangedValue> &changes, const char *session_
     host.log = &log;
     host.session_encoding = session_encoding;
     ExportSession session(host, {}, scratch.path("o.dta"), description);
-    for (const bool change : {false, true, true}) {
-        for (size_t column = 0; column < changes.size(); ++column)
-            set(session.row(), column, change ? changes[column].value : sound_value(changes[column].variable));
-        session.put();
+    Cells rows(3);
+    for (const ChangedValue &change : changes) {
+        rows[0].push_back(sound_value(change.variable));
+        rows[1].push_back(change.value);
+        rows[2].push_back(change.value);
     }
+    session.put(batch_of(description.variables, rows));
     session.finish();
     EXPECT_EQ(sound_import(scratch.path("o.dta")).rows, (std::vector{sound, changed, changed}));
     for (const ChangedValue &change : changes) {
@@ -157,8 +152,8 @@ TEST(ExportJob, FormatsByTheirWholeNames) {
                              numeric("d", "DATE9."),        numeric("f", "YYMMDDT10."), numeric("g", "SATISFACTION.")};
     const ScratchDirectory scratch;
     ExportSession session(host, {}, scratch.path("o.dta"), description);
-    session.row().set_number(4, 1.5);
-    session.put();
+    session.put(batch_of(description.variables, {{missing_value('.'), missing_value('.'), missing_value('.'),
+                                                  missing_value('.'), 1.5, missing_value('.')}}));
     session.finish();
     const CollectedImport back = sound_import(scratch.path("o.dta"));
     std::string labels;

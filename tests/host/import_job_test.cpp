@@ -303,7 +303,7 @@ TEST(ImportJob, CharactersThatTheSessionLacksAreCounted) {
     host.log = &log;
     {
         ImportSession session(host, {}, scratch.write("f.dta", build(file)));
-        while (session.next()) {
+        for (Batch batch; session.next(batch, 2);) {
         }
         session.close();
     }

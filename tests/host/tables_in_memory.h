@@ -1,11 +1,12 @@
 // Small data sets in memory, to be put into sinks and collected from sources.
 #pragma once
 
+#include <vorhost/batch.h>
 #include <vorhost/dataset.h>
 #include <vorhost/error.h>
 #include <vorhost/missing.h>
-#include <vorhost/rows.h>
 
+#include <algorithm>
 #include <bit>
 #include <gtest/gtest.h>
 #include <string>
@@ -61,61 +62,63 @@ inline Variable character(const char *name, int length) {
 // A text that begins so stands for bytes that are none.
 inline constexpr std::string_view binary_mark = "\xFF";
 
-class CellRow : public Row {
-  public:
-    explicit CellRow(const std::vector<Cell> &cells) : cells_(cells) {
-        for (const Cell &cell : cells) {
-            const auto *number = std::get_if<double>(&cell.value);
-            positions_.push_back(static_cast<int64_t>(numbers_.size() * sizeof(double)));
-            numbers_.push_back(number ? *number : 0);
-        }
-        set_positions(positions_.data());
-        set_values(numbers_.data());
-    }
-    std::string_view text(size_t column) const override { return std::get<std::string>(cells_[column].value); }
-    bool is_binary(size_t column) const override { return text(column).starts_with(binary_mark); }
-
-  private:
-    const std::vector<Cell> &cells_;
-    std::vector<double> numbers_;
-    std::vector<int64_t> positions_;
-};
-
-inline void put_rows(RowSink &sink, const Table &table) {
-    sink.begin(table.description);
-    for (const auto &cells : table.rows)
-        sink.row(CellRow(cells));
+inline void append(Column &column, const Cell &cell) {
+    if (const auto *number = std::get_if<double>(&cell.value))
+        column.append(*number);
+    else
+        column.append_text(std::get<std::string>(cell.value),
+                           std::get<std::string>(cell.value).starts_with(binary_mark));
 }
 
-inline void put(RowSink &sink, const Table &table) {
+inline Batch batch_of(const std::vector<Variable> &variables, const Cells &rows) {
+    Batch batch;
+    batch.start(variables, 0);
+    for (const std::vector<Cell> &cells : rows) {
+        for (size_t i = 0; i < cells.size(); ++i)
+            append(batch.columns[i], cells[i]);
+        batch.end_row(rows.size());
+    }
+    return batch;
+}
+
+// In batches of two rows.
+inline void put_rows(BatchSink &sink, const Table &table) {
+    sink.begin(table.description);
+    for (size_t row = 0; row < table.rows.size(); row += 2) {
+        const auto first = table.rows.begin() + static_cast<std::ptrdiff_t>(row);
+        Batch batch = batch_of(table.description.variables, Cells(first, std::min(first + 2, table.rows.end())));
+        sink.put(batch);
+    }
+}
+
+inline void put(BatchSink &sink, const Table &table) {
     put_rows(sink, table);
     sink.finish();
 }
 
-struct CellWriter : RowWriter {
-    explicit CellWriter(size_t columns) : cells(columns, Cell("not set")) {}
-    void set_number(size_t column, double value) override { cells.at(column) = value; }
-    void set_text(size_t column, std::string_view text) override {
-        EXPECT_FALSE(text.starts_with(binary_mark));
-        cells.at(column) = std::string(text);
-    }
-    void set_bytes(size_t column, std::string_view bytes) override { cells.at(column) = std::string(bytes); }
-    std::vector<Cell> cells;
-};
+inline Cell cell_of(const Column &column, size_t row) {
+    if (!column.is_text())
+        return column.number(row);
+    EXPECT_EQ(column.is_binary(row), column.text(row).starts_with(binary_mark));
+    return std::string(column.text(row));
+}
 
-inline Table collect(RowSource &source) {
+inline Table collect(BatchSource &source) {
     Table table{source.description(), {}};
     const std::vector<Variable> &variables = table.description.variables;
-    for (;;) {
-        CellWriter row(variables.size());
-        if (!source.next(row))
-            return table;
-        for (size_t i = 0; i < variables.size(); ++i)
-            if (const auto *text = std::get_if<std::string>(&row.cells[i].value)) {
-                EXPECT_LE(text->size(), static_cast<size_t>(variables[i].length)) << "the lengths hold for every row";
+    for (Batch batch; source.next(batch, 3);)
+        for (size_t row = 0; row < batch.rows; ++row) {
+            std::vector<Cell> cells;
+            for (size_t i = 0; i < variables.size(); ++i) {
+                cells.push_back(cell_of(batch.columns[i], row));
+                if (const auto *text = std::get_if<std::string>(&cells.back().value)) {
+                    EXPECT_LE(text->size(), static_cast<size_t>(variables[i].length))
+                        << "the lengths hold for every row";
+                }
             }
-        table.rows.push_back(row.cells);
-    }
+            table.rows.push_back(std::move(cells));
+        }
+    return table;
 }
 
 // The sentence of the ConversionError that an action throws, after a letter for its kind: "c: ", "u: " or "m: ".

@@ -87,13 +87,11 @@ CollectedImport collect_import(const std::string &path, const ImportSession::Opt
         ImportSession session(host, options, path);
         import.summary = session.summary();
         import.description = session.description();
-        while (session.next()) {
+        for (Batch batch; session.next(batch, 1);) {
             std::vector<std::string> &row = import.rows.emplace_back();
-            for (std::size_t i = 0; i < import.description.variables.size(); ++i) {
-                const bool numeric = import.description.variables[i].kind == ValueKind::numeric;
-                row.push_back(numeric ? value_text(session.row().number(i))
-                                      : value_text(std::string(session.row().text(i))));
-            }
+            for (const Column &column : batch.columns)
+                row.push_back(column.is_text() ? value_text(std::string(column.text(0)))
+                                               : value_text(column.number(0)));
         }
         session.close();
     } catch (const ConversionError &error) {

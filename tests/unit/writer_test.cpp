@@ -42,12 +42,15 @@ class Export {
         try {
             ExportSession session(host.options(host_options), options, "/memory/out.dta", description);
             for (const Row &row : rows) {
+                Batch batch;
+                batch.start(variables, 0);
                 for (std::size_t i = 0; i < row.size(); ++i)
                     if (const auto *text = std::get_if<std::string>(&row[i]))
-                        session.row().set_text(i, *text);
+                        batch.columns[i].append_text(*text);
                     else
-                        session.row().set_number(i, std::get<double>(row[i]));
-                session.put();
+                        batch.columns[i].append(std::get<double>(row[i]));
+                batch.end_row(1);
+                session.put(batch);
             }
             session.finish();
         } catch (const ConversionError &error) {
@@ -152,7 +155,9 @@ TEST(Writer, TypesWidthsAndFormats) {
         variables.back().name = "v" + std::to_string(variables.size());
     }
     Export file;
-    ASSERT_EQ(file.write(variables, {Row{"a"}}), "");
+    Row row{"a", "b", "c"};
+    row.resize(variables.size(), missing_value('.'));
+    ASSERT_EQ(file.write(variables, {row}), "");
     EXPECT_EQ(file.bytes.find("</data>") - file.bytes.find("<data>") - 6, 1 + 2045 + 2045 + 4 + 8 * 8u);
     for (std::size_t i = 0; i < std::size(cases); ++i) {
         EXPECT_EQ(file.slot("variable_types", 2, i), little(cases[i].stata_type)) << cases[i].format;

@@ -10,6 +10,7 @@
 #include <cstring>
 #include <memory>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace vor {
@@ -17,6 +18,18 @@ namespace vor {
 // Bytes that grow without being set, at an address fit for every number.
 class Buffer {
   public:
+    Buffer() = default;
+    Buffer(Buffer &&other) noexcept { swap(other); }
+    Buffer &operator=(Buffer &&other) noexcept {
+        swap(other);
+        return *this;
+    }
+    void swap(Buffer &other) noexcept {
+        data_.swap(other.data_);
+        std::swap(size_, other.size_);
+        std::swap(capacity_, other.capacity_);
+    }
+
     char *data() { return data_.get(); }
     const char *data() const { return data_.get(); }
     size_t size() const { return size_; }

@@ -1,13 +1,13 @@
-// Conversions: a Stata file read observation by observation, a data set written into a Stata file.
+// Conversions: a Stata file read batch by batch, a data set written into a Stata file.
 //
 // Both drive the module's access object in the order that it asks for, and turn every failure into a ConversionError
 // whose text says what happened, where, and what was expected.
 #pragma once
 
+#include <vorhost/batch.h>
 #include <vorhost/dataset.h>
 #include <vorhost/error.h>
 #include <vorhost/host.h>
-#include <vorhost/rows.h>
 #include <vorhost/selection.h>
 
 #include <cstdint>
@@ -44,7 +44,7 @@ enum class Contract { extended, base };
 
 // Reads a Stata file, which may be compressed (gzip, bzip2, xz, zstd, a zip archive of one file). `file` is a path, or
 // "-" for standard input.
-class ImportSession {
+class ImportSession : public BatchSource {
   public:
     struct Options {
         bool value_labels = true;
@@ -56,13 +56,11 @@ class ImportSession {
 
     // Opens the file and reads its header and descriptors; its user formats go to the host's catalogs.
     ImportSession(HostOptions host, const Options &options, const std::string &file);
-    ~ImportSession();
+    ~ImportSession() override;
 
     const FileSummary &summary() const;
-    const DataSet &description() const; // observations: as the file's head says, without those passed over
-
-    bool next(); // moves to the next observation; false at the end
-    const Row &row() const;
+    const DataSet &description() const override; // observations: as the file's head says, without those passed over
+    bool next(Batch &batch, size_t most_rows) override;
 
     // Closes the file, logs what was noticed on the way (text that was not valid in its encoding) and asks the log
     // whether the output may appear. The destructor closes too, without all that.
@@ -74,7 +72,7 @@ class ImportSession {
 };
 
 // Writes all observations (at most `limit`, -1 for all) into a sink and finishes it. The number written.
-int64_t import_rows(ImportSession &session, RowSink &sink, int64_t limit = -1, const Progress &progress = {});
+int64_t import_rows(ImportSession &session, BatchSink &sink, int64_t limit = -1, const Progress &progress = {});
 
 // How an export stores numbers and texts.
 enum class StoredTypes {
@@ -97,9 +95,8 @@ class ExportSession {
     ExportSession(const HostOptions &host, const Options &options, const std::string &file, const DataSet &description);
     ~ExportSession();
 
-    RowWriter &row(); // the observation being filled
-    void put();       // writes it and starts the next
-    void finish();    // completes the file and puts it in its place
+    void put(const Batch &batch); // columns as the description has them
+    void finish();                // completes the file and puts it in its place
 
   private:
     struct State;
@@ -107,10 +104,10 @@ class ExportSession {
 };
 
 // Writes every observation of a source and finishes. The number written.
-int64_t export_rows(ExportSession &session, RowSource &source, const Progress &progress = {});
+int64_t export_rows(ExportSession &session, BatchSource &source, const Progress &progress = {});
 
 // A whole export of a source. Under the extended contract it is read twice, first for the stored types.
 int64_t export_source(const HostOptions &host, const ExportSession::Options &options, const std::string &file,
-                      RowSource &source, const Progress &progress = {});
+                      BatchSource &source, const Progress &progress = {});
 
 } // namespace vor

@@ -2,9 +2,10 @@
 // tables whose names begin with vor_; user formats in catalogs.
 #pragma once
 
+#include <vorhost/batch.h>
 #include <vorhost/dataset.h>
 #include <vorhost/error.h>
-#include <vorhost/rows.h>
+#include <vorhost/log.h>
 #include <vorhost/user_format.h>
 
 #include <memory>
@@ -57,15 +58,15 @@ class Library {
     // there, and there the view NAME_labelled looks them up. Empty: they are in no catalog of this library; nothing:
     // in one that the data set has for itself, which goes with it. ConversionError (usage) for a name that cannot be a
     // data set's or belongs to a table that is kept.
-    virtual std::unique_ptr<RowSink> dataset_sink(const std::string &dataset,
-                                                  const std::optional<std::string> &catalog = {},
-                                                  Tables others = Tables::kept) = 0;
+    virtual std::unique_ptr<BatchSink> dataset_sink(const std::string &dataset,
+                                                    const std::optional<std::string> &catalog = {},
+                                                    Tables others = Tables::kept) = 0;
 
     // A source over the data set's observations in their order, all as they are at this moment. It goes back to the
     // first one. Fails and notes as describe; warnings, at the end of the observations: dates inside the period that
     // their variable counts, integers that a double does not hold.
-    virtual std::unique_ptr<RowSource> dataset_source(const std::string &dataset, const Notes &notes = {},
-                                                      const Notes &warnings = {}) = 0;
+    virtual std::unique_ptr<BatchSource> dataset_source(const std::string &dataset, const Notes &notes = {},
+                                                        const Notes &warnings = {}) = 0;
 
     // The catalog of a data set's user formats, from the moment when its sink is made; empty when it has none here.
     virtual std::string catalog_of(const std::string &dataset) const = 0;

@@ -1,6 +1,8 @@
 // The log: one line at a time, with its severity.
 #pragma once
 
+#include <functional>
+#include <string>
 #include <string_view>
 
 namespace vor {
@@ -16,6 +18,9 @@ constexpr std::string_view severity_word(Severity severity) {
     constexpr std::string_view words[] = {"NOTE", "WARNING", "ERROR"};
     return words[static_cast<int>(severity)];
 }
+
+// Receives what a reader noticed and the user should know, one sentence at a time. May be empty.
+using Notes = std::function<void(const std::string &sentence)>;
 
 // Receives the log lines of a host, without prefix and line end.
 class Log {

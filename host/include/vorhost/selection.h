@@ -1,8 +1,8 @@
 // A part of a data set: some of its variables, and its observations from one on.
 #pragma once
 
+#include <vorhost/batch.h>
 #include <vorhost/dataset.h>
-#include <vorhost/rows.h>
 
 #include <cstddef>
 #include <cstdint>
@@ -30,7 +30,7 @@ DataSet described(const DataSet &whole, const std::vector<size_t> &columns);
 
 // Writes what a selection leaves of a source (at most `limit` observations, -1 for all) into a sink and finishes it.
 // The number of observations written. `name` is the source's in messages.
-int64_t copy_rows(RowSource &source, const std::string &name, const Selection &selection, RowSink &sink,
+int64_t copy_rows(BatchSource &source, const std::string &name, const Selection &selection, BatchSink &sink,
                   int64_t limit = -1);
 
 } // namespace vor

@@ -1,11 +1,11 @@
 // Delimited text (CSV, TSV) and the JSON forms beside it.
 #pragma once
 
+#include <vorhost/batch.h>
 #include <vorhost/dataset.h>
 #include <vorhost/error.h>
 #include <vorhost/files.h>
 #include <vorhost/log.h>
-#include <vorhost/rows.h>
 #include <vorhost/user_format.h>
 
 #include <functional>
@@ -57,7 +57,7 @@ struct DelimitedOptions {
 // A sink that writes delimited text to `path` ("-": standard output, which gets its lines as they come), compressed
 // when its name ends in .gz, .bz2, .xz, .zst or .zip. A file appears under its name only with finish. ConversionError
 // (machine) with the system's words when it cannot be written.
-std::unique_ptr<RowSink> delimited_sink(const std::string &path, const DelimitedOptions &options);
+std::unique_ptr<BatchSink> delimited_sink(const std::string &path, const DelimitedOptions &options);
 
 // What delimited text has no place for: all of a description, the user formats that its own label tables do not hold,
 // and how the numbers are meant.
@@ -99,7 +99,7 @@ struct DelimitedInput {
 // With a schema the header must have its names in its order; columns NAME_label after a variable NAME with labels,
 // which the sink writes, are passed over. A date inside a period, of which only the period is kept, is a warning. The
 // observations are not known (-1).
-std::unique_ptr<RowSource> delimited_source(const std::string &path, const DelimitedInput &input);
+std::unique_ptr<BatchSource> delimited_source(const std::string &path, const DelimitedInput &input);
 
 // The shortest text that reads back to the same double ("0.1", "1e+300", "-0", "inf"), integers below 2^53 in plain
 // digits; ".", ".a" to ".z", "._" for

@@ -5,7 +5,7 @@
 #include "files/unpacker.h"
 
 #include <vorhost/files.h>
-#include <vorhost/rows.h>
+#include <vorhost/log.h>
 
 #include <cstdint>
 #include <exception>

@@ -5,7 +5,7 @@
 #include "text/loss_counter.h"
 
 #include <vorhost/host.h>
-#include <vorhost/rows.h>
+#include <vorhost/log.h>
 #include <vorhost/temporal.h>
 
 #include <array>
@@ -45,9 +45,14 @@ inline constexpr size_t value_changes = 11;
 double in_unit(Temporal from, Temporal to, double value);
 
 // The observation being filled, as the module takes it.
-class ExportRow : public RowWriter {
+class ExportRow {
   public:
     explicit ExportRow(size_t columns) : counts_(columns) {}
+    virtual ~ExportRow() = default;
+
+    virtual void set_number(size_t column, double value) = 0;
+    virtual void set_text(size_t column, std::string_view text) = 0;   // UTF-8
+    virtual void set_bytes(size_t column, std::string_view bytes) = 0; // that are no text
 
     virtual const void *bytes() = 0;
 

@@ -141,7 +141,7 @@ std::string lost_properties(const DataSet &description) {
 }
 
 // A long text that can be looked through gets room for the longest one that is there.
-DataSet with_text_lengths(RowSource &source) {
+DataSet with_text_lengths(BatchSource &source) {
     DataSet description = source.description();
     const auto is_long = [](const Variable &variable) { return variable.stored == StoredType::long_text; };
     if (std::ranges::none_of(description.variables, is_long))
@@ -193,6 +193,15 @@ class ExtendedData : public ExportData {
     ExportFacts facts_;
     StoredObservation row_;
 };
+
+void fill(ExportRow &observation, size_t index, const Column &column, size_t row) {
+    if (!column.is_text())
+        observation.set_number(index, column.number(row));
+    else if (column.is_binary(row))
+        observation.set_bytes(index, column.text(row));
+    else
+        observation.set_text(index, column.text(row));
+}
 
 } // namespace
 
@@ -259,9 +268,14 @@ struct ExportSession::State {
         object.note_remarks();
     }
 
-    void put() {
-        object.check(object->putnextrow(object.get(), data->row().bytes(), data->list()));
-        data->row().clear();
+    void put(const Batch &batch) {
+        ExportRow &observation = data->row();
+        for (size_t row = 0; row < batch.rows; ++row) {
+            for (size_t i = 0; i < batch.columns.size(); ++i)
+                fill(observation, i, batch.columns[i], row);
+            object.check(object->putnextrow(object.get(), observation.bytes(), data->list()));
+            observation.clear();
+        }
     }
 
     void finish() {
@@ -279,22 +293,20 @@ ExportSession::ExportSession(const HostOptions &host, const Options &options, co
 
 ExportSession::~ExportSession() = default;
 
-RowWriter &ExportSession::row() {
-    return state_->data->row();
-}
-void ExportSession::put() {
-    state_->put();
+void ExportSession::put(const Batch &batch) {
+    state_->put(batch);
 }
 void ExportSession::finish() {
     state_->finish();
 }
 
-int64_t export_rows(ExportSession &session, RowSource &source, const Progress &progress) {
-    constexpr int64_t rows_per_report = 4096;
+int64_t export_rows(ExportSession &session, BatchSource &source, const Progress &progress) {
+    const size_t most = batch_rows(source.description().variables);
     int64_t rows = 0;
-    while (source.next(session.row())) {
-        session.put();
-        if (++rows % rows_per_report == 0 && progress)
+    for (Batch batch; source.next(batch, most);) {
+        session.put(batch);
+        rows += static_cast<int64_t>(batch.rows);
+        if (progress)
             progress(rows, source.description().observations);
     }
     session.finish();
@@ -304,7 +316,7 @@ int64_t export_rows(ExportSession &session, RowSource &source, const Progress &p
 }
 
 int64_t export_source(const HostOptions &host, const ExportSession::Options &options, const std::string &file,
-                      RowSource &source, const Progress &progress) {
+                      BatchSource &source, const Progress &progress) {
     const Notes note = [&host](const std::string &sentence) {
         if (host.log)
             host.log->line(Severity::note, sentence);

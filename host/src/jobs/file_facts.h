@@ -4,7 +4,7 @@
 #include <vor/extension.h>
 #include <vor/namestr.h>
 #include <vorhost/dataset.h>
-#include <vorhost/rows.h>
+#include <vorhost/log.h>
 
 #include <deque>
 #include <functional>

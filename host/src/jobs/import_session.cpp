@@ -10,9 +10,9 @@
 #include <vor/formats.h>
 #include <vor/namestr.h>
 #include <vorhost/ascii.h>
+#include <vorhost/batch.h>
 #include <vorhost/conversion.h>
 #include <vorhost/host.h>
-#include <vorhost/rows.h>
 #include <vorhost/sentences.h>
 #include <vorhost/temporal.h>
 
@@ -28,109 +28,93 @@
 namespace vor {
 namespace {
 
-// The host observation as a row: numbers where the module put them, texts decoded from the session encoding.
-class ObservationRow final : public Row {
+// The host observation into columns: numbers as the module put them, texts decoded from the session encoding.
+class ObservationReader {
   public:
     // Called once for each column whose text is not valid in the session encoding, with its first observation.
     using BadTextNote = std::function<void(size_t column, int64_t observation)>;
 
-    // A column for each of the variables. whole_text: texts are vor_text_slots. passed_over: observations before the
-    // first one.
-    ObservationRow(const Host &host, const std::vector<const NAMESTR *> &variables, bool whole_text,
-                   int64_t passed_over, BadTextNote note);
+    // A column for each of the variables. whole_text: texts are vor_text_slots.
+    ObservationReader(const Host &host, const std::vector<const NAMESTR *> &variables, bool whole_text,
+                      BadTextNote note);
 
-    // The next observation; `bytes` stays in place until the one after.
-    void set(const void *bytes);
-
-    std::string_view text(size_t column) const override;
-    bool is_binary(size_t column) const override;
+    // Appends the values of an observation. number: of the observation in the file, from 1.
+    void take(const void *observation, int64_t number, Batch &batch);
 
     // Texts of a column that were not valid in the session encoding.
     int64_t bad_texts(size_t column) const { return columns_[column].bad_texts; }
     size_t columns() const { return columns_.size(); }
-    int64_t number_of_observation() const { return number_; }
 
   private:
-    struct Column {
+    struct Source {
+        bool number;
         bool whole;              // the value is a vor_text_slot
+        int64_t position;        // of the value; of the pointer to it for varying-length text
         int64_t length_position; // of the length of varying-length text, -1 for fixed-length text
         int32_t length;          // of fixed-length text
-        mutable int64_t bad_texts = 0;
-        mutable int64_t last_bad = 0; // the observation counted last
-        mutable std::string decoded;
+        int64_t bad_texts = 0;
     };
-    std::string_view bytes(const Column &column, int64_t position) const;
-    vor_text_slot slot(int64_t position) const;
-    std::string_view decoded(size_t column, std::string_view stored) const;
+    void take_text(size_t index, const char *observation, int64_t number, Column &values);
+    std::string_view decoded(size_t index, std::string_view stored, int64_t number);
 
     const Host &host_;
     BadTextNote note_;
-    std::vector<int64_t> numbers_;   // positions of the numbers, -1 for texts
-    std::vector<int64_t> positions_; // of the values; of the pointers to them for varying-length text
-    std::vector<Column> columns_;
-    int64_t number_; // of the current observation in the file, from 1
+    std::vector<Source> columns_;
+    std::string decoded_;
 };
 
-ObservationRow::ObservationRow(const Host &host, const std::vector<const NAMESTR *> &variables, bool whole_text,
-                               int64_t passed_over, BadTextNote note)
-    : host_(host), note_(std::move(note)), number_(passed_over) {
-    for (const NAMESTR *variable : variables) {
-        const bool varying = variable->ntype == NAMESTR_VARYING_CHARACTER;
-        positions_.push_back(variable->npos);
-        numbers_.push_back(variable->ntype == NAMESTR_NUMERIC ? variable->npos : -1);
-        columns_.push_back({whole_text, varying ? variable->nipos : -1, variable->nlng, 0, 0, {}});
+ObservationReader::ObservationReader(const Host &host, const std::vector<const NAMESTR *> &variables, bool whole_text,
+                                     BadTextNote note)
+    : host_(host), note_(std::move(note)) {
+    for (const NAMESTR *variable : variables)
+        columns_.push_back({variable->ntype == NAMESTR_NUMERIC, whole_text, variable->npos,
+                            variable->ntype == NAMESTR_VARYING_CHARACTER ? variable->nipos : -1, variable->nlng});
+}
+
+void ObservationReader::take(const void *observation, int64_t number, Batch &batch) {
+    const auto *bytes = static_cast<const char *>(observation);
+    for (size_t i = 0; i < columns_.size(); ++i) {
+        if (!columns_[i].number) {
+            take_text(i, bytes, number, batch.columns[i]);
+            continue;
+        }
+        double value;
+        std::memcpy(&value, bytes + columns_[i].position, sizeof value);
+        batch.columns[i].append(value);
     }
-    set_positions(numbers_.data());
 }
 
-void ObservationRow::set(const void *bytes) {
-    set_values(bytes);
-    ++number_;
-}
-
-vor_text_slot ObservationRow::slot(int64_t position) const {
-    vor_text_slot slot;
-    std::memcpy(&slot, values() + position, sizeof slot);
-    return slot;
-}
-
-bool ObservationRow::is_binary(size_t index) const {
-    return columns_[index].whole && slot(positions_[index]).binary != 0;
-}
-
-std::string_view ObservationRow::bytes(const Column &column, int64_t position) const {
-    if (column.whole) {
-        const vor_text_slot whole = slot(position);
-        return {whole.bytes, static_cast<size_t>(whole.length)};
-    }
-    const char *stored = values() + position;
-    const char *value = stored;
-    int32_t length = column.length;
-    if (column.length_position >= 0) {
-        std::memcpy(&length, values() + column.length_position, sizeof length);
-        std::memcpy(&value, stored, sizeof value);
-    }
+// Blanks at the end of what the base contract pads are not part of the text.
+std::string_view padded_text(const char *value, int32_t length) {
     while (length > 0 && value[length - 1] == ' ')
         --length;
     return {value, static_cast<size_t>(length)};
 }
 
-std::string_view ObservationRow::text(size_t index) const {
-    const Column &column = columns_[index];
-    const std::string_view stored = bytes(column, positions_[index]);
-    if (services::is_ascii(stored) || is_binary(index)) // ASCII is the same in every session encoding
-        return stored;
-    return decoded(index, stored);
+void ObservationReader::take_text(size_t index, const char *observation, int64_t number, Column &values) {
+    const Source &source = columns_[index];
+    const char *stored = observation + source.position;
+    if (source.whole) {
+        vor_text_slot slot;
+        std::memcpy(&slot, stored, sizeof slot);
+        const std::string_view text(slot.bytes, static_cast<size_t>(slot.length));
+        return values.append_text(slot.binary != 0 ? text : decoded(index, text, number), slot.binary != 0);
+    }
+    int32_t length = source.length;
+    const char *value = stored;
+    if (source.length_position >= 0) {
+        std::memcpy(&length, observation + source.length_position, sizeof length);
+        std::memcpy(&value, stored, sizeof value);
+    }
+    values.append_text(decoded(index, padded_text(value, length), number));
 }
 
-std::string_view ObservationRow::decoded(size_t index, std::string_view stored) const {
-    const Column &column = columns_[index];
-    const auto [text, valid] = host_.decode(stored, column.decoded);
-    if (!valid && column.last_bad != number_) {
-        column.last_bad = number_;
-        if (++column.bad_texts == 1 && note_)
-            note_(index, number_);
-    }
+std::string_view ObservationReader::decoded(size_t index, std::string_view stored, int64_t number) {
+    if (services::is_ascii(stored)) // the same in every session encoding
+        return stored;
+    const auto [text, valid] = host_.decode(stored, decoded_);
+    if (!valid && ++columns_[index].bad_texts == 1 && note_)
+        note_(index, number);
     return text;
 }
 
@@ -186,8 +170,10 @@ struct ImportSession::State {
     AccessObject object;
     FileSummary summary;
     DataSet description;
-    std::unique_ptr<ObservationRow> row;
-    void *observation = nullptr;
+    std::unique_ptr<ObservationReader> reader;
+    int64_t passed_over = 0; // observations before the first one
+    int64_t rows = 0;
+    void *observation = nullptr; // the module's, the same for all rows
     bool at_end = false;
     // Values of a leap-second clock for which a clock without leap seconds has no name.
     struct LeapSeconds {
@@ -289,9 +275,8 @@ struct ImportSession::State {
         for (const std::string &name : formats.replaced())
             object.note(fmt::format("the user format {} had other labels, which are replaced.", name));
         pass_over(selection.first_row - 1);
-        row = std::make_unique<ObservationRow>(
-            object.host(), variables, extension != nullptr, selection.first_row - 1,
-            [this](size_t column, int64_t first) {
+        reader = std::make_unique<ObservationReader>(
+            object.host(), variables, extension != nullptr, [this](size_t column, int64_t first) {
                 object.note(fmt::format("variable {} has text that is not valid {}, first in observation {}; such text "
                                         "is taken as Windows Latin 1.",
                                         description.variables[column].name, object.host().options().session_encoding,
@@ -352,10 +337,11 @@ struct ImportSession::State {
         }
     }
 
-    void count_leap_seconds() {
+    void count_leap_seconds(const Batch &batch) {
         for (LeapSeconds &seen : leap_seconds)
-            if (in_leap_second(Temporal::leap_clock, row->number(seen.column)))
-                seen.values.add(row->number_of_observation());
+            for (size_t row = 0; row < batch.rows; ++row)
+                if (in_leap_second(Temporal::leap_clock, batch.columns[seen.column].number(row)))
+                    seen.values.add(passed_over + batch.first_row + static_cast<int64_t>(row) + 1);
     }
 
     void choose(const Selection &selection, std::vector<const NAMESTR *> &variables) {
@@ -373,6 +359,7 @@ struct ImportSession::State {
 
     void pass_over(int64_t observations) {
         object->current_record_number = observations;
+        passed_over = observations;
         description.observations = std::max<int64_t>(summary.observations - observations, 0);
     }
 
@@ -402,17 +389,20 @@ struct ImportSession::State {
         return variable;
     }
 
-    bool next() {
-        if (at_end)
-            return false;
-        const int32_t code = object->getnextrow(object.get(), &observation);
-        at_end = code == HOST_END_OF_DATA;
-        if (at_end)
-            return false;
-        object.check(code);
-        row->set(observation);
-        count_leap_seconds();
-        return true;
+    bool next(Batch &batch, size_t most_rows) {
+        batch.start(description.variables, rows);
+        while (!at_end) {
+            const int32_t code = object->getnextrow(object.get(), &observation);
+            at_end = code == HOST_END_OF_DATA;
+            if (at_end)
+                break;
+            object.check(code);
+            reader->take(observation, passed_over + ++rows, batch);
+            if (batch.end_row(most_rows))
+                break;
+        }
+        count_leap_seconds(batch);
+        return batch.rows != 0;
     }
 
     void close() {
@@ -421,8 +411,8 @@ struct ImportSession::State {
                 object.warn(fmt::format("variable {}: {}; other programs may not know the second 60.",
                                         description.variables[seen.column].name,
                                         seen.values.sentence("inside a leap second")));
-        for (size_t column = 0; column < row->columns(); ++column)
-            if (const int64_t count = row->bad_texts(column))
+        for (size_t column = 0; column < reader->columns(); ++column)
+            if (const int64_t count = reader->bad_texts(column))
                 object.note(fmt::format("variable {}: {} in all taken as Windows Latin 1.",
                                         description.variables[column].name, counted(count, "value")));
         object.check(object.close());
@@ -445,26 +435,24 @@ const FileSummary &ImportSession::summary() const {
 const DataSet &ImportSession::description() const {
     return state_->description;
 }
-bool ImportSession::next() {
-    return state_->next();
-}
-const Row &ImportSession::row() const {
-    return *state_->row;
+bool ImportSession::next(Batch &batch, size_t most_rows) {
+    return state_->next(batch, most_rows);
 }
 void ImportSession::close() {
     state_->close();
 }
 
-int64_t import_rows(ImportSession &session, RowSink &sink, int64_t limit, const Progress &progress) {
-    constexpr int64_t rows_per_report = 4096;
+int64_t import_rows(ImportSession &session, BatchSink &sink, int64_t limit, const Progress &progress) {
     sink.begin(session.description());
-    const Row &row = session.row();
+    const auto most = static_cast<int64_t>(batch_rows(session.description().variables));
     const int64_t there = session.description().observations;
     const int64_t wanted = limit < 0 ? there : std::min(there, limit);
     int64_t rows = 0;
-    while (rows != limit && session.next()) {
-        sink.row(row);
-        if (++rows % rows_per_report == 0 && progress)
+    Batch batch;
+    while (rows != limit && session.next(batch, static_cast<size_t>(limit < 0 ? most : std::min(most, limit - rows)))) {
+        rows += static_cast<int64_t>(batch.rows);
+        sink.put(batch);
+        if (progress)
             progress(rows, wanted);
     }
     session.close();

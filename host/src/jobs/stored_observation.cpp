@@ -68,32 +68,26 @@ struct Evidence {
     }
 };
 
-class EvidenceRow : public RowWriter {
-  public:
-    explicit EvidenceRow(const std::vector<Variable> &variables) : columns(variables.size()) {
-        for (const Variable &variable : variables) {
-            from_.push_back(temporal_class(variable));
-            to_.push_back(stored_unit(variable));
+// The same of all rows of a batch. from: the unit of its numbers, to: the one that is stored.
+void add_column(Evidence &evidence, const Column &column, Temporal from, Temporal to) {
+    for (size_t row = 0; row < column.rows; ++row)
+        if (column.is_text()) {
+            evidence.longest_text = std::max(evidence.longest_text, column.text(row).size());
+            evidence.binary = evidence.binary || column.is_binary(row);
+        } else {
+            evidence.add(in_unit(from, to, column.number(row)));
         }
-    }
+}
 
-    void set_number(size_t column, double value) override {
-        columns[column].add(in_unit(from_[column], to_[column], value));
-    }
-    void set_text(size_t column, std::string_view text) override {
-        columns[column].longest_text = std::max(columns[column].longest_text, text.size());
-    }
-    void set_bytes(size_t column, std::string_view bytes) override {
-        columns[column].binary = true;
-        set_text(column, bytes);
-    }
-
-    std::vector<Evidence> columns;
-
-  private:
-    std::vector<Temporal> from_;
-    std::vector<Temporal> to_;
-};
+std::vector<Evidence> evidence_of(BatchSource &source) {
+    const std::vector<Variable> &variables = source.description().variables;
+    std::vector<Evidence> evidence(variables.size());
+    const size_t most = batch_rows(variables);
+    for (Batch batch; source.next(batch, most);)
+        for (size_t i = 0; i < variables.size(); ++i)
+            add_column(evidence[i], batch.columns[i], temporal_class(variables[i]), stored_unit(variables[i]));
+    return evidence;
+}
 
 void choose_text(Variable &variable, const Evidence &evidence, bool keep, const Notes &note) {
     const bool recorded = keep && variable.stored != StoredType::unknown;
@@ -127,20 +121,18 @@ void choose_number(Variable &variable, const Evidence &evidence, StoredTypes typ
 
 } // namespace
 
-DataSet with_stored_types(RowSource &source, StoredTypes types, const Notes &note) {
+DataSet with_stored_types(BatchSource &source, StoredTypes types, const Notes &note) {
     DataSet description = source.description();
     if (!source.rewind())
         return description;
-    EvidenceRow evidence(description.variables);
-    while (source.next(evidence)) {
-    }
+    const std::vector<Evidence> evidence = evidence_of(source);
     source.rewind();
     for (size_t column = 0; column < description.variables.size(); ++column) {
         Variable &variable = description.variables[column];
         if (variable.kind == ValueKind::character)
-            choose_text(variable, evidence.columns[column], types != StoredTypes::smallest, note);
+            choose_text(variable, evidence[column], types != StoredTypes::smallest, note);
         else
-            choose_number(variable, evidence.columns[column], types, note);
+            choose_number(variable, evidence[column], types, note);
     }
     return description;
 }

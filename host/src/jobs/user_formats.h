@@ -3,7 +3,7 @@
 
 #include <vorhost/conversion.h>
 #include <vorhost/dataset.h>
-#include <vorhost/rows.h>
+#include <vorhost/log.h>
 #include <vorhost/user_format.h>
 
 #include <cstdint>

@@ -1,4 +1,4 @@
-// What data sets a library has, and one of them as a source of rows.
+// What data sets a library has, and one of them as a source.
 #include "library/datasets.h"
 #include "library/format_catalogs.h"
 #include "library/library_tables.h"
@@ -257,7 +257,7 @@ class SpecialValues {
     bool more_ = false;
 };
 
-struct Column {
+struct SourceColumn {
     ValueKind kind;
     Temporal temporal;
     bool may_be_binary;
@@ -265,21 +265,21 @@ struct Column {
     LossCounter inexact = {}; // integers that a double does not hold
 };
 
-class DatasetSource : public RowSource {
+class DatasetSource : public BatchSource {
   public:
     DatasetSource(std::shared_ptr<LibraryFile> library, const std::string &name, const Notes &notes,
                   const Notes &warnings);
     const DataSet &description() const override { return dataset_.description; }
-    bool next(RowWriter &row) override;
+    bool next(Batch &batch, size_t most_rows) override;
     bool rewind() override;
     int64_t skip(int64_t rows) override;
 
   private:
     bool step_all();
     void warn();
-    void set(RowWriter &row, size_t variable, sqlite3_value *value, bool special_row);
-    void set_number(RowWriter &row, size_t variable, sqlite3_value *value, bool special_row);
-    void set_text(RowWriter &row, size_t variable, sqlite3_value *value);
+    void take_row(Batch &batch);
+    double number(size_t variable, sqlite3_value *value, bool special_row);
+    void append_text(Column &values, size_t variable, sqlite3_value *value);
     double number_in_text(size_t variable, sqlite3_value *value);
     [[noreturn]] void refuse(size_t variable, const std::string &reason) const;
 
@@ -288,10 +288,11 @@ class DatasetSource : public RowSource {
     Statement snapshot_; // an open statement: until it ends, other programs' changes are not seen
     StoredDataset dataset_;
     std::vector<Statement> parts_;
-    std::vector<Column> columns_;
+    std::vector<SourceColumn> columns_;
     SpecialValues specials_;
     int64_t rowid_ = 0;
     int64_t row_ = 0; // from 1
+    bool ended_ = false;
 };
 
 std::string_view text_of(sqlite3_value *value) {
@@ -324,6 +325,7 @@ bool DatasetSource::rewind() {
     if (dataset_.number != 0)
         specials_ = SpecialValues(library_->database(), dataset_.number);
     rowid_ = row_ = 0;
+    ended_ = false;
     return true;
 }
 
@@ -359,33 +361,43 @@ void DatasetSource::warn() {
 
 int64_t DatasetSource::skip(int64_t rows) {
     int64_t passed = 0;
-    while (passed < rows && step_all())
-        ++passed;
+    while (passed < rows && !ended_) {
+        ended_ = !step_all();
+        passed += ended_ ? 0 : 1;
+    }
     return passed;
 }
 
-bool DatasetSource::next(RowWriter &row) {
-    if (!step_all())
-        return false;
+bool DatasetSource::next(Batch &batch, size_t most_rows) {
+    batch.start(dataset_.description.variables, row_);
+    while (!ended_) {
+        ended_ = !step_all();
+        if (ended_)
+            break;
+        take_row(batch);
+        if (batch.end_row(most_rows))
+            break;
+    }
+    return batch.rows != 0;
+}
+
+void DatasetSource::take_row(Batch &batch) {
     const int first_column = dataset_.number != 0 ? 1 : 0;
     const bool special_row = dataset_.number != 0 && specials_.any_in(rowid_);
     size_t variable = 0;
     for (const Statement &part : parts_) {
         const int columns = part.columns();
-        for (int column = first_column; column < columns; ++column, ++variable)
-            set(row, variable, part.value(column), special_row);
+        for (int column = first_column; column < columns; ++column, ++variable) {
+            Column &values = batch.columns[variable];
+            if (columns_[variable].kind == ValueKind::numeric)
+                values.append(number(variable, part.value(column), special_row));
+            else
+                append_text(values, variable, part.value(column));
+        }
     }
-    return true;
 }
 
-void DatasetSource::set(RowWriter &row, size_t variable, sqlite3_value *value, bool special_row) {
-    if (columns_[variable].kind == ValueKind::numeric)
-        set_number(row, variable, value, special_row);
-    else
-        set_text(row, variable, value);
-}
-
-void DatasetSource::set_number(RowWriter &row, size_t variable, sqlite3_value *value, bool special_row) {
+double DatasetSource::number(size_t variable, sqlite3_value *value, bool special_row) {
     double number = missing_value('.');
     switch (sqlite3_value_type(value)) {
     case SQLITE_INTEGER:
@@ -409,7 +421,7 @@ void DatasetSource::set_number(RowWriter &row, size_t variable, sqlite3_value *v
         if (specials_.find(rowid_, dataset_.positions[variable], special) && (special == 0) == (number == 0))
             number = special;
     }
-    row.set_number(variable, number);
+    return number;
 }
 
 double DatasetSource::number_in_text(size_t variable, sqlite3_value *value) {
@@ -425,7 +437,7 @@ double DatasetSource::number_in_text(size_t variable, sqlite3_value *value) {
     return *number;
 }
 
-void DatasetSource::set_text(RowWriter &row, size_t variable, sqlite3_value *value) {
+void DatasetSource::append_text(Column &values, size_t variable, sqlite3_value *value) {
     std::array<char, number_text_max_bytes> digits;
     std::string_view text;
     switch (sqlite3_value_type(value)) {
@@ -444,11 +456,11 @@ void DatasetSource::set_text(RowWriter &row, size_t variable, sqlite3_value *val
     case SQLITE_BLOB:
         if (!columns_[variable].may_be_binary)
             refuse(variable, "is a BLOB; a text was expected");
-        return row.set_bytes(variable, bytes_of(value));
+        return values.append_text(bytes_of(value), true);
     default:
         break;
     }
-    row.set_text(variable, text);
+    values.append_text(text);
 }
 
 void DatasetSource::refuse(size_t variable, const std::string &reason) const {
@@ -460,8 +472,8 @@ void DatasetSource::refuse(size_t variable, const std::string &reason) const {
 
 } // namespace
 
-std::unique_ptr<RowSource> make_dataset_source(std::shared_ptr<LibraryFile> library, const std::string &name,
-                                               const Notes &notes, const Notes &warnings) {
+std::unique_ptr<BatchSource> make_dataset_source(std::shared_ptr<LibraryFile> library, const std::string &name,
+                                                 const Notes &notes, const Notes &warnings) {
     return std::make_unique<DatasetSource>(std::move(library), name, notes, warnings);
 }
 

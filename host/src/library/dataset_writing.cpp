@@ -1,4 +1,4 @@
-// Rows into a data set of a library: its tables, and the views that show labels in place of codes.
+// Batches into a data set of a library: its tables, and the views that show labels in place of codes.
 #include "library/database.h"
 #include "library/datasets.h"
 #include "library/format_catalogs.h"
@@ -289,7 +289,7 @@ void complete_dataset(Database &database, const StoredDataset &dataset, int64_t 
     }
 }
 
-struct Column {
+struct SinkColumn {
     ValueKind kind;
     Temporal temporal;
 };
@@ -298,7 +298,7 @@ struct Column {
 using MomentText = std::array<char, iso_text_max_bytes>;
 static_assert(iso_text_max_bytes >= number_text_max_bytes);
 
-class DatasetSink : public RowSink {
+class DatasetSink : public BatchSink {
   public:
     DatasetSink(std::shared_ptr<LibraryFile> library, const std::string &name,
                 const std::optional<std::string> &catalog, Library::Tables others)
@@ -312,11 +312,12 @@ class DatasetSink : public RowSink {
     }
 
     void begin(const DataSet &description) override;
-    void row(const Row &row) override;
+    void put(Batch &batch) override;
     void finish() override;
 
   private:
-    void bind(Statement &insert, int parameter, size_t variable, const Row &row);
+    void put_row(const Batch &batch, size_t row);
+    void bind(Statement &insert, int parameter, size_t variable, const Column &values, size_t row);
     void bind_number(Statement &insert, int parameter, size_t variable, double value);
     void bind_moment(Statement &insert, int parameter, size_t variable, double value);
     void store_mark(size_t variable, double value);
@@ -325,7 +326,7 @@ class DatasetSink : public RowSink {
     std::shared_ptr<LibraryFile> library_;
     std::unique_ptr<WriteScope> scope_; // before the statements: they end first
     StoredDataset dataset_;
-    std::vector<Column> columns_;
+    std::vector<SinkColumn> columns_;
     std::vector<MomentText> moments_;
     std::vector<Statement> inserts_;
     Statement insert_mark_;
@@ -352,27 +353,32 @@ void DatasetSink::begin(const DataSet &description) {
     insert_bits_ = database.prepare("INSERT INTO vor_exact VALUES(?1, ?2, ?3, ?4)");
 }
 
-void DatasetSink::row(const Row &row) {
+void DatasetSink::put(Batch &batch) {
+    for (size_t row = 0; row < batch.rows; ++row)
+        put_row(batch, row);
+}
+
+void DatasetSink::put_row(const Batch &batch, size_t row) {
     ++rows_;
     size_t variable = 0;
     for (size_t part = 0; part < inserts_.size(); ++part) {
         const size_t columns = dataset_.tables[part].columns.size();
         for (size_t column = 0; column < columns; ++column, ++variable)
-            bind(inserts_[part], static_cast<int>(column), variable, row);
+            bind(inserts_[part], static_cast<int>(column), variable, batch.columns[variable], row);
         inserts_[part].bind(static_cast<int>(columns), rows_).run();
     }
 }
 
-void DatasetSink::bind(Statement &insert, int parameter, size_t variable, const Row &row) {
-    const Column &column = columns_[variable];
-    if (column.kind == ValueKind::character && row.is_binary(variable))
-        insert.bind_bytes(parameter, row.text(variable));
+void DatasetSink::bind(Statement &insert, int parameter, size_t variable, const Column &values, size_t row) {
+    const SinkColumn &column = columns_[variable];
+    if (column.kind == ValueKind::character && values.is_binary(row))
+        insert.bind_bytes(parameter, values.text(row));
     else if (column.kind == ValueKind::character)
-        insert.bind(parameter, row.text(variable));
+        insert.bind(parameter, values.text(row));
     else if (column.temporal == Temporal::none)
-        bind_number(insert, parameter, variable, row.number(variable));
+        bind_number(insert, parameter, variable, values.number(row));
     else
-        bind_moment(insert, parameter, variable, row.number(variable));
+        bind_moment(insert, parameter, variable, values.number(row));
 }
 
 void DatasetSink::bind_number(Statement &insert, int parameter, size_t variable, double value) {
@@ -402,7 +408,7 @@ void DatasetSink::bind_moment(Statement &insert, int parameter, size_t variable,
 // The cell is NULL, which alone is the standard missing value.
 void DatasetSink::store_mark(size_t variable, double value) {
     const char mark = missing_mark(value);
-    if (mark == 0 || std::bit_cast<uint64_t>(value) != std::bit_cast<uint64_t>(missing_value(mark)))
+    if (mark == 0)
         return store_bits(variable, value);
     if (mark == '.')
         return;
@@ -433,8 +439,8 @@ void DatasetSink::finish() {
 
 } // namespace
 
-std::unique_ptr<RowSink> make_dataset_sink(std::shared_ptr<LibraryFile> library, const std::string &name,
-                                           const std::optional<std::string> &catalog, Library::Tables others) {
+std::unique_ptr<BatchSink> make_dataset_sink(std::shared_ptr<LibraryFile> library, const std::string &name,
+                                             const std::optional<std::string> &catalog, Library::Tables others) {
     return std::make_unique<DatasetSink>(std::move(library), name, catalog, others);
 }
 

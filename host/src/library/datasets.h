@@ -1,12 +1,13 @@
-// Data sets of a library: their rows in and out, where their values stand, and their descriptions, from the vor_ tables
-// or found in the values of a plain table.
+// Data sets of a library: their batches in and out, where their values stand, and their descriptions, from the vor_
+// tables or found in the values of a plain table.
 #pragma once
 
 #include "library/database.h"
 #include "library/library_file.h"
 
+#include <vorhost/batch.h>
 #include <vorhost/dataset.h>
-#include <vorhost/rows.h>
+#include <vorhost/log.h>
 
 #include <cstdint>
 #include <optional>
@@ -51,12 +52,12 @@ bool held_exactly(int64_t integer);
 std::vector<std::string> columns_of_table(Database &database, const std::string &name);
 
 // As Library::dataset_sink.
-std::unique_ptr<RowSink> make_dataset_sink(std::shared_ptr<LibraryFile> library, const std::string &name,
-                                           const std::optional<std::string> &catalog, Library::Tables others);
+std::unique_ptr<BatchSink> make_dataset_sink(std::shared_ptr<LibraryFile> library, const std::string &name,
+                                             const std::optional<std::string> &catalog, Library::Tables others);
 
 // As Library::dataset_source.
-std::unique_ptr<RowSource> make_dataset_source(std::shared_ptr<LibraryFile> library, const std::string &name,
-                                               const Notes &notes, const Notes &warnings);
+std::unique_ptr<BatchSource> make_dataset_source(std::shared_ptr<LibraryFile> library, const std::string &name,
+                                                 const Notes &notes, const Notes &warnings);
 
 // As Library::catalog_of.
 std::string catalog_of_dataset(Database &database, const std::string &name);

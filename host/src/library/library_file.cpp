@@ -126,8 +126,8 @@ void LibraryFile::take_from(const std::string &made) {
     std::set<std::string> own;
     for (const std::string &name : source->dataset_names()) {
         const StoredDataset dataset = find_dataset(source->database(), name, {});
-        const std::unique_ptr<RowSource> rows = source->dataset_source(name, {}, {});
-        const std::unique_ptr<RowSink> sink =
+        const std::unique_ptr<BatchSource> rows = source->dataset_source(name, {}, {});
+        const std::unique_ptr<BatchSink> sink =
             dataset_sink(name, dataset.own_catalog ? std::nullopt : std::optional(dataset.catalog), Tables::kept);
         copy_rows(*rows, name, {}, *sink);
         if (dataset.own_catalog)
@@ -152,13 +152,13 @@ DataSet LibraryFile::describe(const std::string &dataset, const Notes &notes) {
     return dataset_source(dataset, notes, {})->description();
 }
 
-std::unique_ptr<RowSink> LibraryFile::dataset_sink(const std::string &dataset,
-                                                   const std::optional<std::string> &catalog, Tables others) {
+std::unique_ptr<BatchSink> LibraryFile::dataset_sink(const std::string &dataset,
+                                                     const std::optional<std::string> &catalog, Tables others) {
     return make_dataset_sink(shared_from_this(), dataset, catalog, others);
 }
 
-std::unique_ptr<RowSource> LibraryFile::dataset_source(const std::string &dataset, const Notes &notes,
-                                                       const Notes &warnings) {
+std::unique_ptr<BatchSource> LibraryFile::dataset_source(const std::string &dataset, const Notes &notes,
+                                                         const Notes &warnings) {
     return make_dataset_source(shared_from_this(), dataset, notes, warnings);
 }
 

@@ -44,10 +44,10 @@ class LibraryFile : public Library, public std::enable_shared_from_this<LibraryF
     std::vector<std::string> dataset_names() const override;
     bool has_dataset(const std::string &name) const override;
     DataSet describe(const std::string &dataset, const Notes &notes) override;
-    std::unique_ptr<RowSink> dataset_sink(const std::string &dataset, const std::optional<std::string> &catalog,
-                                          Tables others) override;
-    std::unique_ptr<RowSource> dataset_source(const std::string &dataset, const Notes &notes,
-                                              const Notes &warnings) override;
+    std::unique_ptr<BatchSink> dataset_sink(const std::string &dataset, const std::optional<std::string> &catalog,
+                                            Tables others) override;
+    std::unique_ptr<BatchSource> dataset_source(const std::string &dataset, const Notes &notes,
+                                                const Notes &warnings) override;
     std::string catalog_of(const std::string &dataset) const override;
     std::unique_ptr<Transaction> transaction() override;
     std::vector<std::string> catalog_names() const override;

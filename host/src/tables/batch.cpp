@@ -125,6 +125,15 @@ bool Batch::end_row(size_t most_rows) {
            });
 }
 
+int64_t BatchSource::skip(int64_t rows) {
+    const auto most = static_cast<int64_t>(batch_rows(description().variables));
+    Batch batch;
+    int64_t passed = 0;
+    while (passed < rows && next(batch, static_cast<size_t>(std::min(most, rows - passed))))
+        passed += static_cast<int64_t>(batch.rows);
+    return passed;
+}
+
 size_t batch_rows(const std::vector<Variable> &variables) {
     return std::clamp<size_t>(batch_bytes / std::max<size_t>(row_bytes(variables), 1), 1, most_batch_rows);
 }

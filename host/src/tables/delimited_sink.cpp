@@ -1,5 +1,5 @@
-// Observations as delimited text. What each column holds is settled once, at the start; a row then goes straight into
-// the output's buffer.
+// Observations as delimited text. What each column holds is settled once, at the start; batches then become text, each
+// by itself, and the text goes out in their order.
 #include "files/output_file.h"
 #include "tables/column_kind.h"
 #include "tables/long_text.h"
@@ -10,6 +10,7 @@
 #include <vorhost/tables.h>
 #include <vorhost/temporal.h>
 
+#include <algorithm>
 #include <array>
 #include <fmt/format.h>
 #include <map>
@@ -24,14 +25,12 @@ enum class Content { value, label_or_value, label };
 // How the values of a column look.
 enum class Look { number, single, date_or_time, raw_date_or_time, text, long_text };
 
-struct Column {
+struct TextColumn {
     size_t variable; // its index in the data set
     Content content;
     Look look;
     Temporal temporal;
     const LabelIndex *labels;
-    LossCounter unsaid = {}; // values that are not in the unit of their column
-    bool binary_told = false;
 
     bool is_text() const { return look == Look::text || look == Look::long_text; }
 };
@@ -44,75 +43,97 @@ Look look_of(const Variable &variable, Temporal temporal, bool raw) {
     return variable.stored == StoredType::float32 ? Look::single : Look::number;
 }
 
-class DelimitedSink : public RowSink {
-  public:
-    DelimitedSink(const std::string &path, const DelimitedOptions &options)
-        : options_(options), output_(path, options.group) {
-        for (const char character : {options.separator, '"', '\r', '\n'})
-            needs_quotes_[static_cast<unsigned char>(character)] = true;
-    }
+// What is noticed about a column on the way.
+struct Remarks {
+    LossCounter unsaid = {}; // values that are not in the unit of their column
+    bool binary = false;
+};
 
-    void begin(const DataSet &description) override;
-    void row(const Row &row) override;
-    void finish() override;
+// A batch and what becomes of it.
+struct Piece {
+    Batch batch;
+    int64_t first_row = 0; // of the text, from 1
+    Buffer text;
+    std::vector<Remarks> remarks; // of the columns of the text
+
+    // A place for `bytes` more bytes of text, of which those before `out` are written.
+    char *room(char *out, size_t bytes) {
+        const auto written = static_cast<size_t>(out - text.data());
+        if (written + bytes > text.size())
+            text.resize(std::max(written + bytes, 2 * text.size()));
+        return text.data() + written;
+    }
+};
+
+// The columns of the text, and how a batch becomes lines of them. Any thread may format.
+class LineFormat {
+  public:
+    LineFormat(const DataSet &description, const DelimitedOptions &options);
+    LineFormat(const LineFormat &) = delete;
+    LineFormat &operator=(const LineFormat &) = delete;
+
+    const std::vector<TextColumn> &columns() const { return columns_; }
+    std::string names(const DataSet &description) const; // the first line
+    void format(Piece &piece) const;
 
   private:
     void plan(size_t index, const Variable &variable, const LabelIndex *labels);
     const LabelIndex *labels_of(const Variable &variable, const LabelLookup &lookup);
-    void put_names(const DataSet &description);
-    void put(Column &column, const Row &row);
-    void put_value(Column &column, const Row &row);
-    void put_number(Column &column, double value);
-    char *write_value(Column &column, double value, char *out);
-    void put_long_text(Column &column, const Row &row);
-    void put_text(std::string_view text);
-    void put_quoted(std::string_view text);
-    void put_character(char character) {
-        char *out = output_.space(1);
-        *out = character;
-        output_.wrote(out + 1);
-    }
+    char *write(Piece &piece, size_t index, size_t row, char *out) const;
+    char *write_value(Piece &piece, size_t index, size_t row, char *out) const;
+    char *write_number_of(Piece &piece, size_t index, size_t row, char *out) const;
+    char *write_present(Piece &piece, size_t index, size_t row, double value, char *out) const;
+    char *write_long_text(Piece &piece, size_t index, size_t row, char *out) const;
+    char *put_text(Piece &piece, std::string_view text, char *out) const;
+    char *write_text(std::string_view text, char *out) const;
 
-    DelimitedOptions options_;
-    OutputFile output_;
+    char separator_;
+    bool raw_;
+    LabelForm labels_;
     std::array<bool, 256> needs_quotes_{};
-    std::vector<std::string> names_; // of the variables
-    std::vector<Column> columns_;
+    std::vector<TextColumn> columns_;
+    size_t fixed_bytes_ = 0;                                 // the most that a line takes besides its texts
     std::map<const UserFormat *, LabelIndex> label_indexes_; // variables may share one
-    int64_t rows_ = 0;
 };
 
-void DelimitedSink::begin(const DataSet &description) {
-    const LabelLookup lookup(description.label_tables, options_.formats);
-    for (size_t i = 0; i < description.variables.size(); ++i) {
-        names_.push_back(description.variables[i].name);
-        plan(i, description.variables[i], labels_of(description.variables[i], lookup));
-    }
-    put_names(description);
+// The most that a text of `bytes` takes: quotes, and all of it doubled.
+constexpr size_t most_text_bytes(size_t bytes) {
+    return 2 * bytes + 2;
 }
 
-void DelimitedSink::plan(size_t index, const Variable &variable, const LabelIndex *labels) {
+LineFormat::LineFormat(const DataSet &description, const DelimitedOptions &options)
+    : separator_(options.separator), raw_(options.raw), labels_(options.labels) {
+    for (const char character : {options.separator, '"', '\r', '\n'})
+        needs_quotes_[static_cast<unsigned char>(character)] = true;
+    const LabelLookup lookup(description.label_tables, options.formats);
+    for (size_t i = 0; i < description.variables.size(); ++i)
+        plan(i, description.variables[i], labels_of(description.variables[i], lookup));
+    fixed_bytes_ = columns_.size() * (number_text_max_bytes + iso_text_max_bytes + 1) + 1;
+}
+
+void LineFormat::plan(size_t index, const Variable &variable, const LabelIndex *labels) {
     // Labels under the name of a date's format leave no format that would say so.
     const bool dated = variable.stata_format.empty() && labels ? false : variable.kind == ValueKind::numeric;
     const Temporal temporal = dated ? temporal_class(variable) : Temporal::none;
-    const Look look = look_of(variable, temporal, options_.raw);
-    const bool replace = labels && options_.labels == LabelForm::text;
+    const Look look = look_of(variable, temporal, raw_);
+    const bool replace = labels && labels_ == LabelForm::text;
     columns_.push_back({index, replace ? Content::label_or_value : Content::value, look, temporal, labels});
-    if (labels && options_.labels == LabelForm::both)
+    if (labels && labels_ == LabelForm::both)
         columns_.push_back({index, Content::label, look, temporal, labels});
 }
 
-const LabelIndex *DelimitedSink::labels_of(const Variable &variable, const LabelLookup &lookup) {
-    const UserFormat *format = options_.labels == LabelForm::codes ? nullptr : lookup.find(variable);
+const LabelIndex *LineFormat::labels_of(const Variable &variable, const LabelLookup &lookup) {
+    const UserFormat *format = labels_ == LabelForm::codes ? nullptr : lookup.find(variable);
     if (!format || format->kind != variable.kind)
         return nullptr;
     return &label_indexes_.try_emplace(format, *format).first->second;
 }
 
-void DelimitedSink::put_names(const DataSet &description) {
+std::string LineFormat::names(const DataSet &description) const {
     std::unordered_set<std::string> taken;
     for (const Variable &variable : description.variables)
         taken.insert(variable.name);
+    std::string line;
     for (size_t i = 0; i < columns_.size(); ++i) {
         std::string name = description.variables[columns_[i].variable].name;
         if (columns_[i].content == Content::label) {
@@ -122,123 +143,180 @@ void DelimitedSink::put_names(const DataSet &description) {
                 name = fmt::format("{}_{}", stem, number);
         }
         if (i != 0)
-            put_character(options_.separator);
-        put_text(name);
+            line += separator_;
+        const size_t before = line.size();
+        line.resize(before + most_text_bytes(name.size()));
+        line.resize(static_cast<size_t>(write_text(name, line.data() + before) - line.data()));
     }
-    put_character('\n');
+    return line + '\n';
 }
 
-void DelimitedSink::row(const Row &row) {
-    ++rows_;
-    bool first = true;
-    for (Column &column : columns_) {
-        if (!first)
-            put_character(options_.separator);
-        first = false;
-        put(column, row);
+void LineFormat::format(Piece &piece) const {
+    piece.remarks.assign(columns_.size(), {});
+    char *out = piece.text.data();
+    for (size_t row = 0; row < piece.batch.rows; ++row) {
+        out = piece.room(out, fixed_bytes_);
+        for (size_t i = 0; i < columns_.size(); ++i) {
+            if (i != 0)
+                *out++ = separator_;
+            out = write(piece, i, row, out);
+        }
+        *out++ = '\n';
     }
-    put_character('\n');
+    piece.text.resize(static_cast<size_t>(out - piece.text.data()));
 }
 
-void DelimitedSink::put(Column &column, const Row &row) {
+char *LineFormat::write(Piece &piece, size_t index, size_t row, char *out) const {
+    const TextColumn &column = columns_[index];
     if (column.content == Content::value)
-        return put_value(column, row);
-    const std::string *label = column.is_text() ? column.labels->find(row.text(column.variable))
-                                                : column.labels->find(row.number(column.variable));
+        return write_value(piece, index, row, out);
+    const Column &values = piece.batch.columns[column.variable];
+    const std::string *label =
+        column.is_text() ? column.labels->find(values.text(row)) : column.labels->find(values.number(row));
     if (!label && column.content == Content::label_or_value)
-        return put_value(column, row);
-    put_text(label ? std::string_view(*label) : std::string_view());
+        return write_value(piece, index, row, out);
+    return put_text(piece, label ? std::string_view(*label) : std::string_view(), out);
 }
 
-void DelimitedSink::put_value(Column &column, const Row &row) {
-    if (column.look == Look::text)
-        put_text(row.text(column.variable));
-    else if (column.look == Look::long_text)
-        put_long_text(column, row);
-    else
-        put_number(column, row.number(column.variable));
+char *LineFormat::write_value(Piece &piece, size_t index, size_t row, char *out) const {
+    switch (columns_[index].look) {
+    case Look::text:
+        return put_text(piece, piece.batch.columns[columns_[index].variable].text(row), out);
+    case Look::long_text:
+        return write_long_text(piece, index, row, out);
+    default:
+        return write_number_of(piece, index, row, out);
+    }
 }
 
-void DelimitedSink::put_number(Column &column, double value) {
-    static_assert(number_text_max_bytes + iso_text_max_bytes <= OutputFile::piece_bytes);
-    char *out = output_.space(number_text_max_bytes + iso_text_max_bytes);
+char *LineFormat::write_number_of(Piece &piece, size_t index, size_t row, char *out) const {
+    const Column &values = piece.batch.columns[columns_[index].variable];
+    const double value = values.number(row);
     if (!is_missing(value))
-        output_.wrote(write_value(column, value, out));
-    else if (missing_mark(value) != '.')
-        output_.wrote(write_number(value, out));
-    else if (columns_.size() == 1)
-        put_quoted({});
+        return write_present(piece, index, row, value, out);
+    if (missing_mark(value) != '.')
+        return write_number(value, out);
+    return columns_.size() == 1 ? write_text({}, out) : out;
 }
 
-char *DelimitedSink::write_value(Column &column, double value, char *out) {
+char *LineFormat::write_present(Piece &piece, size_t index, size_t row, double value, char *out) const {
+    const TextColumn &column = columns_[index];
     if (column.look == Look::single)
         return write_single(value, out);
     if (column.look == Look::date_or_time) {
-        const size_t bytes = write_iso(column.temporal, value, out);
-        if (bytes != 0)
+        if (const size_t bytes = write_iso(column.temporal, value, out))
             return out + bytes;
     } else if (column.look == Look::raw_date_or_time) {
-        const auto raw = converted(column.temporal, value, raw_unit(column.temporal));
-        if (raw)
+        if (const auto raw = converted(column.temporal, value, raw_unit(column.temporal)))
             return write_number(raw->value, out);
-        column.unsaid.add(rows_);
+        piece.remarks[index].unsaid.add(piece.first_row + static_cast<int64_t>(row));
     }
     return write_number(value, out);
 }
 
-void DelimitedSink::put_long_text(Column &column, const Row &row) {
-    const std::string_view text = row.text(column.variable);
-    if (row.is_binary(column.variable)) {
-        if (!column.binary_told && options_.log)
-            options_.log->line(Severity::note, fmt::format("Variable {} holds bytes that are no text; they are written "
-                                                           "as base64.",
-                                                           names_[column.variable]));
-        column.binary_told = true;
-        put_text(binary_as_text(text));
-    } else if (needs_text_mark(text)) {
-        put_text(std::string(text_mark).append(text));
-    } else {
-        put_text(text);
+char *LineFormat::write_long_text(Piece &piece, size_t index, size_t row, char *out) const {
+    const Column &values = piece.batch.columns[columns_[index].variable];
+    const std::string_view text = values.text(row);
+    if (values.is_binary(row)) {
+        piece.remarks[index].binary = true;
+        return put_text(piece, binary_as_text(text), out);
+    }
+    if (needs_text_mark(text))
+        return put_text(piece, std::string(text_mark).append(text), out);
+    return put_text(piece, text, out);
+}
+
+// The rest of the line has room behind it.
+char *LineFormat::put_text(Piece &piece, std::string_view text, char *out) const {
+    return write_text(text, piece.room(out, most_text_bytes(text.size()) + fixed_bytes_));
+}
+
+char *LineFormat::write_text(std::string_view text, char *out) const {
+    bool quotes = text.empty() && columns_.size() == 1;
+    for (const char character : text)
+        quotes |= needs_quotes_[static_cast<unsigned char>(character)];
+    if (!quotes)
+        return std::copy(text.begin(), text.end(), out);
+    *out++ = '"';
+    for (const char character : text) {
+        *out++ = character;
+        if (character == '"')
+            *out++ = '"';
+    }
+    *out++ = '"';
+    return out;
+}
+
+class DelimitedSink : public BatchSink {
+  public:
+    DelimitedSink(const std::string &path, const DelimitedOptions &options)
+        : options_(options), output_(path, options.group) {}
+
+    void begin(const DataSet &description) override;
+    void put(Batch &batch) override;
+    void finish() override;
+
+  private:
+    void deliver(const Piece &piece);
+    void say(Severity severity, size_t column, const std::string &what) const;
+
+    DelimitedOptions options_;
+    OutputFile output_;
+    std::unique_ptr<LineFormat> format_;
+    std::vector<std::string> names_; // of the variables
+    std::vector<Remarks> remarks_;   // of the columns
+    Piece piece_;
+    int64_t rows_ = 0;
+};
+
+void DelimitedSink::begin(const DataSet &description) {
+    for (const Variable &variable : description.variables)
+        names_.push_back(variable.name);
+    format_ = std::make_unique<LineFormat>(description, options_);
+    remarks_.resize(format_->columns().size());
+    output_.append(format_->names(description));
+}
+
+void DelimitedSink::put(Batch &batch) {
+    std::swap(piece_.batch, batch);
+    piece_.first_row = rows_ + 1;
+    rows_ += static_cast<int64_t>(piece_.batch.rows);
+    format_->format(piece_);
+    deliver(piece_);
+}
+
+void DelimitedSink::deliver(const Piece &piece) {
+    output_.append({piece.text.data(), piece.text.size()});
+    for (size_t i = 0; i < remarks_.size(); ++i) {
+        remarks_[i].unsaid.add(piece.remarks[i].unsaid);
+        if (piece.remarks[i].binary && !remarks_[i].binary)
+            say(Severity::note, i, " holds bytes that are no text; they are written as base64.");
+        remarks_[i].binary = remarks_[i].binary || piece.remarks[i].binary;
     }
 }
 
+void DelimitedSink::say(Severity severity, size_t column, const std::string &what) const {
+    if (options_.log)
+        options_.log->line(severity, "Variable " + names_[format_->columns()[column].variable] + what);
+}
+
 void DelimitedSink::finish() {
-    for (const Column &column : columns_)
-        if (column.unsaid && options_.log)
-            options_.log->line(
-                Severity::warning,
-                fmt::format("Variable {}: {}.", names_[column.variable],
-                            column.unsaid.sentence(raw_unit(column.temporal) == Temporal::date
-                                                       ? "not to be said in days, kept in its own unit"
-                                                       : "not to be said in seconds, kept in its own unit")));
+    for (size_t i = 0; i < remarks_.size(); ++i) {
+        const bool days = raw_unit(format_->columns()[i].temporal) == Temporal::date;
+        if (remarks_[i].unsaid)
+            say(Severity::warning, i,
+                fmt::format(": {}.", remarks_[i].unsaid.sentence(days ? "not to be said in days, kept in its own unit"
+                                                                      : "not to be said in seconds, kept in its own "
+                                                                        "unit")));
+    }
     if (options_.log)
         options_.log->before_output();
     output_.finish();
 }
 
-void DelimitedSink::put_text(std::string_view text) {
-    bool quotes = text.empty() && columns_.size() == 1;
-    for (const char character : text)
-        quotes |= needs_quotes_[static_cast<unsigned char>(character)];
-    if (quotes)
-        put_quoted(text);
-    else
-        output_.append(text);
-}
-
-void DelimitedSink::put_quoted(std::string_view text) {
-    put_character('"');
-    for (size_t quote = 0; (quote = text.find('"')) != std::string_view::npos; text.remove_prefix(quote + 1)) {
-        output_.append(text.substr(0, quote + 1));
-        put_character('"');
-    }
-    output_.append(text);
-    put_character('"');
-}
-
 } // namespace
 
-std::unique_ptr<RowSink> delimited_sink(const std::string &path, const DelimitedOptions &options) {
+std::unique_ptr<BatchSink> delimited_sink(const std::string &path, const DelimitedOptions &options) {
     return std::make_unique<DelimitedSink>(path, options);
 }
 

@@ -7,11 +7,11 @@
 #include "text/utf8.h"
 
 #include <vorhost/ascii.h>
+#include <vorhost/batch.h>
 #include <vorhost/dataset.h>
 #include <vorhost/error.h>
 #include <vorhost/files.h>
 #include <vorhost/missing.h>
-#include <vorhost/rows.h>
 #include <vorhost/sentences.h>
 #include <vorhost/tables.h>
 #include <vorhost/temporal.h>
@@ -253,7 +253,7 @@ DataSet find_types(DelimitedReader &reader, const std::vector<std::string> &name
 // A schema may say any length. What no text of the file can reach is not worth a buffer.
 constexpr uint64_t generous_length_bytes = 1 << 20;
 
-struct Column {
+struct SourceColumn {
     static constexpr size_t passed_over = std::numeric_limits<size_t>::max();
     size_t variable = passed_over;
     ValueKind kind = ValueKind::numeric;
@@ -263,7 +263,7 @@ struct Column {
     LossCounter inside_period = {};
 };
 
-class DelimitedSource : public RowSource {
+class DelimitedSource : public BatchSource {
   public:
     DelimitedSource(const std::string &path, const DelimitedInput &input)
         : missing_texts_(input.missing), missing_(missing_texts_), log_(input.log),
@@ -281,7 +281,7 @@ class DelimitedSource : public RowSource {
     }
 
     const DataSet &description() const override { return description_; }
-    bool next(RowWriter &row) override;
+    bool next(Batch &batch, size_t most_rows) override;
     bool rewind() override;
 
   private:
@@ -289,11 +289,12 @@ class DelimitedSource : public RowSource {
     void look_through();
     void use_schema(const Schema &schema);
     void plan(const std::vector<size_t> &variable_of_column);
+    void take_record(Batch &batch);
     void end();
-    void set_number(RowWriter &row, Column &column, size_t field);
-    double number_of(Column &column, size_t field, std::string_view text);
-    void set_text(RowWriter &row, const Column &column, size_t field);
-    void check_length(const Column &column, size_t field, size_t bytes) const;
+    double number(SourceColumn &column, size_t field);
+    double number_of(SourceColumn &column, size_t field, std::string_view text);
+    void append_text(Column &values, const SourceColumn &column, size_t field);
+    void check_length(const SourceColumn &column, size_t field, size_t bytes) const;
     [[noreturn]] void refuse(size_t field, const std::string &reason) const;
 
     std::vector<std::string> missing_texts_;
@@ -305,8 +306,9 @@ class DelimitedSource : public RowSource {
     bool given_; // the description comes from a schema
     bool raw_;   // the numbers of dates and times are those of a sink's raw form
     bool told_ = false;
+    bool ended_ = false;
     std::vector<std::string> names_;
-    std::vector<Column> columns_;
+    std::vector<SourceColumn> columns_;
     DataSet description_;
     int64_t rows_ = 0;
     std::string bytes_; // of a long text that is none
@@ -355,7 +357,7 @@ void DelimitedSource::use_schema(const Schema &schema) {
                 fmt::format("{} does not fit the schema: column {} is called {}, the schema {}.", file_.name(), i + 1,
                             names_[i],
                             next < variables.size() ? "expects " + variables[next].name : "describes no more columns"));
-        variable_of_column.push_back(Column::passed_over);
+        variable_of_column.push_back(SourceColumn::passed_over);
     }
     if (next != variables.size())
         throw ConversionError(Failure::conversion,
@@ -368,8 +370,8 @@ void DelimitedSource::use_schema(const Schema &schema) {
 
 void DelimitedSource::plan(const std::vector<size_t> &variable_of_column) {
     for (const size_t index : variable_of_column) {
-        Column column;
-        if (index != Column::passed_over) {
+        SourceColumn column;
+        if (index != SourceColumn::passed_over) {
             const Variable &variable = description_.variables[index];
             column = {index, variable.kind, variable.stored, temporal_class(variable),
                       static_cast<size_t>(variable.length)};
@@ -378,29 +380,41 @@ void DelimitedSource::plan(const std::vector<size_t> &variable_of_column) {
     }
 }
 
-bool DelimitedSource::next(RowWriter &row) {
-    if (!reader_.next()) {
-        end();
-        return false;
+bool DelimitedSource::next(Batch &batch, size_t most_rows) {
+    batch.start(description_.variables, rows_);
+    while (!ended_) {
+        ended_ = !reader_.next();
+        if (ended_) {
+            end();
+            break;
+        }
+        take_record(batch);
+        if (batch.end_row(most_rows))
+            break;
     }
+    return batch.rows != 0;
+}
+
+void DelimitedSource::take_record(Batch &batch) {
     check_width(reader_, columns_.size());
     ++rows_;
     for (size_t field = 0; field < columns_.size(); ++field) {
-        Column &column = columns_[field];
-        if (column.variable == Column::passed_over)
+        SourceColumn &column = columns_[field];
+        if (column.variable == SourceColumn::passed_over)
             continue;
+        Column &values = batch.columns[column.variable];
         if (column.kind == ValueKind::numeric)
-            set_number(row, column, field);
+            values.append(number(column, field));
         else
-            set_text(row, column, field);
+            append_text(values, column, field);
     }
-    return true;
 }
 
 bool DelimitedSource::rewind() {
     reader_.rewind();
     reader_.next();
     rows_ = 0;
+    ended_ = false;
     return true;
 }
 
@@ -409,7 +423,7 @@ void DelimitedSource::end() {
         throw ConversionError(Failure::conversion,
                               fmt::format("{} changed while it was read: it had {}, now it has {}.", file_.name(),
                                           counted(description_.observations, "row"), rows_));
-    for (const Column &column : columns_)
+    for (const SourceColumn &column : columns_)
         if (!told_ && log_ && column.inside_period)
             log_->line(Severity::warning,
                        fmt::format("Variable {}: {}.", description_.variables[column.variable].name,
@@ -417,16 +431,14 @@ void DelimitedSource::end() {
     told_ = true;
 }
 
-void DelimitedSource::set_number(RowWriter &row, Column &column, size_t field) {
+double DelimitedSource::number(SourceColumn &column, size_t field) {
     const std::string_view text = trimmed(reader_.fields()[field]);
     double value = 0;
-    if (!missing_.read(text, value))
-        value = number_of(column, field, text);
-    row.set_number(column.variable, value);
+    return missing_.read(text, value) ? value : number_of(column, field, text);
 }
 
 // The value of a text that is not missing, in the column's unit.
-double DelimitedSource::number_of(Column &column, size_t field, std::string_view text) {
+double DelimitedSource::number_of(SourceColumn &column, size_t field, std::string_view text) {
     double value = 0;
     std::optional<Moment> moment;
     if (read_number(text, value)) {
@@ -447,23 +459,20 @@ double DelimitedSource::number_of(Column &column, size_t field, std::string_view
     return moment->value;
 }
 
-void DelimitedSource::set_text(RowWriter &row, const Column &column, size_t field) {
+void DelimitedSource::append_text(Column &values, const SourceColumn &column, size_t field) {
     std::string_view text = reader_.fields()[field];
     check_text(reader_, text, field, names_[field], given_);
     if (missing_.holds(text))
         text = {};
     if (column.stored != StoredType::long_text) {
         check_length(column, field, text.size());
-        return row.set_text(column.variable, text);
+        return values.append_text(text);
     }
     const LongText found = read_long_text(text, bytes_);
-    if (found.binary)
-        row.set_bytes(column.variable, found.value);
-    else
-        row.set_text(column.variable, found.value);
+    values.append_text(found.value, found.binary);
 }
 
-void DelimitedSource::check_length(const Column &column, size_t field, size_t bytes) const {
+void DelimitedSource::check_length(const SourceColumn &column, size_t field, size_t bytes) const {
     if (bytes > column.length_bytes)
         refuse(field, fmt::format("the text has {}; at most {} fit.", counted(static_cast<int64_t>(bytes), "byte"),
                                   column.length_bytes));
@@ -476,7 +485,7 @@ void DelimitedSource::refuse(size_t field, const std::string &reason) const {
 
 } // namespace
 
-std::unique_ptr<RowSource> delimited_source(const std::string &path, const DelimitedInput &input) {
+std::unique_ptr<BatchSource> delimited_source(const std::string &path, const DelimitedInput &input) {
     return std::make_unique<DelimitedSource>(path, input);
 }
 

@@ -1,7 +1,6 @@
-// Which columns a selection leaves, and the rows of a source without the others.
+// Which columns a selection leaves, and the batches of a source without the others.
 #include <vorhost/ascii.h>
 #include <vorhost/error.h>
-#include <vorhost/missing.h>
 #include <vorhost/selection.h>
 
 #include <algorithm>
@@ -32,51 +31,14 @@ std::string list_of(const std::vector<Variable> &variables) {
     refuse(fmt::format("{} has no variable {}; it has {}.", source, name, list_of(variables)));
 }
 
-// A source's row without the columns that are not chosen.
-class ChosenRow final : public Row, public RowWriter {
-  public:
-    ChosenRow(size_t source_columns, const std::vector<size_t> &columns)
-        : places_(source_columns, none), numbers_(columns.size()), texts_(columns.size()), binary_(columns.size()) {
-        for (size_t i = 0; i < columns.size(); ++i) {
-            places_[columns[i]] = i;
-            positions_.push_back(static_cast<int64_t>(i * sizeof(double)));
-        }
-        set_positions(positions_.data());
-        set_values(numbers_.data());
-    }
-
-    void clear() {
-        std::fill(numbers_.begin(), numbers_.end(), missing_value('.'));
-        for (std::string &text : texts_)
-            text.clear();
-        std::fill(binary_.begin(), binary_.end(), false);
-    }
-
-    void set_number(size_t column, double value) override {
-        if (places_[column] != none)
-            numbers_[places_[column]] = value;
-    }
-    void set_text(size_t column, std::string_view text) override {
-        if (places_[column] != none)
-            texts_[places_[column]] = text;
-    }
-    void set_bytes(size_t column, std::string_view bytes) override {
-        set_text(column, bytes);
-        if (places_[column] != none)
-            binary_[places_[column]] = true;
-    }
-    bool is_binary(size_t column) const override { return binary_[column]; }
-    std::string_view text(size_t column) const override { return texts_[column]; }
-
-  private:
-    static constexpr size_t none = static_cast<size_t>(-1);
-
-    std::vector<size_t> places_; // of the source's columns among the chosen ones
-    std::vector<double> numbers_;
-    std::vector<std::string> texts_;
-    std::vector<bool> binary_; // of the texts
-    std::vector<int64_t> positions_;
-};
+// What comes of a batch when only some of its columns are wanted. The others stay where they are.
+void take_columns(Batch &all, const std::vector<size_t> &columns, Batch &chosen) {
+    chosen.first_row = all.first_row;
+    chosen.rows = all.rows;
+    chosen.columns.resize(columns.size());
+    for (size_t i = 0; i < columns.size(); ++i)
+        std::swap(chosen.columns[i], all.columns[columns[i]]);
+}
 
 } // namespace
 
@@ -120,26 +82,22 @@ DataSet described(const DataSet &whole, const std::vector<size_t> &columns) {
     return part;
 }
 
-int64_t RowSource::skip(int64_t rows) {
-    ChosenRow nothing(description().variables.size(), {});
-    int64_t passed = 0;
-    while (passed < rows && next(nothing))
-        ++passed;
-    return passed;
-}
-
-int64_t copy_rows(RowSource &source, const std::string &name, const Selection &selection, RowSink &sink,
+int64_t copy_rows(BatchSource &source, const std::string &name, const Selection &selection, BatchSink &sink,
                   int64_t limit) {
     const DataSet &whole = source.description();
     const std::vector<size_t> columns = chosen_columns(whole.variables, selection, name);
     const DataSet part = described(whole, columns);
     sink.begin(part);
-    ChosenRow row(whole.variables.size(), columns);
+    const auto most = static_cast<int64_t>(batch_rows(whole.variables));
+    Batch all;
+    Batch chosen;
     int64_t rows = 0;
     if (source.skip(selection.first_row - 1) == selection.first_row - 1)
-        for (row.clear(); rows != limit && source.next(row); row.clear()) {
-            sink.row(row);
-            ++rows;
+        while (rows != limit &&
+               source.next(all, static_cast<size_t>(limit < 0 ? most : std::min(most, limit - rows)))) {
+            take_columns(all, columns, chosen);
+            rows += static_cast<int64_t>(chosen.rows);
+            sink.put(chosen);
         }
     sink.finish();
     return rows;

@@ -18,6 +18,13 @@ class LossCounter {
             first_ = observation;
     }
 
+    // What was counted in observations after those counted so far.
+    void add(const LossCounter &later) {
+        if (count_ == 0)
+            first_ = later.first_;
+        count_ += later.count_;
+    }
+
     explicit operator bool() const { return count_ != 0; }
 
     // "3 values WHAT, first in observation 7".
