@@ -6,13 +6,13 @@ cd "$(dirname "$0")/.."
 seconds=${1:-20}
 shift || true
 targets=("$@")
-[ ${#targets[@]} -gt 0 ] || targets=(import_fuzzer statement_fuzzer export_fuzzer)
+[ ${#targets[@]} -gt 0 ] || targets=(import_fuzzer statement_fuzzer export_fuzzer text_fuzzer library_fuzzer)
 
 cmake --preset fuzz > /dev/null
-cmake --build --preset fuzz --target make_seeds "${targets[@]}"
+cmake --build --preset fuzz --target make_seeds vorimdta "${targets[@]}"
 export VORDTA_MODULE="$PWD/build/fuzz/lib/vorimdta.so"
 build/fuzz/bin/make_seeds build/fuzz/seeds
-declare -A seeds=([import_fuzzer]=import [statement_fuzzer]=statements)
+declare -A seeds=([import_fuzzer]=import [statement_fuzzer]=statements [text_fuzzer]=texts [library_fuzzer]=sql)
 mkdir -p build/fuzz/findings
 for target in "${targets[@]}"; do
     corpus="build/fuzz/corpus/$target"
