@@ -17,6 +17,7 @@ struct indbsrec;
 struct innamerecord;
 struct outdbsrec;
 struct outvarrec;
+struct vor_batch;
 
 // What an internal routine says of its work. Whoever calls it goes up with a failure, "if (const status s = ...) return
 // s;", and only the access object turns it into a host return code.
@@ -235,6 +236,9 @@ struct native_procs {
     status (*initbuffer)(indbsrec *in);
     status (*getrecord)(indbsrec *in);
     void (*readit)(indbsrec *in, innamerecord *variable, void *output, int32_t length);
+    status (*seekrecord)(indbsrec *in, int64_t record);
+    int64_t (*readblock)(indbsrec *in, innamerecord *const *variables, vor_batch *batch);
+    void (*endblocks)(indbsrec *in, innamerecord *const *variables, vor_batch *batch);
     status (*outmakerecord)(outdbsrec *out);
     status (*initoutbuffer)(outdbsrec *out);
     status (*beginoutrec)(outdbsrec *out);

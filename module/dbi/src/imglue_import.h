@@ -7,6 +7,7 @@
 
 #include "driver_records.h"
 #include "imglue_names.h"
+#include "vor/extension.h"
 #include "vor/imglue.h"
 
 #include <cstdint>
@@ -78,3 +79,11 @@ status mivex_setup_read_buffer(IMGLUE *self);
 // 0, ERROR_END_OF_FILE after the last observation (with a note of the counts in the log; the observation is then that
 // of the call before), or the driver's code.
 status mivex_get_one_record(IMGLUE *self);
+
+// mivex_get_columns: the same for as many records as a batch takes, from first_row on, into its columns, which have been
+// checked and started.
+//
+// 0                  `rows` are there: none when not even the next one's texts find room
+// ERROR_END_OF_FILE  no record is left
+// else               the driver's code; the rows before the failure are there
+status mivex_get_columns(IMGLUE *self, vor_batch *batch);

@@ -32,6 +32,7 @@ struct value_step {
 struct row_plan {
     value_step *steps;
     value_step *end;
+    innamerecord **variables; // by number
     char *scratch;        // text before it is transcoded, as wide as the widest variable; null without transcoding
     int32_t number_bytes; // what the driver's decoders fill of a mivex_num_struct
     bool multiple_missings;
@@ -93,13 +94,16 @@ row_plan *make_plan(IMGLUE *self) {
 
     auto *plan = static_cast<row_plan *>(h_malloc1(self, sizeof(row_plan)));
     auto *step = static_cast<value_step *>(h_malloc1(self, in->invars * static_cast<int64_t>(sizeof(value_step))));
+    auto **variables =
+        static_cast<innamerecord **>(h_malloc1(self, in->invars * static_cast<int64_t>(sizeof(innamerecord *))));
     auto *scratch = static_cast<char *>(h_malloc1(self, widest));
     void *observation = h_malloc1(self, self->obslen);
-    if (plan == nullptr || step == nullptr || scratch == nullptr || observation == nullptr)
+    if (plan == nullptr || step == nullptr || variables == nullptr || scratch == nullptr || observation == nullptr)
         return nullptr;
     self->obsptr = observation;
     *plan = {.steps = step,
              .end = step + in->invars,
+             .variables = variables,
              .scratch = scratch,
              .number_bytes = static_cast<int32_t>(multiple_missings ? sizeof(mivex_num_struct) : sizeof(double)),
              .multiple_missings = multiple_missings,
@@ -108,8 +112,10 @@ row_plan *make_plan(IMGLUE *self) {
              .in_place = is_granted(self, WISH_WHOLE_TEXT),
              .delivered = false,
              .sentinel_told = false};
-    for (innamerecord *variable = in->firstname; variable != nullptr; variable = variable->nextname)
+    for (innamerecord *variable = in->firstname; variable != nullptr; variable = variable->nextname) {
         *step++ = step_of(self, variable);
+        *variables++ = variable;
+    }
     return plan;
 }
 
@@ -261,6 +267,55 @@ void log_counts(const indbsrec *in) {
              static_cast<int32_t>(in->invars));
 }
 
+status install_plan(IMGLUE *self) {
+    row_plan *plan = make_plan(self);
+    if (plan == nullptr)
+        return ERROR_MEMORY;
+    self->inptr->inuserptr = plan;
+    self->obs_buffer_allocated = 1;
+    return DONE;
+}
+
+// The record behind the one that was delivered last becomes the current one.
+status leave_delivered(indbsrec *in, row_plan *plan) {
+    if (!plan->delivered)
+        return DONE;
+    plan->delivered = false;
+    return in->self->nprocs->getrecord(in);
+}
+
+// Makes the first row of a batch the current record.
+status go_to_row(IMGLUE *self, int64_t row) {
+    indbsrec *in = self->inptr;
+    if (in->inuserptr == nullptr) {
+        if (const status s = install_plan(self))
+            return s;
+        return row == NEXT_ROW ? self->nprocs->initbuffer(in) : self->nprocs->seekrecord(in, row);
+    }
+    row_plan *plan = plan_of(in);
+    const int64_t next = in->incurrent + (plan->delivered ? 1 : 0);
+    if (row == NEXT_ROW || (row == next && in->infinish == 0))
+        return DONE;
+    plan->delivered = false;
+    return self->nprocs->seekrecord(in, row);
+}
+
+status read_blocks(indbsrec *in, row_plan *plan, vor_batch *batch) {
+    while (batch->rows < batch->row_limit) {
+        if (const status s = leave_delivered(in, plan))
+            return s;
+        if (in->infinish != 0)
+            return batch->rows > 0 ? DONE : ERROR_END_OF_FILE;
+        const int64_t rows = in->self->nprocs->readblock(in, plan->variables, batch);
+        if (rows == 0)
+            return DONE;
+        batch->rows += rows;
+        in->self->records_processed_count += rows;
+        plan->delivered = true;
+    }
+    return DONE;
+}
+
 } // namespace
 
 status mivex_setup_read_buffer(IMGLUE *self) {
@@ -269,22 +324,16 @@ status mivex_setup_read_buffer(IMGLUE *self) {
         plan_of(in)->delivered = false;
         return self->nprocs->re_initbuffer(in);
     }
-    row_plan *plan = make_plan(self);
-    if (plan == nullptr)
-        return ERROR_MEMORY;
-    in->inuserptr = plan;
-    self->obs_buffer_allocated = 1;
+    if (const status s = install_plan(self))
+        return s;
     return self->nprocs->initbuffer(in);
 }
 
 status mivex_get_one_record(IMGLUE *self) {
     indbsrec *in = self->inptr;
     row_plan *plan = plan_of(in);
-    if (plan->delivered) {
-        plan->delivered = false;
-        if (const status s = self->nprocs->getrecord(in))
-            return s;
-    }
+    if (const status s = leave_delivered(in, plan))
+        return s;
     if (in->infinish != 0) {
         log_counts(in);
         return ERROR_END_OF_FILE;
@@ -293,4 +342,16 @@ status mivex_get_one_record(IMGLUE *self) {
     ++self->records_processed_count;
     plan->delivered = plan->in_place;
     return plan->in_place ? DONE : self->nprocs->getrecord(in);
+}
+
+status mivex_get_columns(IMGLUE *self, vor_batch *batch) {
+    indbsrec *in = self->inptr;
+    if (const status s = go_to_row(self, batch->first_row))
+        return s;
+    row_plan *plan = plan_of(in);
+    const status s = read_blocks(in, plan, batch);
+    self->nprocs->endblocks(in, plan->variables, batch);
+    if (s == ERROR_END_OF_FILE)
+        log_counts(in);
+    return s;
 }

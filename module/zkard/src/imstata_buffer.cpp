@@ -121,19 +121,51 @@ status initbuffer(indbsrec *in) {
     return start_reading(in);
 }
 
-status re_initbuffer(indbsrec *in) {
+namespace {
+
+// Reads again from the first record to deliver on.
+status restart(indbsrec *in) {
     in->incurrent = first_record(in);
     in->inbuffcurr = 0;
     in->infinish = 0;
     in->inmerge = 0;
     in->ineof = in->incurrent == in->intotal - 1 ? 1 : 0;
-    in->indsn->texts_cut = 0;
-    in->indsn->texts_absent = 0;
     if (in->incurrent == in->intotal)
         return finish_without_records(in);
     if (const status s = seek_to(in, static_cast<int64_t>(in->infirstpos_double)))
         return s;
     return start_reading(in);
+}
+
+} // namespace
+
+status re_initbuffer(indbsrec *in) {
+    in->indsn->texts_cut = 0;
+    in->indsn->texts_absent = 0;
+    return restart(in);
+}
+
+status seekrecord(indbsrec *in, int64_t record) {
+    const int64_t passed_over = first_record(in);
+    in->self->current_record_number = record;
+    const status s = in->inbuffer == nullptr ? initbuffer(in) : restart(in);
+    in->self->current_record_number = passed_over;
+    return s;
+}
+
+int64_t records_at_hand(const indbsrec *in) {
+    const int64_t steps = in->inbuffnum + 1; // the last slot's record moves to the first one before it is current
+    const int64_t records = in->indsn->records_in_buffer;
+    return (records < steps ? records : steps) - in->inbuffcurr;
+}
+
+void step_over(indbsrec *in, int64_t count) {
+    in->inbuffcurr += count;
+    in->incurrent += count;
+    in->inbuffptr += count * in->inreclen;
+    in->inbuffp2 += count * in->inreclen;
+    if (in->incurrent == in->intotal - 1)
+        in->ineof = 1;
 }
 
 status getrecord(indbsrec *in) {

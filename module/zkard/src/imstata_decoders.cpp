@@ -2,9 +2,9 @@
 // missing values of the release and the meaning of the number.
 #include "blank_padding.h"
 #include "imglue_dates.h"
+#include "imstata_numbers.h"
 #include "imstata_records.h"
 #include "imstata_strls.h"
-#include "imswap.h"
 #include "vor/extension.h"
 
 #include <cstring>
@@ -12,81 +12,6 @@
 namespace {
 
 constexpr double MILLISECONDS_PER_MINUTE = 60000.0;
-constexpr float FLOAT_MISSING = 0x1p127F;
-constexpr int32_t EXTENDED_MISSINGS = 26; // ".a" to ".z", above "."
-constexpr int32_t BEFORE_LETTER_A = 'a' - 1;
-
-template <class stored>
-constexpr int32_t HIGHEST = sizeof(stored) == 1   ? INT8_MAX
-                            : sizeof(stored) == 2 ? INT16_MAX
-                                                  : INT32_MAX;
-
-template <bool swapped, class stored>
-stored stored_value(const innamerecord *variable, const char *record) {
-    stored value;
-    memcpy(&value, record + variable->innameoffset, sizeof value);
-    if constexpr (swapped && sizeof value == 2)
-        from_sun_short(&value);
-    if constexpr (swapped && sizeof value == 4)
-        from_sun_long(&value);
-    if constexpr (swapped && sizeof value == 8)
-        from_sun_double(&value);
-    return value;
-}
-
-// The missing letter of a stored value: 0 for ".", else 'a' to 'z'.
-template <class stored>
-int32_t missing_letter(stored value) {
-    const int32_t letter = static_cast<int32_t>(value) - (HIGHEST<stored> - EXTENDED_MISSINGS);
-    return letter == 0 ? 0 : letter + BEFORE_LETTER_A;
-}
-int32_t missing_letter(float value) {
-    uint32_t bits;
-    memcpy(&bits, &value, sizeof bits);
-    const auto letter = static_cast<int32_t>(bits >> 8 & 0xFF);
-    return letter >= 1 && letter <= EXTENDED_MISSINGS << 3 ? (letter >> 3) + BEFORE_LETTER_A : 0;
-}
-int32_t missing_letter(double value) {
-    uint64_t bits;
-    memcpy(&bits, &value, sizeof bits);
-    const auto letter = static_cast<int32_t>(bits >> 40 & 0xFF);
-    return letter >= 1 && letter <= EXTENDED_MISSINGS ? letter + BEFORE_LETTER_A : 0;
-}
-
-// Both families take a NaN for missing: the host's own missing values are NaNs, and none of them is meant here.
-
-// One missing value, into a double.
-struct one_missing {
-    template <class stored>
-    static bool is_missing(const indbsrec * /*in*/, stored value) {
-        return value == HIGHEST<stored>;
-    }
-    static bool is_missing(const indbsrec * /*in*/, float value) { return value == FLOAT_MISSING || value != value; }
-    static bool is_missing(const indbsrec *in, double value) {
-        return value == in->indsn->layout->double_missing || value != value;
-    }
-    static void store(void *output, double number) { *static_cast<double *>(output) = number; }
-    template <class stored>
-    static void store_missing(void *output, stored /*value*/) {
-        store(output, MISSING_SENTINEL);
-    }
-};
-
-// "." and ".a" to ".z", into a mivex_num_struct.
-struct extended_missing {
-    template <class stored>
-    static bool is_missing(const indbsrec * /*in*/, stored value) {
-        return value >= HIGHEST<stored> - EXTENDED_MISSINGS;
-    }
-    static bool is_missing(const indbsrec * /*in*/, float value) { return !(value < FLOAT_MISSING); }
-    static bool is_missing(const indbsrec * /*in*/, double value) { return !(value < LEAST_MISSING_DOUBLE); }
-    static void store(void *output, double number) { static_cast<mivex_num_struct *>(output)->num = number; }
-    template <class stored>
-    static void store_missing(void *output, stored value) {
-        store(output, MISSING_SENTINEL);
-        static_cast<mivex_num_struct *>(output)->miss_char = missing_letter(value);
-    }
-};
 
 // What a stored number means.
 using number_meaning = double (*)(const innamerecord *variable, double value);
@@ -104,15 +29,22 @@ double as_date_and_time(const innamerecord * /*variable*/, double value) {
     return value / MILLISECONDS_PER_MINUTE + DAYS_TO_1960 * MINUTES_PER_DAY;
 }
 
+// Into a double, or a mivex_num_struct where missing values have letters.
 template <bool swapped, class stored, class family, number_meaning meaning>
 void decode_number(indbsrec *in, innamerecord *variable, const char *record, void *output, int64_t /*length*/) {
-    const auto value = stored_value<swapped, stored>(variable, record);
-    if (family::is_missing(in, value))
-        family::store_missing(output, value);
-    else if (sizeof value == sizeof(double) && meaning == as_number && static_cast<double>(value) == MISSING_SENTINEL)
-        *static_cast<mivex_num_struct *>(output) = {.num = MISSING_SENTINEL, .miss_char = NOT_MISSING};
-    else
-        family::store(output, meaning(variable, static_cast<double>(value)));
+    const family missing = {in->indsn->layout->double_missing};
+    const auto value = stored_value<swapped, stored>(record + variable->innameoffset);
+    auto *number = static_cast<mivex_num_struct *>(output);
+    if (missing.is_missing(value)) {
+        number->num = MISSING_SENTINEL;
+        if constexpr (family::HAS_LETTERS)
+            number->miss_char = missing_letter(value);
+    } else if (sizeof value == sizeof(double) && meaning == as_number &&
+               static_cast<double>(value) == MISSING_SENTINEL) {
+        *number = {.num = MISSING_SENTINEL, .miss_char = NOT_MISSING};
+    } else {
+        number->num = meaning(variable, static_cast<double>(value));
+    }
 }
 
 template <bool swapped>

@@ -5,6 +5,7 @@
 #include "driver_records.h"
 #include "imglue_memory.h"
 #include "imglue_tree.h"
+#include "vor/extension.h"
 #include "vor/stata_layout.h"
 
 #include <cstdint>
@@ -59,6 +60,7 @@ struct dsnrecord {
     int32_t varcount;
     uint32_t *max_strls;  // per variable, its longest long string in bytes; null until one was read
     cut_texts *cut_strls; // per variable; likewise
+    int64_t longest_strl; // bytes, of all variables
     shared_string_struct *head_avl_shared_string;
     uint32_t varnum_4byte; // search key
     int64_t obsnum_8byte;  // search key
@@ -121,6 +123,26 @@ status re_initbuffer(indbsrec *in);
 // 0, also when infinish was set before; ERROR_READ when the file does not hold all of the next record: message_string
 // names the observation, the bytes expected and found, and the place. The current record then no longer stands.
 status getrecord(indbsrec *in);
+
+// seekrecord: make a record the current one, from 0, wherever the reading stands; behind the last one set infinish. What
+// re_initbuffer goes back to stays. As initbuffer.
+status seekrecord(indbsrec *in, int64_t record);
+
+// Of the records from the current one on: how many stand in the buffer without a gap, at least one unless infinish.
+int64_t records_at_hand(const indbsrec *in);
+
+// Makes the record `count` behind the current one the current one; fewer than records_at_hand.
+void step_over(indbsrec *in, int64_t count);
+
+// readblock: append records from the current one on to the columns of a batch, as many as are at hand, wanted and find
+// room. It adds nothing to the rows of the batch. The last of them becomes the current one.
+//
+// variables  of the file, by number
+// Returns how many; 0 when the texts of the current one find no room, of which needed_bytes tells.
+int64_t readblock(indbsrec *in, innamerecord *const *variables, vor_batch *batch);
+
+// endblocks: complete the columns after the last block: types, missing values, bits behind the rows.
+void endblocks(indbsrec *in, innamerecord *const *variables, vor_batch *batch);
 
 // The decoders: each turns one stored value of the current record into the conversion layer's value. A decoder never
 // fails and allocates nothing; what kind of value stands where was settled when the file was set up.

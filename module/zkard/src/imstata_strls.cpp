@@ -212,6 +212,8 @@ status read_text(load_state *state, const string_head *head) {
     uint32_t *longest = &state->in->indsn->max_strls[head->variable - 1];
     if (static_cast<uint32_t>(kept) > *longest)
         *longest = static_cast<uint32_t>(kept);
+    if (kept > state->in->indsn->longest_strl)
+        state->in->indsn->longest_strl = kept;
     return skip_bytes(&state->reader, head->length_bytes - whole);
 }
 
@@ -255,11 +257,11 @@ void note_cut_value(indbsrec *in, const innamerecord *variable) {
                  variable->innamename, in->incurrent + 1, variable->innamelength);
 }
 
-void note_absent_text(indbsrec *in, const innamerecord *variable) {
+void note_absent_text(indbsrec *in, const innamerecord *variable, int64_t observation) {
     if (in->indsn->texts_absent++ == 0)
         log_note("The value of %s at obs %lld is a long string that the file does not hold (variable %lld, obs %lld); "
                  "it is left blank.",
-                 variable->innamename, in->incurrent + 1, int64_t{in->indsn->varnum_4byte}, in->indsn->obsnum_8byte);
+                 variable->innamename, observation + 1, int64_t{in->indsn->varnum_4byte}, in->indsn->obsnum_8byte);
 }
 
 // The numbers of a reference share its 8 bytes: first the variable, then the observation.
@@ -352,18 +354,25 @@ status load_stata_long_strings(indbsrec *in, WX_FILE *file) {
 namespace {
 
 // The text that a record refers to; null for none, which is noted when the file does not hold it.
-const shared_string_struct *text_of(indbsrec *in, const innamerecord *variable, const char *record) {
+const shared_string_struct *text_of(indbsrec *in, const innamerecord *variable, const char *record,
+                                    int64_t observation) {
     split_reference(in->indsn, record + variable->innameoffset);
     const shared_string_struct *found = find_text(in->indsn);
     if (found == nullptr && refers_to_text(in->indsn))
-        note_absent_text(in, variable);
+        note_absent_text(in, variable, observation);
     return found;
+}
+
+vor_text_slot slot_of(const shared_string_struct *found) {
+    if (found == nullptr)
+        return {};
+    return {.bytes = found->string, .length = found->len, .binary = found->binary ? 1 : 0};
 }
 
 } // namespace
 
 void readstrl(indbsrec *in, innamerecord *variable, const char *record, void *output, int64_t /*length*/) {
-    const shared_string_struct *found = text_of(in, variable, record);
+    const shared_string_struct *found = text_of(in, variable, record, in->incurrent);
     const int32_t available = found == nullptr ? 0 : found->len;
     const int32_t width = variable->innamelength;
     if (available > width)
@@ -376,10 +385,15 @@ void readstrl(indbsrec *in, innamerecord *variable, const char *record, void *ou
     variable->data_length = length;
 }
 
+vor_text_slot find_long_string(indbsrec *in, const innamerecord *variable, const char *record) {
+    split_reference(in->indsn, record + variable->innameoffset);
+    return slot_of(find_text(in->indsn));
+}
+
+vor_text_slot long_string(indbsrec *in, const innamerecord *variable, const char *record, int64_t observation) {
+    return slot_of(text_of(in, variable, record, observation));
+}
+
 void readwholestrl(indbsrec *in, innamerecord *variable, const char *record, void *output, int64_t /*length*/) {
-    const shared_string_struct *found = text_of(in, variable, record);
-    auto *slot = static_cast<vor_text_slot *>(output);
-    *slot = {};
-    if (found != nullptr)
-        *slot = {.bytes = found->string, .length = found->len, .binary = found->binary ? 1 : 0};
+    *static_cast<vor_text_slot *>(output) = long_string(in, variable, record, in->incurrent);
 }

@@ -35,5 +35,14 @@ shared_string_struct *shared_string_entry(indbsrec *in, shared_string_struct **r
 // texts_absent count them.
 void readstrl(indbsrec *in, innamerecord *variable, const char *record, void *output, int64_t length);
 
+// find_long_string: the text that a record refers to in the place of a variable, without a word when there is none.
+//
+// record  where it begins
+vor_text_slot find_long_string(indbsrec *in, const innamerecord *variable, const char *record);
+
+// long_string: the same; a reference to a text that the file does not hold is noted as that of the observation, from 0,
+// and gives an empty one.
+vor_text_slot long_string(indbsrec *in, const innamerecord *variable, const char *record, int64_t observation);
+
 // readwholestrl: decoder; the text in its place in the store, into a vor_text_slot.
 void readwholestrl(indbsrec *in, innamerecord *variable, const char *record, void *output, int64_t length);
