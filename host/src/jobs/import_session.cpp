@@ -2,10 +2,10 @@
 // the end of data, close, delete.
 #include "jobs/access_object.h"
 #include "jobs/file_facts.h"
+#include "jobs/import_values.h"
 #include "jobs/stata_files.h"
 #include "jobs/user_formats.h"
 #include "text/loss_counter.h"
-#include "text/utf8.h"
 
 #include <vor/formats.h>
 #include <vor/namestr.h>
@@ -17,7 +17,6 @@
 #include <vorhost/temporal.h>
 
 #include <algorithm>
-#include <cstring>
 #include <fmt/format.h>
 #include <functional>
 #include <string>
@@ -27,96 +26,6 @@
 
 namespace vor {
 namespace {
-
-// The host observation into columns: numbers as the module put them, texts decoded from the session encoding.
-class ObservationReader {
-  public:
-    // Called once for each column whose text is not valid in the session encoding, with its first observation.
-    using BadTextNote = std::function<void(size_t column, int64_t observation)>;
-
-    // A column for each of the variables. whole_text: texts are vor_text_slots.
-    ObservationReader(const Host &host, const std::vector<const NAMESTR *> &variables, bool whole_text,
-                      BadTextNote note);
-
-    // Appends the values of an observation. number: of the observation in the file, from 1.
-    void take(const void *observation, int64_t number, Batch &batch);
-
-    // Texts of a column that were not valid in the session encoding.
-    int64_t bad_texts(size_t column) const { return columns_[column].bad_texts; }
-    size_t columns() const { return columns_.size(); }
-
-  private:
-    struct Source {
-        bool number;
-        bool whole;              // the value is a vor_text_slot
-        int64_t position;        // of the value; of the pointer to it for varying-length text
-        int64_t length_position; // of the length of varying-length text, -1 for fixed-length text
-        int32_t length;          // of fixed-length text
-        int64_t bad_texts = 0;
-    };
-    void take_text(size_t index, const char *observation, int64_t number, Column &values);
-    std::string_view decoded(size_t index, std::string_view stored, int64_t number);
-
-    const Host &host_;
-    BadTextNote note_;
-    std::vector<Source> columns_;
-    std::string decoded_;
-};
-
-ObservationReader::ObservationReader(const Host &host, const std::vector<const NAMESTR *> &variables, bool whole_text,
-                                     BadTextNote note)
-    : host_(host), note_(std::move(note)) {
-    for (const NAMESTR *variable : variables)
-        columns_.push_back({variable->ntype == NAMESTR_NUMERIC, whole_text, variable->npos,
-                            variable->ntype == NAMESTR_VARYING_CHARACTER ? variable->nipos : -1, variable->nlng});
-}
-
-void ObservationReader::take(const void *observation, int64_t number, Batch &batch) {
-    const auto *bytes = static_cast<const char *>(observation);
-    for (size_t i = 0; i < columns_.size(); ++i) {
-        if (!columns_[i].number) {
-            take_text(i, bytes, number, batch.columns[i]);
-            continue;
-        }
-        double value;
-        std::memcpy(&value, bytes + columns_[i].position, sizeof value);
-        batch.columns[i].append(value);
-    }
-}
-
-// Blanks at the end of what the base contract pads are not part of the text.
-std::string_view padded_text(const char *value, int32_t length) {
-    while (length > 0 && value[length - 1] == ' ')
-        --length;
-    return {value, static_cast<size_t>(length)};
-}
-
-void ObservationReader::take_text(size_t index, const char *observation, int64_t number, Column &values) {
-    const Source &source = columns_[index];
-    const char *stored = observation + source.position;
-    if (source.whole) {
-        vor_text_slot slot;
-        std::memcpy(&slot, stored, sizeof slot);
-        const std::string_view text(slot.bytes, static_cast<size_t>(slot.length));
-        return values.append_text(slot.binary != 0 ? text : decoded(index, text, number), slot.binary != 0);
-    }
-    int32_t length = source.length;
-    const char *value = stored;
-    if (source.length_position >= 0) {
-        std::memcpy(&length, observation + source.length_position, sizeof length);
-        std::memcpy(&value, stored, sizeof value);
-    }
-    values.append_text(decoded(index, padded_text(value, length), number));
-}
-
-std::string_view ObservationReader::decoded(size_t index, std::string_view stored, int64_t number) {
-    if (services::is_ascii(stored)) // the same in every session encoding
-        return stored;
-    const auto [text, valid] = host_.decode(stored, decoded_);
-    if (!valid && ++columns_[index].bad_texts == 1 && note_)
-        note_(index, number);
-    return text;
-}
 
 constexpr vor_extension every_wish = {.size_bytes = sizeof(vor_extension),
                                       .version = EXTENSION_VERSION,
@@ -170,11 +79,8 @@ struct ImportSession::State {
     AccessObject object;
     FileSummary summary;
     DataSet description;
-    std::unique_ptr<ObservationReader> reader;
+    std::unique_ptr<ImportValues> values;
     int64_t passed_over = 0; // observations before the first one
-    int64_t rows = 0;
-    void *observation = nullptr; // the module's, the same for all rows
-    bool at_end = false;
     // Values of a leap-second clock for which a clock without leap seconds has no name.
     struct LeapSeconds {
         size_t column;
@@ -254,16 +160,16 @@ struct ImportSession::State {
             description =
                 described(*extension->facts, options.value_labels,
                           [this](std::string_view bytes, const std::string &what) { return decode(bytes, what); });
-        std::vector<const NAMESTR *> variables;
+        std::vector<ImportValues::Wanted> wanted;
         for (const NAMELIST *node = list; node; node = node->next) {
-            variables.push_back(&node->namestr);
+            wanted.push_back({static_cast<int32_t>(wanted.size()), &node->namestr});
             if (extension)
-                add_formats(node->namestr, description.variables[variables.size() - 1]);
+                add_formats(node->namestr, description.variables[wanted.size() - 1]);
             else
-                description.variables.push_back(describe(node->namestr, variables.size()));
+                description.variables.push_back(describe(node->namestr, wanted.size()));
         }
         if (extension) {
-            take_clean_names(variables);
+            take_clean_names(wanted);
             note_calendars();
             keep_label_tables(options.formats);
         }
@@ -271,12 +177,12 @@ struct ImportSession::State {
             note_last_format();
         const Selection &selection = options.selection;
         if (selection.chooses_variables())
-            choose(selection, variables);
+            choose(selection, wanted);
         for (const std::string &name : formats.replaced())
             object.note(fmt::format("the user format {} had other labels, which are replaced.", name));
         pass_over(selection.first_row - 1);
-        reader = std::make_unique<ObservationReader>(
-            object.host(), variables, extension != nullptr, [this](size_t column, int64_t first) {
+        values = import_values(
+            object, extension.get(), description.variables, std::move(wanted), passed_over, [this](size_t column, int64_t first) {
                 object.note(fmt::format("variable {} has text that is not valid {}, first in observation {}; such text "
                                         "is taken as Windows Latin 1.",
                                         description.variables[column].name, object.host().options().session_encoding,
@@ -297,13 +203,14 @@ struct ImportSession::State {
     }
 
     // Names that the module has cleaned, also where the facts name variables.
-    void take_clean_names(const std::vector<const NAMESTR *> &variables) {
+    void take_clean_names(const std::vector<ImportValues::Wanted> &wanted) {
         if ((extension->granted & WISH_OWN_NAMES) != 0)
             return;
         std::unordered_map<std::string, std::string> clean;
-        for (size_t i = 0; i < variables.size(); ++i) {
+        for (size_t i = 0; i < wanted.size(); ++i) {
+            const NAMESTR &variable = *wanted[i].variable;
             std::string &name = description.variables[i].name;
-            const std::string given = decode({variables[i]->name_p, static_cast<size_t>(variables[i]->namelen)},
+            const std::string given = decode({variable.name_p, static_cast<size_t>(variable.namelen)},
                                              fmt::format("the name of variable {}", i + 1));
             clean[name] = given;
             name = given;
@@ -344,16 +251,16 @@ struct ImportSession::State {
                     seen.values.add(passed_over + batch.first_row + static_cast<int64_t>(row) + 1);
     }
 
-    void choose(const Selection &selection, std::vector<const NAMESTR *> &variables) {
+    void choose(const Selection &selection, std::vector<ImportValues::Wanted> &wanted) {
         const std::vector<size_t> columns = chosen_columns(description.variables, selection, summary.file);
         object.note(
-            fmt::format("{} of {} kept.", columns.size(), counted(static_cast<int64_t>(variables.size()), "variable")));
+            fmt::format("{} of {} kept.", columns.size(), counted(static_cast<int64_t>(wanted.size()), "variable")));
         description = described(description, columns);
-        std::vector<const NAMESTR *> chosen;
+        std::vector<ImportValues::Wanted> chosen;
         chosen.reserve(columns.size());
         for (const size_t column : columns)
-            chosen.push_back(variables[column]);
-        variables = std::move(chosen);
+            chosen.push_back(wanted[column]);
+        wanted = std::move(chosen);
         formats.release(description.variables);
     }
 
@@ -390,19 +297,9 @@ struct ImportSession::State {
     }
 
     bool next(Batch &batch, size_t most_rows) {
-        batch.start(description.variables, rows);
-        while (!at_end) {
-            const int32_t code = object->getnextrow(object.get(), &observation);
-            at_end = code == HOST_END_OF_DATA;
-            if (at_end)
-                break;
-            object.check(code);
-            reader->take(observation, passed_over + ++rows, batch);
-            if (batch.end_row(most_rows))
-                break;
-        }
+        const bool more = values->next(batch, most_rows);
         count_leap_seconds(batch);
-        return batch.rows != 0;
+        return more;
     }
 
     void close() {
@@ -411,8 +308,8 @@ struct ImportSession::State {
                 object.warn(fmt::format("variable {}: {}; other programs may not know the second 60.",
                                         description.variables[seen.column].name,
                                         seen.values.sentence("inside a leap second")));
-        for (size_t column = 0; column < reader->columns(); ++column)
-            if (const int64_t count = reader->bad_texts(column))
+        for (size_t column = 0; column < description.variables.size(); ++column)
+            if (const int64_t count = values->bad_texts(column))
                 object.note(fmt::format("variable {}: {} in all taken as Windows Latin 1.",
                                         description.variables[column].name, counted(count, "value")));
         object.check(object.close());

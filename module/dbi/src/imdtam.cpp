@@ -4,6 +4,7 @@
 #include "imdtam.h"
 
 #include "driver_records.h"
+#include "imglue_columns.h"
 #include "imglue_errors.h"
 #include "imglue_export.h"
 #include "imglue_extension.h"
@@ -103,8 +104,10 @@ static int32_t open_file(IMGLUE *self) {
     if (accepted != HOST_OK)
         return accepted;
     const int32_t code = open_named_file(self);
-    if (code == HOST_OK)
+    if (code == HOST_OK) {
+        give_operations(self, self->do_input != 0 ? getcolumns : nullptr);
         return HOST_OK;
+    }
     // An export's file is new and empty by now, once it is open; that of a reference is a temporary one in any case.
     const bool made_file = self->fileptr != nullptr || (self->isfref != 0 && names_a_file(self->logname));
     if (self->do_input == 0 && made_file)
@@ -142,11 +145,12 @@ static int32_t getrow(IMGLUE *self, void **obsptr) {
         log_error("Observations of the Stata file were asked for before its variables.");
         return host_code(self, ERROR_REPORTED);
     }
-    if (self->obs_buffer_allocated == 0) {
+    const bool first = self->obs_buffer_allocated == 0;
+    if (first)
         if (const status s = mivex_setup_read_buffer(self))
             return host_code(self, s);
+    if (first || is_granted(self, WISH_STORED_NUMBERS)) // columns may have come before the first row
         *obsptr = self->obsptr;
-    }
     const status error = mivex_get_one_record(self);
     return error == ERROR_END_OF_FILE ? HOST_END_OF_DATA : host_code(self, error);
 }

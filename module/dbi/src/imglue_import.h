@@ -80,6 +80,10 @@ status mivex_setup_read_buffer(IMGLUE *self);
 // of the call before), or the driver's code.
 status mivex_get_one_record(IMGLUE *self);
 
+// mivex_variables: the file's variables by number, from 0, for those who ask for columns. Makes the observation if that
+// is still to be done; null without memory.
+innamerecord *const *mivex_variables(IMGLUE *self);
+
 // mivex_get_columns: the same for as many records as a batch takes, from first_row on, into its columns, which have been
 // checked and started.
 //

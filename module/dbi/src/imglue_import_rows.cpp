@@ -272,7 +272,6 @@ status install_plan(IMGLUE *self) {
     if (plan == nullptr)
         return ERROR_MEMORY;
     self->inptr->inuserptr = plan;
-    self->obs_buffer_allocated = 1;
     return DONE;
 }
 
@@ -287,12 +286,11 @@ status leave_delivered(indbsrec *in, row_plan *plan) {
 // Makes the first row of a batch the current record.
 status go_to_row(IMGLUE *self, int64_t row) {
     indbsrec *in = self->inptr;
-    if (in->inuserptr == nullptr) {
-        if (const status s = install_plan(self))
-            return s;
+    row_plan *plan = plan_of(in);
+    if (self->obs_buffer_allocated == 0) {
+        self->obs_buffer_allocated = 1;
         return row == NEXT_ROW ? self->nprocs->initbuffer(in) : self->nprocs->seekrecord(in, row);
     }
-    row_plan *plan = plan_of(in);
     const int64_t next = in->incurrent + (plan->delivered ? 1 : 0);
     if (row == NEXT_ROW || (row == next && in->infinish == 0))
         return DONE;
@@ -320,12 +318,13 @@ status read_blocks(indbsrec *in, row_plan *plan, vor_batch *batch) {
 
 status mivex_setup_read_buffer(IMGLUE *self) {
     indbsrec *in = self->inptr;
-    if (in->inuserptr != nullptr) {
-        plan_of(in)->delivered = false;
+    if (in->inuserptr == nullptr)
+        if (const status s = install_plan(self))
+            return s;
+    plan_of(in)->delivered = false;
+    if (self->obs_buffer_allocated != 0)
         return self->nprocs->re_initbuffer(in);
-    }
-    if (const status s = install_plan(self))
-        return s;
+    self->obs_buffer_allocated = 1;
     return self->nprocs->initbuffer(in);
 }
 
@@ -342,6 +341,13 @@ status mivex_get_one_record(IMGLUE *self) {
     ++self->records_processed_count;
     plan->delivered = plan->in_place;
     return plan->in_place ? DONE : self->nprocs->getrecord(in);
+}
+
+innamerecord *const *mivex_variables(IMGLUE *self) {
+    indbsrec *in = self->inptr;
+    if (in->inuserptr == nullptr && install_plan(self) != DONE)
+        return nullptr;
+    return plan_of(in)->variables;
 }
 
 status mivex_get_columns(IMGLUE *self, vor_batch *batch) {
