@@ -1,13 +1,19 @@
 // What a host gets that asks for everything, and what an export makes of it: files that come out as they went in, byte
 // for byte, as the independent builder of the tests writes them.
+#include "collected_import.h"
+#include "corpus.h"
 #include "memory_host.h"
 #include "whole_file.h"
 
 #include <vor/extension.h>
 #include <vor/imglue.h>
+#include <vorhost/missing.h>
 
+#include <algorithm>
+#include <bit>
 #include <cstring>
 #include <gtest/gtest.h>
+#include <random>
 
 namespace vor::test {
 namespace {
@@ -141,6 +147,194 @@ TEST(Extension, NumbersStayInTheUnitOfTheirFormat) {
         for (size_t i = 0; i < std::size(rows); ++i)
             EXPECT_EQ(in.extension.facts->variables[i].unit, rows[i].unit) << release << rows[i].format;
     }
+}
+
+// What an import gives of a file's observations: a text for each value, and the code and the log line that it ended
+// with.
+struct Delivered {
+    std::vector<std::vector<std::string>> rows;
+    int32_t code = HOST_OK;
+    std::string failure;
+    bool operator==(const Delivered &) const = default;
+};
+
+std::string number_text(double number) {
+    return "n" + std::to_string(std::bit_cast<uint64_t>(number));
+}
+
+std::string row_value(const NAMESTR &variable, const void *observation) {
+    const char *value = static_cast<const char *>(observation) + variable.npos;
+    vor_text_slot text;
+    double number;
+    std::memcpy(&text, value, sizeof text);
+    std::memcpy(&number, value, sizeof number);
+    if (variable.ntype == NAMESTR_NUMERIC)
+        return number_text(number);
+    return (text.binary != 0 ? "b" : "t") + std::string(text.bytes, static_cast<size_t>(text.length));
+}
+
+Delivered by_rows(MemoryHost &host, const char *path) {
+    Delivered delivered;
+    Extended in(host);
+    in.import(path);
+    while ((delivered.code = in.object->getnextrow(in.object, &in.observation)) == HOST_OK) {
+        std::vector<std::string> &row = delivered.rows.emplace_back();
+        for (const NAMELIST *node = in.list; node; node = node->next)
+            row.push_back(row_value(node->namestr, in.observation));
+    }
+    delivered.failure = host->take_failure().text;
+    return delivered;
+}
+
+// The buffers of one column.
+struct Lent {
+    std::vector<char> values, bytes;
+    std::vector<int64_t> offsets; // of 8 bytes each, or of 4
+    std::vector<uint8_t> validity, marks, binary;
+    vor_column column = {};
+
+    Lent(int32_t variable, size_t rows, size_t room, int32_t offset_bytes)
+        : values(rows * 8), bytes(room), offsets(rows + 1), validity(rows / 8 + 1), marks(rows), binary(rows / 8 + 1) {
+        column = {.variable = variable,
+                  .type = 0,
+                  .values = values.data(),
+                  .offsets = offsets.data(),
+                  .bytes = bytes.data(),
+                  .room_bytes = static_cast<int64_t>(room),
+                  .needed_bytes = 0,
+                  .validity = validity.data(),
+                  .marks = marks.data(),
+                  .binary = binary.data(),
+                  .null_count = 0,
+                  .offset_bytes = offset_bytes,
+                  .has_marks = 0,
+                  .has_binary = 0,
+                  .free = 0};
+    }
+
+    template <class T>
+    T at(size_t row) const {
+        T value;
+        std::memcpy(&value, values.data() + row * sizeof value, sizeof value);
+        return value;
+    }
+    int64_t offset(size_t row) const {
+        int32_t half;
+        std::memcpy(&half, reinterpret_cast<const char *>(offsets.data()) + row * sizeof half, sizeof half);
+        return column.offset_bytes == 4 ? half : offsets[row];
+    }
+    std::string text(size_t row) const {
+        if (column.type == STORED_STRING || column.type == STORED_STRL) {
+            const bool is_binary = column.has_binary != 0 && (binary[row / 8] >> row % 8 & 1) != 0;
+            return (is_binary ? "b" : "t") +
+                   std::string(bytes.data() + offset(row), static_cast<size_t>(offset(row + 1) - offset(row)));
+        }
+        if ((validity[row / 8] >> row % 8 & 1) == 0)
+            return number_text(missing_value(column.has_marks != 0 ? static_cast<char>(marks[row]) : '.'));
+        switch (column.type) {
+        case STORED_BYTE:
+            return number_text(at<int8_t>(row));
+        case STORED_SHORT:
+            return number_text(at<int16_t>(row));
+        case STORED_LONG:
+            return number_text(at<int32_t>(row));
+        case STORED_FLOAT:
+            return number_text(at<float>(row));
+        default:
+            return number_text(at<double>(row));
+        }
+    }
+};
+
+// The same in batches of any size, with little room for texts and a row by itself now and then.
+Delivered by_columns(MemoryHost &host, const char *path, std::minstd_rand &random) {
+    Delivered delivered;
+    Extended in(host);
+    in.import(path);
+    size_t room = 100;
+    while (delivered.code == HOST_OK || delivered.code == HOST_NO_MEMORY) {
+        const auto limit = random() % 90;
+        if (limit == 0) {
+            delivered.code = in.object->getnextrow(in.object, &in.observation);
+            if (delivered.code == HOST_OK)
+                for (const NAMELIST *node = (delivered.rows.emplace_back(), in.list); node; node = node->next)
+                    delivered.rows.back().push_back(row_value(node->namestr, in.observation));
+            continue;
+        }
+        std::vector<Lent> lent;
+        std::vector<vor_column> columns;
+        for (int32_t i = 0; i < in.count; ++i)
+            lent.emplace_back(in.count - 1 - i, limit, room, random() % 2 ? 4 : 8); // the last variable first
+        for (Lent &one : lent)
+            columns.push_back(one.column);
+        vor_batch batch = {NEXT_ROW, static_cast<int64_t>(limit), 0, in.count, columns.data()};
+        delivered.code = in.extension.getcolumns(in.object, &batch);
+        for (size_t i = 0; i < lent.size(); ++i) {
+            lent[i].column = columns[i];
+            room = std::max(room, static_cast<size_t>(columns[i].needed_bytes));
+        }
+        for (size_t row = 0; row < static_cast<size_t>(batch.rows); ++row)
+            for (auto one = (delivered.rows.emplace_back(), lent.rbegin()); one != lent.rend(); ++one)
+                delivered.rows.back().push_back(one->text(row));
+    }
+    delivered.failure = host->take_failure().text;
+    return delivered;
+}
+
+void expect_same_values(const std::string &bytes, std::minstd_rand &random) {
+    MemoryHost host;
+    host->load_module();
+    host.files.put("in.dta", bytes);
+    const Delivered rows = by_rows(host, "in.dta");
+    const Delivered columns = by_columns(host, "in.dta", random);
+    EXPECT_TRUE(rows == columns) << rows.rows.size() << " " << columns.rows.size() << rows.failure << columns.failure;
+    EXPECT_EQ(host.left_over(), "");
+}
+
+TEST(Extension, ColumnsHoldWhatRowsHold) {
+    std::minstd_rand random;
+    for (const int release : all_releases())
+        for (const ByteOrder order : {ByteOrder::little, ByteOrder::big}) {
+            SCOPED_TRACE(std::to_string(release) + (order == ByteOrder::big ? " big" : " little"));
+            const std::string bytes = has_extended_marks(release)
+                                          ? built(file_with_everything(release, order), release, order)
+                                          : build(whole_file(release, order, 40));
+            expect_same_values(bytes, random);
+            if (is_tagged(release)) // is refused where it is short
+                continue;
+            for (const size_t short_by : {1, 100, 1000})
+                expect_same_values(bytes.substr(0, bytes.size() - short_by), random);
+        }
+    for (const auto &path : corpus_files())
+        expect_same_values(file_bytes(path.string()), random);
+}
+
+TEST(Extension, RowsByRange) {
+    StataFile file{.release = 118, .variables = {{.name = "x", .type = Type::int32}}};
+    for (int row = 0; row < 20000; ++row)
+        file.rows.push_back({row});
+    MemoryHost host;
+    host->load_module();
+    host.files.put("in.dta", build(file));
+    Extended in(host);
+    in.import("in.dta");
+    std::minstd_rand random;
+    for (int i = 0; i < 200; ++i) {
+        const auto first = static_cast<int64_t>(random() % 20010);
+        Lent lent(0, 5, 0, 0);
+        vor_batch batch = {first, 5, 0, 1, &lent.column};
+        const int64_t expected = std::clamp<int64_t>(20000 - first, 0, 5);
+        ASSERT_EQ(in.extension.getcolumns(in.object, &batch), expected == 0 ? HOST_END_OF_DATA : HOST_OK);
+        ASSERT_EQ(batch.rows, expected);
+        for (int64_t row = 0; row < expected; ++row)
+            ASSERT_EQ(lent.at<int32_t>(static_cast<size_t>(row)), first + row);
+    }
+    Lent lacking(0, 5, 0, 0);
+    lacking.column.validity = nullptr;
+    vor_batch batch = {NEXT_ROW, 5, 0, 1, &lacking.column};
+    EXPECT_EQ(in.extension.getcolumns(in.object, &batch), HOST_LOGGED);
+    EXPECT_NE(host->take_failure().text.find("Column 0 of a batch lacks a buffer that the variable x needs."),
+              std::string::npos);
 }
 
 TEST(Extension, BlocksThatCannotBeRead) {

@@ -181,13 +181,14 @@ struct ImportSession::State {
         for (const std::string &name : formats.replaced())
             object.note(fmt::format("the user format {} had other labels, which are replaced.", name));
         pass_over(selection.first_row - 1);
-        values = import_values(
-            object, extension.get(), description.variables, std::move(wanted), passed_over, [this](size_t column, int64_t first) {
-                object.note(fmt::format("variable {} has text that is not valid {}, first in observation {}; such text "
-                                        "is taken as Windows Latin 1.",
-                                        description.variables[column].name, object.host().options().session_encoding,
-                                        first));
-            });
+        values =
+            import_values(object, extension.get(), description.variables, std::move(wanted), passed_over,
+                          [this](size_t column, int64_t first) {
+                              object.note(fmt::format(
+                                  "variable {} has text that is not valid {}, first in observation {}; such text "
+                                  "is taken as Windows Latin 1.",
+                                  description.variables[column].name, object.host().options().session_encoding, first));
+                          });
         for (size_t column = 0; column < description.variables.size(); ++column)
             if (temporal_class(description.variables[column]) == Temporal::leap_clock)
                 leap_seconds.push_back({.column = column});

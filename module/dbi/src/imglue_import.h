@@ -84,8 +84,8 @@ status mivex_get_one_record(IMGLUE *self);
 // is still to be done; null without memory.
 innamerecord *const *mivex_variables(IMGLUE *self);
 
-// mivex_get_columns: the same for as many records as a batch takes, from first_row on, into its columns, which have been
-// checked and started.
+// mivex_get_columns: the same for as many records as a batch takes, from first_row on, into its columns, which have
+// been checked and started.
 //
 // 0                  `rows` are there: none when not even the next one's texts find room
 // ERROR_END_OF_FILE  no record is left

@@ -33,8 +33,8 @@ struct row_plan {
     value_step *steps;
     value_step *end;
     innamerecord **variables; // by number
-    char *scratch;        // text before it is transcoded, as wide as the widest variable; null without transcoding
-    int32_t number_bytes; // what the driver's decoders fill of a mivex_num_struct
+    char *scratch;            // text before it is transcoded, as wide as the widest variable; null without transcoding
+    int32_t number_bytes;     // what the driver's decoders fill of a mivex_num_struct
     bool multiple_missings;
     bool encodings;  // the driver tells how much of a text is meaningful
     bool transcoded; // text goes through the pipeline

@@ -124,8 +124,8 @@ status re_initbuffer(indbsrec *in);
 // names the observation, the bytes expected and found, and the place. The current record then no longer stands.
 status getrecord(indbsrec *in);
 
-// seekrecord: make a record the current one, from 0, wherever the reading stands; behind the last one set infinish. What
-// re_initbuffer goes back to stays. As initbuffer.
+// seekrecord: make a record the current one, from 0, wherever the reading stands; behind the last one set infinish.
+// What re_initbuffer goes back to stays. As initbuffer.
 status seekrecord(indbsrec *in, int64_t record);
 
 // Of the records from the current one on: how many stand in the buffer without a gap, at least one unless infinish.
