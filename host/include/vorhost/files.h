@@ -115,4 +115,7 @@ FileSystem &machine_files();
 // called from a signal handler; afterwards the process must end, because what it was writing is gone.
 void remove_unfinished_files() noexcept;
 
+// The threads that a run may use: the cores that this process may run on, at least 1.
+size_t machine_threads();
+
 } // namespace vor

@@ -1,5 +1,6 @@
 // Observations as delimited text. What each column holds is settled once, at the start; batches then become text, each
 // by itself, and the text goes out in their order.
+#include "files/ordered_work.h"
 #include "files/output_file.h"
 #include "tables/column_kind.h"
 #include "tables/long_text.h"
@@ -50,7 +51,7 @@ struct Remarks {
 };
 
 // A batch and what becomes of it.
-struct Piece {
+struct BatchText {
     Batch batch;
     int64_t first_row = 0; // of the text, from 1
     Buffer text;
@@ -74,17 +75,17 @@ class LineFormat {
 
     const std::vector<TextColumn> &columns() const { return columns_; }
     std::string names(const DataSet &description) const; // the first line
-    void format(Piece &piece) const;
+    void format(BatchText &piece) const;
 
   private:
     void plan(size_t index, const Variable &variable, const LabelIndex *labels);
     const LabelIndex *labels_of(const Variable &variable, const LabelLookup &lookup);
-    char *write(Piece &piece, size_t index, size_t row, char *out) const;
-    char *write_value(Piece &piece, size_t index, size_t row, char *out) const;
-    char *write_number_of(Piece &piece, size_t index, size_t row, char *out) const;
-    char *write_present(Piece &piece, size_t index, size_t row, double value, char *out) const;
-    char *write_long_text(Piece &piece, size_t index, size_t row, char *out) const;
-    char *put_text(Piece &piece, std::string_view text, char *out) const;
+    char *write(BatchText &piece, size_t index, size_t row, char *out) const;
+    char *write_value(BatchText &piece, size_t index, size_t row, char *out) const;
+    char *write_number_of(BatchText &piece, size_t index, size_t row, char *out) const;
+    char *write_present(BatchText &piece, size_t index, size_t row, double value, char *out) const;
+    char *write_long_text(BatchText &piece, size_t index, size_t row, char *out) const;
+    char *put_text(BatchText &piece, std::string_view text, char *out) const;
     char *write_text(std::string_view text, char *out) const;
 
     char separator_;
@@ -151,7 +152,7 @@ std::string LineFormat::names(const DataSet &description) const {
     return line + '\n';
 }
 
-void LineFormat::format(Piece &piece) const {
+void LineFormat::format(BatchText &piece) const {
     piece.remarks.assign(columns_.size(), {});
     char *out = piece.text.data();
     for (size_t row = 0; row < piece.batch.rows; ++row) {
@@ -166,7 +167,7 @@ void LineFormat::format(Piece &piece) const {
     piece.text.resize(static_cast<size_t>(out - piece.text.data()));
 }
 
-char *LineFormat::write(Piece &piece, size_t index, size_t row, char *out) const {
+char *LineFormat::write(BatchText &piece, size_t index, size_t row, char *out) const {
     const TextColumn &column = columns_[index];
     if (column.content == Content::value)
         return write_value(piece, index, row, out);
@@ -178,7 +179,7 @@ char *LineFormat::write(Piece &piece, size_t index, size_t row, char *out) const
     return put_text(piece, label ? std::string_view(*label) : std::string_view(), out);
 }
 
-char *LineFormat::write_value(Piece &piece, size_t index, size_t row, char *out) const {
+char *LineFormat::write_value(BatchText &piece, size_t index, size_t row, char *out) const {
     switch (columns_[index].look) {
     case Look::text:
         return put_text(piece, piece.batch.columns[columns_[index].variable].text(row), out);
@@ -189,7 +190,7 @@ char *LineFormat::write_value(Piece &piece, size_t index, size_t row, char *out)
     }
 }
 
-char *LineFormat::write_number_of(Piece &piece, size_t index, size_t row, char *out) const {
+char *LineFormat::write_number_of(BatchText &piece, size_t index, size_t row, char *out) const {
     const Column &values = piece.batch.columns[columns_[index].variable];
     const double value = values.number(row);
     if (!is_missing(value))
@@ -199,7 +200,7 @@ char *LineFormat::write_number_of(Piece &piece, size_t index, size_t row, char *
     return columns_.size() == 1 ? write_text({}, out) : out;
 }
 
-char *LineFormat::write_present(Piece &piece, size_t index, size_t row, double value, char *out) const {
+char *LineFormat::write_present(BatchText &piece, size_t index, size_t row, double value, char *out) const {
     const TextColumn &column = columns_[index];
     if (column.look == Look::single)
         return write_single(value, out);
@@ -214,7 +215,7 @@ char *LineFormat::write_present(Piece &piece, size_t index, size_t row, double v
     return write_number(value, out);
 }
 
-char *LineFormat::write_long_text(Piece &piece, size_t index, size_t row, char *out) const {
+char *LineFormat::write_long_text(BatchText &piece, size_t index, size_t row, char *out) const {
     const Column &values = piece.batch.columns[columns_[index].variable];
     const std::string_view text = values.text(row);
     if (values.is_binary(row)) {
@@ -227,7 +228,7 @@ char *LineFormat::write_long_text(Piece &piece, size_t index, size_t row, char *
 }
 
 // The rest of the line has room behind it.
-char *LineFormat::put_text(Piece &piece, std::string_view text, char *out) const {
+char *LineFormat::put_text(BatchText &piece, std::string_view text, char *out) const {
     return write_text(text, piece.room(out, most_text_bytes(text.size()) + fixed_bytes_));
 }
 
@@ -250,14 +251,37 @@ char *LineFormat::write_text(std::string_view text, char *out) const {
 class DelimitedSink : public BatchSink {
   public:
     DelimitedSink(const std::string &path, const DelimitedOptions &options)
-        : options_(options), output_(path, options.group) {}
+        : options_(options), output_(path, options.group), work_(options.threads, pieces_per_thread * options.threads) {
+    }
 
     void begin(const DataSet &description) override;
     void put(Batch &batch) override;
     void finish() override;
 
   private:
-    void deliver(const Piece &piece);
+    static constexpr size_t pieces_per_thread = 2; // one in work, one that waits
+
+    // What is formatted on any thread and goes out in its turn.
+    class Piece : public OrderedWork::Piece {
+      public:
+        explicit Piece(DelimitedSink &sink) : sink_(sink) {
+            if (sink.free_.empty())
+                return;
+            text = std::move(sink.free_.back());
+            sink.free_.pop_back();
+        }
+        void work() override { sink_.format_->format(text); }
+        void deliver() override {
+            sink_.deliver(text);
+            sink_.free_.push_back(std::move(text));
+        }
+
+        BatchText text;
+
+      private:
+        DelimitedSink &sink_;
+    };
+    void deliver(const BatchText &piece);
     void say(Severity severity, size_t column, const std::string &what) const;
 
     DelimitedOptions options_;
@@ -265,8 +289,9 @@ class DelimitedSink : public BatchSink {
     std::unique_ptr<LineFormat> format_;
     std::vector<std::string> names_; // of the variables
     std::vector<Remarks> remarks_;   // of the columns
-    Piece piece_;
     int64_t rows_ = 0;
+    std::vector<BatchText> free_; // whose memory waits for the next pieces
+    OrderedWork work_;            // the last: its threads see everything above
 };
 
 void DelimitedSink::begin(const DataSet &description) {
@@ -278,14 +303,14 @@ void DelimitedSink::begin(const DataSet &description) {
 }
 
 void DelimitedSink::put(Batch &batch) {
-    std::swap(piece_.batch, batch);
-    piece_.first_row = rows_ + 1;
-    rows_ += static_cast<int64_t>(piece_.batch.rows);
-    format_->format(piece_);
-    deliver(piece_);
+    auto piece = std::make_unique<Piece>(*this);
+    std::swap(piece->text.batch, batch);
+    piece->text.first_row = rows_ + 1;
+    rows_ += static_cast<int64_t>(piece->text.batch.rows);
+    work_.submit(std::move(piece));
 }
 
-void DelimitedSink::deliver(const Piece &piece) {
+void DelimitedSink::deliver(const BatchText &piece) {
     output_.append({piece.text.data(), piece.text.size()});
     for (size_t i = 0; i < remarks_.size(); ++i) {
         remarks_[i].unsaid.add(piece.remarks[i].unsaid);
@@ -301,6 +326,7 @@ void DelimitedSink::say(Severity severity, size_t column, const std::string &wha
 }
 
 void DelimitedSink::finish() {
+    work_.finish();
     for (size_t i = 0; i < remarks_.size(); ++i) {
         const bool days = raw_unit(format_->columns()[i].temporal) == Temporal::date;
         if (remarks_[i].unsaid)
