@@ -5,6 +5,7 @@
 
 #include "stata_file_builder.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <cstdlib>
@@ -44,8 +45,8 @@ constexpr struct {
 } mix[] = {{Stored::byte, Type::byte, 6},       {Stored::int16, Type::int16, 6},     {Stored::int32, Type::int32, 6},
            {Stored::float32, Type::float32, 4}, {Stored::float64, Type::float64, 4}, {Stored::text, test::str(12), 4}};
 
-StataFile mixed_description() {
-    StataFile file{.release = 118};
+StataFile mixed_description(MixedForm form) {
+    StataFile file{.release = form.release, .order = form.big_endian ? ByteOrder::big : ByteOrder::little};
     for (const auto &[stored, type, count] : mix)
         for (int i = 0; i < count; ++i)
             file.variables.push_back({.name = "v" + std::to_string(file.variables.size() + 1), .type = type});
@@ -88,19 +89,27 @@ void fill_record(char *record, std::mt19937_64 &random) {
     }
 }
 
+void reverse_numbers(char *record) {
+    for (const auto &[type, offset, width] : mixed_columns())
+        if (type != Stored::text)
+            std::reverse(record + offset, record + offset + width);
+}
+
 // Opens a file behind a description without rows, so that `rows` come between its head and its tail.
 void write_around(const std::string &path, const StataFile &description, const std::string &section,
                   int64_t observations, uint64_t added_bytes, const std::function<void(std::ofstream &)> &rows) {
     Offsets offsets;
     std::string bytes = build(description, &offsets);
     test::patch_number(bytes, offsets.at("N"), static_cast<uint64_t>(observations), description.release < 118 ? 4 : 8,
-                       ByteOrder::little);
+                       description.order);
     const size_t split = offsets.at(section);
     for (size_t entry = 0; offsets.contains("map") && entry < 14; ++entry) {
         uint64_t position;
         std::memcpy(&position, bytes.data() + offsets.at("map") + 8 * entry, 8);
+        if (description.order == ByteOrder::big)
+            position = __builtin_bswap64(position);
         if (position > split)
-            test::patch_number(bytes, offsets.at("map") + 8 * entry, position + added_bytes, 8, ByteOrder::little);
+            test::patch_number(bytes, offsets.at("map") + 8 * entry, position + added_bytes, 8, description.order);
     }
     std::ofstream file(path, std::ios::binary);
     file.write(bytes.data(), static_cast<std::streamsize>(split));
@@ -133,31 +142,30 @@ size_t mixed_record_bytes() {
     return mixed_columns().back().offset + mixed_columns().back().width;
 }
 
-std::string mixed_file(int64_t observations) {
-    const std::string path = scratch_directory() + "/mixed" + std::to_string(observations) + ".dta";
+std::string mixed_file(int64_t observations, MixedForm form) {
+    const std::string path = scratch_directory() + "/mixed" + std::to_string(observations) + "_" +
+                             std::to_string(form.release) + (form.big_endian ? "be" : "") + ".dta";
     if (std::filesystem::exists(path))
         return path;
     const size_t width = mixed_record_bytes();
-    write_around(path, mixed_description(), "data", observations, width * static_cast<uint64_t>(observations),
+    write_around(path, mixed_description(form), "data", observations, width * static_cast<uint64_t>(observations),
                  [&](std::ofstream &file) {
                      std::mt19937_64 random(1);
                      std::string record(width, '\0');
                      for (int64_t i = 0; i < observations; ++i) {
                          fill_record(record.data(), random);
+                         if (form.big_endian)
+                             reverse_numbers(record.data());
                          file.write(record.data(), static_cast<std::streamsize>(width));
                      }
                  });
     return path;
 }
 
-std::string mixed_records(const std::string &path, int64_t observations) {
+size_t mixed_records_offset(MixedForm form) {
     Offsets offsets;
-    build(mixed_description(), &offsets);
-    std::ifstream file(path, std::ios::binary);
-    file.seekg(static_cast<std::streamoff>(offsets.at("data")));
-    std::string records(mixed_record_bytes() * static_cast<size_t>(observations), '\0');
-    file.read(records.data(), static_cast<std::streamsize>(records.size()));
-    return records;
+    build(mixed_description(form), &offsets);
+    return offsets.at("data");
 }
 
 std::string strl_file(int64_t texts) {

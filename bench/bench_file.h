@@ -11,9 +11,13 @@ namespace vor::bench {
 // A temporary directory for everything a benchmark writes.
 const std::string &scratch_directory();
 
-// A release 118 file of 30 mixed variables (byte, int, long, float, double, strings) with that many observations,
-// about 140 bytes each; made once. Its path.
-std::string mixed_file(int64_t observations);
+// A file of 30 mixed variables (byte, int, long, float, double, strings) with that many observations, about 140 bytes
+// each; made once. Its path.
+struct MixedForm {
+    int release = 118;
+    bool big_endian = false;
+};
+std::string mixed_file(int64_t observations, MixedForm form = {});
 
 // Where the records of such a file lie.
 enum class Stored { byte, int16, int32, float32, float64, text };
@@ -25,8 +29,8 @@ struct StoredColumn {
 const std::vector<StoredColumn> &mixed_columns();
 size_t mixed_record_bytes();
 
-// The file's records, read whole.
-std::string mixed_records(const std::string &path, int64_t observations);
+// Where the records of such a file begin.
+size_t mixed_records_offset(MixedForm form);
 
 // A file with one strL variable and that many texts of 2 to 4000 bytes.
 std::string strl_file(int64_t texts);

@@ -64,8 +64,7 @@ void export_values(benchmark::State &state) {
         },
         [] {
             MemorySource source;
-            ExportSession session({}, {}, target(), source.description());
-            export_rows(session, source);
+            export_source({}, {.contract = Contract::extended}, target(), source);
         });
 }
 BENCHMARK(export_values)->Iterations(5)->UseManualTime()->Unit(benchmark::kMillisecond);
@@ -73,7 +72,7 @@ BENCHMARK(export_values)->Iterations(5)->UseManualTime()->Unit(benchmark::kMilli
 const std::string &library_path() {
     static const std::string path = [] {
         std::string made = scratch_directory() + "/library.db";
-        ImportSession session({}, {}, mixed_file(observations));
+        ImportSession session({}, {.contract = Contract::extended}, mixed_file(observations));
         import_rows(session, *Library::open(made, Library::Access::write)->dataset_sink("t", "FORMATS"));
         return made;
     }();
@@ -102,8 +101,7 @@ void export_library(benchmark::State &state) {
         },
         [&] {
             const auto source = Library::open(path, Library::Access::read)->dataset_source("t");
-            ExportSession session({}, {}, target(), source->description());
-            export_rows(session, *source);
+            export_source({}, {.contract = Contract::extended}, target(), *source);
         });
 }
 BENCHMARK(export_library)->Iterations(3)->UseManualTime()->Unit(benchmark::kMillisecond);
@@ -111,7 +109,7 @@ BENCHMARK(export_library)->Iterations(3)->UseManualTime()->Unit(benchmark::kMill
 const std::string &csv_path() {
     static const std::string path = [] {
         std::string made = scratch_directory() + "/in.csv";
-        ImportSession session({}, {}, mixed_file(observations));
+        ImportSession session({}, {.contract = Contract::extended}, mixed_file(observations));
         import_rows(session, *delimited_sink(made, {}));
         return made;
     }();
@@ -139,8 +137,7 @@ void export_csv(benchmark::State &state) {
         state, [&] { read_csv(path); },
         [&] {
             const auto source = delimited_source(path, {});
-            ExportSession session({}, {}, target(), source->description());
-            export_rows(session, *source);
+            export_source({}, {.contract = Contract::extended}, target(), *source);
         });
 }
 BENCHMARK(export_csv)->Iterations(3)->UseManualTime()->Unit(benchmark::kMillisecond);

@@ -8,6 +8,8 @@
 #include <vorhost/missing.h>
 #include <vorhost/tables.h>
 
+#include <algorithm>
+#include <bit>
 #include <charconv>
 #include <cstring>
 #include <filesystem>
@@ -18,73 +20,79 @@ namespace {
 
 constexpr int64_t observations = 1000000;
 
-// Adds up each column; of texts, the lengths.
-struct AddingSink : BatchSink {
-    std::vector<size_t> numbers;
-    std::vector<size_t> texts;
-    std::vector<double> totals;
-    void begin(const DataSet &description) override {
-        totals.resize(description.variables.size());
-        for (size_t i = 0; i < description.variables.size(); ++i)
-            (description.variables[i].kind == ValueKind::character ? texts : numbers).push_back(i);
-    }
-    void put(Batch &batch) override {
-        for (const size_t column : numbers)
-            for (size_t row = 0; row < batch.rows; ++row)
-                if (const double value = batch.columns[column].number(row); !is_missing(value))
-                    totals[column] += value;
-        for (const size_t column : texts)
-            totals[column] += static_cast<double>(batch.columns[column].values.size());
-    }
-    void finish() override { benchmark::DoNotOptimize(totals.data()); }
-};
-
 void import_into(BatchSink &sink) {
-    ImportSession session({}, {}, mixed_file(observations));
+    ImportSession session({}, {.contract = Contract::extended}, mixed_file(observations));
     import_rows(session, sink);
 }
 
-double widened(const char *record, const StoredColumn &column) {
-    const auto number = [&](auto value) {
-        std::memcpy(&value, record + column.offset, sizeof value);
-        return static_cast<double>(value);
-    };
+template <class Number>
+double number_at(const char *field, bool big_endian) {
+    char bytes[sizeof(Number)];
+    std::memcpy(bytes, field, sizeof bytes);
+    if (big_endian)
+        std::reverse(std::begin(bytes), std::end(bytes));
+    return static_cast<double>(std::bit_cast<Number>(bytes));
+}
+
+double widened(const char *record, const StoredColumn &column, bool big_endian) {
+    const char *field = record + column.offset;
     switch (column.type) {
     case Stored::byte:
-        return number(int8_t{});
+        return number_at<int8_t>(field, big_endian);
     case Stored::int16:
-        return number(int16_t{});
+        return number_at<int16_t>(field, big_endian);
     case Stored::int32:
-        return number(int32_t{});
+        return number_at<int32_t>(field, big_endian);
     case Stored::float32:
-        return number(float{});
+        return number_at<float>(field, big_endian);
     case Stored::float64:
-        return number(double{});
+        return number_at<double>(field, big_endian);
     case Stored::text:
         return 0;
     }
     return 0;
 }
 
+// Reads the records in pieces, and each number of these columns into a double.
+void widen(const std::string &path, MixedForm form, const std::vector<StoredColumn> &columns) {
+    const int file = open(path.c_str(), O_RDONLY);
+    lseek(file, static_cast<off_t>(mixed_records_offset(form)), SEEK_SET);
+    const size_t width = mixed_record_bytes();
+    std::vector<char> piece(piece_bytes / width * width);
+    double total = 0;
+    for (ssize_t got; (got = read(file, piece.data(), piece.size())) > 0;)
+        for (const char *record = piece.data(); record + width <= piece.data() + got; record += width)
+            for (const StoredColumn &column : columns)
+                total += widened(record, column, form.big_endian);
+    benchmark::DoNotOptimize(total);
+    close(file);
+}
+
+// Columns of the file into batches: release, byte order, and whether all or three of them.
 void import_values(benchmark::State &state) {
-    const std::string path = mixed_file(observations);
-    const std::string records = mixed_records(path, observations);
+    const MixedForm form{static_cast<int>(state.range(0)), state.range(1) != 0};
+    const std::string path = mixed_file(observations, form);
+    std::vector<StoredColumn> columns = mixed_columns();
+    ImportSession::Options options{.contract = Contract::extended};
+    if (state.range(2) == 3) {
+        options.selection.keep = {"v4", "v14", "v24"};
+        columns = {columns[3], columns[13], columns[23]};
+    }
     compare(
-        state,
+        state, [&] { widen(path, form, columns); },
         [&] {
-            plain_read(path);
-            double total = 0;
-            for (size_t at = 0; at < records.size(); at += mixed_record_bytes())
-                for (const StoredColumn &column : mixed_columns())
-                    total += widened(records.data() + at, column);
-            benchmark::DoNotOptimize(total);
-        },
-        [] {
-            AddingSink sink;
-            import_into(sink);
+            ImportSession session({}, options, path);
+            const size_t rows = batch_rows(session.description().variables);
+            for (Batch batch; session.next(batch, rows);)
+                benchmark::DoNotOptimize(batch.columns.data());
         });
 }
-BENCHMARK(import_values)->Iterations(15)->UseManualTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(import_values)
+    ->ArgsProduct({{118, 114}, {0, 1}, {30, 3}})
+    ->ArgNames({"release", "big_endian", "columns"})
+    ->Iterations(15)
+    ->UseManualTime()
+    ->Unit(benchmark::kMillisecond);
 
 // Every value of the file, as the sinks get it.
 struct Values {

@@ -48,9 +48,9 @@ class ImportSession : public BatchSource {
   public:
     struct Options {
         bool value_labels = true;
-        std::string encoding;     // of the file's text; empty: as the release says
-        FormatPlace formats;      // where the user formats go
-        Selection selection = {}; // user formats of variables that it leaves out go nowhere
+        std::string encoding = {}; // of the file's text; empty: as the release says
+        FormatPlace formats = {};  // where the user formats go
+        Selection selection = {};  // user formats of variables that it leaves out go nowhere
         Contract contract = Contract::base;
     };
 
@@ -87,7 +87,7 @@ class ExportSession {
   public:
     struct Options {
         bool labels_as_names = false;
-        FormatPlace formats; // where the user formats come from
+        FormatPlace formats = {}; // where the user formats come from
         Contract contract = Contract::base;
         StoredTypes types = StoredTypes::kept;
     };

@@ -49,7 +49,7 @@ struct DelimitedOptions {
     char separator = ',';
     bool raw = false; // numbers as they are, dates and periods as days, moments and times as seconds
     LabelForm labels = LabelForm::codes;
-    FormatLookup formats = {};    // for labels that the description does not bring
+    FormatLookup formats = {}; // for labels that the description does not bring
     size_t threads = machine_threads();
     OutputGroup *group = nullptr; // the file appears with the others of its group; null: with finish
     Log *log = nullptr;           // hears of values that raw numbers cannot say; may be null
