@@ -64,7 +64,7 @@ void export_values(benchmark::State &state) {
         },
         [] {
             MemorySource source;
-            export_source({}, {.contract = Contract::extended}, target(), source);
+            export_source({}, {}, target(), source);
         });
 }
 BENCHMARK(export_values)->Iterations(5)->UseManualTime()->Unit(benchmark::kMillisecond);
@@ -72,7 +72,7 @@ BENCHMARK(export_values)->Iterations(5)->UseManualTime()->Unit(benchmark::kMilli
 const std::string &library_path() {
     static const std::string path = [] {
         std::string made = scratch_directory() + "/library.db";
-        ImportSession session({}, {.contract = Contract::extended}, mixed_file(observations));
+        ImportSession session({}, {}, mixed_file(observations));
         import_rows(session, *Library::open(made, Library::Access::write)->dataset_sink("t", "FORMATS"));
         return made;
     }();
@@ -101,7 +101,7 @@ void export_library(benchmark::State &state) {
         },
         [&] {
             const auto source = Library::open(path, Library::Access::read)->dataset_source("t");
-            export_source({}, {.contract = Contract::extended}, target(), *source);
+            export_source({}, {}, target(), *source);
         });
 }
 BENCHMARK(export_library)->Iterations(3)->UseManualTime()->Unit(benchmark::kMillisecond);
@@ -109,7 +109,7 @@ BENCHMARK(export_library)->Iterations(3)->UseManualTime()->Unit(benchmark::kMill
 const std::string &csv_path() {
     static const std::string path = [] {
         std::string made = scratch_directory() + "/in.csv";
-        ImportSession session({}, {.contract = Contract::extended}, mixed_file(observations));
+        ImportSession session({}, {}, mixed_file(observations));
         import_rows(session, *delimited_sink(made, {}));
         return made;
     }();
@@ -137,7 +137,7 @@ void export_csv(benchmark::State &state) {
         state, [&] { read_csv(path); },
         [&] {
             const auto source = delimited_source(path, {});
-            export_source({}, {.contract = Contract::extended}, target(), *source);
+            export_source({}, {}, target(), *source);
         });
 }
 BENCHMARK(export_csv)->Iterations(3)->UseManualTime()->Unit(benchmark::kMillisecond);

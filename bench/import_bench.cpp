@@ -21,7 +21,7 @@ namespace {
 constexpr int64_t observations = 1000000;
 
 void import_into(BatchSink &sink) {
-    ImportSession session({}, {.contract = Contract::extended}, mixed_file(observations));
+    ImportSession session({}, {}, mixed_file(observations));
     import_rows(session, sink);
 }
 
@@ -73,7 +73,7 @@ void import_values(benchmark::State &state) {
     const MixedForm form{static_cast<int>(state.range(0)), state.range(1) != 0};
     const std::string path = mixed_file(observations, form);
     std::vector<StoredColumn> columns = mixed_columns();
-    ImportSession::Options options{.contract = Contract::extended};
+    ImportSession::Options options;
     if (state.range(2) == 3) {
         options.selection.keep = {"v4", "v14", "v24"};
         columns = {columns[3], columns[13], columns[23]};

@@ -64,7 +64,7 @@ using Rows = std::vector<std::vector<Cell>>;
 
 Rows write(FuzzedDataProvider &input, vor::test::HostResources &host, const vor::DataSet &description) {
     Rows rows(input.ConsumeIntegralInRange<size_t>(0, most_rows));
-    vor::ExportSession session(host.options(), {}, "/memory/output.dta", description);
+    vor::ExportSession session(host.options(), {.contract = vor::Contract::base}, "/memory/output.dta", description);
     for (auto &row : rows) {
         vor::Batch batch;
         batch.start(description.variables, 0);
@@ -87,7 +87,7 @@ Rows write(FuzzedDataProvider &input, vor::test::HostResources &host, const vor:
 }
 
 void read_back(vor::test::HostResources &host, const vor::DataSet &description, const Rows &rows) {
-    vor::ImportSession session(host.options(), {}, "/memory/output.dta");
+    vor::ImportSession session(host.options(), {.contract = vor::Contract::base}, "/memory/output.dta");
     const auto &variables = session.description().variables;
     vor::fuzz::require(variables.size() == description.variables.size(), "every variable comes back");
     for (const auto &row : rows) {

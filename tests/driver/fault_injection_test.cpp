@@ -136,7 +136,7 @@ std::string export_sample(FaultyHost &host, int rows) {
                              {"day", "", ValueKind::numeric, 8, {"DATE", 9, 0}, {}},
                              {"text", "", ValueKind::character, 1500, {}, {}}};
     try {
-        ExportSession session(host.options(), {}, target, description);
+        ExportSession session(host.options(), base_export, target, description);
         for (int i = 0; i < rows; ++i) {
             Batch row;
             row.start(description.variables, i);
@@ -205,7 +205,7 @@ TEST(CatalogFaults, OfTheMachineEndAnImportAndRefusalsDoNot) {
         host.files.put("sample.dta", samples[0]);
         bool ended = false;
         try {
-            ImportSession(host.options(), {}, "/memory/sample.dta").close();
+            ImportSession(host.options(), base_import, "/memory/sample.dta").close();
         } catch (const std::exception &) {
             ended = true;
         }

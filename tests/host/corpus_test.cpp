@@ -94,7 +94,7 @@ void compare_variable(const vor::Variable &variable, const Described &expected, 
 void compare(const std::filesystem::path &path) {
     const json file = corpus_description(path);
     const int release = file.at("release");
-    ImportSession::Options options;
+    ImportSession::Options options = base_import;
     options.encoding = release < first_utf8_release ? "latin1" : "";
     const CollectedImport import = sound_import(path.string(), options);
     EXPECT_EQ(import.summary.release, release);

@@ -41,7 +41,7 @@ void expect_notes(const std::vector<ChangedValue> &changes, const char *session_
     HostOptions host;
     host.log = &log;
     host.session_encoding = session_encoding;
-    ExportSession session(host, {}, scratch.path("o.dta"), description);
+    ExportSession session(host, base_export, scratch.path("o.dta"), description);
     Cells rows(3);
     for (const ChangedValue &change : changes) {
         rows[0].push_back(sound_value(change.variable));
@@ -101,7 +101,7 @@ TEST(ExportJob, NamesAndLabelsThatAreTooLongOrNotInTheSession) {
     description.variables = {numeric("a"), numeric("b"), numeric("\xE6\x97\xA5"), numeric("\xE6\x9C\xAC")};
     description.variables[0].label = std::string(319, 'x') + "\xC3\xA9";
     description.variables[1].label = "\xE6\x97\xA5\xC3\xA9";
-    ExportSession(host, {}, scratch.path("o.dta"), description).finish();
+    ExportSession(host, base_export, scratch.path("o.dta"), description).finish();
     EXPECT_TRUE(log.contains("variable a: its label of 321 bytes is cut to 319.")) << log.text();
     EXPECT_TRUE(log.contains("variable b: characters of its label that the session encoding does not have, written as "
                              "'?': 1."))
@@ -128,7 +128,7 @@ TEST(ExportJob, LabelsInAnySession) {
         HostOptions host;
         host.catalogs = &catalogs;
         host.session_encoding = session_encoding;
-        ExportSession(host, {}, scratch.path("o.dta"), description).finish();
+        ExportSession(host, base_export, scratch.path("o.dta"), description).finish();
         files.push_back(file_bytes(scratch.path("o.dta")));
     }
     EXPECT_TRUE(files[0] == files[1]);
@@ -151,7 +151,7 @@ TEST(ExportJob, FormatsByTheirWholeNames) {
     description.variables = {numeric("a", "SATISFACTION."), numeric("b", "satisfac."),  numeric("c", "E12."),
                              numeric("d", "DATE9."),        numeric("f", "YYMMDDT10."), numeric("g", "SATISFACTION.")};
     const ScratchDirectory scratch;
-    ExportSession session(host, {}, scratch.path("o.dta"), description);
+    ExportSession session(host, base_export, scratch.path("o.dta"), description);
     session.put(batch_of(description.variables, {{missing_value('.'), missing_value('.'), missing_value('.'),
                                                   missing_value('.'), 1.5, missing_value('.')}}));
     session.finish();

@@ -63,7 +63,7 @@ void expect_whole_file(const CollectedImport &import, const StataFile &file) {
 }
 
 ImportSession::Options selecting(Selection selection) {
-    ImportSession::Options options;
+    ImportSession::Options options = base_import;
     options.selection = std::move(selection);
     return options;
 }
@@ -96,7 +96,7 @@ TEST(ImportJob, EveryReleaseInEitherByteOrder) {
 }
 
 // An import of bytes that never see the disk.
-CollectedImport import_bytes(const std::string &bytes, const ImportSession::Options &options = {}) {
+CollectedImport import_bytes(const std::string &bytes, const ImportSession::Options &options = base_import) {
     Faults faults;
     MemoryFiles files(faults);
     files.put("f.dta", bytes);
@@ -287,7 +287,7 @@ TEST(ImportJob, DataLabelAndValueLabelsInAnySession) {
         HostOptions host;
         host.session_encoding = session_encoding;
         const ScratchDirectory scratch;
-        const CollectedImport import = sound_import(scratch.write("f.dta", build(file)), {}, host);
+        const CollectedImport import = sound_import(scratch.write("f.dta", build(file)), base_import, host);
         EXPECT_EQ(import.labels_of(import.description.variables[0]), (Texts{"1=Zo\xC3\xAB"})) << session_encoding;
         EXPECT_EQ(import.summary.data_label, file.data_label) << session_encoding;
     }
@@ -302,7 +302,7 @@ TEST(ImportJob, CharactersThatTheSessionLacksAreCounted) {
     CapturedLog log;
     host.log = &log;
     {
-        ImportSession session(host, {}, scratch.write("f.dta", build(file)));
+        ImportSession session(host, base_import, scratch.write("f.dta", build(file)));
         for (Batch batch; session.next(batch, 2);) {
         }
         session.close();
@@ -343,8 +343,7 @@ TEST(ImportJob, TextThatIsNotInItsEncoding) {
     EXPECT_EQ(as_found.rows, (std::vector<Texts>{{"'plain'", "'ä'"}, {"'café'", "'café'"}, {"'€'", "'ok'"}}));
     for (const char *part : {"variable s", "observation 2", "2 values"})
         EXPECT_TRUE(as_found.log.contains(part)) << as_found.log.text();
-    const CollectedImport named =
-        import_bytes(build(file), {.value_labels = true, .encoding = "latin1", .formats = {}});
+    const CollectedImport named = import_bytes(build(file), {.encoding = "latin1", .contract = Contract::base});
     EXPECT_EQ(named.rows.at(1), (Texts{"'café'", "'cafÃ©'"}));
 }
 
@@ -353,7 +352,8 @@ TEST(ImportJob, TextThatGrows) {
     StataFile file{.variables = {{.name = "s", .type = str(4)}, {.name = "l", .type = str(2000)}}};
     file.rows = {{"\xE4z", std::string(1000, '\xE4')}, {"\xE4\xE4\xE4\xE4", "short"}};
     const ScratchDirectory scratch;
-    const CollectedImport import = collect_import(scratch.write("f.dta", build(file)), {}, {.file_encoding = "latin1"});
+    const CollectedImport import =
+        collect_import(scratch.write("f.dta", build(file)), base_import, {.file_encoding = "latin1"});
     std::string grown;
     for (int i = 0; i < 1000; ++i)
         grown += "\xC3\xA4";
@@ -497,8 +497,8 @@ TEST(ImportJob, TheHostsStatementsCountUnlessTheJobNamesAPlace) {
                          .value_labels = {{"yn", {{1, "yes"}}}}};
     const std::string path = scratch.write("f.dta", build(file));
     const HostOptions host{.statements = "FMTLIB=HOST.OWN;"};
-    EXPECT_EQ(sound_import(path, {}, host).catalogs.last_place, "HOST.OWN");
-    ImportSession::Options named;
+    EXPECT_EQ(sound_import(path, base_import, host).catalogs.last_place, "HOST.OWN");
+    ImportSession::Options named = base_import;
     named.formats = {"JOB", "GIVEN"};
     EXPECT_EQ(sound_import(path, named, host).catalogs.last_place, "JOB.GIVEN");
 }

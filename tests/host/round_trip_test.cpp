@@ -28,7 +28,7 @@ void carry(const std::string &from, const std::string &to, Route route, const Sc
     std::unique_ptr<BatchSource> source;
     Schema schema;
     {
-        ImportSession import(host, {}, from);
+        ImportSession import(host, base_import, from);
         if (route == Route::library) {
             const auto library = Library::open(scratch.path("trip.db"), Library::Access::write);
             import_rows(import, *library->dataset_sink("trip", "FORMATS"));
@@ -42,7 +42,7 @@ void carry(const std::string &from, const std::string &to, Route route, const Sc
             source = delimited_source(scratch.path("trip.csv"), {.schema = &schema});
         }
     }
-    ExportSession session(host, {}, to, source->description());
+    ExportSession session(host, base_export, to, source->description());
     export_rows(session, *source);
 }
 
@@ -148,7 +148,7 @@ TEST(RoundTrip, FormatsOfTheOtherKindAreLeftOut) {
                       {"b", "", ValueKind::numeric, 8, {"$TEXTS", 0, 0}, {}},
                       {"c", "", ValueKind::character, 4, {"NUMBERS", 0, 0}, {}}};
     const ScratchDirectory scratch;
-    ExportSession session(host, {}, scratch.path("back.dta"), data);
+    ExportSession session(host, base_export, scratch.path("back.dta"), data);
     Batch row;
     row.start(data.variables, 0);
     row.columns[0].append(1);

@@ -44,13 +44,17 @@ struct CollectedImport {
     std::vector<std::string> labels_of(const Variable &variable) const;
 };
 
+// What tests of the base contract ask for: nothing.
+inline const ImportSession::Options base_import{.contract = Contract::base};
+inline const ExportSession::Options base_export{.contract = Contract::base};
+
 // Imports a file through the module that VORDTA_MODULE names. Whatever fails is in `error`; nothing is thrown. The
 // log and the catalogs of `host` are replaced.
-CollectedImport collect_import(const std::string &path, const ImportSession::Options &options = {},
+CollectedImport collect_import(const std::string &path, const ImportSession::Options &options = base_import,
                                HostOptions host = {});
 
 // The same of a file that nothing is wrong with: throws what failed.
-CollectedImport sound_import(const std::string &path, const ImportSession::Options &options = {},
+CollectedImport sound_import(const std::string &path, const ImportSession::Options &options = base_import,
                              HostOptions host = {});
 
 // A new directory that goes with the object.

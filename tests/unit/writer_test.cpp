@@ -69,7 +69,7 @@ class Export {
     HostResources host;
     HostOptions host_options;
     CatalogMap catalogs;
-    ExportSession::Options options;
+    ExportSession::Options options{.contract = Contract::base};
     std::string bytes;
 };
 

@@ -51,7 +51,7 @@ class ImportSession : public BatchSource {
         std::string encoding = {}; // of the file's text; empty: as the release says
         FormatPlace formats = {};  // where the user formats go
         Selection selection = {};  // user formats of variables that it leaves out go nowhere
-        Contract contract = Contract::base;
+        Contract contract = Contract::extended;
     };
 
     // Opens the file and reads its header and descriptors; its user formats go to the host's catalogs.
@@ -88,7 +88,7 @@ class ExportSession {
     struct Options {
         bool labels_as_names = false;
         FormatPlace formats = {}; // where the user formats come from
-        Contract contract = Contract::base;
+        Contract contract = Contract::extended;
         StoredTypes types = StoredTypes::kept;
     };
 
