@@ -73,6 +73,13 @@ void add_strict_option(CommandLine &line, CLI::App &command) {
     command.add_flag("--strict", line.common.strict, "Fail, without output, when there is a warning");
 }
 
+void add_threads_option(CommandLine &line, CLI::App &command) {
+    constexpr size_t most = 256;
+    command.add_option("--threads", line.common.threads, "Work on N threads; default: the machine's cores")
+        ->type_name("N")
+        ->check(CLI::Range(size_t{1}, most));
+}
+
 void add_unpacking_option(CommandLine &line, CLI::App &command) {
     command.add_flag("--no-unpack-limit", line.common.no_unpack_limit,
                      "Read a compressed file even if it unpacks to more than 1100 times its size");

@@ -6,6 +6,7 @@
 #include "log_output.h"
 
 #include <vorhost/conversion.h>
+#include <vorhost/files.h>
 #include <vorhost/host.h>
 #include <vorhost/log.h>
 #include <vorhost/selection.h>
@@ -27,6 +28,7 @@ struct CommonOptions {
     std::string progress = "auto";
     std::string session_encoding = "utf-8";
     bool no_unpack_limit = false; // commands that read compressed files
+    size_t threads = machine_threads();
 
     Unpacking unpacking() const { return no_unpack_limit ? Unpacking::unbounded : Unpacking::bounded; }
 };
@@ -82,6 +84,9 @@ Contract contract_of(const std::string &name);
 
 // For the commands that make something: warnings keep it from appearing.
 void add_strict_option(CommandLine &line, CLI::App &command);
+
+// For the commands that work on several threads.
+void add_threads_option(CommandLine &line, CLI::App &command);
 
 // For the commands that read what may be compressed.
 void add_unpacking_option(CommandLine &line, CLI::App &command);

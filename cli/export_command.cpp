@@ -134,6 +134,7 @@ void add_export_command(CommandLine &line) {
         ->check(CLI::IsMember({"kept", "smallest", "double"}));
     add_contract_option(*command, options->contract);
     add_strict_option(line, *command);
+    add_threads_option(line, *command);
     add_unpacking_option(line, *command);
     command->add_flag("--labels-as-names", options->labels_as_names, "Variable labels become the names");
     add_library_options(*command, options->libraries);

@@ -163,6 +163,7 @@ std::unique_ptr<BatchSink> text_sink(const ImportOptions &options, const Destina
                                      RunLibraries &libraries, Run &run) {
     DelimitedOptions form;
     form.log = &run.log;
+    form.threads = run.options.threads;
     form.separator = destination.separator;
     form.raw = options.raw;
     form.labels = label_form(options.labels);
@@ -263,6 +264,7 @@ void add_import_command(CommandLine &line) {
     add_reading_options(*command, options->reading);
     add_unpacking_option(line, *command);
     add_strict_option(line, *command);
+    add_threads_option(line, *command);
     add_selection_options(*command, options->selection, "--limit", "Stop after N observations");
     add_output_options(*command, *options);
     add_library_options(*command, options->libraries);

@@ -136,6 +136,25 @@ TEST_F(ImportIntoLibrary, FormatsGoWhereFmtlibSays) {
     EXPECT_EQ(library()->describe("none").variables[0].format, Format{});
 }
 
+// What is told of the first value that is changed, too.
+TEST_F(ImportCommand, AnyNumberOfThreadsWritesTheSame) {
+    StataFile file{.variables = {{.name = "n", .type = Type::int16, .value_label = "t"},
+                                 {.name = "w", .type = Type::float64, .format = "%tw"},
+                                 {.name = "s", .type = Type::strl, .format = "%9s"}},
+                   .value_labels = {{"t", {{7, "\"seven\",\n"}}}}};
+    for (int row = 0; row < 20000; ++row)
+        file.rows.push_back({row % 100, row < 19000 ? row : 0.5, row % 3000 == 2999 ? Cell(binary("\1")) : "a\"b"});
+    scratch.write("many.dta", build(file));
+    const std::string one = run("import many.dta o.csv --raw --labels both --threads 1").err;
+    const std::string written = bytes("o.csv");
+    for (const char *threads : {"2", "4"}) {
+        EXPECT_EQ(run(std::string("import many.dta o.csv --raw --labels both --threads ") + threads).err, one);
+        EXPECT_TRUE(bytes("o.csv") == written) << threads;
+    }
+    EXPECT_NE(one.find("first in observation 19001"), std::string::npos) << one;
+    expect_failure("import many.dta o.csv --threads 0", 2, "--threads");
+}
+
 TEST_F(ImportCommand, LogOfEachRun) {
     EXPECT_EQ(run("import visits.dta - --quiet --log log.txt").err, "");
     EXPECT_NE(bytes("log.txt").find("NOTE: The import data set has 3 observations and 5 variables.\n"),

@@ -314,8 +314,6 @@ void DelimitedSink::deliver(const BatchText &piece) {
     output_.append({piece.text.data(), piece.text.size()});
     for (size_t i = 0; i < remarks_.size(); ++i) {
         remarks_[i].unsaid.add(piece.remarks[i].unsaid);
-        if (piece.remarks[i].binary && !remarks_[i].binary)
-            say(Severity::note, i, " holds bytes that are no text; they are written as base64.");
         remarks_[i].binary = remarks_[i].binary || piece.remarks[i].binary;
     }
 }
@@ -328,6 +326,8 @@ void DelimitedSink::say(Severity severity, size_t column, const std::string &wha
 void DelimitedSink::finish() {
     work_.finish();
     for (size_t i = 0; i < remarks_.size(); ++i) {
+        if (remarks_[i].binary)
+            say(Severity::note, i, " holds bytes that are no text; they are written as base64.");
         const bool days = raw_unit(format_->columns()[i].temporal) == Temporal::date;
         if (remarks_[i].unsaid)
             say(Severity::warning, i,
