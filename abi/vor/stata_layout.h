@@ -6,9 +6,7 @@
 #include <cstdint>
 
 // Limits of values.
-inline constexpr uint16_t LONGEST_STRING_BYTES = 2045; // of a fixed text in a tagged file
-inline constexpr int32_t SMALLEST_LONG = -2147483647;
-inline constexpr int32_t LARGEST_LONG = 2147483620;      // above it stand the missing values of a long
+inline constexpr uint16_t LONGEST_STRING_BYTES = 2045;   // of a fixed text in a tagged file
 inline constexpr double LEAST_MISSING_DOUBLE = 0x1p1023; // from it on a stored double is missing
 inline constexpr double MISSING_SENTINEL = -1e301;       // a missing number between driver and conversion layer
 
@@ -23,6 +21,92 @@ enum stored_type : int32_t {
     STORED_STRING = STORED_NUMBERS,
     STORED_STRL, // a reference to a long string
 };
+
+// Missing values: "." and the letters ".a" to ".z", which releases before 113 do not have. Their ranks are 0 and 1
+// to 26.
+inline constexpr int32_t HIGHEST_RANK = 26;
+
+// 'a' to 'z'; '.' for rank 0.
+constexpr char letter_of_rank(int32_t rank) {
+    return rank == 0 ? '.' : static_cast<char>('a' - 1 + rank);
+}
+
+// Of a capital letter, as the host's marks are; 0 for any other character.
+constexpr int32_t rank_of_letter(int32_t letter) {
+    return letter >= 'A' && letter <= 'Z' ? letter - 'A' + 1 : 0;
+}
+
+// How a type stores them: the pattern of ".", as an integer, and by how many bits each further rank is shifted above
+// it.
+template <class stored>
+struct missing_pattern;
+template <>
+struct missing_pattern<int8_t> {
+    static constexpr int8_t STANDARD = 101;
+};
+template <>
+struct missing_pattern<int16_t> {
+    static constexpr int16_t STANDARD = 32741;
+};
+template <>
+struct missing_pattern<int32_t> {
+    static constexpr int32_t STANDARD = 2147483621;
+};
+template <>
+struct missing_pattern<float> {
+    static constexpr uint32_t STANDARD = 0x7F000000; // 2^127
+    static constexpr int32_t RANK_SHIFT = 11;
+};
+template <>
+struct missing_pattern<double> {
+    static constexpr uint64_t STANDARD = 0x7FE0000000000000; // 2^1023
+    static constexpr int32_t RANK_SHIFT = 40;
+};
+
+// An integer type's numbers, between which and its highest value stand the missing values. Files hold the one below the
+// smallest, too.
+template <class stored>
+inline constexpr stored LARGEST_NUMBER = missing_pattern<stored>::STANDARD - 1;
+template <class stored>
+inline constexpr stored HIGHEST = LARGEST_NUMBER<stored> + 1 + HIGHEST_RANK;
+template <class stored>
+inline constexpr stored SMALLEST_NUMBER = -HIGHEST<stored>;
+inline constexpr int32_t SMALLEST_LONG = SMALLEST_NUMBER<int32_t>;
+inline constexpr int32_t LARGEST_LONG = LARGEST_NUMBER<int32_t>;
+
+template <class stored>
+constexpr stored stored_missing(int32_t rank) {
+    return static_cast<stored>(missing_pattern<stored>::STANDARD + rank);
+}
+template <>
+constexpr float stored_missing(int32_t rank) {
+    using pattern = missing_pattern<float>;
+    return __builtin_bit_cast(float, pattern::STANDARD + (static_cast<uint32_t>(rank) << pattern::RANK_SHIFT));
+}
+template <>
+constexpr double stored_missing(int32_t rank) {
+    using pattern = missing_pattern<double>;
+    return __builtin_bit_cast(double, pattern::STANDARD + (static_cast<uint64_t>(rank) << pattern::RANK_SHIFT));
+}
+
+// The rank of a missing value. Bits below the rank do not count; a pattern above that of ".z" is ".".
+template <class stored>
+constexpr int32_t missing_rank(stored value) {
+    return static_cast<int32_t>(value) - missing_pattern<stored>::STANDARD;
+}
+template <>
+constexpr int32_t missing_rank(float value) {
+    constexpr int32_t BELOW = 3; // bits of the byte that the rank ends in
+    const auto bits = __builtin_bit_cast(uint32_t, value);
+    const auto byte = static_cast<int32_t>(bits >> (missing_pattern<float>::RANK_SHIFT - BELOW) & 0xFF);
+    return byte <= HIGHEST_RANK << BELOW ? byte >> BELOW : 0;
+}
+template <>
+constexpr int32_t missing_rank(double value) {
+    const auto bits = __builtin_bit_cast(uint64_t, value);
+    const auto byte = static_cast<int32_t>(bits >> missing_pattern<double>::RANK_SHIFT & 0xFF);
+    return byte <= HIGHEST_RANK ? byte : 0;
+}
 
 // Bytes of a value in the record, by stored type; a string's are in its type code.
 inline constexpr int32_t STORED_BYTES[] = {1, 2, 4, 4, 8, 0, 8};

@@ -13,9 +13,6 @@
 namespace vor {
 namespace {
 
-constexpr int32_t first_missing_long = LARGEST_LONG + 1; // ".", then ".a" to ".z"
-constexpr int32_t last_missing_long = first_missing_long + 26;
-
 // By stored_type.
 constexpr StoredType stored_types[] = {StoredType::int8,     StoredType::int16,   StoredType::int32,
                                        StoredType::float32,  StoredType::float64, StoredType::text,
@@ -26,10 +23,7 @@ std::string_view view(const vor_text &text) {
 }
 
 double labelled_value(int32_t stored) {
-    if (stored < first_missing_long || stored > last_missing_long)
-        return stored;
-    return missing_value(stored == first_missing_long ? '.'
-                                                      : static_cast<char>('A' + (stored - first_missing_long) - 1));
+    return stored <= LARGEST_LONG ? stored : missing_value(letter_of_rank(missing_rank(stored)));
 }
 
 // Missing values first, by their marks; then by number.
@@ -103,8 +97,7 @@ std::string usual_format(const Variable &variable) {
 int32_t label_value(double number) {
     if (!is_missing(number))
         return static_cast<int32_t>(number);
-    const char mark = missing_mark(number);
-    return mark == '.' ? first_missing_long : first_missing_long + 1 + (mark - 'A');
+    return stored_missing<int32_t>(rank_of_letter(missing_mark(number)));
 }
 
 } // namespace

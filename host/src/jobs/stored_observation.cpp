@@ -25,11 +25,10 @@ struct IntegerType {
     double largest;
 };
 constexpr IntegerType integer_types[] = {
-    {StoredType::int8, -127, 100},
-    {StoredType::int16, -32767, 32740},
-    {StoredType::int32, SMALLEST_LONG, LARGEST_LONG},
+    {StoredType::int8, SMALLEST_NUMBER<int8_t>, LARGEST_NUMBER<int8_t>},
+    {StoredType::int16, SMALLEST_NUMBER<int16_t>, LARGEST_NUMBER<int16_t>},
+    {StoredType::int32, SMALLEST_NUMBER<int32_t>, LARGEST_NUMBER<int32_t>},
 };
-constexpr double largest_float = 0x1.fffffep126;
 
 // What the values of a column are like.
 struct Evidence {
@@ -46,8 +45,8 @@ struct Evidence {
         smallest = std::min(smallest, value);
         largest = std::max(largest, value);
         whole = whole && value == std::trunc(value) && !(value == 0 && std::signbit(value));
-        exact_float =
-            exact_float && std::fabs(value) <= largest_float && static_cast<double>(static_cast<float>(value)) == value;
+        exact_float = exact_float && std::fabs(value) < stored_missing<float>(0) &&
+                      static_cast<double>(static_cast<float>(value)) == value;
     }
 
     bool fits(StoredType type) const {

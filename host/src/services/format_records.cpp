@@ -3,11 +3,13 @@
 #include "services/strings_and_numbers.h"
 #include "text/encodings.h"
 
+#include <vor/stata_layout.h>
 #include <vorhost/missing.h>
 
 #include <algorithm>
 #include <array>
 #include <bit>
+#include <cmath>
 #include <cstddef>
 #include <cstring>
 #include <limits>
@@ -16,24 +18,19 @@
 namespace vor::services {
 namespace {
 
-constexpr double FIRST_MARK = 2147483621; // stands for "."; the 26 numbers after it for ".a" to ".z"
-constexpr int MARKS = 27;
 constexpr size_t SHORT_TEXT_BYTES = sizeof(IRANGESTR_C16::start);
 constexpr size_t MOST_TEXT_BYTES = std::numeric_limits<int16_t>::max();
 
+// The module numbers missing values as a stored long does.
 double to_host(double value) {
-    if (!(value >= FIRST_MARK && value < FIRST_MARK + MARKS) ||
-        value != static_cast<double>(static_cast<int64_t>(value)))
+    if (!(value > LARGEST_LONG && value <= HIGHEST<int32_t>) || value != std::trunc(value))
         return value;
-    const int mark = static_cast<int>(value - FIRST_MARK);
-    return missing_value(mark == 0 ? '.' : static_cast<char>('A' + mark - 1));
+    return missing_value(letter_of_rank(missing_rank(static_cast<int32_t>(value))));
 }
 
 double to_module(double value) {
     const char mark = missing_mark(value);
-    if (mark == '.')
-        return FIRST_MARK;
-    return mark >= 'A' && mark <= 'Z' ? FIRST_MARK + 1 + (mark - 'A') : value;
+    return mark == '.' || (mark >= 'A' && mark <= 'Z') ? stored_missing<int32_t>(rank_of_letter(mark)) : value;
 }
 
 std::string_view without_trailing_space(std::string_view text) {

@@ -8,14 +8,6 @@
 #include <cstdint>
 #include <cstring>
 
-inline constexpr float FLOAT_MISSING = 0x1p127F;
-inline constexpr int32_t EXTENDED_MISSINGS = 26; // ".a" to ".z", above "."
-
-template <class stored>
-inline constexpr int32_t HIGHEST = sizeof(stored) == 1   ? INT8_MAX
-                                   : sizeof(stored) == 2 ? INT16_MAX
-                                                         : INT32_MAX;
-
 // The value that begins at `field`; swapped: its most significant byte comes first.
 template <bool swapped, class stored>
 stored stored_value(const char *field) {
@@ -31,23 +23,10 @@ stored stored_value(const char *field) {
 }
 
 // The letter of a value that is missing: 0 for ".", else 'a' to 'z'.
-inline int32_t letter_of_rank(int32_t rank) {
-    return rank >= 1 && rank <= EXTENDED_MISSINGS ? 'a' - 1 + rank : 0;
-}
 template <class stored>
 int32_t missing_letter(stored value) {
-    return letter_of_rank(static_cast<int32_t>(value) - (HIGHEST<stored> - EXTENDED_MISSINGS));
-}
-inline int32_t missing_letter(float value) {
-    uint32_t bits;
-    memcpy(&bits, &value, sizeof bits);
-    const auto letter = static_cast<int32_t>(bits >> 8 & 0xFF); // .a has 8, each further one 8 more
-    return letter_of_rank(letter <= EXTENDED_MISSINGS << 3 ? letter >> 3 : 0);
-}
-inline int32_t missing_letter(double value) {
-    uint64_t bits;
-    memcpy(&bits, &value, sizeof bits);
-    return letter_of_rank(static_cast<int32_t>(bits >> 40 & 0xFF));
+    const int32_t rank = missing_rank(value);
+    return rank == 0 ? 0 : letter_of_rank(rank);
 }
 
 // Both families take a NaN for missing: the host's own missing values are NaNs, and none of them is meant here.
@@ -61,7 +40,7 @@ struct one_missing {
     bool is_missing(stored value) const {
         return value == HIGHEST<stored>;
     }
-    bool is_missing(float value) const { return value == FLOAT_MISSING || value != value; }
+    bool is_missing(float value) const { return value == stored_missing<float>(0) || value != value; }
     bool is_missing(double value) const { return value == double_missing || value != value; }
 };
 
@@ -72,8 +51,8 @@ struct extended_missing {
 
     template <class stored>
     bool is_missing(stored value) const {
-        return value >= HIGHEST<stored> - EXTENDED_MISSINGS;
+        return value > LARGEST_NUMBER<stored>;
     }
-    bool is_missing(float value) const { return !(value < FLOAT_MISSING); }
+    bool is_missing(float value) const { return !(value < stored_missing<float>(0)); }
     bool is_missing(double value) const { return !(value < LEAST_MISSING_DOUBLE); }
 };

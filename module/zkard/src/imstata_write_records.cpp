@@ -8,10 +8,6 @@
 
 namespace {
 
-constexpr uint64_t DOUBLE_MISSING = 0x7FE0000000000000; // "."
-constexpr int32_t DOUBLE_MISSING_SHIFT = 40;            // .a adds 1 in byte 5, .z 26
-constexpr int32_t LONG_MISSING = 2147483621;            // "."; .a is the next
-
 constexpr double MILLISECONDS_PER_MINUTE = 60000.0;
 constexpr double MILLISECONDS_TO_1960 = DAYS_TO_1960 * MINUTES_PER_DAY * MILLISECONDS_PER_MINUTE;
 
@@ -37,12 +33,6 @@ outnamefunct_type find_encoder(int32_t code) {
     return code >= OUTPUT_STORED ? find_stored_encoder(code - OUTPUT_STORED) : nullptr;
 }
 
-// 1 to 26 for a missing value with a letter, 0 for the plain one.
-int32_t missing_rank(const mivex_num_struct *number) {
-    const int32_t letter = number->miss_char;
-    return letter >= 'A' && letter <= 'Z' ? letter - 'A' + 1 : 0;
-}
-
 bool is_missing(const mivex_num_struct *number) {
     return number->num == MISSING_SENTINEL;
 }
@@ -57,7 +47,7 @@ void store(outdbsrec *out, char *target, stored value) {
 void store_double(outdbsrec *out, char *target, const void *value, double scale, double origin) {
     const auto *number = static_cast<const mivex_num_struct *>(value);
     if (is_missing(number))
-        store(out, target, DOUBLE_MISSING | static_cast<uint64_t>(missing_rank(number)) << DOUBLE_MISSING_SHIFT);
+        store(out, target, stored_missing<double>(rank_of_letter(number->miss_char)));
     else
         store(out, target, number->num * scale - origin);
 }
@@ -130,7 +120,7 @@ void writedouble_missings(outdbsrec *out, outvarrec * /*variable*/, char *target
 void writedatelong_missings(outdbsrec *out, outvarrec * /*variable*/, char *target, const void *value) {
     const auto *number = static_cast<const mivex_num_struct *>(value);
     store(out, target,
-          is_missing(number) ? LONG_MISSING + missing_rank(number)
+          is_missing(number) ? stored_missing<int32_t>(rank_of_letter(number->miss_char))
                              : number_to_long(number->num / MINUTES_PER_DAY - DAYS_TO_1960));
 }
 

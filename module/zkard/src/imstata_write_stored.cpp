@@ -8,51 +8,24 @@
 
 namespace {
 
-constexpr int32_t HIGHEST_RANK = 26; // of .z; . has 0
 constexpr uint8_t LONG_STRING_BINARY = 129;
 constexpr uint8_t LONG_STRING_TEXT = 130; // with a zero byte behind it, which its length counts
 
-// The number of a missing value's letter: .a is 1.
-int32_t missing_rank(const mivex_num_struct *number) {
-    const int32_t letter = number->miss_char;
-    return letter >= 'A' && letter <= 'Z' ? letter - 'A' + 1 : 0;
-}
-
-// How a type's missing values are stored and which numbers it holds.
+// Whether a type holds a number, beside its missing values.
 template <class stored>
-struct stored_number {
-    static constexpr stored HIGHEST = static_cast<stored>((uint64_t{1} << (8 * sizeof(stored) - 1)) - 1);
-    static constexpr stored FIRST_MISSING = HIGHEST - HIGHEST_RANK;
-
-    static stored missing(int32_t rank) { return static_cast<stored>(FIRST_MISSING + rank); }
-    static bool holds(double number) {
-        return number >= -double{HIGHEST} - 1 && number < double{FIRST_MISSING} &&
-               number == static_cast<double>(static_cast<stored>(number));
-    }
-};
+bool holds(double number) {
+    return number >= -double{HIGHEST<stored>} - 1 && number <= double{LARGEST_NUMBER<stored>} &&
+           number == static_cast<double>(static_cast<stored>(number));
+}
 template <>
-struct stored_number<float> {
-    static constexpr uint32_t FIRST_MISSING = 0x7F000000;
-    static constexpr int32_t RANK_SHIFT = 11;
-
-    static float missing(int32_t rank) {
-        return __builtin_bit_cast(float, FIRST_MISSING + (static_cast<uint32_t>(rank) << RANK_SHIFT));
-    }
-    static bool holds(double number) {
-        constexpr double limit = 0x1p127;
-        return number > -0x1p128 && number < limit && static_cast<double>(static_cast<float>(number)) == number;
-    }
-};
+bool holds<float>(double number) {
+    return number > -0x1p128 && number < double{stored_missing<float>(0)} &&
+           static_cast<double>(static_cast<float>(number)) == number;
+}
 template <>
-struct stored_number<double> {
-    static constexpr uint64_t FIRST_MISSING = 0x7FE0000000000000;
-    static constexpr int32_t RANK_SHIFT = 40;
-
-    static double missing(int32_t rank) {
-        return __builtin_bit_cast(double, FIRST_MISSING + (static_cast<uint64_t>(rank) << RANK_SHIFT));
-    }
-    static bool holds(double number) { return number < LEAST_MISSING_DOUBLE; }
-};
+bool holds<double>(double number) {
+    return number < LEAST_MISSING_DOUBLE;
+}
 
 void keep_unfit(outdbsrec *out, const outvarrec *variable) {
     if (out->outhead->unfit == nullptr)
@@ -64,8 +37,8 @@ void write_number(outdbsrec *out, outvarrec *variable, char *target, const void 
     const auto *number = static_cast<const mivex_num_struct *>(value);
     stored encoded = {};
     if (number->miss_char != 0)
-        encoded = stored_number<stored>::missing(missing_rank(number));
-    else if (stored_number<stored>::holds(number->num))
+        encoded = stored_missing<stored>(rank_of_letter(number->miss_char));
+    else if (holds<stored>(number->num))
         encoded = static_cast<stored>(number->num);
     else
         keep_unfit(out, variable);
