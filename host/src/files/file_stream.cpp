@@ -4,7 +4,7 @@
 #include <cstring>
 #include <limits>
 
-namespace vor::services {
+namespace vor {
 namespace {
 
 constexpr int64_t MOST_READ_BYTES = int64_t{64} << 20;  // one read; the module asks for 64000 at a time
@@ -43,7 +43,7 @@ FileStream::FileStream(std::unique_ptr<ByteFile> file, ErrorRecorder record)
         stream_of(handle).position_ = offset_of(position);
         return int32_t{0};
     };
-    WX_FILE::byte_to_position = services::byte_to_position;
+    WX_FILE::byte_to_position = vor::byte_to_position;
 }
 
 uint64_t FileStream::offset_of(const void *position) {
@@ -173,4 +173,4 @@ int32_t FileStream::size(uint64_t &bytes) {
     return error ? fail(error) : 0;
 }
 
-} // namespace vor::services
+} // namespace vor

@@ -15,7 +15,7 @@
 #include <system_error>
 #include <vector>
 
-namespace vor::services {
+namespace vor {
 
 // What the module is told of a file's failure.
 inline constexpr int32_t FILE_FAILED = static_cast<int32_t>(0x80310101);       // the system refused; it is recorded
@@ -72,4 +72,4 @@ class FileStream : public WX_FILE {
     bool lost_ = false; // a write failed: what the module wrote is not in the file
 };
 
-} // namespace vor::services
+} // namespace vor

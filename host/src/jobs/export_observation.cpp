@@ -107,7 +107,7 @@ void ExportObservation::set_bytes(size_t column, std::string_view bytes) {
 }
 
 void ExportObservation::set_text(size_t column, std::string_view text) {
-    std::string_view kept = services::whole_characters(text, static_cast<size_t>(columns_[column].length));
+    std::string_view kept = whole_characters(text, static_cast<size_t>(columns_[column].length));
     const std::string_view stored = utf8_session_ ? kept : encode(column, kept);
     if (kept.size() < text.size())
         count(column, ValueChange::text_cut);
@@ -125,7 +125,7 @@ std::string_view ExportObservation::encode(size_t column, std::string_view &kept
     if (replaced > 0)
         count(column, ValueChange::not_in_session);
     while (encoded_.size() > static_cast<size_t>(columns_[column].length)) {
-        kept = services::whole_characters(kept, kept.size() - 1);
+        kept = whole_characters(kept, kept.size() - 1);
         encoded_ = host_.encode(kept);
     }
     return encoded_;

@@ -157,7 +157,7 @@ void rename(std::vector<Variable> &variables, bool labels_as_names, const Notes 
 
 void shorten_labels(std::vector<Variable> &variables, const Notes &note) {
     for (Variable &variable : variables) {
-        const size_t kept = services::whole_characters(variable.label, longest_label).size();
+        const size_t kept = whole_characters(variable.label, longest_label).size();
         if (kept == variable.label.size())
             continue;
         note(fmt::format("variable {}: its label of {} bytes is cut to {}.", variable.name, variable.label.size(),

@@ -24,7 +24,7 @@ bool ImportValues::next(Batch &batch, size_t most_rows) {
 }
 
 std::string_view ImportValues::decoded(size_t column, std::string_view stored, int64_t observation) {
-    if (services::is_ascii(stored)) // the same in every session encoding
+    if (is_ascii(stored)) // the same in every session encoding
         return stored;
     const auto [text, valid] = object_.host().decode(stored, decoded_);
     if (!valid && ++bad_texts_[column] == 1 && note_)
@@ -210,7 +210,7 @@ void ImportColumns::take_back(Column &column, const vor_column &filled, size_t r
 }
 
 void ImportColumns::decode_texts(Column &column, size_t index) {
-    if (services::is_ascii({column.values.data(), column.values.size()}))
+    if (is_ascii({column.values.data(), column.values.size()}))
         return;
     Column utf8;
     utf8.start(column.type);

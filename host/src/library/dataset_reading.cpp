@@ -443,7 +443,7 @@ void DatasetSource::append_text(Column &values, size_t variable, sqlite3_value *
     switch (sqlite3_value_type(value)) {
     case SQLITE_TEXT:
         text = text_of(value);
-        if (!services::is_utf8(text))
+        if (!is_utf8(text))
             refuse(variable, "holds bytes that are not UTF-8");
         break;
     case SQLITE_INTEGER:

@@ -5,6 +5,8 @@
 // when a format is read for an export. Texts are UTF-8 on the host's side.
 #pragma once
 
+#include "text/encodings.h"
+
 #include <vor/control_block.h>
 #include <vor/formats.h>
 #include <vorhost/user_format.h>
@@ -14,8 +16,6 @@
 #include <string_view>
 
 namespace vor::services {
-
-class Encodings;
 
 // What the texts of the module's records are in: names and values in the session's encoding, and labels, which the
 // module passes as they stand in the file, in that of the file.

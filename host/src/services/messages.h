@@ -6,6 +6,7 @@
 #pragma once
 
 #include "services/service_table.h"
+#include "text/encodings.h"
 
 #include <vorhost/host.h>
 #include <vorhost/log.h>
@@ -17,8 +18,6 @@
 #include <vector>
 
 namespace vor::services {
-
-class Encodings;
 
 class Messages {
   public:

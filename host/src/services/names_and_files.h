@@ -7,6 +7,7 @@
 
 #include "files/file_stream.h"
 #include "services/service_table.h"
+#include "text/encodings.h"
 
 #include <vorhost/files.h>
 
@@ -19,7 +20,6 @@
 
 namespace vor::services {
 
-class Encodings;
 class Messages;
 
 struct Assignment {
@@ -45,7 +45,7 @@ struct OpenFile : FileStream {
 // The file services' own state. The module passes it along, which only repeats that it works for the current host.
 struct FILE_CONTEXT {
   public:
-    FILE_CONTEXT(vor::FileSystem &files, vor::services::Messages &messages, const vor::services::Encodings &encodings)
+    FILE_CONTEXT(vor::FileSystem &files, vor::services::Messages &messages, const vor::Encodings &encodings)
         : files_(files), messages_(messages), encodings_(encodings) {}
 
     // Closes what is still open and removes the temporary files that were not deleted.
@@ -80,7 +80,7 @@ struct FILE_CONTEXT {
 
     vor::FileSystem &files_;
     vor::services::Messages &messages_;
-    const vor::services::Encodings &encodings_;
+    const vor::Encodings &encodings_;
     Assignments names_;
     Assignments released_; // de-assigned while open
     std::list<vor::services::OpenFile> open_;

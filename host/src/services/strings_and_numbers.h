@@ -2,12 +2,11 @@
 #pragma once
 
 #include "services/service_table.h"
+#include "text/encodings.h"
 
 #include <cstdint>
 
 namespace vor::services {
-
-class Encodings;
 
 // The collating form of a number: 8 bytes whose unsigned order is the numbers' order, missing values first ("._", ".",
 // ".A" to ".Z"). Negative zero is zero.

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "services/service_table.h"
+#include "text/encodings.h"
 
 namespace vor {
 struct HostOptions;
@@ -10,7 +11,6 @@ struct HostOptions;
 
 namespace vor::services {
 
-class Encodings;
 class Messages;
 
 struct TaskServices {

@@ -85,7 +85,7 @@ bool fits(ColumnKind kind, std::string_view value) {
 
 // The beginning of a text, for a sentence.
 std::string excerpt(std::string_view text) {
-    const std::string_view shown = services::whole_characters(text, 40);
+    const std::string_view shown = whole_characters(text, 40);
     return std::string(shown) + (shown.size() < text.size() ? "..." : "");
 }
 
@@ -122,7 +122,7 @@ void check_text(const DelimitedReader &reader, std::string_view text, size_t fie
                 bool nul_allowed) {
     if (!reader.unusual_bytes())
         return;
-    const char *fault = !services::is_utf8(text)                                    ? "bytes that are not UTF-8"
+    const char *fault = !is_utf8(text)                                              ? "bytes that are not UTF-8"
                         : !nul_allowed && text.find('\0') != std::string_view::npos ? "a NUL byte"
                                                                                     : nullptr;
     if (fault)

@@ -17,7 +17,7 @@ constexpr size_t piece_units = 1 << 12;
 TextInput::TextInput(InputFile &file, const std::string &encoding) : file_(file), encoding_(encoding) {
     if (encoding.empty())
         return;
-    services::Encodings encodings("utf-8");
+    Encodings encodings("utf-8");
     const NLScei known = encodings.by_name(encoding);
     if (known == 0)
         throw ConversionError(Failure::usage, fmt::format("The encoding {} is not known.", encoding));

@@ -30,8 +30,8 @@ class TextInput {
 
     InputFile &file_;
     std::string encoding_;
-    services::Converter from_; // null: nothing is decoded
-    services::Converter to_;
+    Converter from_; // null: nothing is decoded
+    Converter to_;
     std::vector<char> bytes_; // of the file, not decoded yet from `at_` on
     size_t at_ = 0;
     size_t end_ = 0;

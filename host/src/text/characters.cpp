@@ -9,7 +9,7 @@
 #include <string_view>
 #include <unicode/uchar.h>
 
-namespace vor::services {
+namespace vor {
 namespace {
 
 using CaseMapping = UChar32 (*)(UChar32);
@@ -81,4 +81,4 @@ CharacterTables::CharacterTables(const Encodings &encodings) {
     }
 }
 
-} // namespace vor::services
+} // namespace vor

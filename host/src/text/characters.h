@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <span>
 
-namespace vor::services {
+namespace vor {
 
 class Encodings;
 
@@ -22,4 +22,4 @@ struct CharacterTables {
 void to_upper_case(const Encodings &encodings, std::span<char> text);
 void to_lower_case(const Encodings &encodings, std::span<char> text);
 
-} // namespace vor::services
+} // namespace vor

@@ -13,7 +13,7 @@
 #include <limits>
 #include <unicode/ucnv.h>
 
-namespace vor::services {
+namespace vor {
 namespace {
 
 struct HostName {
@@ -281,16 +281,16 @@ int32_t Encodings::to_wide(const char *bytes, int64_t length_bytes, ZKChar *wide
 }
 
 void Encodings::fill_operations() {
-    NLS_EXTENSION::encoding_by_name = services::encoding_by_name;
-    NLS_EXTENSION::can_transcode = services::can_transcode;
-    NLS_EXTENSION::create_pipeline = services::create_pipeline;
-    NLS_EXTENSION::transcoded_length = services::transcoded_length;
+    NLS_EXTENSION::encoding_by_name = vor::encoding_by_name;
+    NLS_EXTENSION::can_transcode = vor::can_transcode;
+    NLS_EXTENSION::create_pipeline = vor::create_pipeline;
+    NLS_EXTENSION::transcoded_length = vor::transcoded_length;
     NLS_EXTENSION::to_wide = [](NLS_EXTENSION *nls, const char *bytes, int64_t length_bytes, ZKChar *wide,
                                 ZKMemSize limit_bytes, ZKStrSize *length) {
         return encodings_of(nls).to_wide(bytes, length_bytes, wide,
                                          limit_bytes / static_cast<ZKMemSize>(sizeof(ZKChar)), length);
     };
-    NLS_EXTENSION::wide_to_utf8 = services::wide_to_utf8;
+    NLS_EXTENSION::wide_to_utf8 = vor::wide_to_utf8;
 }
 
-} // namespace vor::services
+} // namespace vor

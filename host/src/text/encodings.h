@@ -15,7 +15,7 @@
 
 struct UConverter;
 
-namespace vor::services {
+namespace vor {
 
 class Transcoding;
 
@@ -83,4 +83,4 @@ class Encodings : public NLS_EXTENSION {
     std::unique_ptr<Transcoding> windows_latin1_to_utf8_;
 };
 
-} // namespace vor::services
+} // namespace vor

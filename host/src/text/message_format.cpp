@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <cstring>
 
-namespace vor::services {
+namespace vor {
 namespace {
 
 constexpr int WIDEST = 1024;             // width and precision of a number beyond this are taken as this
@@ -204,4 +204,4 @@ std::string format_message(std::string_view format, va_list arguments, size_t li
     return Formatter(arguments, limit).format(format);
 }
 
-} // namespace vor::services
+} // namespace vor

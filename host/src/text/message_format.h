@@ -10,9 +10,9 @@
 #include <string>
 #include <string_view>
 
-namespace vor::services {
+namespace vor {
 
 // Formats at most `limit` bytes; what is longer is cut.
 std::string format_message(std::string_view format, va_list arguments, size_t limit);
 
-} // namespace vor::services
+} // namespace vor

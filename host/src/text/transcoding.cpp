@@ -8,7 +8,7 @@
 #include <limits>
 #include <unicode/ucnv.h>
 
-namespace vor::services {
+namespace vor {
 namespace {
 
 constexpr size_t PIECE_UNITS = 1024;            // UTF-16 units that are converted at a time
@@ -126,4 +126,4 @@ int32_t Transcoding::convert_piece(const char *&from, const char *end, size_t li
     return U_FAILURE(input_error) && !more ? status_of_input(input_error) : NLS_OK;
 }
 
-} // namespace vor::services
+} // namespace vor

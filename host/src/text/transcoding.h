@@ -10,7 +10,7 @@
 #include <string>
 #include <string_view>
 
-namespace vor::services {
+namespace vor {
 
 class Transcoding : public TRANSPIPE {
   public:
@@ -32,4 +32,4 @@ class Transcoding : public TRANSPIPE {
     std::string output_; // of Transcode, kept for its capacity
 };
 
-} // namespace vor::services
+} // namespace vor

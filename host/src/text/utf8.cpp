@@ -5,7 +5,7 @@
 #include <cstring>
 #include <unicode/utf8.h>
 
-namespace vor::services {
+namespace vor {
 namespace {
 
 constexpr size_t longest_character_bytes = 4;
@@ -64,4 +64,4 @@ std::string utf8_text(char32_t character) {
     return {text, static_cast<size_t>(bytes)};
 }
 
-} // namespace vor::services
+} // namespace vor

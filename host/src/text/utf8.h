@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-namespace vor::services {
+namespace vor {
 
 // How many bytes from the start are ASCII.
 size_t ascii_prefix(std::string_view bytes);
@@ -46,4 +46,4 @@ std::u32string wide_text(std::string_view utf8);
 // A character, which is a valid one, in UTF-8.
 std::string utf8_text(char32_t character);
 
-} // namespace vor::services
+} // namespace vor
