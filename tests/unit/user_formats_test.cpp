@@ -140,8 +140,8 @@ class GrabbedFormats : public UserFormats {
                     entry->displayvalue;
             EXPECT_TRUE(entry->valuetype == 1 && entry->endvalue == nullptr);
         }
-        // What is left of a usable format is three blocks for each entry.
-        EXPECT_TRUE(text[0] == '-' || host->memory.blocks() - blocks == 3 * std::ranges::count(text, '='));
+        // What is left of a usable format is a block for each entry.
+        EXPECT_TRUE(text[0] == '-' || host->memory.blocks() - blocks == std::ranges::count(text, '='));
         return text;
     }
 };

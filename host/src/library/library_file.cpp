@@ -79,8 +79,10 @@ LibraryFile::LibraryFile(const std::string &path, Access access) : path_(path), 
         throw ConversionError(Failure::machine, path + " cannot be opened: No such file or directory.");
     if (missing)
         open_new();
+    else if (path == in_memory) // SQLite's own name for a temporary file of what does not fit into its memory
+        database_ = std::make_unique<Database>("", path, true);
     else
-        database_ = std::make_unique<Database>(path, path, path == in_memory);
+        database_ = std::make_unique<Database>(path, path, false);
 }
 
 LibraryFile::~LibraryFile() {

@@ -5,6 +5,7 @@
 #include "imglue_extension.h"
 #include "imglue_log.h"
 #include "imglue_memory.h"
+#include "imglue_names.h"
 #include "imglue_number_text.h"
 #include "imglue_transcoding.h"
 #include "imglue_user_formats.h"
@@ -306,6 +307,49 @@ void set_lengths(const IMGLUE *self, const NAMESTR *np, symbolstruct *symbol) {
         symbol->vorlen = NUMBER_BYTES;
 }
 
+constexpr int32_t LONGEST_FORMAT_NAME = 32;
+
+// A user format that has been read: variables that share it share its entries.
+struct known_format {
+    outnamestruct name;
+    int32_t type;                     // of the variables, a variable_class
+    const innamevaluestruct *entries; // null: none
+};
+
+avlstruct *add_known_format(avlglobalstruct *g) {
+    return add_named_node(g, sizeof(known_format));
+}
+
+// The node of a variable's format, new with the first variable that has it; null without memory.
+known_format *find_format(IMGLUE *self, const NAMESTR *np) {
+    char name[LONGEST_FORMAT_NAME + 1] = {};
+    if (np->nformlongl > 0)
+        memcpy(name, np->nformlong, static_cast<size_t>(min(np->nformlongl, LONGEST_FORMAT_NAME)));
+    avlglobalstruct g;
+    g.compare_string = name;
+    g.self = self;
+    return reinterpret_cast<known_format *>(
+        find_add_avl(&g, find_outname, add_known_format, &self->outptr->outformathead));
+}
+
+// ERROR_MEMORY, or 0 also when there are no labels.
+status find_labels(IMGLUE *self, const NAMESTR *np, symbolstruct *symbol) {
+    known_format *known = find_format(self, np);
+    if (known == nullptr)
+        return ERROR_MEMORY;
+    if (known->entries != nullptr && known->type == symbol->symtype) {
+        symbol->headvaluelist = known->entries;
+        return DONE;
+    }
+    if (grab_user_format_entries(self, np->nformlong, np->nformlongl, symbol) == ERROR_MEMORY)
+        return ERROR_MEMORY;
+    if (symbol->headvaluelist != nullptr) {
+        known->type = symbol->symtype;
+        known->entries = symbol->headvaluelist;
+    }
+    return DONE;
+}
+
 // The variable as the host describes it; null without memory.
 symbolstruct *make_symbol(IMGLUE *self, const NAMESTR *np) {
     auto *symbol = static_cast<symbolstruct *>(h_malloc1(self, sizeof(symbolstruct)));
@@ -316,7 +360,7 @@ symbolstruct *make_symbol(IMGLUE *self, const NAMESTR *np) {
     if (symbol->symname == nullptr || symbol->symlabel == nullptr)
         return nullptr;
     set_lengths(self, np, symbol);
-    if (grab_user_format_entries(self, np->nformlong, np->nformlongl, symbol) == ERROR_MEMORY)
+    if (find_labels(self, np, symbol) != DONE)
         return nullptr;
     from_vor_formats(symbol, np);
     return symbol;

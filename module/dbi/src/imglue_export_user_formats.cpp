@@ -165,24 +165,20 @@ int32_t report_unread(const char *name, int32_t length, int32_t status) {
     return 1;
 }
 
-char *terminated_copy(IMGLUE *self, const char *bytes, int32_t length) {
-    const int32_t kept = length > 0 ? length : 0;
-    auto *copy = static_cast<char *>(h_malloc1(self, int64_t{kept} + 1));
-    if (copy != nullptr)
-        memcpy(copy, bytes, static_cast<size_t>(kept));
-    return copy;
-}
-
-// startvalue is a fresh copy; null without memory.
-status append_entry(IMGLUE *self, char *startvalue, int32_t display_length, const char *display,
+// An entry in one block with its value and its label, both terminated.
+status append_entry(IMGLUE *self, const void *value, int32_t value_length, int32_t display_length, const char *display,
                     innamevaluestruct **head, innamevaluestruct **tail) {
-    auto *entry = static_cast<innamevaluestruct *>(h_malloc1(self, sizeof(innamevaluestruct)));
-    char *displayvalue = terminated_copy(self, display, display_length);
-    if (startvalue == nullptr || entry == nullptr || displayvalue == nullptr)
+    const int64_t value_bytes = value_length > 0 ? value_length : 0;
+    const int64_t display_bytes = display_length > 0 ? display_length : 0;
+    auto *entry = static_cast<innamevaluestruct *>(
+        h_malloc1(self, static_cast<int64_t>(sizeof(innamevaluestruct)) + value_bytes + display_bytes + 2));
+    if (entry == nullptr)
         return ERROR_MEMORY;
     entry->valuetype = 1;
-    entry->startvalue = startvalue;
-    entry->displayvalue = displayvalue;
+    entry->startvalue = reinterpret_cast<char *>(entry + 1);
+    entry->displayvalue = entry->startvalue + value_bytes + 1;
+    memcpy(entry->startvalue, value, static_cast<size_t>(value_bytes));
+    memcpy(entry->displayvalue, display, static_cast<size_t>(display_bytes));
     (*head == nullptr ? *head : (*tail)->nextvalue) = entry;
     *tail = entry;
     return DONE;
@@ -224,13 +220,10 @@ int32_t grab_user_format_entries(IMGLUE *self, const char *name, int32_t len, sy
 
 status create_value_list_entry(IMGLUE *self, double value, int32_t display_length, const char *display,
                                innamevaluestruct **head, innamevaluestruct **tail) {
-    auto *startvalue = static_cast<char *>(h_malloc1(self, sizeof value + 1));
-    if (startvalue != nullptr)
-        memcpy(startvalue, &value, sizeof value);
-    return append_entry(self, startvalue, display_length, display, head, tail);
+    return append_entry(self, &value, sizeof value, display_length, display, head, tail);
 }
 
 status create_value_list_entry_character(IMGLUE *self, const char *value, int32_t value_length, int32_t display_length,
                                          const char *display, innamevaluestruct **head, innamevaluestruct **tail) {
-    return append_entry(self, terminated_copy(self, value, value_length), display_length, display, head, tail);
+    return append_entry(self, value, value_length, display_length, display, head, tail);
 }

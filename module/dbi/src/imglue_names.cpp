@@ -178,12 +178,15 @@ avlstruct *find_outname(avlglobalstruct *g, avlstruct *root) {
 }
 
 avlstruct *add_outname(avlglobalstruct *g) {
+    return add_named_node(g, sizeof(outnamestruct));
+}
+
+avlstruct *add_named_node(avlglobalstruct *g, int64_t node_bytes) {
     const int64_t name_bytes = int64_t{wzstlen(g->compare_string)} + 1;
-    void *block = h_malloc1(g->self, static_cast<int64_t>(sizeof(outnamestruct)) + name_bytes);
-    if (block == nullptr)
+    auto *node = static_cast<outnamestruct *>(h_malloc1(g->self, node_bytes + name_bytes));
+    if (node == nullptr)
         return nullptr;
-    auto *node = static_cast<outnamestruct *>(block);
-    node->outnamename = reinterpret_cast<char *>(node + 1);
+    node->outnamename = reinterpret_cast<char *>(node) + node_bytes;
     memcpy(node->outnamename, g->compare_string, static_cast<size_t>(name_bytes));
     return &node->avlrec;
 }

@@ -35,6 +35,9 @@ struct outnamestruct {
 avlstruct *find_outname(avlglobalstruct *g, avlstruct *root);
 avlstruct *add_outname(avlglobalstruct *g);
 
+// The same for nodes of so many bytes that begin with an outnamestruct; the rest is zero.
+avlstruct *add_named_node(avlglobalstruct *g, int64_t node_bytes);
+
 // Makes a name unique and enters it in the tree.
 //
 // oldstring  terminated. newstring  receives the new name, terminated; it has room for oldstring and for maxlen bytes,

@@ -7,6 +7,7 @@
 
 #include <cstdint>
 
+struct avlstruct;
 struct outheadrec;
 
 // One exported variable as the host describes it.
@@ -22,7 +23,7 @@ struct symbolstruct {
     int32_t symformdec;
     char symformat[20];   // format keyword, terminated, empty for none
     char syminformat[20]; // informat keyword
-    innamevaluestruct *headvaluelist;
+    const innamevaluestruct *headvaluelist; // may be other variables' too
     int32_t symnamelength;
     int32_t symlabellength;
     int32_t import_only[2];
@@ -31,7 +32,7 @@ struct symbolstruct {
 // A labelled variable's table.
 struct outnamerec {
     char *name; // the table's name, terminated
-    innamevaluestruct *headvalueptr;
+    const innamevaluestruct *headvalueptr; // the variable's own
 };
 
 // Encodes one value at `target`: from a character pointer or a mivex_num_struct.
@@ -88,7 +89,7 @@ struct outdbsrec {
     void *outkeephead;
     void *outmodhead;
     void *outrenamehead;
-    void *outformathead;
+    avlstruct *outformathead; // the user formats that have been read
     void *outinformathead;
     void *outlabelhead;
     void *outkeyhead;

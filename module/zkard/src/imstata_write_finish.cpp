@@ -131,23 +131,33 @@ status write_table(outdbsrec *out, const vor_label_table *table) {
     return flush(&output);
 }
 
+// Room for as many labels; null without memory.
+vor_value_label *label_room(outdbsrec *out, int64_t count) {
+    outheadrec *head = out->outhead;
+    if (head->labels == nullptr || head->label_room < count) {
+        head->labels =
+            static_cast<vor_value_label *>(h_malloc1(out->self, count * static_cast<int64_t>(sizeof(vor_value_label))));
+        head->label_room = count;
+    }
+    return head->labels;
+}
+
 // The list of a variable's labels as a table, and written.
 status write_list(outdbsrec *out, const outnamerec *list) {
     vor_label_table table = {
         .name = {.bytes = list->name, .length = wzstlen(list->name)}, .count = 0, .labels = nullptr};
     for (const auto *entry = next_entry(list->headvalueptr); entry != nullptr; entry = next_entry(entry->nextvalue))
         ++table.count;
-    auto *labels = static_cast<vor_value_label *>(
-        h_malloc1(out->self, table.count * static_cast<int64_t>(sizeof(vor_value_label))));
-    if (labels == nullptr)
+    vor_value_label *label = label_room(out, table.count);
+    if (label == nullptr)
         return ERROR_MEMORY;
-    table.labels = labels;
+    table.labels = label;
     for (const auto *entry = next_entry(list->headvalueptr); entry != nullptr; entry = next_entry(entry->nextvalue)) {
         double value;
         memcpy(&value, entry->startvalue, sizeof value);
-        labels->value = number_to_long(value);
-        labels->text = {.bytes = entry->displayvalue, .length = wzstlen(entry->displayvalue)};
-        ++labels;
+        label->value = number_to_long(value);
+        label->text = {.bytes = entry->displayvalue, .length = wzstlen(entry->displayvalue)};
+        ++label;
     }
     return write_table(out, &table);
 }

@@ -180,40 +180,13 @@ char *output_name(const outdbsrec *out, symbolstruct *symbol) {
     return use_label ? symbol->symlabel : symbol->symname;
 }
 
-// A copy of one value label, in one block with its values and text; null when there is no memory.
-innamevaluestruct *copy_label(IMGLUE *self, session_arena *arena, const innamevaluestruct *entry) {
-    constexpr int64_t number_bytes = sizeof(double);
-    const int64_t text_bytes = entry->displayvalue != nullptr ? int64_t{wzstlen(entry->displayvalue)} + 1 : 0;
-    const int64_t size = static_cast<int64_t>(sizeof(innamevaluestruct)) + 2 * number_bytes + text_bytes;
-    auto *copy = static_cast<innamevaluestruct *>(arena_take(self, arena, size));
-    if (copy == nullptr)
-        return nullptr;
-    char *values = reinterpret_cast<char *>(copy + 1);
-    copy->valuetype = entry->valuetype;
-    if (entry->startvalue != nullptr)
-        copy->startvalue = static_cast<char *>(memcpy(values, entry->startvalue, number_bytes));
-    if (entry->endvalue != nullptr)
-        copy->endvalue = static_cast<char *>(memcpy(values + number_bytes, entry->endvalue, number_bytes));
-    if (entry->displayvalue != nullptr)
-        copy->displayvalue = static_cast<char *>(
-            memcpy(values + 2 * number_bytes, entry->displayvalue, static_cast<size_t>(text_bytes)));
-    return copy;
-}
-
 // The variable's table of value labels, empty without a value list.
 status make_label_table(outdbsrec *out, session_arena *arena, outvarrec *variable, char *name) {
     variable->outname = static_cast<outnamerec *>(arena_take(out->self, arena, sizeof(outnamerec)));
     if (variable->outname == nullptr)
         return ERROR_MEMORY;
     variable->outname->name = name;
-    innamevaluestruct **link = &variable->outname->headvalueptr;
-    for (const innamevaluestruct *entry = variable->outinsymbol->headvaluelist; entry != nullptr;
-         entry = entry->nextvalue) {
-        *link = copy_label(out->self, arena, entry);
-        if (*link == nullptr)
-            return ERROR_MEMORY;
-        link = &(*link)->nextvalue;
-    }
+    variable->outname->headvalueptr = variable->outinsymbol->headvaluelist;
     return DONE;
 }
 

@@ -37,6 +37,8 @@ struct outheadrec {
     const release_layout *layout; // of the file
     const outvarrec *unfit;       // the first variable with a value that its stored type cannot hold; null: none
     status long_string_status;    // of writing long strings aside
+    vor_value_label *labels;      // of the table being written; the next one may have as many without asking for more
+    int64_t label_room;
 };
 
 // outmakerecord: write everything in front of the first observation and lay out the variables of outtemphead.
