@@ -58,6 +58,16 @@ std::string long_file(size_t rows) {
         {.release = 118, .variables = {{.name = "x", .type = str(2000)}}, .rows = std::vector<Row>(rows, Row{""})});
 }
 
+// Variables with one table of labels.
+std::string shared_labels_file(size_t variables, int labels) {
+    StataFile file{.release = 118, .rows = {Row(variables, Cell(1))}, .value_labels = {{"t", {}}}};
+    for (size_t i = 0; i < variables; ++i)
+        file.variables.push_back({.name = "v" + std::to_string(i), .type = Type::byte, .value_label = "t"});
+    for (int i = 0; i < labels; ++i)
+        file.value_labels[0].entries.push_back({i, std::to_string(i)});
+    return build(file);
+}
+
 struct SmallFile {
     const char *what;
     const char *name;
@@ -93,6 +103,7 @@ const SmallFile small_files[] = {
      "export f.csv o.dta --contract base"},
     {"a long name twice", "f.csv", "", [] { return table_of(2, [](size_t) { return std::string(100'000, 'a'); }); },
      "export f.csv o.dta", "\xE2\x80\xA6"},
+    {"labels that all variables share", "f.csv", "", [] { return ""; }, "export shared.db:t o.dta --contract base"},
     {"regular rows", "f.csv", ".zst", [] { return "a,b\n" + repeated("1,2\n", 1 << 20); }, "export f.csv o.dta"},
     {"many observations, with leave", "f.dta", ".zst", [] { return long_file(10'000); },
      "head f.dta --no-unpack-limit"},
@@ -104,6 +115,8 @@ std::string bytes_of(const SmallFile &one) {
 
 TEST_F(CommandTest, SmallFilesCostLittle) {
     scratch.write("a.csv", "a\n1\n");
+    scratch.write("shared.dta", shared_labels_file(1000, 1000));
+    output_of("import shared.dta shared.db:t");
     for (const SmallFile &one : small_files) {
         SCOPED_TRACE(one.what);
         scratch.write(one.name, bytes_of(one));

@@ -21,8 +21,8 @@ struct symbolstruct {
     int32_t syminformdec;
     int32_t symformlen;
     int32_t symformdec;
-    char symformat[20];   // format keyword, terminated, empty for none
-    char syminformat[20]; // informat keyword
+    char symformat[20];                     // format keyword, terminated, empty for none
+    char syminformat[20];                   // informat keyword
     const innamevaluestruct *headvaluelist; // may be other variables' too
     int32_t symnamelength;
     int32_t symlabellength;
@@ -31,7 +31,7 @@ struct symbolstruct {
 
 // A labelled variable's table.
 struct outnamerec {
-    char *name; // the table's name, terminated
+    char *name;                            // the table's name, terminated
     const innamevaluestruct *headvalueptr; // the variable's own
 };
 

@@ -297,7 +297,7 @@ status make_index(indbsrec *in, WX_FILE *file, int32_t name_bytes) {
 
 } // namespace
 
-status find_label_table(indbsrec *in, WX_FILE *file, const char *name, int32_t name_bytes, const label_table **table) {
+status find_label_table(indbsrec *in, WX_FILE *file, const char *name, int32_t name_bytes, label_table **table) {
     *table = nullptr;
     if (in->indsn->labels == nullptr) {
         if (const status s = make_index(in, file, name_bytes))

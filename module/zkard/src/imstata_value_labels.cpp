@@ -79,11 +79,11 @@ status split_body(indbsrec *in, const label_table *table, body_parts *parts) {
 } // namespace
 
 status load_stata_valuelist(indbsrec *in, WX_FILE *file, innamevaluestruct **head, const char *table_name) {
-    const label_table *table;
+    label_table *table;
     *head = nullptr;
     if (const status s = find_label_table(in, file, table_name, in->indsn->layout->name_bytes, &table))
         return s;
-    if (table == nullptr || table->entries < 1)
+    if (table == nullptr || table->entries < 1 || (*head = table->list) != nullptr)
         return DONE;
     const int64_t count = table->entries;
     label_list list;
@@ -98,17 +98,17 @@ status load_stata_valuelist(indbsrec *in, WX_FILE *file, innamevaluestruct **hea
         memcpy(text, texts + i * SHORT_TEXT_BYTES, SHORT_TEXT_BYTES);
         list.entries[i].displayvalue = text;
     }
-    *head = list.entries;
+    *head = table->list = list.entries;
     return DONE;
 }
 
 status load_stata_valuelist_v6(indbsrec *in, WX_FILE *file, innamevaluestruct **head, const char *table_name,
                                int32_t name_bytes) {
-    const label_table *table;
+    label_table *table;
     *head = nullptr;
     if (const status s = find_label_table(in, file, table_name, name_bytes, &table))
         return s;
-    if (table == nullptr)
+    if (table == nullptr || (*head = table->list) != nullptr)
         return DONE;
     body_parts parts = {};
     if (const status s = split_body(in, table, &parts))
@@ -126,7 +126,7 @@ status load_stata_valuelist_v6(indbsrec *in, WX_FILE *file, innamevaluestruct **
         list.values[i] = int32_at(parts.values + VALUE_BYTES * i, order);
         list.entries[i].displayvalue = parts.texts + offset;
     }
-    *head = list.entries;
+    *head = table->list = list.entries;
     return DONE;
 }
 

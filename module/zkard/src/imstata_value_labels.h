@@ -17,8 +17,9 @@ struct label_table {
     const char *name;  // terminated
     char *body;        // body_bytes, and a zero byte behind them
     int64_t body_bytes;
-    int64_t position; // of the body in the file
-    bool used;        // found by find_label_table
+    int64_t position;        // of the body in the file
+    bool used;               // found by find_label_table
+    innamevaluestruct *list; // of the variables with this table; null: not made
 };
 
 // Parts of a table with short texts, in bytes.
@@ -37,7 +38,7 @@ inline constexpr int32_t SHORT_ENTRY_BYTES = SHORT_VALUE_BYTES + SHORT_TEXT_BYTE
 //                      or the section is not where the map says. message_string tells.
 // ERROR_READ           the same of a table whose name is cut off; or the file could not be read
 // ERROR_SEEK, ERROR_MEMORY
-status find_label_table(indbsrec *in, WX_FILE *file, const char *name, int32_t name_bytes, const label_table **table);
+status find_label_table(indbsrec *in, WX_FILE *file, const char *name, int32_t name_bytes, label_table **table);
 
 // first_label_table: all tables of the file, once, linked in its order. Where a table does not fit the file, it and
 // those behind it are left out with a warning. 0, ERROR_SEEK, ERROR_MEMORY or ERROR_READ.
@@ -50,8 +51,8 @@ int64_t count_unused_tables(const indbsrec *in);
 // load_stata_valuelist_v6: in the later one.
 //
 // file        the open file; its position is unspecified afterwards
-// head        out: the list in the table's order, null when the table is not there or empty. Each call makes a list of
-//             its own; the texts in it are shared and not to be written to. The session owns both.
+// head        out: the list in the table's order, null when the table is not there or empty. Variables with one
+//             table have one list, which is not to be written to. The session owns it.
 // table_name  terminated; letter case and trailing white space do not count, and of equal names the first counts
 // name_bytes  width of a table's name in the file
 // 0
