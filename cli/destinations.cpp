@@ -49,12 +49,14 @@ std::optional<Destination> parse_place(const std::string &text) {
     const std::string extension = lower_case(std::filesystem::path(uncompressed_name(text)).extension().string());
     if (extension == ".csv" || extension == ".tsv")
         return Destination{Destination::Kind::delimited, text, extension == ".csv" ? ',' : '\t', {}};
+    if (lower_case(text).ends_with(".parquet"))
+        return Destination{Destination::Kind::parquet, text, ',', {}};
     return parse_library(text);
 }
 
 std::string no_data_set(const std::string &text, const char *standard_stream) {
     return fmt::format("\"{}\" is no data set; write NAME.csv, NAME.tsv (also .gz, .bz2, .xz, .zst, .zip), - for CSV "
-                       "on standard {}, or LIBRARY.db:DATASET.",
+                       "on standard {}, NAME.parquet, or LIBRARY.db:DATASET.",
                        text, standard_stream);
 }
 

@@ -7,16 +7,16 @@
 namespace vor::cli {
 
 struct Destination {
-    enum class Kind { delimited, library };
+    enum class Kind { delimited, library, parquet };
     Kind kind = Kind::delimited;
     std::string path;     // "-": standard input or output, delimited only
     char separator = ','; // delimited only
     std::string dataset;  // library only; empty: not named
 };
 
-// "-", "name.csv", "name.tsv.gz", "library.db", "library.sqlite:dataset"; letter case of the extension does not count.
-// ConversionError (usage) for anything else, with the command that was meant: `other` is the other argument, which is
-// the Stata file.
+// "-", "name.csv", "name.tsv.gz", "name.parquet", "library.db", "library.sqlite:dataset"; letter case of the extension
+// does not count. ConversionError (usage) for anything else, with the command that was meant: `other` is the other
+// argument, which is the Stata file.
 Destination parse_destination(const std::string &text, const std::string &other);
 Destination parse_source(const std::string &text, const std::string &other);
 

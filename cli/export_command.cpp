@@ -4,6 +4,7 @@
 #include "run_libraries.h"
 
 #include <vorhost/conversion.h>
+#include <vorhost/parquet.h>
 #include <vorhost/tables.h>
 
 #include <fmt/format.h>
@@ -63,10 +64,15 @@ std::unique_ptr<BatchSource> text_source(const ExportOptions &options, const Des
 
 void check_usage(const ExportOptions &options, const Destination &place) {
     const bool from_library = place.kind == Destination::Kind::library;
+    const bool text_options = !options.schema.empty() || !options.missing_texts.empty() || !options.separator.empty() ||
+                              !options.encoding.empty();
     const struct {
         bool broken;
         const char *sentence;
     } rules[] = {
+        {place.kind == Destination::Kind::parquet && text_options,
+         "--schema, --na, --separator and --encoding go with a CSV or TSV file; a Parquet file knows everything "
+         "itself."},
         {from_library && !options.schema.empty(),
          "--schema goes with a CSV or TSV file; a library knows everything itself."},
         {from_library && !options.missing_texts.empty(),
@@ -92,8 +98,10 @@ void run_export(const ExportOptions &options, Run &run) {
     check_usage(options, place);
     RunLibraries libraries(options.libraries, {"SOURCE", from_library ? place.path : ""}, Library::Access::read);
     const std::unique_ptr<BatchSource> source =
-        from_library ? libraries.data()->dataset_source(dataset_name(place, options.file), run.notes(), run.warnings())
-                     : text_source(options, place, libraries, run);
+        place.kind == Destination::Kind::parquet ? parquet_source(place.path, run.options.threads, run.warnings())
+        : from_library
+            ? libraries.data()->dataset_source(dataset_name(place, options.file), run.notes(), run.warnings())
+            : text_source(options, place, libraries, run);
     HostOptions host = run.host();
     host.catalogs = &libraries.all();
     ExportSession::Options how{options.labels_as_names, libraries.place()};
@@ -112,7 +120,8 @@ void add_export_command(CommandLine &line) {
     const auto options = std::make_shared<ExportOptions>();
     command
         ->add_option("SOURCE", options->source,
-                     "NAME.csv, NAME.tsv, may be compressed, - for CSV on standard input, or LIBRARY.db[:DATASET]")
+                     "NAME.csv, NAME.tsv, may be compressed, - for CSV on standard input, NAME.parquet, or "
+                     "LIBRARY.db[:DATASET]")
         ->required();
     command->add_option("FILE", options->file, "Stata file (also .gz, .bz2, .xz, .zst, .zip), or - for standard output")
         ->required();

@@ -7,6 +7,7 @@
 #include <vorhost/ascii.h>
 #include <vorhost/conversion.h>
 #include <vorhost/files.h>
+#include <vorhost/parquet.h>
 #include <vorhost/sentences.h>
 #include <vorhost/tables.h>
 
@@ -44,6 +45,7 @@ LabelForm label_form(const std::string &name) {
 void check_usage(const ImportOptions &options, const ImportPlaces &places) {
     const Destination &destination = places.destination;
     const bool library = destination.kind == Destination::Kind::library;
+    const bool parquet = destination.kind == Destination::Kind::parquet;
     const bool labels_shown = options.labels != "codes";
     const bool schema = !options.schema.empty();
     const struct {
@@ -54,6 +56,8 @@ void check_usage(const ImportOptions &options, const ImportPlaces &places) {
         {library && labels_shown,
          "--labels goes with a CSV or TSV file; in a library the view DATASET_labelled shows the labels."},
         {library && schema, "--schema goes with a CSV or TSV file; a library keeps everything itself."},
+        {parquet && (options.raw || labels_shown || schema),
+         "--raw, --labels and --schema go with a CSV or TSV file; a Parquet file keeps codes, labels and dates."},
         {!library && options.replace, "--replace goes with a library; a file is replaced anyway."},
         {labels_shown && options.value_labels == "off",
          "--labels text and --labels both need the value labels that --value-labels off leaves out."},
@@ -197,10 +201,16 @@ void import_file(const ImportOptions &options, const WantedPart &part, const std
                            own_labels ? FormatPlace{} : libraries.place(), part.selection,
                            contract_of(options.reading.contract)},
                           file);
-    if (!into_library)
-        sink = text_sink(options, destination, libraries, run);
-    const int64_t rows =
-        import_rows(session, *sink, part.limit, [&run](int64_t done, int64_t all) { run.progress.update(done, all); });
+    const Progress progress = [&run](int64_t done, int64_t all) { run.progress.update(done, all); };
+    int64_t rows = 0;
+    if (destination.kind == Destination::Kind::parquet) {
+        rows = write_parquet(destination.path, import_source(session, part.limit, progress),
+                             {run.options.threads, libraries.lookup(), &run.log});
+    } else {
+        if (!into_library)
+            sink = text_sink(options, destination, libraries, run);
+        rows = import_rows(session, *sink, part.limit, progress);
+    }
     if (formats)
         formats->commit();
     if (rows == part.limit) // else the end was reached, where the module counts
@@ -233,7 +243,8 @@ class ImportHelp : public CLI::Formatter {
                "  FILE ...                    Stata file, may be compressed, or - for standard input;\n"
                "                              several when DEST is a library\n"
                "  DEST                        NAME.csv, NAME.tsv (also .gz, .bz2, .xz, .zst, .zip),\n"
-               "                              - for CSV on standard output, or LIBRARY.db[:DATASET]\n";
+               "                              - for CSV on standard output, NAME.parquet, or\n"
+               "                              LIBRARY.db[:DATASET]\n";
     }
 };
 

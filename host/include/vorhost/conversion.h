@@ -61,6 +61,7 @@ class ImportSession : public BatchSource {
     const FileSummary &summary() const;
     const DataSet &description() const override; // observations: as the file's head says, without those passed over
     bool next(Batch &batch, size_t most_rows) override;
+    bool rewind() override; // false under the base contract
 
     // Closes the file, logs what was noticed on the way (text that was not valid in its encoding) and asks the log
     // whether the output may appear. The destructor closes too, without all that.
@@ -73,6 +74,10 @@ class ImportSession : public BatchSource {
 
 // Writes all observations (at most `limit`, -1 for all) into a sink and finishes it. The number written.
 int64_t import_rows(ImportSession &session, BatchSink &sink, int64_t limit = -1, const Progress &progress = {});
+
+// The observations of an import (at most `limit`, -1 for all) as a source for those that ask for them. It closes the
+// session when all of them have been had. The session must outlive it.
+std::unique_ptr<BatchSource> import_source(ImportSession &session, int64_t limit = -1, Progress progress = {});
 
 // How an export stores numbers and texts.
 enum class StoredTypes {

@@ -297,6 +297,12 @@ struct ImportSession::State {
         return variable;
     }
 
+    bool rewind() {
+        for (LeapSeconds &seen : leap_seconds)
+            seen.values = {};
+        return values->rewind();
+    }
+
     bool next(Batch &batch, size_t most_rows) {
         const bool more = values->next(batch, most_rows);
         count_leap_seconds(batch);
@@ -333,6 +339,9 @@ const FileSummary &ImportSession::summary() const {
 const DataSet &ImportSession::description() const {
     return state_->description;
 }
+bool ImportSession::rewind() {
+    return state_->rewind();
+}
 bool ImportSession::next(Batch &batch, size_t most_rows) {
     return state_->next(batch, most_rows);
 }
@@ -358,6 +367,51 @@ int64_t import_rows(ImportSession &session, BatchSink &sink, int64_t limit, cons
         progress(rows, rows);
     sink.finish();
     return rows;
+}
+
+namespace {
+
+class ImportSource : public BatchSource {
+  public:
+    ImportSource(ImportSession &session, int64_t limit, Progress progress)
+        : session_(session), progress_(std::move(progress)), description_(session.description()) {
+        if (limit >= 0)
+            description_.observations = std::min(description_.observations, limit);
+        limited_ = limit >= 0;
+    }
+    const DataSet &description() const override { return description_; }
+
+    bool next(Batch &batch, size_t most_rows) override {
+        const auto left = static_cast<size_t>(description_.observations - rows_);
+        const bool more =
+            (!limited_ || left != 0) && session_.next(batch, limited_ ? std::min(most_rows, left) : most_rows);
+        if (!more && !closed_) {
+            closed_ = true;
+            session_.close();
+        }
+        rows_ += more ? static_cast<int64_t>(batch.rows) : 0;
+        if (progress_)
+            progress_(rows_, description_.observations);
+        return more;
+    }
+    bool rewind() override {
+        rows_ = 0;
+        return session_.rewind();
+    }
+
+  private:
+    ImportSession &session_;
+    Progress progress_;
+    DataSet description_;
+    bool limited_ = false;
+    bool closed_ = false;
+    int64_t rows_ = 0;
+};
+
+} // namespace
+
+std::unique_ptr<BatchSource> import_source(ImportSession &session, int64_t limit, Progress progress) {
+    return std::make_unique<ImportSource>(session, limit, std::move(progress));
 }
 
 } // namespace vor

@@ -8,13 +8,14 @@
 #include <cstring>
 #include <fmt/format.h>
 #include <string_view>
+#include <utility>
 
 namespace vor {
 
 ImportValues::ImportValues(AccessObject &object, const std::vector<Variable> &variables, std::vector<Wanted> wanted,
                            int64_t passed_over, BadTextNote note)
     : object_(object), variables_(variables), wanted_(std::move(wanted)), rows_(passed_over), passed_over_(passed_over),
-      note_(std::move(note)), bad_texts_(wanted_.size()) {}
+      bad_texts_(wanted_.size()), note_(std::move(note)), told_(wanted_.size()) {}
 
 bool ImportValues::next(Batch &batch, size_t most_rows) {
     batch.start(variables_, rows_ - passed_over_);
@@ -27,8 +28,10 @@ std::string_view ImportValues::decoded(size_t column, std::string_view stored, i
     if (is_ascii(stored)) // the same in every session encoding
         return stored;
     const auto [text, valid] = object_.host().decode(stored, decoded_);
-    if (!valid && ++bad_texts_[column] == 1 && note_)
+    if (!valid && ++bad_texts_[column] == 1 && note_ && !told_[column]) {
+        told_[column] = true;
         note_(column, observation);
+    }
     return text;
 }
 
@@ -107,6 +110,7 @@ class ImportColumns : public ImportValues {
   public:
     ImportColumns(AccessObject &object, const vor_extension &extension, const std::vector<Variable> &variables,
                   std::vector<Wanted> wanted, int64_t passed_over, BadTextNote note);
+    bool rewind() override;
 
   private:
     bool fill(Batch &batch, size_t most_rows) override;
@@ -118,6 +122,7 @@ class ImportColumns : public ImportValues {
     const vor_extension &extension_;
     std::vector<vor_column> columns_;
     size_t long_text_room_; // of each column of long texts
+    int64_t from_ = NEXT_ROW;
 };
 
 ImportColumns::ImportColumns(AccessObject &object, const vor_extension &extension,
@@ -130,10 +135,16 @@ ImportColumns::ImportColumns(AccessObject &object, const vor_extension &extensio
     long_text_room_ = std::max(long_texts_bytes / std::max<size_t>(long_texts, 1), least_text_room);
 }
 
+bool ImportColumns::rewind() {
+    rows_ = from_ = passed_over_;
+    std::fill(bad_texts_.begin(), bad_texts_.end(), 0);
+    return true;
+}
+
 bool ImportColumns::fill(Batch &batch, size_t most_rows) {
     for (size_t i = 0; i < columns_.size(); ++i)
         lend(batch.columns[i], i, most_rows);
-    vor_batch request = {.first_row = NEXT_ROW,
+    vor_batch request = {.first_row = std::exchange(from_, NEXT_ROW),
                          .row_limit = static_cast<int64_t>(most_rows),
                          .rows = 0,
                          .column_count = static_cast<int64_t>(columns_.size()),

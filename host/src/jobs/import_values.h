@@ -34,6 +34,9 @@ class ImportValues {
     // As BatchSource::next.
     bool next(Batch &batch, size_t most_rows);
 
+    // As BatchSource::rewind.
+    virtual bool rewind() { return false; }
+
     // Texts of a column that were not valid in the session encoding.
     int64_t bad_texts(size_t column) const { return bad_texts_[column]; }
 
@@ -49,10 +52,12 @@ class ImportValues {
     std::vector<Wanted> wanted_;
     int64_t rows_; // of the file, that have been passed over or delivered
 
-  private:
     const int64_t passed_over_;
-    BadTextNote note_;
     std::vector<int64_t> bad_texts_;
+
+  private:
+    BadTextNote note_;
+    std::vector<bool> told_; // of bad texts
     std::string decoded_;
 };
 
