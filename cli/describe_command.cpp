@@ -103,7 +103,8 @@ void describe_file(const DescribeOptions &options, Run &run) {
     const ImportSession session(host,
                                 {.encoding = options.reading.encoding,
                                  .formats = libraries.place(),
-                                 .contract = contract_of(options.reading.contract)},
+                                 .contract = contract_of(options.reading.contract),
+                                 .head_only = true},
                                 options.file);
     show({session.summary(), session.description(), libraries.lookup()}, options.json);
 }

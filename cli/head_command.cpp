@@ -27,6 +27,11 @@ struct HeadOptions {
     SelectionOptions selection;
 };
 
+// Whether all that is shown stands near the beginning of the file.
+bool is_at_start(const WantedPart &part) {
+    return part.limit >= 0 && part.selection.first_row + part.limit <= static_cast<int64_t>(rows_per_block);
+}
+
 class TableSink : public BatchSink {
   public:
     TableSink(std::string labels, FormatLookup lookup) : labels_(std::move(labels)), lookup_(std::move(lookup)) {}
@@ -118,7 +123,7 @@ void show_file(const HeadOptions &options, const WantedPart &part, Run &run) {
     const bool labels_wanted = options.labels != "codes";
     ImportSession session(host,
                           {labels_wanted, options.reading.encoding, libraries.place(), part.selection,
-                           contract_of(options.reading.contract)},
+                           contract_of(options.reading.contract), is_at_start(part)},
                           options.file);
     TableSink sink(options.labels, libraries.lookup());
     const int64_t rows = import_rows(session, sink, part.limit);

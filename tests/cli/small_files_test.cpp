@@ -5,6 +5,8 @@
 #include <filesystem>
 #include <functional>
 #include <malloc.h>
+#include <regex>
+#include <sys/resource.h>
 
 namespace vor::test {
 namespace {
@@ -130,6 +132,30 @@ TEST_F(CommandTest, SmallFilesCostLittle) {
         EXPECT_LT(result.peak_bytes - usual, most_bytes);
         EXPECT_LT(result.err.size(), one.error ? 1000U : 4U << 20);
         std::filesystem::remove(scratch.path("o.dta"));
+    }
+}
+
+// A disk without room for what a compressed file holds, of which only the beginning and the end are looked at.
+TEST_F(CommandTest, DescribesWithoutUnpackingToDisk) {
+    StataFile file{
+        .release = 118,
+        .variables = {{.name = "x", .type = Type::byte, .value_label = "last"}, {.name = "text", .type = str(2000)}}};
+    for (int i = 0; i < 10'000; ++i)
+        file.rows.push_back({i % 100, std::string(50, static_cast<char>('a' + i % 26))});
+    file.value_labels = {{"last", {{1, "one"}}}};
+    scratch.write("p.dta", build(file));
+    scratch.write("z.dta", packed(".zst", {{"", build(file)}}));
+    rlimit old{};
+    ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &old), 0);
+    for (const std::string line : {"describe --json", "describe", "head --labels text", "head --rows 9000:9002"}) {
+        const bool at_start = line != "head --rows 9000:9002";
+        const rlimit small{.rlim_cur = at_start ? 100 << 10 : old.rlim_cur, .rlim_max = old.rlim_max};
+        const CommandResult plain = run(line + " p.dta");
+        setrlimit(RLIMIT_FSIZE, &small);
+        const CommandResult unpacked = run(line + " z.dta --no-unpack-limit");
+        setrlimit(RLIMIT_FSIZE, &old);
+        EXPECT_EQ(unpacked.status, 0) << unpacked.err;
+        EXPECT_EQ(std::regex_replace(unpacked.out, std::regex("z[.]dta"), "p.dta"), plain.out) << line;
     }
 }
 

@@ -52,6 +52,8 @@ class ImportSession : public BatchSource {
         FormatPlace formats = {};  // where the user formats go
         Selection selection = {};  // user formats of variables that it leaves out go nowhere
         Contract contract = Contract::extended;
+        bool head_only = false; // no observation beyond the first ones: nothing between the beginning and the end of a
+                                // compressed file is kept, or it is unpacked once more
     };
 
     // Opens the file and reads its header and descriptors; its user formats go to the host's catalogs.

@@ -1,5 +1,7 @@
 // An import, in the order that the access object asks for: mode, name, statements, open, variables, observations until
 // the end of data, close, delete.
+#include "files/file_ends.h"
+#include "files/output_file.h"
 #include "jobs/access_object.h"
 #include "jobs/file_facts.h"
 #include "jobs/import_values.h"
@@ -70,9 +72,21 @@ Format format_of(const char *name, int16_t length, int16_t width, int16_t decima
     return {std::string(name, static_cast<size_t>(length)), width, decimals};
 }
 
+void copy_bytes(ByteFile &from, ByteFile &to, std::error_code &error) {
+    std::vector<char> piece(65536);
+    uint64_t done = 0;
+    while (const size_t count = from.read(done, piece, error)) {
+        to.write(done, std::span(piece).first(count), error);
+        if (error)
+            return;
+        done += count;
+    }
+}
+
 } // namespace
 
 struct ImportSession::State {
+    std::unique_ptr<FileEnds> ends; // null: temporary files are kept whole
     ImportedFormats formats;
     // Null under the base contract. Stands until the object is closed.
     std::unique_ptr<vor_extension> extension;
@@ -88,8 +102,9 @@ struct ImportSession::State {
     };
     std::vector<LeapSeconds> leap_seconds = {};
 
-    State(const HostOptions &host, const Options &options, StataInput input)
-        : formats(host.catalogs, options.value_labels, options.selection.chooses_variables()),
+    State(const HostOptions &host, const Options &options, StataInput input, std::unique_ptr<FileEnds> file_ends)
+        : ends(std::move(file_ends)),
+          formats(host.catalogs, options.value_labels, options.selection.chooses_variables()),
           extension(options.contract == Contract::extended ? std::make_unique<vor_extension>(every_wish) : nullptr),
           object(prepared(host, options), input.shown_name) {
         if (extension && lower_case(host.valid_variable_names) == "v7")
@@ -127,6 +142,8 @@ struct ImportSession::State {
     HostOptions prepared(HostOptions host, const Options &options) {
         host.catalogs = &formats;
         host.statements += format_statement(options.formats);
+        if (ends)
+            host.files = ends.get();
         return host;
     }
 
@@ -326,9 +343,16 @@ struct ImportSession::State {
 };
 
 ImportSession::ImportSession(HostOptions host, const Options &options, const std::string &file) {
-    StataInput input = open_stata_input(file, host.files ? *host.files : machine_files(), host.unpacking);
+    FileSystem &files = host.files ? *host.files : machine_files();
+    StataInput input = open_stata_input(file, files, host.unpacking);
     choose_encodings(host, options, input.head);
-    state_ = std::make_unique<State>(host, options, std::move(input));
+    std::unique_ptr<FileEnds> ends;
+    if (options.head_only && input.stream && !OutputFile::is_streamed(file, files))
+        ends = std::make_unique<FileEnds>(
+            files, [&files, file, unpacking = host.unpacking](ByteFile &copy, std::error_code &error) {
+                copy_bytes(*open_stata_input(file, files, unpacking).stream, copy, error);
+            });
+    state_ = std::make_unique<State>(host, options, std::move(input), std::move(ends));
 }
 
 ImportSession::~ImportSession() = default;
