@@ -5,6 +5,7 @@
 #include "run_libraries.h"
 
 #include <vorhost/conversion.h>
+#include <vorhost/description.h>
 
 #include <fmt/format.h>
 
@@ -78,7 +79,7 @@ std::string text_of(const Description &description) {
 
 void show(const Description &description, bool json) {
     if (json)
-        write_description_json(description.summary, description.data_set, description.formats);
+        write_description_json(description.summary, description.data_set, description.formats, write_standard_output);
     else
         write_standard_output(text_of(description));
 }

@@ -52,26 +52,10 @@ class TextTable {
     std::vector<std::vector<std::string>> rows_;
 };
 
-// A format's value as people write it: "1", ".a", "abc".
-std::string value_text(const FormatValue &value);
-
 // "1", or "1 to 5".
 std::string range_text(const FormatRange &range);
 
 // Writes all of a text. ConversionError (machine) when the reader went away or there is no space.
 void write_standard_output(std::string_view text);
-
-// A catalog of a library with its formats.
-struct Catalog {
-    std::string name;
-    std::vector<UserFormat> formats;
-};
-
-// Value labels are an array of {"value": 1, "text": "yes"} in the order of the catalog. A missing value is its mark,
-// ".a"; an interval has its other end as "to"; every label after the first of a multilabel format is an object of its
-// own. A data set of a library has no release and no byte order: null. A description goes to standard output variable
-// by variable.
-void write_description_json(const FileSummary &summary, const DataSet &data_set, const FormatLookup &formats);
-std::string catalogs_json(const std::string &library, const std::vector<Catalog> &catalogs);
 
 } // namespace vor::cli

@@ -4,6 +4,7 @@
 #include "display.h"
 
 #include <vorhost/ascii.h>
+#include <vorhost/description.h>
 #include <vorhost/library.h>
 
 #include <fmt/format.h>

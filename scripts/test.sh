@@ -4,6 +4,7 @@
 #
 #   scripts/test.sh
 #
+# VORDTA_DUCKDB    the DuckDB library for the tests of Arrow and Parquet; unless given, it comes by npm where npm is
 # VORDTA_CORPUS    a folder of foreign Stata files with their descriptions; without it their test says it was skipped
 [ -n "${BASH_VERSION:-}" ] || exec bash "$0" "$@"
 set -euo pipefail
@@ -36,6 +37,20 @@ printf '== Install what is missing\n'
 scripts/install_dependencies.sh build test
 if [ -e /usr/local/lib/vordta/vorimdta.so ]; then
     echo "A module is installed in /usr/local: what happens without one is not tried."
+fi
+
+# The library that reads our Arrow streams and Parquet files in the tests.
+fetch_duckdb() {
+    local package=@duckdb/node-bindings-linux-x64@1.5.6-r.1 folder="$PWD/build/duckdb"
+    if [ ! -e "$folder/package/libduckdb.so" ]; then
+        command -v npm >/dev/null || return
+        mkdir -p "$folder"
+        (cd "$folder" && npm pack --silent "$package" >/dev/null 2>&1 && tar -xzf ./*.tgz package/libduckdb.so) || return
+    fi
+    export VORDTA_DUCKDB="$folder/package/libduckdb.so"
+}
+if [ -z "${VORDTA_DUCKDB:-}" ] && ! fetch_duckdb; then
+    echo "There is no DuckDB library, nor npm to get it by: the tests of Parquet files are skipped."
 fi
 
 rm -f build/release/ctest.log build/debug/ctest.log

@@ -77,9 +77,11 @@ class ImportSession : public BatchSource {
 // Writes all observations (at most `limit`, -1 for all) into a sink and finishes it. The number written.
 int64_t import_rows(ImportSession &session, BatchSink &sink, int64_t limit = -1, const Progress &progress = {});
 
-// The observations of an import (at most `limit`, -1 for all) as a source for those that ask for them. It closes the
+// The observations of an import (at most `limit`, -1 for all) as a source for those that ask for them. It may close the
 // session when all of them have been had. The session must outlive it.
-std::unique_ptr<BatchSource> import_source(ImportSession &session, int64_t limit = -1, Progress progress = {});
+enum class AtEnd { closed, open };
+std::unique_ptr<BatchSource> import_source(ImportSession &session, int64_t limit = -1, Progress progress = {},
+                                           AtEnd then = AtEnd::closed);
 
 // How an export stores numbers and texts.
 enum class StoredTypes {

@@ -397,8 +397,9 @@ namespace {
 
 class ImportSource : public BatchSource {
   public:
-    ImportSource(ImportSession &session, int64_t limit, Progress progress)
-        : session_(session), progress_(std::move(progress)), description_(session.description()) {
+    ImportSource(ImportSession &session, int64_t limit, Progress progress, AtEnd then)
+        : session_(session), progress_(std::move(progress)), description_(session.description()),
+          closed_(then == AtEnd::open) {
         if (limit >= 0)
             description_.observations = std::min(description_.observations, limit);
         limited_ = limit >= 0;
@@ -428,14 +429,14 @@ class ImportSource : public BatchSource {
     Progress progress_;
     DataSet description_;
     bool limited_ = false;
-    bool closed_ = false;
+    bool closed_; // or not to be
     int64_t rows_ = 0;
 };
 
 } // namespace
 
-std::unique_ptr<BatchSource> import_source(ImportSession &session, int64_t limit, Progress progress) {
-    return std::make_unique<ImportSource>(session, limit, std::move(progress));
+std::unique_ptr<BatchSource> import_source(ImportSession &session, int64_t limit, Progress progress, AtEnd then) {
+    return std::make_unique<ImportSource>(session, limit, std::move(progress), then);
 }
 
 } // namespace vor

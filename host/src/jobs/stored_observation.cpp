@@ -122,8 +122,12 @@ void choose_number(Variable &variable, const Evidence &evidence, StoredTypes typ
 
 DataSet with_stored_types(BatchSource &source, StoredTypes types, const Notes &note) {
     DataSet description = source.description();
-    if (!source.rewind())
+    if (!source.rewind()) {
+        for (Variable &variable : description.variables)
+            if (types == StoredTypes::double_width && variable.kind == ValueKind::numeric)
+                variable.stored = StoredType::float64;
         return description;
+    }
     const std::vector<Evidence> evidence = evidence_of(source);
     source.rewind();
     for (size_t column = 0; column < description.variables.size(); ++column) {

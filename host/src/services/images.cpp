@@ -84,19 +84,34 @@ int32_t BaseClassImage::viidb2g(void *image, CONSTRUCTOR_ENTRY *entry) {
     return image == nullptr ? IMAGE_NOT_FOUND : 0;
 }
 
+namespace {
+
+// Of the program, and of the library that this is in, when that is another file.
+std::vector<std::filesystem::path> own_folders() {
+    std::vector<std::filesystem::path> folders;
+    std::error_code error;
+    if (const auto program = std::filesystem::read_symlink("/proc/self/exe", error); !error)
+        folders.push_back(program.parent_path());
+    Dl_info library;
+    if (dladdr(reinterpret_cast<void *>(&BaseClassImage::viidb2g), &library) != 0 && library.dli_fname) {
+        const auto file = std::filesystem::canonical(library.dli_fname, error);
+        if (!error && (folders.empty() || file.parent_path() != folders[0]))
+            folders.push_back(file.parent_path());
+    }
+    return folders;
+}
+
+} // namespace
+
 std::vector<std::string> module_places(const std::string &module_path) {
     if (!module_path.empty())
         return {module_path};
     if (const char *place = std::getenv(MODULE_VARIABLE); place != nullptr && *place != '\0')
         return {place};
     std::vector<std::string> places;
-    std::error_code error;
-    const std::filesystem::path program = std::filesystem::read_symlink("/proc/self/exe", error);
-    if (!error) {
-        const std::filesystem::path folder = program.parent_path();
-        for (const char *beside : {"", "../lib", "../lib/vordta"})
+    for (const std::filesystem::path &folder : own_folders())
+        for (const char *beside : {"", "vordta", "../lib", "../lib/vordta"})
             places.push_back((folder / beside / MODULE_FILE).lexically_normal().string());
-    }
     places.push_back((std::filesystem::path(VORDTA_MODULE_DIRECTORY) / MODULE_FILE).string());
     return places;
 }

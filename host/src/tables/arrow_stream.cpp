@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cerrno>
 #include <cstring>
 #include <map>
@@ -104,6 +105,19 @@ void release_array(ArrowArray *array) {
     array->release = nullptr;
 }
 
+// How many bits of a validity bitmap are not set.
+int64_t missing_in(const Buffer &validity, size_t rows) {
+    if (validity.empty())
+        return 0;
+    const auto *bits = validity.as<uint8_t>();
+    size_t valid = 0;
+    for (size_t byte = 0; byte < rows / 8; ++byte)
+        valid += static_cast<size_t>(std::popcount(bits[byte]));
+    if (rows % 8 != 0)
+        valid += static_cast<size_t>(std::popcount(static_cast<uint8_t>(bits[rows / 8] & ((1U << (rows % 8)) - 1))));
+    return static_cast<int64_t>(rows - valid);
+}
+
 // buffers: how many of the owned ones the type has, the validity bitmap first, which may be empty.
 ArrowArray array_record(std::unique_ptr<ArrayParts> parts, size_t rows, int64_t buffers) {
     static const char nothing = 0; // where a buffer without bytes begins
@@ -115,7 +129,7 @@ ArrowArray array_record(std::unique_ptr<ArrayParts> parts, size_t rows, int64_t 
         parts->pointers.push_back(&child);
     ArrowArray array = {};
     array.length = static_cast<int64_t>(rows);
-    array.null_count = parts->owned[0].empty() ? 0 : -1; // -1: not counted
+    array.null_count = missing_in(parts->owned[0], rows);
     array.n_buffers = buffers;
     array.n_children = static_cast<int64_t>(parts->children.size());
     array.buffers = parts->buffers.data();
