@@ -34,7 +34,7 @@ declare -gA _vordta_values=(
 )
 # Extensions of the files at each place after a sub-command; the last place of an import may come again.
 _vordta_stata="dta dta.gz dta.bz2 dta.xz dta.zst dta.zip"
-_vordta_tables="csv csv.gz csv.bz2 csv.xz csv.zst csv.zip tsv tsv.gz tsv.bz2 tsv.xz tsv.zst tsv.zip db sqlite"
+_vordta_tables="csv csv.gz csv.bz2 csv.xz csv.zst csv.zip tsv tsv.gz tsv.bz2 tsv.xz tsv.zst tsv.zip parquet db sqlite"
 declare -gA _vordta_places=(
     [import]="$_vordta_stata|$_vordta_tables $_vordta_stata"
     [export]="$_vordta_tables|$_vordta_stata"
