@@ -3,7 +3,7 @@
 
 local -a encodings=(utf-8 wlatin1 latin1 us-ascii windows-1250 windows-1251 shift-jis euc-kr gb18030)
 local stata='_files -g "*.dta(|.gz|.bz2|.xz|.zst|.zip)"' library='_files -g "*.(db|sqlite)"'
-local table='_files -g "*.((csv|tsv)(|.gz|.bz2|.xz|.zst|.zip)|db|sqlite)"'
+local table='_files -g "*.((csv|tsv)(|.gz|.bz2|.xz|.zst|.zip)|parquet|db|sqlite)"'
 
 local -a common=(
   "--session-encoding[encoding of the host session]:encoding:($encodings)"
@@ -47,7 +47,7 @@ case $words[1] in
       '--raw[dates as days, date-times and times as seconds]' \
       '--replace[in a library: a table that no import made gives way too]' \
       '--limit[stop after N observations]:N: ' \
-      "1:Stata file:$stata" '*:data set or Stata file:_files -g "*.((csv|tsv|dta)(|.gz|.bz2|.xz|.zst|.zip)|db|sqlite)"'
+      "1:Stata file:$stata" '*:data set or Stata file:_files -g "*.((csv|tsv|dta)(|.gz|.bz2|.xz|.zst|.zip)|parquet|db|sqlite)"'
     ;;
   export)
     _arguments $common $contract $unpacking $strict $catalogs $schema '--labels-as-names[variable labels become the names]' \
@@ -56,11 +56,11 @@ case $words[1] in
       "1:data set:$table" "2:Stata file:$stata"
     ;;
   describe)
-    _arguments $common $reading '--json[one JSON object]' '1:file:_files -g "*.(dta(|.gz|.bz2|.xz|.zst|.zip)|db|sqlite)"'
+    _arguments $common $reading '--json[one JSON object]' '1:file:_files -g "*.(dta(|.gz|.bz2|.xz|.zst|.zip)|parquet|db|sqlite)"'
     ;;
   head)
     _arguments $common $reading $selection $labels '(-n --limit)'{-n,--limit}'[show N observations]:N: ' \
-      '1:file:_files -g "*.(dta(|.gz|.bz2|.xz|.zst|.zip)|db|sqlite)"'
+      '1:file:_files -g "*.(dta(|.gz|.bz2|.xz|.zst|.zip)|parquet|db|sqlite)"'
     ;;
   formats)
     _arguments $common '--json[one JSON object]' "1:library:$library" '2:format: '
