@@ -107,6 +107,7 @@ void run_export(const ExportOptions &options, Run &run) {
     ExportSession::Options how{options.labels_as_names, libraries.place()};
     how.contract = contract_of(options.contract);
     how.types = stored_types(options.types.value_or("kept"));
+    how.threads = run.options.threads;
     export_source(host, how, options.file, *source,
                   [&run](int64_t done, int64_t all) { run.progress.update(done, all); });
 }

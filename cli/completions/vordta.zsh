@@ -56,11 +56,11 @@ case $words[1] in
       "1:data set:$table" "2:Stata file:$stata"
     ;;
   describe)
-    _arguments $common $reading '--json[one JSON object]' '1:file:_files -g "*.(dta(|.gz|.bz2|.xz|.zst|.zip)|parquet|db|sqlite)"'
+    _arguments $common $reading '--json[one JSON object]' '1:file:_files -g "*.(dta(|.gz|.bz2|.xz|.zst|.zip)|db|sqlite)"'
     ;;
   head)
     _arguments $common $reading $selection $labels '(-n --limit)'{-n,--limit}'[show N observations]:N: ' \
-      '1:file:_files -g "*.(dta(|.gz|.bz2|.xz|.zst|.zip)|parquet|db|sqlite)"'
+      '1:file:_files -g "*.(dta(|.gz|.bz2|.xz|.zst|.zip)|db|sqlite)"'
     ;;
   formats)
     _arguments $common '--json[one JSON object]' "1:library:$library" '2:format: '

@@ -7,6 +7,7 @@
 #include <vorhost/batch.h>
 #include <vorhost/dataset.h>
 #include <vorhost/error.h>
+#include <vorhost/files.h>
 #include <vorhost/host.h>
 #include <vorhost/selection.h>
 
@@ -99,6 +100,7 @@ class ExportSession {
         FormatPlace formats = {}; // where the user formats come from
         Contract contract = Contract::extended;
         StoredTypes types = StoredTypes::kept;
+        size_t threads = machine_threads(); // of export_source
     };
 
     ExportSession(const HostOptions &host, const Options &options, const std::string &file, const DataSet &description);
@@ -115,7 +117,8 @@ class ExportSession {
 // Writes every observation of a source and finishes. The number written.
 int64_t export_rows(ExportSession &session, BatchSource &source, const Progress &progress = {});
 
-// A whole export of a source. Under the extended contract it is read twice, first for the stored types.
+// A whole export of a source. Under the extended contract it is read twice, first for the stored types, unless they
+// are recorded, to be kept, and hold every value.
 int64_t export_source(const HostOptions &host, const ExportSession::Options &options, const std::string &file,
                       BatchSource &source, const Progress &progress = {});
 

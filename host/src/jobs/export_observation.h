@@ -63,6 +63,7 @@ class ExportRow {
     void report(const std::vector<Variable> &variables, const Notes &warn) const;
 
   protected:
+    int64_t number() const { return number_; } // of the observation, from 1
     void count(size_t column, ValueChange change) { counts_[column][static_cast<size_t>(change)].add(number_); }
 
   private:

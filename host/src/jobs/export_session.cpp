@@ -5,6 +5,7 @@
 #include "jobs/export_observation.h"
 #include "jobs/export_variables.h"
 #include "jobs/file_facts.h"
+#include "jobs/read_ahead.h"
 #include "jobs/stata_files.h"
 #include "jobs/stored_observation.h"
 #include "jobs/user_formats.h"
@@ -16,6 +17,7 @@
 #include <filesystem>
 #include <fmt/format.h>
 #include <fmt/ranges.h>
+#include <optional>
 #include <unordered_map>
 #include <unordered_set>
 
@@ -300,7 +302,9 @@ void ExportSession::finish() {
     state_->finish();
 }
 
-int64_t export_rows(ExportSession &session, BatchSource &source, const Progress &progress) {
+namespace {
+
+int64_t put_rows(ExportSession &session, BatchSource &source, const Progress &progress) {
     const size_t most = batch_rows(source.description().variables);
     int64_t rows = 0;
     for (Batch batch; source.next(batch, most);) {
@@ -309,6 +313,70 @@ int64_t export_rows(ExportSession &session, BatchSource &source, const Progress 
         if (progress)
             progress(rows, source.description().observations);
     }
+    return rows;
+}
+
+// Keeps the lines of an export that may have to begin anew.
+class DeferredLog : public Log {
+  public:
+    explicit DeferredLog(Log *target) : target_(target) {}
+    void line(Severity severity, std::string_view text) override {
+        if (!open_)
+            lines_.emplace_back(severity, text);
+        else if (target_)
+            target_->line(severity, text);
+    }
+    void before_output() override {
+        if (target_)
+            target_->before_output();
+    }
+    void open() {
+        open_ = true;
+        for (const auto &[severity, text] : lines_)
+            line(severity, text);
+    }
+
+  private:
+    Log *target_;
+    bool open_ = false;
+    std::vector<std::pair<Severity, std::string>> lines_;
+};
+
+// Whether the types that the description records are what an export stores, as long as they hold the values.
+bool keeps_types(const ExportSession::Options &options, const DataSet &description) {
+    return options.contract == Contract::extended && options.types == StoredTypes::kept &&
+           std::ranges::none_of(description.variables,
+                                [](const Variable &variable) { return variable.stored == StoredType::unknown; });
+}
+
+// An export with the types that are recorded; nothing when a value does not fit them and the source can be read again.
+std::optional<int64_t> export_as_recorded(const HostOptions &host, const ExportSession::Options &options,
+                                          const std::string &file, BatchSource &source, const Progress &progress) {
+    DeferredLog log(host.log);
+    HostOptions deferred = host;
+    deferred.log = &log;
+    try {
+        ExportSession session(deferred, options, file, source.description());
+        const int64_t rows = put_rows(session, source, progress);
+        log.open();
+        session.finish();
+        if (progress)
+            progress(rows, rows);
+        return rows;
+    } catch (const Misfit &) {
+        if (!source.rewind())
+            throw;
+        return std::nullopt;
+    } catch (...) {
+        log.open();
+        throw;
+    }
+}
+
+} // namespace
+
+int64_t export_rows(ExportSession &session, BatchSource &source, const Progress &progress) {
+    const int64_t rows = put_rows(session, source, progress);
     session.finish();
     if (progress)
         progress(rows, rows);
@@ -316,7 +384,12 @@ int64_t export_rows(ExportSession &session, BatchSource &source, const Progress 
 }
 
 int64_t export_source(const HostOptions &host, const ExportSession::Options &options, const std::string &file,
-                      BatchSource &source, const Progress &progress) {
+                      BatchSource &given, const Progress &progress) {
+    ReadAhead ahead(given, batch_rows(given.description().variables));
+    BatchSource &source = options.threads > 1 ? ahead : given;
+    if (keeps_types(options, source.description()))
+        if (const auto rows = export_as_recorded(host, options, file, source, progress))
+            return *rows;
     const Notes note = [&host](const std::string &sentence) {
         if (host.log)
             host.log->line(Severity::note, sentence);

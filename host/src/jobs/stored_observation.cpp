@@ -30,6 +30,19 @@ constexpr IntegerType integer_types[] = {
     {StoredType::int32, SMALLEST_NUMBER<int32_t>, LARGEST_NUMBER<int32_t>},
 };
 
+// Whether a number, or a missing value, can be stored so.
+bool holds(StoredType type, double value) {
+    if (is_missing(value))
+        return true;
+    if (type == StoredType::float32)
+        return std::fabs(value) < stored_missing<float>(0) && static_cast<double>(static_cast<float>(value)) == value;
+    for (const IntegerType &row : integer_types)
+        if (row.type == type)
+            return value >= row.smallest - 1 && value <= row.largest && value == std::trunc(value) &&
+                   !(value == 0 && std::signbit(value));
+    return true;
+}
+
 // What the values of a column are like.
 struct Evidence {
     double smallest = std::numeric_limits<double>::infinity();
@@ -146,7 +159,8 @@ StoredObservation::StoredObservation(const std::vector<Variable> &written, const
     for (size_t column = 0; column < written.size(); ++column) {
         const Variable &variable = written[column];
         columns_.push_back({temporal_class(source[column]), temporal_class(variable), variable.stored,
-                            static_cast<size_t>(variable.length), position});
+                            variable.stored < StoredType::float64, static_cast<size_t>(variable.length), position});
+        names_.push_back(variable.name);
         position += variable.kind == ValueKind::character ? sizeof(vor_text_slot) : sizeof(double);
     }
     observation_.resize(position);
@@ -167,7 +181,15 @@ void StoredObservation::set_number(size_t column, double value) {
         count(column, ValueChange::too_large);
         stored = missing_value('.');
     }
+    if (place.checked && !holds(place.stored, stored))
+        refuse(column);
     std::memcpy(observation_.data() + place.position, &stored, sizeof stored);
+}
+
+void StoredObservation::refuse(size_t column) const {
+    throw Misfit(Failure::conversion, fmt::format("The value of {} at obs {} does not fit the type it is to be stored "
+                                                  "in.",
+                                                  names_[column], number()));
 }
 
 void StoredObservation::set_text(size_t column, std::string_view text) {
@@ -181,6 +203,8 @@ void StoredObservation::set_bytes(size_t column, std::string_view bytes) {
 }
 
 void StoredObservation::store_text(size_t column, std::string_view text, bool binary) {
+    if (columns_[column].stored == StoredType::text && (binary || text.size() > columns_[column].length))
+        refuse(column);
     texts_[column].assign(text);
     const vor_text_slot slot = {.bytes = texts_[column].data(),
                                 .length = static_cast<int32_t>(texts_[column].size()),

@@ -13,6 +13,12 @@ namespace vor {
 // back keeps the description that it has, but for numbers that are to be doubles.
 DataSet with_stored_types(BatchSource &source, StoredTypes types, const Notes &note);
 
+// A value that the type of its variable does not hold. The sentence is the module's own one, more or less.
+struct Misfit : ConversionError {
+    using ConversionError::ConversionError;
+};
+
+// set_number and set_text throw a Misfit.
 class StoredObservation : public ExportRow {
   public:
     // written: the variables as they stand in the file. source: the same ones as the rows have them, which says the
@@ -31,12 +37,15 @@ class StoredObservation : public ExportRow {
         Temporal from;
         Temporal to;
         StoredType stored;
+        bool checked;    // the type does not hold every number
         size_t length;   // bytes of a text
         size_t position; // in the observation
     };
     void store_text(size_t column, std::string_view text, bool binary);
+    [[noreturn]] void refuse(size_t column) const;
 
     std::vector<Column> columns_;
+    std::vector<std::string> names_;
     std::vector<char> observation_;
     std::vector<std::string> texts_;
 };

@@ -324,6 +324,8 @@ bool DatasetSource::rewind() {
         part.reset();
     if (dataset_.number != 0)
         specials_ = SpecialValues(library_->database(), dataset_.number);
+    for (SourceColumn &column : columns_)
+        column.inside = column.inexact = {};
     rowid_ = row_ = 0;
     ended_ = false;
     return true;

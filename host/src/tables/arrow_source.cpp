@@ -316,6 +316,8 @@ bool ArrowSource::rewind() {
     array_.reset();
     stream_.reset();
     again_(&stream_);
+    for (Input &input : inputs_)
+        input.inexact = input.inside = {};
     at_ = 0;
     rows_ = 0;
     ended_ = false;

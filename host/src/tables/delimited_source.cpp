@@ -413,6 +413,8 @@ void DelimitedSource::take_record(Batch &batch) {
 bool DelimitedSource::rewind() {
     reader_.rewind();
     reader_.next();
+    for (SourceColumn &column : columns_)
+        column.inside_period = {};
     rows_ = 0;
     ended_ = false;
     return true;
