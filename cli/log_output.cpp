@@ -88,6 +88,7 @@ ProgressDisplay::~ProgressDisplay() {
 }
 
 void ProgressDisplay::update(int64_t rows, int64_t of_rows) {
+    const std::lock_guard lock(mutex_);
     const Clock::time_point now = Clock::now();
     if (!wanted_ || now < next_)
         return;
@@ -98,6 +99,7 @@ void ProgressDisplay::update(int64_t rows, int64_t of_rows) {
 }
 
 void ProgressDisplay::erase() {
+    const std::lock_guard lock(mutex_);
     if (shown_)
         std::fputs(erase_line, stderr);
     shown_ = false;
@@ -113,6 +115,7 @@ namespace {
 } // namespace
 
 void LogOutput::line(Severity severity, std::string_view text) {
+    const std::lock_guard lock(mutex_);
     const std::string line = fmt::format("{}: {}\n", severity_word(severity), readable(display_text(in_number(text))));
     if (file_ && std::fputs(line.c_str(), file_.get()) == EOF && write_error_ == 0)
         write_error_ = errno;

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <string_view>
 
@@ -32,6 +33,7 @@ class ProgressDisplay {
     using Clock = std::chrono::steady_clock;
 
     bool wanted_;
+    std::mutex mutex_; // lines come from several threads
     bool shown_ = false;
     Clock::time_point start_ = Clock::now();
     Clock::time_point next_;
@@ -67,6 +69,7 @@ class LogOutput : public Log {
     struct CloseFile {
         void operator()(std::FILE *file) const { std::fclose(file); }
     };
+    std::mutex mutex_; // of lines
     bool quiet_ = false;
     bool strict_ = false;
     int64_t warnings_ = 0;

@@ -22,7 +22,7 @@ constexpr std::string_view severity_word(Severity severity) {
 // Receives what a reader noticed and the user should know, one sentence at a time. May be empty.
 using Notes = std::function<void(const std::string &sentence)>;
 
-// Receives the log lines of a host, without prefix and line end.
+// Receives the log lines of a host, without prefix and line end. export_source logs from two threads when it may.
 class Log {
   public:
     virtual ~Log() = default;

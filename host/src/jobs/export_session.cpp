@@ -17,6 +17,7 @@
 #include <filesystem>
 #include <fmt/format.h>
 #include <fmt/ranges.h>
+#include <mutex>
 #include <optional>
 #include <unordered_map>
 #include <unordered_set>
@@ -321,6 +322,7 @@ class DeferredLog : public Log {
   public:
     explicit DeferredLog(Log *target) : target_(target) {}
     void line(Severity severity, std::string_view text) override {
+        const std::lock_guard lock(mutex_);
         if (!open_)
             lines_.emplace_back(severity, text);
         else if (target_)
@@ -331,13 +333,16 @@ class DeferredLog : public Log {
             target_->before_output();
     }
     void open() {
+        const std::lock_guard lock(mutex_);
         open_ = true;
         for (const auto &[severity, text] : lines_)
-            line(severity, text);
+            if (target_)
+                target_->line(severity, text);
     }
 
   private:
     Log *target_;
+    std::mutex mutex_;
     bool open_ = false;
     std::vector<std::pair<Severity, std::string>> lines_;
 };
