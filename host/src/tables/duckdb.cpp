@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <dlfcn.h>
 #include <fmt/format.h>
+#include <list>
 #include <vector>
 
 namespace vor {
@@ -145,9 +146,54 @@ void check(HandlePointer error) {
 
 } // namespace
 
+namespace {
+
+// A stream before another, which keeps the schemas that it gives: the library takes a stream's schema and never
+// releases it.
+class SchemaKeeper {
+  public:
+    explicit SchemaKeeper(ArrowArrayStream &inner) : inner_(&inner) {
+        outer_.get_schema = [](ArrowArrayStream *stream, ArrowSchema *out) { return of(stream).give_schema(out); };
+        outer_.get_next = [](ArrowArrayStream *stream, ArrowArray *out) {
+            return of(stream).inner_->get_next(of(stream).inner_, out);
+        };
+        outer_.get_last_error = [](ArrowArrayStream *stream) {
+            return of(stream).inner_->get_last_error(of(stream).inner_);
+        };
+        outer_.release = [](ArrowArrayStream *stream) { stream->release = nullptr; };
+        outer_.private_data = this;
+    }
+    SchemaKeeper(const SchemaKeeper &) = delete;
+    SchemaKeeper &operator=(const SchemaKeeper &) = delete;
+    ~SchemaKeeper() {
+        for (ArrowSchema &schema : given_)
+            schema.release(&schema);
+    }
+
+    ArrowArrayStream *stream() { return &outer_; }
+
+  private:
+    static SchemaKeeper &of(ArrowArrayStream *stream) { return *static_cast<SchemaKeeper *>(stream->private_data); }
+
+    int give_schema(ArrowSchema *out) {
+        if (const int failure = inner_->get_schema(inner_, out))
+            return failure;
+        given_.push_back(*out);
+        out->release = [](ArrowSchema *schema) { schema->release = nullptr; };
+        return 0;
+    }
+
+    ArrowArrayStream *inner_;
+    ArrowArrayStream outer_ = {};
+    std::list<ArrowSchema> given_;
+};
+
+} // namespace
+
 struct DuckDb::State {
     HandlePointer database = nullptr;
     HandlePointer connection = nullptr;
+    std::list<SchemaKeeper> shown;
 
     State() {
         const Routines &duck = routines();
@@ -281,7 +327,8 @@ std::string DuckDb::value(const std::string &sql) {
 }
 
 void DuckDb::show(const std::string &view, ArrowArrayStream &stream) {
-    if (routines().arrow_scan(state_->connection, view.c_str(), &stream) != 0)
+    SchemaKeeper &keeper = state_->shown.emplace_back(stream);
+    if (routines().arrow_scan(state_->connection, view.c_str(), keeper.stream()) != 0)
         refuse("DuckDB does not take the stream of the values.");
 }
 
