@@ -164,12 +164,13 @@ std::string number_text(double number) {
 
 std::string row_value(const NAMESTR &variable, const void *observation) {
     const char *value = static_cast<const char *>(observation) + variable.npos;
-    vor_text_slot text;
-    double number;
-    std::memcpy(&text, value, sizeof text);
-    std::memcpy(&number, value, sizeof number);
-    if (variable.ntype == NAMESTR_NUMERIC)
+    if (variable.ntype == NAMESTR_NUMERIC) {
+        double number;
+        std::memcpy(&number, value, sizeof number);
         return number_text(number);
+    }
+    vor_text_slot text;
+    std::memcpy(&text, value, sizeof text);
     return (text.binary != 0 ? "b" : "t") + std::string(text.bytes, static_cast<size_t>(text.length));
 }
 

@@ -220,11 +220,12 @@ ArrowArray marks_array(const Column &column) {
 ArrowArray value_array(Column column, const Field &field) {
     if (field.labels)
         return dictionary_array(std::move(column), field);
+    const size_t rows = column.rows;
     switch (field.form) {
     case ArrowForm::utf8:
     case ArrowForm::large_utf8:
     case ArrowForm::large_binary:
-        return text_array(std::move(column), column.rows, field.form != ArrowForm::utf8);
+        return text_array(std::move(column), rows, field.form != ArrowForm::utf8);
     case ArrowForm::date32:
     case ArrowForm::time32_ms:
         return moment_array<int32_t>(std::move(column), field);

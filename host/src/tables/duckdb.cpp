@@ -194,14 +194,13 @@ struct DuckDb::State {
     HandlePointer database = nullptr;
     HandlePointer connection = nullptr;
     std::list<SchemaKeeper> shown;
+    const Routines &duck = routines();
 
     State() {
-        const Routines &duck = routines();
         if (duck.open(nullptr, &database) != 0 || duck.connect(database, &connection) != 0)
             refuse_machine("DuckDB cannot open a database in memory.");
     }
     ~State() {
-        const Routines &duck = routines();
         duck.disconnect(&connection);
         duck.close(&database);
     }
@@ -211,10 +210,11 @@ namespace {
 
 struct Result {
     DuckResult result = {};
+    const Routines &duck = routines();
     Result() = default;
     Result(const Result &) = delete;
     Result &operator=(const Result &) = delete;
-    ~Result() { routines().destroy_result(&result); }
+    ~Result() { duck.destroy_result(&result); }
 };
 
 void execute(HandlePointer connection, const std::string &sql, Result &result) {
@@ -238,7 +238,7 @@ class ResultStream {
     ResultStream(const ResultStream &) = delete;
     ResultStream &operator=(const ResultStream &) = delete;
     ~ResultStream() {
-        const Routines &duck = routines();
+        const Routines &duck = state_->duck;
         duck.destroy_arrow_options(&options_);
         duck.destroy_pending(&pending_);
         duck.destroy_prepare(&statement_);
@@ -321,7 +321,7 @@ std::string DuckDb::value(const std::string &sql) {
     Result result;
     execute(state_->connection, sql, result);
     char *found = routines().value_varchar(&result.result, 0, 0);
-    const std::string text = found ? found : "";
+    std::string text = found ? found : "";
     routines().free_(found);
     return text;
 }

@@ -94,8 +94,7 @@ row_plan *make_plan(IMGLUE *self) {
 
     auto *plan = static_cast<row_plan *>(h_malloc1(self, sizeof(row_plan)));
     auto *step = static_cast<value_step *>(h_malloc1(self, in->invars * static_cast<int64_t>(sizeof(value_step))));
-    auto **variables =
-        static_cast<innamerecord **>(h_malloc1(self, in->invars * static_cast<int64_t>(sizeof(innamerecord *))));
+    auto **variables = static_cast<innamerecord **>(h_malloc1(self, in->invars * static_cast<int64_t>(sizeof(void *))));
     auto *scratch = static_cast<char *>(h_malloc1(self, widest));
     void *observation = h_malloc1(self, self->obslen);
     if (plan == nullptr || step == nullptr || variables == nullptr || scratch == nullptr || observation == nullptr)
