@@ -78,6 +78,10 @@ void add_threads_option(CommandLine &line, CLI::App &command) {
     command.add_option("--threads", line.common.threads, "Work on N threads; default: the machine's cores")
         ->type_name("N")
         ->check(CLI::Range(size_t{1}, most));
+    command
+        .add_option("--compression-level", line.common.compression_level,
+                    "Of a compressed file that is written; default: a quick one")
+        ->type_name("N");
 }
 
 void add_unpacking_option(CommandLine &line, CLI::App &command) {

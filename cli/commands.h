@@ -29,6 +29,7 @@ struct CommonOptions {
     std::string session_encoding = "utf-8";
     bool no_unpack_limit = false; // commands that read compressed files
     size_t threads = machine_threads();
+    std::optional<int> compression_level;
 
     Unpacking unpacking() const { return no_unpack_limit ? Unpacking::unbounded : Unpacking::bounded; }
 };
@@ -85,7 +86,7 @@ Contract contract_of(const std::string &name);
 // For the commands that make something: warnings keep it from appearing.
 void add_strict_option(CommandLine &line, CLI::App &command);
 
-// For the commands that work on several threads.
+// For the commands that work on several threads and may write a compressed file.
 void add_threads_option(CommandLine &line, CLI::App &command);
 
 // For the commands that read what may be compressed.

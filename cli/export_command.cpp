@@ -96,6 +96,8 @@ void run_export(const ExportOptions &options, Run &run) {
     const Destination place = parse_source(options.source, options.file);
     const bool from_library = place.kind == Destination::Kind::library;
     check_usage(options, place);
+    if (run.options.compression_level)
+        check_compression_level(options.file, *run.options.compression_level);
     RunLibraries libraries(options.libraries, {"SOURCE", from_library ? place.path : ""}, Library::Access::read);
     const std::unique_ptr<BatchSource> source =
         place.kind == Destination::Kind::parquet ? parquet_source(place.path, run.options.threads, run.warnings())
@@ -108,6 +110,7 @@ void run_export(const ExportOptions &options, Run &run) {
     how.contract = contract_of(options.contract);
     how.types = stored_types(options.types.value_or("kept"));
     how.threads = run.options.threads;
+    how.compression_level = run.options.compression_level;
     export_source(host, how, options.file, *source,
                   [&run](int64_t done, int64_t all) { run.progress.update(done, all); });
 }

@@ -3,8 +3,8 @@
 # Options of each sub-command; "common" belongs to all of them.
 declare -gA _vordta_options=(
     [common]="--session-encoding --quiet --log --progress --help"
-    [import]="--contract --no-unpack-limit --strict --threads --validvarname --encoding --value-labels --labels --raw --replace --keep --drop --rows --limit --schema --fmtlib --libname"
-    [export]="--contract --no-unpack-limit --strict --threads --types --na --separator --encoding --schema --labels-as-names --fmtlib --libname"
+    [import]="--contract --no-unpack-limit --strict --threads --compression-level --validvarname --encoding --value-labels --labels --raw --replace --keep --drop --rows --limit --schema --fmtlib --libname"
+    [export]="--contract --no-unpack-limit --strict --threads --compression-level --types --na --separator --encoding --schema --labels-as-names --fmtlib --libname"
     [describe]="--contract --no-unpack-limit --validvarname --encoding --json"
     [head]="--contract --no-unpack-limit --validvarname --encoding --keep --drop --rows --limit --labels"
     [formats]="--json"

@@ -13,7 +13,7 @@ local -a common=(
   '(-h --help)'{-h,--help}'[show help]'
 )
 local contract='--contract[what the module is asked for]:contract:(base extended)'
-local strict=('--strict[fail without output when there is a warning]' '--threads[work on that many threads]:number:')
+local strict=('--strict[fail without output when there is a warning]' '--threads[work on that many threads]:number:' '--compression-level[of a compressed file that is written]:number:')
 local unpacking='--no-unpack-limit[read a compressed file however much it unpacks to]'
 local -a reading=(
   $unpacking

@@ -71,6 +71,29 @@ TEST_F(CompressedFiles, FilesOut) {
     EXPECT_EQ(unpacked(bytes("only.zip")).at(0).name, "only.dta");
 }
 
+TEST_F(CompressedFiles, PiecesAndThreads) {
+    std::string text = "number,word\n";
+    for (int i = 0; i < 250'000; ++i)
+        text += std::to_string(i) + ",w" + std::to_string(i * 7919 % 1000) + "\n";
+    scratch.write("long.csv", text);
+    output_of("export long.csv long.dta");
+    for (const std::string packing : {".gz", ".xz", ".zst", ".bz2", ".gz --compression-level 9"}) {
+        SCOPED_TRACE(packing);
+        const std::string name = "o.csv" + packing.substr(0, packing.find(' '));
+        output_of("import long.dta o.csv" + packing + " --threads 1");
+        const std::string alone = bytes(name);
+        output_of("import long.dta o.csv" + packing + " --threads 3");
+        EXPECT_TRUE(bytes(name) == alone);
+        EXPECT_TRUE(unpacked(alone).at(0).bytes == text);
+        output_of("export " + name + " again.dta");
+        EXPECT_TRUE(bytes("again.dta") == bytes("long.dta"));
+    }
+    output_of("import long.dta quick.csv.gz");
+    EXPECT_LT(bytes("o.csv.gz").size(), bytes("quick.csv.gz").size());
+    expect_failure("import long.dta o.csv.xz --compression-level 10", 2, "xz goes from 0 to 9, not 10");
+    expect_failure("export long.csv o.dta --compression-level 1", 2, "o.dta is not compressed");
+}
+
 TEST_F(CompressedFiles, NamesThatSaySomethingElse) {
     scratch.write("plain.dta.gz", visits_file());
     scratch.write("other.dta.zip", packed(".xz", {{"", visits_file()}}));

@@ -14,6 +14,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace vor {
@@ -100,7 +101,8 @@ class ExportSession {
         FormatPlace formats = {}; // where the user formats come from
         Contract contract = Contract::extended;
         StoredTypes types = StoredTypes::kept;
-        size_t threads = machine_threads(); // of export_source
+        size_t threads = machine_threads();        // of export_source and of compression
+        std::optional<int> compression_level = {}; // as check_compression_level has it
     };
 
     ExportSession(const HostOptions &host, const Options &options, const std::string &file, const DataSet &description);

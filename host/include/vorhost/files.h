@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <system_error>
@@ -95,6 +96,18 @@ class OutputGroup {
 // and disks is an error before it has filled anything.
 enum class Unpacking { bounded, unbounded };
 
+// The threads that a run may use: the cores that this process may run on, at least 1.
+size_t machine_threads();
+
+// How a compressed file is written.
+struct Packing {
+    std::optional<int> level; // what the compression understands; none: a quick one
+    size_t threads = machine_threads();
+};
+
+// ConversionError (usage) when a file of that name is not compressed, or in a way that has no such level.
+void check_compression_level(const std::string &path, int level);
+
 // The path without the suffix of a compressed file (.gz, .bz2, .xz, .zst, .zip; letter case does not count); any other
 // path as it is.
 std::string uncompressed_name(const std::string &path);
@@ -114,8 +127,5 @@ FileSystem &machine_files();
 // Removes the hidden and temporary files that this process is still writing, for a program that is told to end. May be
 // called from a signal handler; afterwards the process must end, because what it was writing is gone.
 void remove_unfinished_files() noexcept;
-
-// The threads that a run may use: the cores that this process may run on, at least 1.
-size_t machine_threads();
 
 } // namespace vor

@@ -51,8 +51,9 @@ struct DelimitedOptions {
     LabelForm labels = LabelForm::codes;
     FormatLookup formats = {}; // for labels that the description does not bring
     size_t threads = machine_threads();
-    OutputGroup *group = nullptr; // the file appears with the others of its group; null: with finish
-    Log *log = nullptr;           // hears of values that raw numbers cannot say; may be null
+    std::optional<int> compression_level = {}; // as check_compression_level has it
+    OutputGroup *group = nullptr;              // the file appears with the others of its group; null: with finish
+    Log *log = nullptr;                        // hears of values that raw numbers cannot say; may be null
 };
 
 // A sink that writes delimited text to `path` ("-": standard output, which gets its lines as they come), compressed

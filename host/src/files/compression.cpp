@@ -1,14 +1,18 @@
 #include "files/compression.h"
 
+#include "files/ordered_work.h"
+
 #include <vorhost/ascii.h>
 #include <vorhost/error.h>
 #include <vorhost/files.h>
 
+#include <algorithm>
 #include <archive.h>
 #include <archive_entry.h>
 #include <array>
 #include <cerrno>
 #include <ctime>
+#include <exception>
 #include <fmt/format.h>
 #include <new>
 
@@ -23,15 +27,18 @@ struct Kind {
     std::string_view name;
     std::string_view suffix;
     std::string_view mark; // the first bytes
+    int lowest_level;
+    int highest_level;
+    int quick_level;
 };
 
 constexpr std::array kinds = {
-    Kind{.compression = Compression::gzip, .name = "gzip", .suffix = ".gz", .mark = "\x1F\x8B"sv},
-    Kind{.compression = Compression::bzip2, .name = "bzip2", .suffix = ".bz2", .mark = "BZh"sv},
-    Kind{.compression = Compression::xz, .name = "xz", .suffix = ".xz", .mark = "\xFD\x37zXZ\0"sv},
-    Kind{.compression = Compression::zstd, .name = "zstd", .suffix = ".zst", .mark = "\x28\xB5\x2F\xFD"sv},
-    Kind{.compression = Compression::zip, .name = "zip", .suffix = ".zip", .mark = "PK\x03\x04"sv},
-    Kind{.compression = Compression::zip, .name = "zip", .suffix = ".zip", .mark = "PK\x05\x06"sv}, // without members
+    Kind{Compression::gzip, "gzip", ".gz", "\x1F\x8B"sv, 0, 9, 1},
+    Kind{Compression::bzip2, "bzip2", ".bz2", "BZh"sv, 1, 9, 9},
+    Kind{Compression::xz, "xz", ".xz", "\xFD\x37zXZ\0"sv, 0, 9, 1},
+    Kind{Compression::zstd, "zstd", ".zst", "\x28\xB5\x2F\xFD"sv, 1, 19, 3},
+    Kind{Compression::zip, "zip", ".zip", "PK\x03\x04"sv, 0, 9, 1},
+    Kind{Compression::zip, "zip", ".zip", "PK\x05\x06"sv, 0, 9, 1}, // without members
 };
 
 // A name that is nothing but a suffix has none.
@@ -55,6 +62,10 @@ const Kind *kind_of_name(std::string_view path) {
     return nullptr;
 }
 
+const Kind &kind_of(Compression compression) {
+    return *std::find_if(kinds.begin(), kinds.end(), [&](const Kind &kind) { return kind.compression == compression; });
+}
+
 } // namespace
 
 Compression compression_of_name(std::string_view path) {
@@ -70,10 +81,16 @@ Compression compression_of_bytes(std::string_view start) {
 }
 
 std::string_view compression_name(Compression compression) {
-    for (const Kind &kind : kinds)
-        if (kind.compression == compression)
-            return kind.name;
-    return "none";
+    return compression == Compression::none ? "none" : kind_of(compression).name;
+}
+
+void check_compression_level(const std::string &path, int level) {
+    const Kind *kind = kind_of_name(path);
+    if (!kind)
+        throw ConversionError(Failure::usage, path + " is not compressed, so it has no compression level.");
+    if (level < kind->lowest_level || level > kind->highest_level)
+        throw ConversionError(Failure::usage, fmt::format("The compression level of {} goes from {} to {}, not {}.",
+                                                          kind->name, kind->lowest_level, kind->highest_level, level));
 }
 
 std::string misnamed(std::string_view path, Compression found) {
@@ -95,6 +112,8 @@ std::string uncompressed_name(const std::string &path) {
 namespace {
 
 constexpr int block_bytes = 64 * 1024;
+constexpr size_t piece_bytes = 1024 * 1024; // of the content
+constexpr size_t pieces_per_thread = 2;
 constexpr int member_permissions = 0644;
 
 // The status of the library, which fails when it was built without this compression.
@@ -115,73 +134,156 @@ int add_filter(archive *writer, Compression compression) {
     return ARCHIVE_OK;
 }
 
+// One stream of compressed bytes, on the thread that writes.
+class StreamPacker : public Packer {
+  public:
+    StreamPacker(Compression compression, PackerTarget target, const Packing &packing)
+        : target_(std::move(target)), archive_(archive_write_new(), Abandon{this}) {
+        if (!archive_)
+            throw std::bad_alloc();
+        // A failure is kept for check; the library hears of none, because a writer that failed keeps its memory.
+        const auto write_block = [](archive *, void *self, const void *bytes, size_t count) -> la_ssize_t {
+            static_cast<StreamPacker *>(self)->pass_on({static_cast<const char *>(bytes), count});
+            return static_cast<la_ssize_t>(count);
+        };
+        check(add_filter(archive_.get(), compression));
+        check(compression == Compression::zip ? archive_write_set_format_zip(archive_.get())
+                                              : archive_write_set_format_raw(archive_.get()));
+        set_options(compression, packing);
+        archive_write_set_bytes_per_block(archive_.get(), block_bytes);
+        archive_write_set_bytes_in_last_block(archive_.get(), 1); // no padding
+        check(archive_write_open(archive_.get(), this, nullptr, write_block, nullptr));
+        add_member(target_.member);
+    }
+    StreamPacker(const StreamPacker &) = delete;
+    StreamPacker &operator=(const StreamPacker &) = delete;
+
+    void write(std::span<const char> bytes) override {
+        check(archive_write_data(archive_.get(), bytes.data(), bytes.size()));
+    }
+    void finish() override { check(archive_write_close(archive_.get())); }
+
+  private:
+    struct Abandon {
+        StreamPacker *packer;
+        void operator()(archive *writer) const {
+            packer->abandoned_ = true;
+            archive_write_free(writer);
+        }
+    };
+
+    void set_options(Compression compression, const Packing &packing) {
+        const std::string level = std::to_string(packing.level.value_or(kind_of(compression).quick_level));
+        check(archive_write_set_options(archive_.get(), ("compression-level=" + level).c_str()));
+        if (compression == Compression::gzip) // the same data give the same bytes
+            check(archive_write_set_filter_option(archive_.get(), "gzip", "timestamp", nullptr));
+        if (compression == Compression::zstd) // one that does not know them works without
+            archive_write_set_filter_option(archive_.get(), "zstd", "threads", std::to_string(packing.threads).c_str());
+    }
+
+    void pass_on(std::span<const char> bytes) {
+        if (abandoned_ || failure_)
+            return;
+        try {
+            target_.output(bytes);
+        } catch (...) {
+            failure_ = std::current_exception();
+        }
+    }
+
+    void add_member(const std::string &name) {
+        const std::unique_ptr<archive_entry, void (*)(archive_entry *)> entry(archive_entry_new(), archive_entry_free);
+        if (!entry)
+            throw std::bad_alloc();
+        archive_entry_update_pathname_utf8(entry.get(), name.c_str());
+        archive_entry_set_filetype(entry.get(), AE_IFREG);
+        archive_entry_set_perm(entry.get(), member_permissions);
+        archive_entry_set_mtime(entry.get(), std::time(nullptr), 0);
+        check(archive_write_header(archive_.get(), entry.get()));
+    }
+
+    // Warnings, such as one about a name outside the locale, do not count.
+    void check(int64_t code) {
+        if (failure_)
+            std::rethrow_exception(failure_);
+        if (code >= ARCHIVE_WARN)
+            return;
+        if (archive_errno(archive_.get()) == ENOMEM)
+            throw std::bad_alloc();
+        const char *words = archive_error_string(archive_.get());
+        throw ConversionError(Failure::machine, fmt::format("{} cannot be compressed: {}.", target_.name,
+                                                            words ? words : "no reason is known"));
+    }
+
+    PackerTarget target_;
+    std::exception_ptr failure_; // what the output threw
+    bool abandoned_ = false;
+    std::unique_ptr<archive, Abandon> archive_;
+};
+
+// Pieces of the content, each a compressed stream for itself.
+class PiecePacker : public Packer {
+  public:
+    PiecePacker(Compression compression, PackerTarget target, const Packing &packing)
+        : compression_(compression), target_(std::move(target)), packing_(packing),
+          work_(packing.threads, pieces_per_thread * packing.threads) {}
+
+    void write(std::span<const char> bytes) override {
+        while (!bytes.empty()) {
+            const size_t count = std::min(bytes.size(), piece_bytes - content_.size());
+            content_.append(bytes.data(), count);
+            bytes = bytes.subspan(count);
+            if (content_.size() == piece_bytes)
+                submit();
+        }
+    }
+    void finish() override {
+        if (!content_.empty() || !any_) // no bytes are a stream, too
+            submit();
+        work_.finish();
+    }
+
+  private:
+    class Piece : public OrderedWork::Piece {
+      public:
+        Piece(const PiecePacker &packer, std::string content) : packer_(packer), content_(std::move(content)) {}
+
+        void work() override {
+            const auto keep = [this](std::span<const char> bytes) { packed_.append(bytes.data(), bytes.size()); };
+            StreamPacker stream(packer_.compression_, {packer_.target_.name, packer_.target_.member, keep},
+                                packer_.packing_);
+            stream.write(content_);
+            stream.finish();
+        }
+        void deliver() override { packer_.target_.output(packed_); }
+
+      private:
+        const PiecePacker &packer_;
+        std::string content_;
+        std::string packed_;
+    };
+
+    void submit() {
+        any_ = true;
+        work_.submit(std::make_unique<Piece>(*this, std::move(content_)));
+        content_.clear();
+        content_.reserve(piece_bytes);
+    }
+
+    Compression compression_;
+    PackerTarget target_;
+    Packing packing_;
+    std::string content_; // of the next piece
+    bool any_ = false;    // submitted
+    OrderedWork work_;
+};
+
 } // namespace
 
-Packer::Packer(Compression compression, std::string target, const std::string &member, Output output)
-    : target_(std::move(target)), output_(std::move(output)), archive_(archive_write_new(), Abandon{this}) {
-    if (!archive_)
-        throw std::bad_alloc();
-    // A failure is kept for check; the library hears of none, because a writer that failed keeps its memory.
-    const auto write_block = [](archive *, void *self, const void *bytes, size_t count) -> la_ssize_t {
-        static_cast<Packer *>(self)->pass_on({static_cast<const char *>(bytes), count});
-        return static_cast<la_ssize_t>(count);
-    };
-    check(add_filter(archive_.get(), compression));
-    if (compression == Compression::gzip) // the same data give the same bytes
-        check(archive_write_set_filter_option(archive_.get(), "gzip", "timestamp", nullptr));
-    check(compression == Compression::zip ? archive_write_set_format_zip(archive_.get())
-                                          : archive_write_set_format_raw(archive_.get()));
-    archive_write_set_bytes_per_block(archive_.get(), block_bytes);
-    archive_write_set_bytes_in_last_block(archive_.get(), 1); // no padding
-    check(archive_write_open(archive_.get(), this, nullptr, write_block, nullptr));
-    add_member(member);
-}
-
-void Packer::Abandon::operator()(archive *writer) const {
-    packer->abandoned_ = true;
-    archive_write_free(writer);
-}
-
-void Packer::pass_on(std::span<const char> bytes) {
-    if (abandoned_ || failure_)
-        return;
-    try {
-        output_(bytes);
-    } catch (...) {
-        failure_ = std::current_exception();
-    }
-}
-
-void Packer::add_member(const std::string &name) {
-    const std::unique_ptr<archive_entry, void (*)(archive_entry *)> entry(archive_entry_new(), archive_entry_free);
-    if (!entry)
-        throw std::bad_alloc();
-    archive_entry_update_pathname_utf8(entry.get(), name.c_str());
-    archive_entry_set_filetype(entry.get(), AE_IFREG);
-    archive_entry_set_perm(entry.get(), member_permissions);
-    archive_entry_set_mtime(entry.get(), std::time(nullptr), 0);
-    check(archive_write_header(archive_.get(), entry.get()));
-}
-
-void Packer::write(std::span<const char> bytes) {
-    check(archive_write_data(archive_.get(), bytes.data(), bytes.size()));
-}
-
-void Packer::finish() {
-    check(archive_write_close(archive_.get()));
-}
-
-// Warnings, such as one about a name outside the locale, do not count.
-void Packer::check(int64_t code) {
-    if (failure_)
-        std::rethrow_exception(failure_);
-    if (code >= ARCHIVE_WARN)
-        return;
-    if (archive_errno(archive_.get()) == ENOMEM)
-        throw std::bad_alloc();
-    const char *words = archive_error_string(archive_.get());
-    throw ConversionError(Failure::machine,
-                          fmt::format("{} cannot be compressed: {}.", target_, words ? words : "no reason is known"));
+std::unique_ptr<Packer> packer(Compression compression, PackerTarget target, const Packing &packing) {
+    if (compression == Compression::gzip || compression == Compression::xz)
+        return std::make_unique<PiecePacker>(compression, std::move(target), packing);
+    return std::make_unique<StreamPacker>(compression, std::move(target), packing);
 }
 
 } // namespace vor

@@ -2,15 +2,14 @@
 // written.
 #pragma once
 
-#include <cstdint>
-#include <exception>
+#include <vorhost/files.h>
+
+#include <cstddef>
 #include <functional>
 #include <memory>
 #include <span>
 #include <string>
 #include <string_view>
-
-struct archive;
 
 namespace vor {
 
@@ -36,31 +35,21 @@ class Packer {
     // Takes the next bytes of the compressed file. May throw, which passes through write and finish.
     using Output = std::function<void(std::span<const char> bytes)>;
 
-    // compression: not none. target: the compressed file, for sentences. member: the name of the one file of a zip
-    // archive.
-    Packer(Compression compression, std::string target, const std::string &member, Output output);
-
-    Packer(const Packer &) = delete;
-    Packer &operator=(const Packer &) = delete;
-
-    void write(std::span<const char> bytes);
-    void finish();
-
-  private:
-    struct Abandon { // nothing more is put out when finish was not reached
-        Packer *packer;
-        void operator()(archive *writer) const;
-    };
-
-    void pass_on(std::span<const char> bytes);
-    void add_member(const std::string &name);
-    void check(int64_t code);
-
-    std::string target_;
-    Output output_;
-    std::exception_ptr failure_; // what output_ threw
-    bool abandoned_ = false;
-    std::unique_ptr<archive, Abandon> archive_;
+    virtual ~Packer() = default; // nothing more is put out when finish was not reached
+    virtual void write(std::span<const char> bytes) = 0;
+    virtual void finish() = 0;
 };
+
+// What becomes a compressed file.
+struct PackerTarget {
+    std::string name;   // the compressed file, for sentences
+    std::string member; // the name of the one file of a zip archive
+    Packer::Output output;
+};
+
+// compression: not none. The bytes are the same whatever the number of threads. Gzip and xz files consist of pieces
+// that are compressed for themselves, which every reader of these formats takes as one; zstd has threads of its own;
+// bzip2 and zip files are written on one.
+std::unique_ptr<Packer> packer(Compression compression, PackerTarget target, const Packing &packing);
 
 } // namespace vor

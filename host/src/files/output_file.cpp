@@ -67,10 +67,10 @@ bool OutputFile::is_streamed(const std::string &target, FileSystem &files) {
     return target == standard_output_name || files.is_stream(target);
 }
 
-OutputFile::OutputFile(const std::string &target, OutputGroup *group, FileSystem &files, std::string member)
+OutputFile::OutputFile(const std::string &target, OutputGroup *group, FileSystem &files, std::string member,
+                       const Packing &packing)
     : name_(target == standard_output_name ? "Standard output" : target), group_(group),
       buffer_(new char[buffer_bytes]), at_(buffer_.get()), end_(buffer_.get() + buffer_bytes) {
-    static_assert(piece_bytes <= buffer_bytes);
     std::error_code error;
     if (target == standard_output_name) {
         file_ = standard_file(STDOUT_FILENO, error);
@@ -80,17 +80,16 @@ OutputFile::OutputFile(const std::string &target, OutputGroup *group, FileSystem
         file_ = files.open(pending_ ? pending_->path() : target, OpenMode::copy, error);
     }
     check(error);
-    pack(std::move(member));
+    pack(std::move(member), packing);
 }
 
-void OutputFile::pack(std::string member) {
+void OutputFile::pack(std::string member, const Packing &packing) {
     const Compression compression = compression_of_name(name_);
     if (compression == Compression::none)
         return;
     if (member.empty())
         member = std::filesystem::path(uncompressed_name(name_)).filename().string();
-    packer_ =
-        std::make_unique<Packer>(compression, name_, member, [this](std::span<const char> bytes) { write_all(bytes); });
+    packer_ = packer(compression, {name_, member, [this](std::span<const char> bytes) { write_all(bytes); }}, packing);
 }
 
 OutputFile::~OutputFile() = default;

@@ -45,7 +45,7 @@ class OutputFile {
     // pipe, a device). The name of a compressed file gets compressed bytes. member: the content's name in a zip
     // archive; empty: the target's without the suffix. group: null when the file appears for itself.
     explicit OutputFile(const std::string &target, OutputGroup *group = nullptr, FileSystem &files = machine_files(),
-                        std::string member = {});
+                        std::string member = {}, const Packing &packing = {});
 
     // Removes what was written when finish was not reached.
     ~OutputFile();
@@ -55,23 +55,13 @@ class OutputFile {
     // Whether a target gets its bytes as they come.
     static bool is_streamed(const std::string &target, FileSystem &files);
 
-    // Space for at least `bytes` bytes, at most piece_bytes. Write there, then call wrote with the end of what was
-    // written before anything else.
-    static constexpr size_t piece_bytes = 1024;
-    char *space(size_t bytes) {
-        if (static_cast<size_t>(end_ - at_) < bytes)
-            flush();
-        return at_;
-    }
-    void wrote(char *end) { at_ = end; }
-
     void append(std::string_view bytes);
 
     // Stores everything and puts the file in its place, or leaves that to the group.
     void finish();
 
   private:
-    void pack(std::string member);
+    void pack(std::string member, const Packing &packing);
     void flush();
     void pass_on(std::span<const char> bytes);
     void write_all(std::span<const char> bytes);

@@ -37,14 +37,14 @@ FormatPlace whole_place(const FormatPlace &place) {
 class ExportTarget {
   public:
     // A stream of that very name is written into; a file gets the extension.
-    ExportTarget(const std::string &file, FileSystem &files)
+    ExportTarget(const std::string &file, FileSystem &files, const Packing &packing)
         : path_(OutputFile::is_streamed(file, files) ? file : stata_path(file)) {
         const std::string content = unpacked_stata_path(file);
         if (path_ == content && !OutputFile::is_streamed(path_, files) && is_module_path(path_, files))
             pending_ = std::make_unique<PendingFile>(files, path_);
         else
-            output_ =
-                std::make_unique<OutputFile>(path_, nullptr, files, std::filesystem::path(content).filename().string());
+            output_ = std::make_unique<OutputFile>(path_, nullptr, files,
+                                                   std::filesystem::path(content).filename().string(), packing);
     }
 
     std::string shown_name() const { return path_ == standard_stream ? "standard output" : path_; }
@@ -220,7 +220,7 @@ struct ExportSession::State {
     AccessObject object;
 
     State(const HostOptions &host, const Options &options, const std::string &file, const DataSet &description)
-        : target(file, host.files ? *host.files : machine_files()),
+        : target(file, host.files ? *host.files : machine_files(), {options.compression_level, options.threads}),
           formats(host.catalogs, whole_place(options.formats), description.label_tables),
           object(prepared(host, options), target.shown_name()) {
         if (options.contract == Contract::extended)

@@ -251,8 +251,9 @@ char *LineFormat::write_text(std::string_view text, char *out) const {
 class DelimitedSink : public BatchSink {
   public:
     DelimitedSink(const std::string &path, const DelimitedOptions &options)
-        : options_(options), output_(path, options.group), work_(options.threads, pieces_per_thread * options.threads) {
-    }
+        : options_(options),
+          output_(path, options.group, machine_files(), {}, {options.compression_level, options.threads}),
+          work_(options.threads, pieces_per_thread * options.threads) {}
 
     void begin(const DataSet &description) override;
     void put(Batch &batch) override;
