@@ -96,8 +96,7 @@ void run_export(const ExportOptions &options, Run &run) {
     const Destination place = parse_source(options.source, options.file);
     const bool from_library = place.kind == Destination::Kind::library;
     check_usage(options, place);
-    if (run.options.compression_level)
-        check_compression_level(options.file, *run.options.compression_level);
+    check_compression_level(options.file, run.options.compression_level);
     RunLibraries libraries(options.libraries, {"SOURCE", from_library ? place.path : ""}, Library::Access::read);
     const std::unique_ptr<BatchSource> source =
         place.kind == Destination::Kind::parquet ? parquet_source(place.path, run.options.threads, run.warnings())

@@ -224,8 +224,7 @@ void import_file(const ImportOptions &options, const WantedPart &part, const std
 void run_import(const ImportOptions &options, Run &run) {
     const ImportPlaces places = import_places(options);
     check_usage(options, places);
-    if (run.options.compression_level)
-        check_compression_level(places.destination.path, *run.options.compression_level);
+    check_compression_level(places.destination.path, run.options.compression_level);
     const WantedPart part = wanted_part(options.selection);
     const bool into_library = places.destination.kind == Destination::Kind::library;
     RunLibraries libraries(options.libraries, {"DEST", into_library ? places.destination.path : ""},

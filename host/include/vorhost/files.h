@@ -105,8 +105,8 @@ struct Packing {
     size_t threads = machine_threads();
 };
 
-// ConversionError (usage) when a file of that name is not compressed, or in a way that has no such level.
-void check_compression_level(const std::string &path, int level);
+// ConversionError (usage) when a level is given and a file of that name is not compressed, or has no such level.
+void check_compression_level(const std::string &path, std::optional<int> level);
 
 // The path without the suffix of a compressed file (.gz, .bz2, .xz, .zst, .zip; letter case does not count); any other
 // path as it is.

@@ -22,23 +22,35 @@ namespace {
 
 using namespace std::string_view_literals;
 
+struct Levels {
+    int lowest;
+    int highest;
+    int quick;
+};
+
 struct Kind {
     Compression compression;
     std::string_view name;
     std::string_view suffix;
     std::string_view mark; // the first bytes
-    int lowest_level;
-    int highest_level;
-    int quick_level;
+    Levels levels;
 };
 
 constexpr std::array kinds = {
-    Kind{Compression::gzip, "gzip", ".gz", "\x1F\x8B"sv, 0, 9, 1},
-    Kind{Compression::bzip2, "bzip2", ".bz2", "BZh"sv, 1, 9, 9},
-    Kind{Compression::xz, "xz", ".xz", "\xFD\x37zXZ\0"sv, 0, 9, 1},
-    Kind{Compression::zstd, "zstd", ".zst", "\x28\xB5\x2F\xFD"sv, 1, 19, 3},
-    Kind{Compression::zip, "zip", ".zip", "PK\x03\x04"sv, 0, 9, 1},
-    Kind{Compression::zip, "zip", ".zip", "PK\x05\x06"sv, 0, 9, 1}, // without members
+    Kind{.compression = Compression::gzip, .name = "gzip", .suffix = ".gz", .mark = "\x1F\x8B"sv, .levels = {0, 9, 1}},
+    Kind{.compression = Compression::bzip2, .name = "bzip2", .suffix = ".bz2", .mark = "BZh"sv, .levels = {1, 9, 9}},
+    Kind{.compression = Compression::xz, .name = "xz", .suffix = ".xz", .mark = "\xFD\x37zXZ\0"sv, .levels = {0, 9, 1}},
+    Kind{.compression = Compression::zstd,
+         .name = "zstd",
+         .suffix = ".zst",
+         .mark = "\x28\xB5\x2F\xFD"sv,
+         .levels = {1, 19, 3}},
+    Kind{.compression = Compression::zip, .name = "zip", .suffix = ".zip", .mark = "PK\x03\x04"sv, .levels = {0, 9, 1}},
+    Kind{.compression = Compression::zip,
+         .name = "zip",
+         .suffix = ".zip",
+         .mark = "PK\x05\x06"sv,
+         .levels = {0, 9, 1}}, // without members
 };
 
 // A name that is nothing but a suffix has none.
@@ -62,6 +74,7 @@ const Kind *kind_of_name(std::string_view path) {
     return nullptr;
 }
 
+// compression: not none.
 const Kind &kind_of(Compression compression) {
     return *std::find_if(kinds.begin(), kinds.end(), [&](const Kind &kind) { return kind.compression == compression; });
 }
@@ -84,13 +97,17 @@ std::string_view compression_name(Compression compression) {
     return compression == Compression::none ? "none" : kind_of(compression).name;
 }
 
-void check_compression_level(const std::string &path, int level) {
+void check_compression_level(const std::string &path, std::optional<int> level) {
+    if (!level)
+        return;
     const Kind *kind = kind_of_name(path);
     if (!kind)
-        throw ConversionError(Failure::usage, path + " is not compressed, so it has no compression level.");
-    if (level < kind->lowest_level || level > kind->highest_level)
+        throw ConversionError(Failure::usage,
+                              path + " takes no compression level: it ends in none of .gz, .bz2, .xz, .zst and .zip.");
+    const auto [lowest, highest, quick] = kind->levels;
+    if (*level < lowest || *level > highest)
         throw ConversionError(Failure::usage, fmt::format("The compression level of {} goes from {} to {}, not {}.",
-                                                          kind->name, kind->lowest_level, kind->highest_level, level));
+                                                          kind->name, lowest, highest, *level));
 }
 
 std::string misnamed(std::string_view path, Compression found) {
@@ -173,7 +190,7 @@ class StreamPacker : public Packer {
     };
 
     void set_options(Compression compression, const Packing &packing) {
-        const std::string level = std::to_string(packing.level.value_or(kind_of(compression).quick_level));
+        const std::string level = std::to_string(packing.level.value_or(kind_of(compression).levels.quick));
         check(archive_write_set_options(archive_.get(), ("compression-level=" + level).c_str()));
         if (compression == Compression::gzip) // the same data give the same bytes
             check(archive_write_set_filter_option(archive_.get(), "gzip", "timestamp", nullptr));

@@ -144,10 +144,6 @@ void check(HandlePointer error) {
         refuse(words.c_str());
 }
 
-} // namespace
-
-namespace {
-
 // A stream before another, which keeps the schemas that it gives: the library takes a stream's schema and never
 // releases it.
 class SchemaKeeper {
@@ -167,7 +163,8 @@ class SchemaKeeper {
     SchemaKeeper &operator=(const SchemaKeeper &) = delete;
     ~SchemaKeeper() {
         for (ArrowSchema &schema : given_)
-            schema.release(&schema);
+            if (schema.release)
+                schema.release(&schema);
     }
 
     ArrowArrayStream *stream() { return &outer_; }
@@ -176,9 +173,10 @@ class SchemaKeeper {
     static SchemaKeeper &of(ArrowArrayStream *stream) { return *static_cast<SchemaKeeper *>(stream->private_data); }
 
     int give_schema(ArrowSchema *out) {
-        if (const int failure = inner_->get_schema(inner_, out))
+        ArrowSchema &kept = given_.emplace_back();
+        if (const int failure = inner_->get_schema(inner_, &kept))
             return failure;
-        given_.push_back(*out);
+        *out = kept;
         out->release = [](ArrowSchema *schema) { schema->release = nullptr; };
         return 0;
     }
