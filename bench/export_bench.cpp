@@ -22,28 +22,46 @@ std::string target() {
     return scratch_directory() + "/out.dta";
 }
 
-// Fifteen numbers and fifteen short texts, from memory.
+// Fifteen numbers and fifteen short texts: one batch, made beforehand, copied again and again. Their types are
+// recorded.
 struct MemorySource : BatchSource {
     DataSet data;
+    Batch made;
     int64_t row = 0;
     MemorySource() {
         for (int i = 0; i < 15; ++i) {
+            const StoredType types[] = {StoredType::int8, StoredType::int16, StoredType::int32, StoredType::float32,
+                                        StoredType::float64};
             data.variables.push_back({"n" + std::to_string(i), "", ValueKind::numeric, 8, {}, {}});
+            data.variables.back().stored = types[i % 5];
             data.variables.push_back({"t" + std::to_string(i), "", ValueKind::character, 12, {}, {}});
+            data.variables.back().stored = StoredType::text;
         }
         data.observations = observations;
+        made.start(data.variables, 0);
+        for (size_t most = batch_rows(data.variables), at = 0; at < most; ++at) {
+            for (size_t i = 0; i < 30; i += 2) {
+                made.columns[i].append(static_cast<double>(at % 100));
+                made.columns[i + 1].append_text("text of 12");
+            }
+            made.end_row(most);
+        }
     }
     const DataSet &description() const override { return data; }
     bool next(Batch &batch, size_t most_rows) override {
         batch.start(data.variables, row);
-        while (row < observations && batch.rows < most_rows) {
-            for (size_t i = 0; i < 30; i += 2) {
-                batch.columns[i].append(static_cast<double>(row) * 0.5 + static_cast<double>(i));
-                batch.columns[i + 1].append_text("text of 12");
-            }
-            batch.end_row(most_rows);
-            ++row;
+        batch.rows = std::min({made.rows, most_rows, static_cast<size_t>(observations - row)});
+        for (size_t i = 0; i < made.columns.size(); ++i) {
+            const Column &from = made.columns[i];
+            Column &to = batch.columns[i];
+            to.rows = batch.rows;
+            to.values.resize(from.values.size());
+            std::memcpy(to.values.data(), from.values.data(), from.values.size());
+            to.offsets.resize(from.offsets.size());
+            if (!from.offsets.empty())
+                std::memcpy(to.offsets.data(), from.offsets.data(), from.offsets.size());
         }
+        row += static_cast<int64_t>(batch.rows);
         return batch.rows != 0;
     }
 };

@@ -107,16 +107,16 @@ struct vor_file_facts {
 // into an export as it is.
 struct vor_column {
     int32_t variable; // in: from 0, in the order of the facts
-    int32_t type;     // out: stored_type of the values. An export takes the variable's own, and doubles for any number
+    int32_t type;     // out: stored_type of the values. An export takes any number for a number, any text for a text
     void *values;     // in: room for row_limit numbers. out: as they are stored, in the byte order of the machine and
                       // the unit of the facts; a missing one has its stored value, which an export does not read
     void *offsets;    // in: of texts, room for row_limit + 1 integers of offset_bytes. The first is 0
     char *bytes;      // in: of texts, room_bytes. out: their bytes, in the file's encoding, without terminators
     int64_t room_bytes;
     int64_t needed_bytes; // out: of texts; see getcolumns
-    uint8_t *validity;    // in: of numbers, room for row_limit bits. out: 1 for a number, 0 for a missing value. Texts
-                          // have none, they are never missing. An export takes null for no missing values, and a text
-                          // that is missing for an empty one
+    uint8_t *validity;    // in: of numbers, room for row_limit bits. out: 1 for a number, 0 for a missing value. Those
+                          // of texts, which are never missing, are not filled. An export takes null for no missing
+                          // values, and a text that is missing for an empty one
     uint8_t *marks;       // in: of numbers, room for row_limit bytes, or null. out, if has_marks: '.', 'a' to 'z' for a
                           // missing value, 0 for a number
     uint8_t *binary;      // in: of long strings, room for row_limit bits, or null. out: 1 for bytes that are no text
@@ -165,6 +165,8 @@ struct vor_extension {
     //                   that is missing); the session stands
     vor_batch_operation getcolumns = nullptr;
     // putcolumns: write `rows` observations, as as many calls of putnextrow would, with the same codes. Needs facts.
-    // The columns are all variables of the file in their order. After putvars.
+    // The columns are all variables of the file in their order, whatever they say themselves. After putvars.
+    // HOST_LOGGED also for a batch that cannot be written (another number of columns, a text for a number, a buffer
+    // that is missing); the session stands, and nothing of it was written.
     vor_batch_operation putcolumns = nullptr;
 };

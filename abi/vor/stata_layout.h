@@ -36,6 +36,11 @@ constexpr int32_t rank_of_letter(int32_t letter) {
     return letter >= 'A' && letter <= 'Z' ? letter - 'A' + 1 : 0;
 }
 
+// Of a mark as columns have it, '.' or 'a' to 'z'; 0 for any other character.
+constexpr int32_t rank_of_mark(int32_t mark) {
+    return mark >= 'a' && mark <= 'z' ? mark - 'a' + 1 : 0;
+}
+
 // How a type stores them: the pattern of ".", as an integer, and by how many bits each further rank is shifted above
 // it.
 template <class stored>

@@ -49,142 +49,8 @@ class Extended {
     void *observation = nullptr;
 };
 
-// The file written from all that is told of another.
-std::string copy_of(const std::string &bytes) {
-    MemoryHost host;
-    host->load_module();
-    host.files.put("in.dta", bytes);
-    {
-        Extended in(host);
-        in.import("in.dta");
-        Extended out(host);
-        EXPECT_EQ(out.open("out.dta", 0), HOST_OK);
-        out.extension.facts = in.extension.facts;
-        EXPECT_EQ(out.object->putvars(out.object, in.count, in.list), HOST_OK) << host->take_failure().text;
-        while (in.object->getnextrow(in.object, &in.observation) == HOST_OK)
-            EXPECT_EQ(out.object->putnextrow(out.object, in.observation, in.list), HOST_OK)
-                << host->take_failure().text;
-        EXPECT_EQ(out.object->close(out.object), HOST_OK) << host->take_failure().text;
-        in.object->close(in.object);
-        EXPECT_EQ(in.extension.facts, nullptr);
-    }
-    EXPECT_EQ(host.left_over(), "");
-    EXPECT_FALSE(host.log.contains("WARNING")) << host.log.text();
-    return host.files.get("out.dta");
-}
-
-StataFile file_with_everything(int release, ByteOrder order) {
-    StataFile file = whole_file(release, order, 40);
-    file.data_label = "all of it";
-    file.timestamp = " 2 Jan 2020 10:11";
-    file.characteristics = {{"_dta", "note1", "a note, with blanks  "}, {file.variables[0].name, "_lang_v_de", "L"}};
-    file.value_labels.push_back({"unused", {{-3, "minus"}, {7, ""}}});
-    for (const char *name : {"UNUSED", "Unused", "uNUSED", "unUSED", "UNused", "unuseD", "UNUSEd"}) // each its own
-        file.value_labels.push_back({name, {{1, name}}});
-    if (is_tagged(release)) {
-        add_tagged_variables(file);
-        file.rows[2].back() = file.rows[3].back() = ""; // a text of its own, and one that is there
-        file.variables.push_back({.name = "long", .type = Type::strl, .format = "%9s"});
-        for (size_t i = 0; i < file.rows.size(); ++i)
-            file.rows[i].push_back(i % 3 == 0   ? Cell("")
-                                   : i % 3 == 1 ? Cell(std::string(70000 + i, 'x') + "  ")
-                                                : Cell(binary(std::string("\0\1\2", 3))));
-    }
-    return file;
-}
-
-std::string built(StataFile file, int release, ByteOrder order) {
-    file.release = release;
-    file.order = order;
-    Offsets offsets;
-    std::string bytes = build(file, &offsets);
-    const size_t width = release == 119 ? 4 : 2;
-    patch_number(bytes, offsets.at("sortlist"), 2, width, order);
-    patch_number(bytes, offsets.at("sortlist") + width, 1, width, order);
-    return bytes;
-}
-
-TEST(Extension, FilesComeOutAsTheyWentIn) {
-    for (const int release : all_releases()) {
-        // A byte of 101 is a number before release 113 and a missing value in a file that is written now.
-        if (!has_extended_marks(release))
-            continue;
-        for (const ByteOrder order : {ByteOrder::little, ByteOrder::big}) {
-            SCOPED_TRACE(std::to_string(release) + (order == ByteOrder::big ? " big" : " little"));
-            const StataFile file = file_with_everything(release, order);
-            EXPECT_TRUE(copy_of(built(file, release, order)) == built(file, 118, ByteOrder::little));
-        }
-    }
-}
-
-TEST(Extension, NumbersStayInTheUnitOfTheirFormat) {
-    const struct {
-        const char *format;
-        display_unit unit;
-    } rows[] = {
-        {"%td", UNIT_DAYS},       {"%d", UNIT_DAYS},        {"%-tdD_m_Y", UNIT_DAYS},          {"%tw", UNIT_WEEKS},
-        {"%tm", UNIT_MONTHS},     {"%tq", UNIT_QUARTERS},   {"%th", UNIT_HALF_YEARS},          {"%ty", UNIT_YEARS},
-        {"%tcHH:MM", UNIT_CLOCK}, {"%tC", UNIT_LEAP_CLOCK}, {"%tcHH:MM:SS", UNIT_TIME_OF_DAY}, {"%tb", UNIT_CALENDAR},
-        {"%tg", UNIT_NONE},       {"%9.0g", UNIT_NONE},     {"%-12.0fc", UNIT_NONE},
-    };
-    for (const int release : {105, 115, 117, 119}) {
-        StataFile file{.release = release, .order = ByteOrder::big};
-        const double numbers[] = {-1.25, 1577934245678.0, -1e301}; // the last stands for a missing value elsewhere
-        for (const double number : numbers)
-            file.rows.emplace_back(std::size(rows), number);
-        for (const auto &row : rows)
-            file.variables.push_back({.name = "v" + std::to_string(file.variables.size()), .format = row.format});
-        MemoryHost host;
-        host->load_module();
-        host.files.put("in.dta", build(file));
-        Extended in(host);
-        in.import("in.dta");
-        for (const double expected : numbers) {
-            ASSERT_EQ(in.object->getnextrow(in.object, &in.observation), HOST_OK);
-            for (size_t i = 0; i < std::size(rows); ++i)
-                EXPECT_EQ(static_cast<const double *>(in.observation)[i], expected) << rows[i].format;
-        }
-        for (size_t i = 0; i < std::size(rows); ++i)
-            EXPECT_EQ(in.extension.facts->variables[i].unit, rows[i].unit) << release << rows[i].format;
-    }
-}
-
-// What an import gives of a file's observations: a text for each value, and the code and the log line that it ended
-// with.
-struct Delivered {
-    std::vector<std::vector<std::string>> rows;
-    int32_t code = HOST_OK;
-    std::string failure;
-    bool operator==(const Delivered &) const = default;
-};
-
 std::string number_text(double number) {
     return "n" + std::to_string(std::bit_cast<uint64_t>(number));
-}
-
-std::string row_value(const NAMESTR &variable, const void *observation) {
-    const char *value = static_cast<const char *>(observation) + variable.npos;
-    if (variable.ntype == NAMESTR_NUMERIC) {
-        double number;
-        std::memcpy(&number, value, sizeof number);
-        return number_text(number);
-    }
-    vor_text_slot text;
-    std::memcpy(&text, value, sizeof text);
-    return (text.binary != 0 ? "b" : "t") + std::string(text.bytes, static_cast<size_t>(text.length));
-}
-
-Delivered by_rows(MemoryHost &host, const char *path) {
-    Delivered delivered;
-    Extended in(host);
-    in.import(path);
-    while ((delivered.code = in.object->getnextrow(in.object, &in.observation)) == HOST_OK) {
-        std::vector<std::string> &row = delivered.rows.emplace_back();
-        for (const NAMELIST *node = in.list; node; node = node->next)
-            row.push_back(row_value(node->namestr, in.observation));
-    }
-    delivered.failure = host->take_failure().text;
-    return delivered;
 }
 
 // The buffers of one column.
@@ -246,6 +112,164 @@ struct Lent {
         }
     }
 };
+
+// Observations from one file into another, one by one or in batches of many sizes, or both in turn.
+enum class By { rows, columns, turns };
+
+void copy_observations(Extended &in, Extended &out, By way) {
+    std::minstd_rand random;
+    for (bool more = true; more;) {
+        if (way == By::rows || (way == By::turns && random() % 2)) {
+            more = in.object->getnextrow(in.object, &in.observation) == HOST_OK;
+            ASSERT_TRUE(!more || out.object->putnextrow(out.object, in.observation, in.list) == HOST_OK);
+            continue;
+        }
+        const auto limit = random() % 30 + 1;
+        std::vector<Lent> lent;
+        std::vector<vor_column> columns;
+        for (int32_t i = 0; i < in.count; ++i)
+            columns.push_back(lent.emplace_back(i, limit, limit * 80000, random() % 2 ? 4 : 8).column);
+        vor_batch batch = {NEXT_ROW, static_cast<int64_t>(limit), 0, in.count, columns.data()};
+        more = in.extension.getcolumns(in.object, &batch) == HOST_OK;
+        for (vor_column &column : columns)
+            if (column.type >= STORED_STRING) // texts have none, whatever was lent
+                column.validity = nullptr;
+        ASSERT_TRUE(!more || out.extension.putcolumns(out.object, &batch) == HOST_OK) << in.host->take_failure().text;
+    }
+}
+
+// The file written from all that is told of another.
+std::string copy_of(const std::string &bytes, By way) {
+    MemoryHost host;
+    host->load_module();
+    host.files.put("in.dta", bytes);
+    {
+        Extended in(host);
+        in.import("in.dta");
+        Extended out(host);
+        EXPECT_EQ(out.open("out.dta", 0), HOST_OK);
+        out.extension.facts = in.extension.facts;
+        EXPECT_EQ(out.object->putvars(out.object, in.count, in.list), HOST_OK) << host->take_failure().text;
+        copy_observations(in, out, way);
+        EXPECT_EQ(out.object->close(out.object), HOST_OK) << host->take_failure().text;
+        in.object->close(in.object);
+        EXPECT_EQ(in.extension.facts, nullptr);
+    }
+    EXPECT_EQ(host.left_over(), "");
+    EXPECT_FALSE(host.log.contains("WARNING")) << host.log.text();
+    return host.files.get("out.dta");
+}
+
+StataFile file_with_everything(int release, ByteOrder order) {
+    StataFile file = whole_file(release, order, 40);
+    file.data_label = "all of it";
+    file.timestamp = " 2 Jan 2020 10:11";
+    file.characteristics = {{"_dta", "note1", "a note, with blanks  "}, {file.variables[0].name, "_lang_v_de", "L"}};
+    file.value_labels.push_back({"unused", {{-3, "minus"}, {7, ""}}});
+    for (const char *name : {"UNUSED", "Unused", "uNUSED", "unUSED", "UNused", "unuseD", "UNUSEd"}) // each its own
+        file.value_labels.push_back({name, {{1, name}}});
+    if (is_tagged(release)) {
+        add_tagged_variables(file);
+        file.rows[2].back() = file.rows[3].back() = ""; // a text of its own, and one that is there
+        file.variables.push_back({.name = "long", .type = Type::strl, .format = "%9s"});
+        for (size_t i = 0; i < file.rows.size(); ++i)
+            file.rows[i].push_back(i % 3 == 0   ? Cell("")
+                                   : i % 3 == 1 ? Cell(std::string(70000 + i, 'x') + "  ")
+                                                : Cell(binary(std::string("\0\1\2", 3))));
+    }
+    return file;
+}
+
+std::string built(StataFile file, int release, ByteOrder order) {
+    file.release = release;
+    file.order = order;
+    Offsets offsets;
+    std::string bytes = build(file, &offsets);
+    const size_t width = release == 119 ? 4 : 2;
+    patch_number(bytes, offsets.at("sortlist"), 2, width, order);
+    patch_number(bytes, offsets.at("sortlist") + width, 1, width, order);
+    return bytes;
+}
+
+TEST(Extension, FilesComeOutAsTheyWentIn) {
+    for (const int release : all_releases()) {
+        // A byte of 101 is a number before release 113 and a missing value in a file that is written now.
+        if (!has_extended_marks(release))
+            continue;
+        for (const ByteOrder order : {ByteOrder::little, ByteOrder::big}) {
+            SCOPED_TRACE(std::to_string(release) + (order == ByteOrder::big ? " big" : " little"));
+            const StataFile file = file_with_everything(release, order);
+            for (const By way : {By::rows, By::columns, By::turns})
+                EXPECT_TRUE(copy_of(built(file, release, order), way) == built(file, 118, ByteOrder::little));
+        }
+    }
+}
+
+TEST(Extension, NumbersStayInTheUnitOfTheirFormat) {
+    const struct {
+        const char *format;
+        display_unit unit;
+    } rows[] = {
+        {"%td", UNIT_DAYS},       {"%d", UNIT_DAYS},        {"%-tdD_m_Y", UNIT_DAYS},          {"%tw", UNIT_WEEKS},
+        {"%tm", UNIT_MONTHS},     {"%tq", UNIT_QUARTERS},   {"%th", UNIT_HALF_YEARS},          {"%ty", UNIT_YEARS},
+        {"%tcHH:MM", UNIT_CLOCK}, {"%tC", UNIT_LEAP_CLOCK}, {"%tcHH:MM:SS", UNIT_TIME_OF_DAY}, {"%tb", UNIT_CALENDAR},
+        {"%tg", UNIT_NONE},       {"%9.0g", UNIT_NONE},     {"%-12.0fc", UNIT_NONE},
+    };
+    for (const int release : {105, 115, 117, 119}) {
+        StataFile file{.release = release, .order = ByteOrder::big};
+        const double numbers[] = {-1.25, 1577934245678.0, -1e301}; // the last stands for a missing value elsewhere
+        for (const double number : numbers)
+            file.rows.emplace_back(std::size(rows), number);
+        for (const auto &row : rows)
+            file.variables.push_back({.name = "v" + std::to_string(file.variables.size()), .format = row.format});
+        MemoryHost host;
+        host->load_module();
+        host.files.put("in.dta", build(file));
+        Extended in(host);
+        in.import("in.dta");
+        for (const double expected : numbers) {
+            ASSERT_EQ(in.object->getnextrow(in.object, &in.observation), HOST_OK);
+            for (size_t i = 0; i < std::size(rows); ++i)
+                EXPECT_EQ(static_cast<const double *>(in.observation)[i], expected) << rows[i].format;
+        }
+        for (size_t i = 0; i < std::size(rows); ++i)
+            EXPECT_EQ(in.extension.facts->variables[i].unit, rows[i].unit) << release << rows[i].format;
+    }
+}
+
+// What an import gives of a file's observations: a text for each value, and the code and the log line that it ended
+// with.
+struct Delivered {
+    std::vector<std::vector<std::string>> rows;
+    int32_t code = HOST_OK;
+    std::string failure;
+    bool operator==(const Delivered &) const = default;
+};
+
+std::string row_value(const NAMESTR &variable, const void *observation) {
+    const char *value = static_cast<const char *>(observation) + variable.npos;
+    if (variable.ntype == NAMESTR_NUMERIC) {
+        double number;
+        std::memcpy(&number, value, sizeof number);
+        return number_text(number);
+    }
+    vor_text_slot text;
+    std::memcpy(&text, value, sizeof text);
+    return (text.binary != 0 ? "b" : "t") + std::string(text.bytes, static_cast<size_t>(text.length));
+}
+
+Delivered by_rows(MemoryHost &host, const char *path) {
+    Delivered delivered;
+    Extended in(host);
+    in.import(path);
+    while ((delivered.code = in.object->getnextrow(in.object, &in.observation)) == HOST_OK) {
+        std::vector<std::string> &row = delivered.rows.emplace_back();
+        for (const NAMELIST *node = in.list; node; node = node->next)
+            row.push_back(row_value(node->namestr, in.observation));
+    }
+    delivered.failure = host->take_failure().text;
+    return delivered;
+}
 
 // The same in batches of any size, with little room for texts and a row by itself now and then.
 Delivered by_columns(MemoryHost &host, const char *path, std::minstd_rand &random) {
@@ -369,7 +393,9 @@ TEST(Extension, ValuesThatTheirTypeCannotHold) {
         {STORED_LONG, 2147483621, false}, {STORED_FLOAT, 0.5, true},        {STORED_FLOAT, 0.1, false},
         {STORED_DOUBLE, 0.1, true},       {STORED_DOUBLE, 0x1p1023, false}, {STORED_DOUBLE, -1e301, true},
     };
-    for (const auto &row : rows) {
+    for (size_t i = 0; i < 2 * std::size(rows); ++i) {
+        const auto &row = rows[i / 2];
+        const bool by_columns = i % 2 != 0;
         MemoryHost host;
         host->load_module();
         NAMELIST node = {};
@@ -385,11 +411,43 @@ TEST(Extension, ValuesThatTheirTypeCannotHold) {
         ASSERT_EQ(out.open("out.dta", 0), HOST_OK);
         out.extension.facts = &facts;
         ASSERT_EQ(out.object->putvars(out.object, 1, &node), HOST_OK) << host->take_failure().text;
-        EXPECT_EQ(out.object->putnextrow(out.object, &row.value, &node) == HOST_OK, row.fits)
+        if (by_columns) {
+            double values[] = {0, row.value, 0};
+            vor_column column = {};
+            column.type = STORED_DOUBLE;
+            column.values = values;
+            vor_batch batch = {0, 0, 3, 1, &column};
+            EXPECT_EQ(out.extension.putcolumns(out.object, &batch) == HOST_OK, row.fits);
+        } else {
+            const double zero = 0;
+            EXPECT_EQ(out.object->putnextrow(out.object, &zero, &node), HOST_OK);
+            EXPECT_EQ(out.object->putnextrow(out.object, &row.value, &node) == HOST_OK, row.fits);
+        }
+        EXPECT_EQ(host->take_failure().text.find("The value of x at obs 2 does not fit") == std::string::npos, row.fits)
             << row.stored << " " << row.value;
-        EXPECT_EQ(host->take_failure().text.find("The value of x at obs 1 does not fit") == std::string::npos,
-                  row.fits);
     }
+}
+
+TEST(Extension, BatchesThatCannotBeWritten) {
+    MemoryHost host;
+    host->load_module();
+    host.files.put("in.dta", build(whole_file(118, ByteOrder::little, 1)));
+    Extended in(host);
+    in.import("in.dta");
+    Extended out(host);
+    ASSERT_EQ(out.open("out.dta", 0), HOST_OK);
+    std::vector<vor_column> columns(static_cast<size_t>(in.count));
+    vor_batch batch = {0, 0, 1, in.count, columns.data()};
+    EXPECT_EQ(out.extension.putcolumns(out.object, &batch), HOST_LOGGED) << "before the variables";
+    out.extension.facts = in.extension.facts;
+    ASSERT_EQ(out.object->putvars(out.object, in.count, in.list), HOST_OK);
+    EXPECT_EQ(out.extension.putcolumns(out.object, &batch), HOST_LOGGED);
+    EXPECT_NE(host->take_failure().text.find("Column 0 of a batch, of type 0, lacks values that the variable"),
+              std::string::npos);
+    batch.column_count = 1;
+    EXPECT_EQ(out.extension.putcolumns(out.object, &batch), HOST_LOGGED);
+    EXPECT_NE(host->take_failure().text.find("A batch of 1 rows and 1 columns cannot be written"), std::string::npos);
+    EXPECT_EQ(out.object->close(out.object), HOST_OK) << "of no observations";
 }
 
 TEST(Extension, DamagedTablesAndCharacteristicsAreLeftOut) {

@@ -33,15 +33,8 @@ constexpr double first_day = SMALLEST_LONG; // of a stored date
 constexpr double last_day = LARGEST_LONG;
 constexpr double largest_exact_integer = 0x1p53;
 
-std::vector<char> empty_observation(const std::vector<ExportColumn> &columns) {
-    const double missing = missing_value('.');
-    std::vector<char> bytes;
-    for (const ExportColumn &column : columns) {
-        bytes.resize(static_cast<size_t>(column.position + column.length), ' ');
-        if (column.kind == ValueKind::numeric)
-            std::memcpy(bytes.data() + column.position, &missing, sizeof missing);
-    }
-    return bytes;
+size_t observation_bytes(const std::vector<ExportColumn> &columns) {
+    return columns.empty() ? 0 : static_cast<size_t>(columns.back().position + columns.back().length);
 }
 
 // Whether more than blanks stands at the end that the writer drops.
@@ -60,12 +53,22 @@ double in_unit(Temporal from, Temporal to, double value) {
 }
 
 ExportObservation::ExportObservation(const Host &host, std::vector<ExportColumn> columns)
-    : ExportRow(columns.size()), host_(host), utf8_session_(lower_case(host.options().session_encoding) == "utf-8"),
-      columns_(std::move(columns)), observation_(empty_observation(columns_)), empty_(observation_) {}
+    : host_(host), utf8_session_(lower_case(host.options().session_encoding) == "utf-8"), columns_(std::move(columns)),
+      observation_(observation_bytes(columns_)), losses_(columns_.size()) {}
 
-void ExportObservation::clear() {
-    observation_ = empty_;
-    ExportRow::clear();
+const void *ExportObservation::filled(const Batch &batch, size_t row) {
+    ++number_;
+    for (size_t i = 0; i < batch.columns.size(); ++i) {
+        const Column &column = batch.columns[i];
+        if (!column.is_text()) {
+            set_number(i, column.number(row));
+            continue;
+        }
+        if (column.is_binary(row))
+            count(i, ValueChange::binary);
+        set_text(i, column.text(row));
+    }
+    return observation_.data();
 }
 
 double ExportObservation::storable(size_t column, double value) {
@@ -101,11 +104,6 @@ void ExportObservation::set_number(size_t column, double value) {
     std::memcpy(observation_.data() + place.position, &stored, sizeof stored);
 }
 
-void ExportObservation::set_bytes(size_t column, std::string_view bytes) {
-    count(column, ValueChange::binary);
-    set_text(column, bytes);
-}
-
 void ExportObservation::set_text(size_t column, std::string_view text) {
     std::string_view kept = whole_characters(text, static_cast<size_t>(columns_[column].length));
     const std::string_view stored = utf8_session_ ? kept : encode(column, kept);
@@ -137,7 +135,7 @@ void ExportObservation::store(size_t column, std::string_view bytes) {
     std::fill(end, target + columns_[column].length, ' ');
 }
 
-void ExportRow::report(const std::vector<Variable> &variables, const Notes &warn) const {
+void ExportLosses::report(const std::vector<Variable> &variables, const Notes &warn) const {
     for (size_t column = 0; column < counts_.size(); ++column)
         for (size_t change = 0; change < value_changes; ++change)
             if (const LossCounter &counter = counts_[column][change])

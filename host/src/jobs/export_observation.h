@@ -4,6 +4,7 @@
 
 #include "text/loss_counter.h"
 
+#include <vorhost/batch.h>
 #include <vorhost/host.h>
 #include <vorhost/log.h>
 #include <vorhost/temporal.h>
@@ -44,55 +45,48 @@ inline constexpr size_t value_changes = 11;
 // A number in another unit; missing when that has no such moment. Where values have no unit they stay plain numbers.
 double in_unit(Temporal from, Temporal to, double value);
 
-// The observation being filled, as the module takes it.
-class ExportRow {
+// What happened to the values of each column.
+class ExportLosses {
   public:
-    explicit ExportRow(size_t columns) : counts_(columns) {}
-    virtual ~ExportRow() = default;
+    explicit ExportLosses(size_t columns) : counts_(columns) {}
 
-    virtual void set_number(size_t column, double value) = 0;
-    virtual void set_text(size_t column, std::string_view text) = 0;   // UTF-8
-    virtual void set_bytes(size_t column, std::string_view bytes) = 0; // that are no text
-
-    virtual const void *bytes() = 0;
-
-    // Makes every value missing or empty, for the next observation.
-    virtual void clear() { ++number_; }
+    // observation: from 1.
+    void count(size_t column, ValueChange change, int64_t observation) {
+        counts_[column][static_cast<size_t>(change)].add(observation);
+    }
 
     // One sentence for each column and change that happened, with the count and the first observation.
     void report(const std::vector<Variable> &variables, const Notes &warn) const;
 
-  protected:
-    int64_t number() const { return number_; } // of the observation, from 1
-    void count(size_t column, ValueChange change) { counts_[column][static_cast<size_t>(change)].add(number_); }
-
   private:
     std::vector<std::array<LossCounter, value_changes>> counts_;
-    int64_t number_ = 1;
 };
 
-class ExportObservation : public ExportRow {
+// The observation of the base contract, filled value by value.
+class ExportObservation {
   public:
     ExportObservation(const Host &host, std::vector<ExportColumn> columns);
 
-    void set_number(size_t column, double value) override;
-    void set_text(size_t column, std::string_view text) override;
-    void set_bytes(size_t column, std::string_view bytes) override;
+    // The next observation, as the module takes it.
+    const void *filled(const Batch &batch, size_t row);
 
-    const void *bytes() override { return observation_.data(); }
-    void clear() override;
+    const ExportLosses &losses() const { return losses_; }
 
   private:
+    void set_number(size_t column, double value);
+    void set_text(size_t column, std::string_view text); // UTF-8
     double storable(size_t column, double value);
     std::string_view encode(size_t column, std::string_view &kept);
     void store(size_t column, std::string_view bytes);
+    void count(size_t column, ValueChange change) { losses_.count(column, change, number_); }
 
     const Host &host_;
     bool utf8_session_; // text needs no encoding
     std::vector<ExportColumn> columns_;
     std::vector<char> observation_;
-    std::vector<char> empty_; // an observation with every value missing or empty
     std::string encoded_;
+    ExportLosses losses_;
+    int64_t number_ = 0; // of the observation, from 1
 };
 
 } // namespace vor

@@ -7,7 +7,8 @@
 #include "jobs/file_facts.h"
 #include "jobs/read_ahead.h"
 #include "jobs/stata_files.h"
-#include "jobs/stored_observation.h"
+#include "jobs/stored_columns.h"
+#include "jobs/stored_types.h"
 #include "jobs/user_formats.h"
 
 #include <vorhost/ascii.h>
@@ -162,49 +163,51 @@ class ExportData {
     virtual ~ExportData() = default;
     virtual const std::vector<Variable> &variables() const = 0; // as they stand in the file
     virtual NAMELIST *list() = 0;
-    virtual ExportRow &row() = 0;
+    virtual void put(AccessObject &object, const Batch &batch) = 0;
+    virtual const ExportLosses &losses() const = 0;
 };
 
 class BaseData : public ExportData {
   public:
     BaseData(const Host &host, const DataSet &description, bool labels_as_names, ExportedFormats &formats,
              const Notes &note)
-        : variables_(host, description, labels_as_names, formats, note), row_(host, variables_.columns()) {}
+        : variables_(host, description, labels_as_names, formats, note), observation_(host, variables_.columns()) {}
 
     const std::vector<Variable> &variables() const override { return variables_.variables(); }
     NAMELIST *list() override { return variables_.list(); }
-    ExportRow &row() override { return row_; }
+    const ExportLosses &losses() const override { return observation_.losses(); }
+    void put(AccessObject &object, const Batch &batch) override {
+        for (size_t row = 0; row < batch.rows; ++row)
+            object.check(object->putnextrow(object.get(), observation_.filled(batch, row), list()));
+    }
 
   private:
     ExportVariables variables_;
-    ExportObservation row_;
+    ExportObservation observation_;
 };
 
-// The description as it is written. `source` are the variables as the rows have them.
+// The description as it is written. `source` are the variables as the batches have them.
 class ExtendedData : public ExportData {
   public:
-    ExtendedData(DataSet written, std::vector<Variable> source, const Notes &warn)
-        : source_(std::move(source)), facts_(std::move(written), warn), row_(facts_.variables(), source_) {}
+    ExtendedData(DataSet written, const std::vector<Variable> &source, vor_extension &extension, const Notes &warn)
+        : extension_(extension), facts_(std::move(written), warn), columns_(facts_.variables(), source) {
+        extension_.facts = facts_.facts();
+    }
 
     const std::vector<Variable> &variables() const override { return facts_.variables(); }
     NAMELIST *list() override { return facts_.list(); }
-    ExportRow &row() override { return row_; }
-    const vor_file_facts *facts() const { return facts_.facts(); }
+    const ExportLosses &losses() const override { return columns_.losses(); }
+    void put(AccessObject &object, const Batch &batch) override {
+        vor_batch *taken = columns_.taken(batch);
+        object.host().make_current();
+        object.check(extension_.putcolumns(object.get(), taken));
+    }
 
   private:
-    std::vector<Variable> source_;
+    vor_extension &extension_;
     ExportFacts facts_;
-    StoredObservation row_;
+    StoredColumns columns_;
 };
-
-void fill(ExportRow &observation, size_t index, const Column &column, size_t row) {
-    if (!column.is_text())
-        observation.set_number(index, column.number(row));
-    else if (column.is_binary(row))
-        observation.set_bytes(index, column.text(row));
-    else
-        observation.set_text(index, column.text(row));
-}
 
 } // namespace
 
@@ -254,10 +257,8 @@ struct ExportSession::State {
         written.variables = file_variables(description.variables, options.labels_as_names, warner());
         follow_names(description.variables, written);
         add_label_tables(written, formats, warner());
-        auto extended = std::make_unique<ExtendedData>(std::move(written), description.variables, warner());
-        extension.facts = extended->facts();
+        data = std::make_unique<ExtendedData>(std::move(written), description.variables, extension, warner());
         object->extend = &extension;
-        data = std::move(extended);
     }
 
     void start(const Options &options, const std::string &name) {
@@ -271,20 +272,10 @@ struct ExportSession::State {
         object.note_remarks();
     }
 
-    void put(const Batch &batch) {
-        ExportRow &observation = data->row();
-        for (size_t row = 0; row < batch.rows; ++row) {
-            for (size_t i = 0; i < batch.columns.size(); ++i)
-                fill(observation, i, batch.columns[i], row);
-            object.check(object->putnextrow(object.get(), observation.bytes(), data->list()));
-            observation.clear();
-        }
-    }
-
     void finish() {
         target.close(object);
         object.note_remarks();
-        data->row().report(data->variables(), warner());
+        data->losses().report(data->variables(), warner());
         object.before_output();
         target.finish();
     }
@@ -297,7 +288,7 @@ ExportSession::ExportSession(const HostOptions &host, const Options &options, co
 ExportSession::~ExportSession() = default;
 
 void ExportSession::put(const Batch &batch) {
-    state_->put(batch);
+    state_->data->put(state_->object, batch);
 }
 void ExportSession::finish() {
     state_->finish();

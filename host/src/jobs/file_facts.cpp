@@ -102,6 +102,10 @@ int32_t label_value(double number) {
 
 } // namespace
 
+int32_t stored_code(StoredType type) {
+    return static_cast<int32_t>(std::ranges::find(stored_types, type) - std::begin(stored_types));
+}
+
 Format host_format(const Variable &variable) {
     if (variable.stata_format.empty())
         return variable.format;
@@ -165,8 +169,7 @@ void ExportFacts::add_variables() {
         facts.label = kept(variable.label);
         facts.format = kept(variable.stata_format);
         facts.label_table = kept(variable.label_table);
-        facts.stored = static_cast<int32_t>(
-            std::find(std::begin(stored_types), std::end(stored_types), variable.stored) - std::begin(stored_types));
+        facts.stored = stored_code(variable.stored);
         facts.width_bytes = facts.stored == STORED_STRING ? variable.length : STORED_BYTES[facts.stored];
 
         NAMELIST &node = nodes_.emplace_back();

@@ -17,6 +17,9 @@ namespace vor {
 // Text of the file as UTF-8. what: "the label of variable x", for a note.
 using DecodeText = std::function<std::string(std::string_view bytes, const std::string &what)>;
 
+// The module's code for a type that is known.
+int32_t stored_code(StoredType type);
+
 // An import's description. Its variables have no host formats yet. labels: whether value labels are wanted.
 DataSet described(const vor_file_facts &facts, bool labels, const DecodeText &decode);
 

@@ -244,6 +244,7 @@ struct native_procs {
     status (*beginoutrec)(outdbsrec *out);
     void (*writeit)(outdbsrec *out, outvarrec *variable, const void *value);
     status (*endoutrec)(outdbsrec *out);
+    status (*writeblock)(outdbsrec *out, const vor_batch *batch);
     status (*finoutdbs)(outdbsrec *out);
 };
 

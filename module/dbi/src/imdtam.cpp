@@ -105,7 +105,7 @@ static int32_t open_file(IMGLUE *self) {
         return accepted;
     const int32_t code = open_named_file(self);
     if (code == HOST_OK) {
-        give_operations(self, self->do_input != 0 ? getcolumns : nullptr);
+        give_operations(self, getcolumns, putcolumns);
         return HOST_OK;
     }
     // An export's file is new and empty by now, once it is open; that of a reference is a temporary one in any case.

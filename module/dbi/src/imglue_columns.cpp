@@ -1,11 +1,12 @@
-// Batches at the door: a batch is looked at before anything is written into it, and its columns start empty. Knows
-// nothing of stored values.
+// Batches at the door: a batch is looked at before anything is written into it or into the file, and the columns of an
+// import start empty. Knows nothing of stored values.
 #include "imglue_columns.h"
 
 #include "driver_records.h"
 #include "imglue_errors.h"
 #include "imglue_import.h"
 #include "imglue_log.h"
+#include "output_records.h"
 
 #include <cstring>
 
@@ -74,4 +75,44 @@ int32_t getcolumns(IMGLUE *self, vor_batch *batch) {
     if (error != DONE)
         return mivex_report_error(self, error);
     return batch->rows == 0 && batch->row_limit > 0 ? HOST_NO_MEMORY : HOST_OK;
+}
+
+// Whether a column has the values of a variable. One without texts may have no bytes.
+static bool has_values(const vor_column *column, const outvarrec *variable) {
+    const bool is_number = column->type >= 0 && column->type < STORED_NUMBERS;
+    if (variable->outinsymbol->symtype != CLASS_CHARACTER)
+        return is_number && column->values != nullptr;
+    return (column->type == STORED_STRING || column->type == STORED_STRL) && column->offsets != nullptr &&
+           is_offset_size(column->offset_bytes);
+}
+
+static bool is_writable(const vor_batch *batch, const outdbsrec *out) {
+    if (batch->rows < 0 || batch->column_count != out->outvars) {
+        log_error("A batch of %lld rows and %lld columns cannot be written; the file has %d variables.", batch->rows,
+                  batch->column_count, out->outvars);
+        return false;
+    }
+    const outvarrec *variable = out->outallhead;
+    for (int64_t i = 0; i < batch->column_count && batch->rows > 0; ++i, variable = variable->nextoutvar) {
+        if (!has_values(&batch->columns[i], variable)) {
+            log_error("Column %lld of a batch, of type %d, lacks values that the variable %s can take.", i,
+                      batch->columns[i].type, variable->outinsymbol->symname);
+            return false;
+        }
+    }
+    return true;
+}
+
+int32_t putcolumns(IMGLUE *self, vor_batch *batch) {
+    outdbsrec *out = self->do_input == 0 ? self->outptr : nullptr;
+    if (out == nullptr || out->outbuffer == nullptr)
+        return HOST_LOGGED;
+    if (out->outallhead->facts == nullptr) {
+        log_error("Columns can be written only into a file whose facts were given.");
+        return HOST_LOGGED;
+    }
+    if (!is_writable(batch, out))
+        return HOST_LOGGED;
+    const status error = self->nprocs->writeblock(out, batch);
+    return error == DONE ? HOST_OK : mivex_report_error(self, error);
 }

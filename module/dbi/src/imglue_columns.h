@@ -1,8 +1,9 @@
-// The operations of the extension on batches: what stands behind getcolumns.
+// The operations of the extension on batches.
 #pragma once
 
 #include "vor/extension.h"
 #include "vor/imglue.h"
 
-// The operation getcolumns, as the extension describes it.
+// As the extension describes them.
 int32_t getcolumns(IMGLUE *self, vor_batch *batch);
+int32_t putcolumns(IMGLUE *self, vor_batch *batch);

@@ -8,8 +8,8 @@
 
 static constexpr uint32_t SHORTEST_BLOCK = offsetof(vor_extension, granted) + sizeof vor_extension::granted;
 static constexpr uint32_t BLOCK_WITH_FACTS = offsetof(vor_extension, facts) + sizeof(void *);
-
-static constexpr uint32_t BLOCK_WITH_COLUMNS = offsetof(vor_extension, getcolumns) + sizeof(vor_batch_operation);
+static constexpr uint32_t BLOCK_WITH_GETCOLUMNS = offsetof(vor_extension, getcolumns) + sizeof(vor_batch_operation);
+static constexpr uint32_t BLOCK_WITH_PUTCOLUMNS = offsetof(vor_extension, putcolumns) + sizeof(vor_batch_operation);
 
 static vor_extension *extension_of(const IMGLUE *self) {
     return static_cast<vor_extension *>(self->extend);
@@ -40,13 +40,15 @@ bool is_granted(const IMGLUE *self, vor_wish wish) {
     return extension != nullptr && (extension->granted & wish) != 0;
 }
 
-void give_operations(IMGLUE *self, vor_batch_operation get_columns) {
+void give_operations(IMGLUE *self, vor_batch_operation get_columns, vor_batch_operation put_columns) {
     constexpr uint64_t NEEDED = WISH_STORED_NUMBERS | WISH_WHOLE_TEXT;
     vor_extension *extension = extension_of(self);
     if (extension == nullptr || (extension->granted & NEEDED) != NEEDED)
         return;
-    if (get_columns != nullptr && extension->size_bytes >= BLOCK_WITH_COLUMNS)
+    if (self->do_input != 0 && extension->size_bytes >= BLOCK_WITH_GETCOLUMNS)
         extension->getcolumns = get_columns;
+    if (self->do_input == 0 && extension->size_bytes >= BLOCK_WITH_PUTCOLUMNS)
+        extension->putcolumns = put_columns;
 }
 
 const vor_file_facts *facts_to_write(const IMGLUE *self) {

@@ -12,8 +12,9 @@ int32_t accept_extension(IMGLUE *self);
 // Whether the host's wish is fulfilled in this session.
 bool is_granted(const IMGLUE *self, vor_wish wish);
 
-// Puts the operations on batches into the block, when it has room for them and the host has the wishes that they need.
-void give_operations(IMGLUE *self, vor_batch_operation get_columns);
+// Puts an import's or an export's operation on batches into the block, when it has room for it and the host has the
+// wishes that it needs.
+void give_operations(IMGLUE *self, vor_batch_operation get_columns, vor_batch_operation put_columns);
 
 // An export's facts; null when the host gave none.
 const vor_file_facts *facts_to_write(const IMGLUE *self);

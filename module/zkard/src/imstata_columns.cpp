@@ -104,11 +104,6 @@ void note_missing(const indbsrec *in, vor_column *column, int64_t rows) {
 
 // Texts.
 
-int64_t offset_at(const vor_column *column, int64_t row) {
-    return column->offset_bytes == sizeof(int32_t) ? static_cast<const int32_t *>(column->offsets)[row]
-                                                   : static_cast<const int64_t *>(column->offsets)[row];
-}
-
 // Bytes that a column has for further texts; offsets of 4 bytes reach no farther than 2^31.
 int64_t room_left(const vor_column *column, int64_t used_bytes) {
     const int64_t reach = column->offset_bytes == sizeof(int32_t) ? INT32_MAX : INT64_MAX;

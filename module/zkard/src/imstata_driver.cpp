@@ -89,5 +89,6 @@ void init_imstata(native_procs *procs) {
               .beginoutrec = beginoutrec,
               .writeit = writeit,
               .endoutrec = endoutrec,
+              .writeblock = writeblock,
               .finoutdbs = finoutdbs};
 }

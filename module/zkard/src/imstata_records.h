@@ -141,6 +141,12 @@ void step_over(indbsrec *in, int64_t count);
 // Returns how many; 0 when the texts of the current one find no room, of which needed_bytes tells.
 int64_t readblock(indbsrec *in, innamerecord *const *variables, vor_batch *batch);
 
+// Where the text of a row begins in a column's bytes; that of the row behind the last one is where they end.
+inline int64_t offset_at(const vor_column *column, int64_t row) {
+    return column->offset_bytes == sizeof(int32_t) ? static_cast<const int32_t *>(column->offsets)[row]
+                                                   : static_cast<const int64_t *>(column->offsets)[row];
+}
+
 // endblocks: complete the columns after the last block: types, missing values, bits behind the rows.
 void endblocks(indbsrec *in, innamerecord *const *variables, vor_batch *batch);
 

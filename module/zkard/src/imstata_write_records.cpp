@@ -84,18 +84,21 @@ void writeit(outdbsrec *out, outvarrec *variable, const void *value) {
 }
 
 status endoutrec(outdbsrec *out) {
-    out->outtotal += 1;
+    return end_records(out, 1);
+}
+
+status end_records(outdbsrec *out, int64_t count) {
+    out->outtotal += count;
     const outheadrec *head = out->outhead;
     if (head->unfit != nullptr)
         return fail_output(out, "The value of %.128s at obs %lld does not fit the type it is to be stored in.",
                            static_cast<const char *>(head->unfit->outinsymbol->symname), out->outtotal);
     if (head->long_string_status != DONE)
         return head->long_string_status;
-    if (out->outbuffcurr != out->outbuffnum - 1) {
-        out->outbuffptr += out->outreclen;
-        out->outbuffcurr += 1;
+    out->outbuffptr += count * out->outreclen;
+    out->outbuffcurr += count;
+    if (out->outbuffcurr < out->outbuffnum)
         return DONE;
-    }
     out->outbuffptr = out->outbuffer;
     out->outbuffcurr = 0;
     const int64_t buffer_bytes = out->outbuffnum * out->outreclen;

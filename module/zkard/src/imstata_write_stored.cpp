@@ -1,5 +1,5 @@
-// The encoders of values that are stored as the host's facts say, and the long strings: a record holds a reference, the
-// text waits in a scratch file for the end of the data.
+// The encoders of values that are stored as the host's facts say, one at a time or a column of a batch, and the long
+// strings: a record holds a reference, the text waits in a scratch file for the end of the data.
 #include "imglue_files.h"
 #include "imglue_session.h"
 #include "imstata_writing.h"
@@ -32,31 +32,44 @@ void keep_unfit(outdbsrec *out, const outvarrec *variable) {
         out->outhead->unfit = variable;
 }
 
+// False for a number that the type does not hold; 0 is stored then.
+template <class stored>
+bool store_number(char *target, double number) {
+    const bool fits = holds<stored>(number);
+    const auto encoded = fits ? static_cast<stored>(number) : stored{};
+    memcpy(target, &encoded, sizeof encoded);
+    return fits;
+}
+
+template <class stored>
+void store_missing(char *target, int32_t rank) {
+    const auto encoded = stored_missing<stored>(rank);
+    memcpy(target, &encoded, sizeof encoded);
+}
+
+// The slot still holds an earlier observation, so all of it is written. False for a text that is too long.
+bool store_text(char *target, int32_t width, const vor_text_slot &text) {
+    const int32_t length = text.length < width ? text.length : width;
+    if (length > 0)
+        memcpy(target, text.bytes, static_cast<size_t>(length));
+    memset(target + length, 0, static_cast<size_t>(width - length));
+    return text.length <= width;
+}
+
 template <class stored>
 void write_number(outdbsrec *out, outvarrec *variable, char *target, const void *value) {
     const auto *number = static_cast<const mivex_num_struct *>(value);
-    stored encoded = {};
     if (number->miss_char != 0)
-        encoded = stored_missing<stored>(rank_of_letter(number->miss_char));
-    else if (holds<stored>(number->num))
-        encoded = static_cast<stored>(number->num);
-    else
+        store_missing<stored>(target, rank_of_letter(number->miss_char));
+    else if (!store_number<stored>(target, number->num))
         keep_unfit(out, variable);
-    memcpy(target, &encoded, sizeof encoded);
-    out->outcurrcol += static_cast<int64_t>(sizeof encoded);
+    out->outcurrcol += static_cast<int64_t>(sizeof(stored));
 }
 
-// The slot still holds an earlier observation, so all of it is written.
 void write_text(outdbsrec *out, outvarrec *variable, char *target, const void *value) {
-    const auto *text = static_cast<const vor_text_slot *>(value);
-    const int32_t width = variable->outnamelength;
-    const int32_t length = text->length < width ? text->length : width;
-    if (text->length > width)
+    if (!store_text(target, variable->outnamelength, *static_cast<const vor_text_slot *>(value)))
         keep_unfit(out, variable);
-    if (length > 0)
-        memcpy(target, text->bytes, static_cast<size_t>(length));
-    memset(target + length, 0, static_cast<size_t>(width - length));
-    out->outcurrcol += width;
+    out->outcurrcol += variable->outnamelength;
 }
 
 template <class number>
@@ -80,20 +93,23 @@ status set_aside(outdbsrec *out, const outvarrec *variable, int64_t observation,
     return binary || mivex_write(file, "", 1) >= 0 ? DONE : ERROR_WRITE;
 }
 
-// The reference of an empty text is zero; others name variable and observation, the variable in the low bytes.
-void write_long_string(outdbsrec *out, outvarrec *variable, char *target, const void *value) {
-    const auto *text = static_cast<const vor_text_slot *>(value);
+// The reference of an empty text is zero; others name variable and observation, from 1, the variable in the low bytes.
+void store_long_string(outdbsrec *out, const outvarrec *variable, int64_t observation, char *target,
+                       const vor_text_slot &text) {
     outheadrec *head = out->outhead;
     uint64_t reference = 0;
-    if (text->length > 0) {
-        const int64_t observation = out->outtotal + 1;
+    if (text.length > 0) {
         const int32_t variable_bits = 8 * head->layout->strl_variable_bytes;
         reference = static_cast<uint64_t>(observation) << variable_bits | static_cast<uint32_t>(variable->number);
         if (head->long_string_status == 0)
-            head->long_string_status = set_aside(out, variable, observation, text);
+            head->long_string_status = set_aside(out, variable, observation, &text);
     }
     memcpy(target, &reference, sizeof reference);
-    out->outcurrcol += static_cast<int64_t>(sizeof reference);
+}
+
+void write_long_string(outdbsrec *out, outvarrec *variable, char *target, const void *value) {
+    store_long_string(out, variable, out->outtotal + 1, target, *static_cast<const vor_text_slot *>(value));
+    out->outcurrcol += STORED_BYTES[STORED_STRL];
 }
 
 // By stored_type.
@@ -102,10 +118,122 @@ constexpr outnamefunct_type ENCODERS[] = {write_number<int8_t>, write_number<int
                                           write_long_string};
 static_assert(sizeof ENCODERS / sizeof ENCODERS[0] == STORED_STRL + 1);
 
+// Columns. A block is some rows of a batch and the records in the buffer that they become; its column loops return the
+// first of its rows whose value does not fit, or `count`.
+struct row_block {
+    int64_t first_row;
+    int64_t count;
+    int64_t stride; // bytes from one record to the next
+};
+
+bool is_set(const uint8_t *bits, int64_t row) {
+    return (bits[row / 8] >> row % 8 & 1) != 0;
+}
+
+bool is_valid(const vor_column *column, int64_t row) {
+    return column->validity == nullptr || is_set(column->validity, row);
+}
+
+template <class given, class stored>
+int64_t store_numbers(const row_block &block, char *target, const vor_column *column) {
+    const auto *values = static_cast<const given *>(column->values) + block.first_row;
+    const uint8_t *marks =
+        column->has_marks != 0 && column->marks != nullptr ? column->marks + block.first_row : nullptr;
+    int64_t unfit = block.count;
+    for (int64_t i = 0; i < block.count; ++i, target += block.stride) {
+        if (!is_valid(column, block.first_row + i))
+            store_missing<stored>(target, marks == nullptr ? 0 : rank_of_mark(marks[i]));
+        else if (!store_number<stored>(target, static_cast<double>(values[i])) && unfit == block.count)
+            unfit = i;
+    }
+    return unfit;
+}
+
+using number_loop = int64_t (*)(const row_block &block, char *target, const vor_column *column);
+
+template <class given>
+constexpr number_loop TO_STORED[] = {store_numbers<given, int8_t>, store_numbers<given, int16_t>,
+                                     store_numbers<given, int32_t>, store_numbers<given, float>,
+                                     store_numbers<given, double>};
+
+// By the stored_type of the column, and that of the variable.
+constexpr const number_loop *NUMBER_LOOPS[] = {TO_STORED<int8_t>, TO_STORED<int16_t>, TO_STORED<int32_t>,
+                                               TO_STORED<float>, TO_STORED<double>};
+static_assert(sizeof NUMBER_LOOPS / sizeof NUMBER_LOOPS[0] == STORED_NUMBERS);
+
+vor_text_slot text_at(const vor_column *column, int64_t row) {
+    const int64_t begin = offset_at(column, row);
+    const int64_t length = is_valid(column, row) ? offset_at(column, row + 1) - begin : 0;
+    const bool binary = column->has_binary != 0 && column->binary != nullptr && is_set(column->binary, row);
+    return {.bytes = column->bytes + begin,
+            .length = length > INT32_MAX ? INT32_MAX : static_cast<int32_t>(length),
+            .binary = binary ? 1 : 0};
+}
+
+int64_t store_texts(const row_block &block, char *target, int32_t width, const vor_column *column) {
+    int64_t unfit = block.count;
+    for (int64_t i = 0; i < block.count; ++i, target += block.stride)
+        if (!store_text(target, width, text_at(column, block.first_row + i)) && unfit == block.count)
+            unfit = i;
+    return unfit;
+}
+
+int64_t store_column(const row_block &block, char *target, const outvarrec *variable, const vor_column *column) {
+    const int32_t stored = variable->facts->stored;
+    if (stored == STORED_STRL) // with the others of its row
+        return block.count;
+    return stored == STORED_STRING ? store_texts(block, target, variable->outnamelength, column)
+                                   : NUMBER_LOOPS[column->type][stored](block, target, column);
+}
+
+// Long strings stand in the file by observation and then by variable.
+void store_long_strings(outdbsrec *out, const row_block &block, const vor_batch *batch) {
+    char *record = out->outbuffptr;
+    for (int64_t i = 0; i < block.count; ++i, record += block.stride) {
+        const vor_column *column = batch->columns;
+        char *target = record;
+        for (const outvarrec *variable = out->outallhead; variable != nullptr; variable = variable->nextoutvar) {
+            if (variable->facts->stored == STORED_STRL)
+                store_long_string(out, variable, out->outtotal + 1 + i, target, text_at(column, block.first_row + i));
+            target += variable->outnamelength;
+            ++column;
+        }
+    }
+}
+
+status write_rows(outdbsrec *out, const row_block &block, const vor_batch *batch) {
+    const vor_column *column = batch->columns;
+    char *target = out->outbuffptr;
+    int64_t fitting = block.count;
+    for (const outvarrec *variable = out->outallhead; variable != nullptr; variable = variable->nextoutvar) {
+        const int64_t unfit = store_column(block, target, variable, column++);
+        if (unfit < fitting) {
+            fitting = unfit;
+            out->outhead->unfit = variable;
+        }
+        target += variable->outnamelength;
+    }
+    if (out->mivex_tempfd != nullptr)
+        store_long_strings(out, block, batch);
+    return end_records(out, fitting < block.count ? fitting + 1 : block.count);
+}
+
 } // namespace
 
 outnamefunct_type find_stored_encoder(int32_t stored) {
     return stored >= 0 && stored <= STORED_STRL ? ENCODERS[stored] : nullptr;
+}
+
+status writeblock(outdbsrec *out, const vor_batch *batch) {
+    for (int64_t row = 0; row < batch->rows;) {
+        const int64_t room = out->outbuffnum - out->outbuffcurr;
+        const int64_t left = batch->rows - row;
+        const row_block block = {.first_row = row, .count = left < room ? left : room, .stride = out->outreclen};
+        if (const status s = write_rows(out, block, batch))
+            return s;
+        row += block.count;
+    }
+    return DONE;
 }
 
 status open_long_strings(outdbsrec *out) {

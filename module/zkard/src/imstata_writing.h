@@ -75,8 +75,15 @@ status beginoutrec(outdbsrec *out);
 void writeit(outdbsrec *out, outvarrec *variable, const void *value);
 
 // endoutrec: complete the observation; a full buffer is written. 0 or ERROR_WRITE; the records in the buffer are then
-// lost.
+// lost. ERROR_OUTPUT_INVALID when a value did not fit its type, or what kept a long string from being set aside.
 status endoutrec(outdbsrec *out);
+
+// writeblock: write the rows of a batch, as beginoutrec, writeit and endoutrec would one after the other, with the same
+// codes. Its columns are those of outallhead, whose facts were given.
+status writeblock(outdbsrec *out, const vor_batch *batch);
+
+// Completes the record being built and further ones behind it, all of which stand in the buffer; as endoutrec.
+status end_records(outdbsrec *out, int64_t count);
 
 // The encoders. Each stores its value at `target` and adds its width to outcurrcol.
 void writechar(outdbsrec *out, outvarrec *variable, char *target, const void *value);

@@ -1,11 +1,12 @@
-#include "jobs/stored_observation.h"
+#include "jobs/stored_types.h"
 
-#include <vor/extension.h>
+#include "jobs/export_observation.h"
+
+#include <vor/stata_layout.h>
 #include <vorhost/missing.h>
 
 #include <algorithm>
 #include <cmath>
-#include <cstring>
 #include <fmt/format.h>
 #include <limits>
 
@@ -29,19 +30,6 @@ constexpr IntegerType integer_types[] = {
     {StoredType::int16, SMALLEST_NUMBER<int16_t>, LARGEST_NUMBER<int16_t>},
     {StoredType::int32, SMALLEST_NUMBER<int32_t>, LARGEST_NUMBER<int32_t>},
 };
-
-// Whether a number, or a missing value, can be stored so.
-bool holds(StoredType type, double value) {
-    if (is_missing(value))
-        return true;
-    if (type == StoredType::float32)
-        return std::fabs(value) < stored_missing<float>(0) && static_cast<double>(static_cast<float>(value)) == value;
-    for (const IntegerType &row : integer_types)
-        if (row.type == type)
-            return value >= row.smallest - 1 && value <= row.largest && value == std::trunc(value) &&
-                   !(value == 0 && std::signbit(value));
-    return true;
-}
 
 // What the values of a column are like.
 struct Evidence {
@@ -151,81 +139,6 @@ DataSet with_stored_types(BatchSource &source, StoredTypes types, const Notes &n
             choose_number(variable, evidence[column], types, note);
     }
     return description;
-}
-
-StoredObservation::StoredObservation(const std::vector<Variable> &written, const std::vector<Variable> &source)
-    : ExportRow(written.size()), texts_(written.size()) {
-    size_t position = 0;
-    for (size_t column = 0; column < written.size(); ++column) {
-        const Variable &variable = written[column];
-        columns_.push_back({temporal_class(source[column]), temporal_class(variable), variable.stored,
-                            variable.stored < StoredType::float64, static_cast<size_t>(variable.length), position});
-        names_.push_back(variable.name);
-        position += variable.kind == ValueKind::character ? sizeof(vor_text_slot) : sizeof(double);
-    }
-    observation_.resize(position);
-    for (size_t column = 0; column < written.size(); ++column)
-        if (written[column].kind == ValueKind::numeric)
-            set_number(column, missing_value('.'));
-}
-
-void StoredObservation::set_number(size_t column, double value) {
-    const Column &place = columns_[column];
-    double stored = in_unit(place.from, place.to, value);
-    if (is_missing(value) && missing_mark(value) == '_')
-        count(column, ValueChange::mark_unknown);
-    if (!is_missing(value) && !std::isfinite(value)) {
-        count(column, ValueChange::not_a_number);
-        stored = missing_value('.');
-    } else if (!is_missing(value) && stored >= LEAST_MISSING_DOUBLE) {
-        count(column, ValueChange::too_large);
-        stored = missing_value('.');
-    }
-    if (place.checked && !holds(place.stored, stored))
-        refuse(column);
-    std::memcpy(observation_.data() + place.position, &stored, sizeof stored);
-}
-
-void StoredObservation::refuse(size_t column) const {
-    throw Misfit(Failure::conversion, fmt::format("The value of {} at obs {} does not fit the type it is to be stored "
-                                                  "in.",
-                                                  names_[column], number()));
-}
-
-void StoredObservation::set_text(size_t column, std::string_view text) {
-    if (columns_[column].stored == StoredType::text && text.find('\0') != std::string_view::npos)
-        count(column, ValueChange::zero_byte);
-    store_text(column, text, false);
-}
-
-void StoredObservation::set_bytes(size_t column, std::string_view bytes) {
-    store_text(column, bytes, true);
-}
-
-void StoredObservation::store_text(size_t column, std::string_view text, bool binary) {
-    if (columns_[column].stored == StoredType::text && (binary || text.size() > columns_[column].length))
-        refuse(column);
-    texts_[column].assign(text);
-    const vor_text_slot slot = {.bytes = texts_[column].data(),
-                                .length = static_cast<int32_t>(texts_[column].size()),
-                                .binary = binary ? 1 : 0};
-    std::memcpy(observation_.data() + columns_[column].position, &slot, sizeof slot);
-}
-
-const void *StoredObservation::bytes() {
-    return observation_.data();
-}
-
-void StoredObservation::clear() {
-    const double missing = missing_value('.');
-    for (const Column &column : columns_) {
-        const bool is_text = column.stored == StoredType::text || column.stored == StoredType::long_text;
-        if (is_text)
-            std::memset(observation_.data() + column.position, 0, sizeof(vor_text_slot));
-        else
-            std::memcpy(observation_.data() + column.position, &missing, sizeof missing);
-    }
-    ExportRow::clear();
 }
 
 } // namespace vor
