@@ -85,6 +85,10 @@ enum class AtEnd { closed, open };
 std::unique_ptr<BatchSource> import_source(ImportSession &session, int64_t limit = -1, Progress progress = {},
                                            AtEnd then = AtEnd::closed);
 
+// A source that another one is read ahead for, on a thread of its own, `most_rows` at a time whatever is asked for. The
+// other must outlive it, and nobody else may use it meanwhile.
+std::unique_ptr<BatchSource> read_ahead(BatchSource &source, size_t most_rows);
+
 // How an export stores numbers and texts.
 enum class StoredTypes {
     kept,         // as the description says, else as smallest; wider where the values do not fit

@@ -1,5 +1,7 @@
 #include "jobs/read_ahead.h"
 
+#include <vorhost/conversion.h>
+
 #include <csignal>
 #include <utility>
 
@@ -81,6 +83,10 @@ bool ReadAhead::rewind() {
     failure_ = nullptr;
     at_end_ = stopping_ = false;
     return source_.rewind();
+}
+
+std::unique_ptr<BatchSource> read_ahead(BatchSource &source, size_t most_rows) {
+    return std::make_unique<ReadAhead>(source, most_rows);
 }
 
 } // namespace vor
