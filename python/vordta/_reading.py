@@ -15,6 +15,7 @@ if TYPE_CHECKING:
 
 _EVERY_ROW = -1
 _NEAR_THE_START = 1000  # rows for which a compressed file need not be unpacked whole
+_CALLER = 4  # of read_dta and of batches, for `warnings`
 _CHOICES = {"labels": ("codes", "categories"), "missing": ("nan", "marks"), "dtypes": ("numpy", "nullable")}
 
 
@@ -78,9 +79,9 @@ def read_dta(
         source, columns, rows, labels=labels, missing=missing, dtypes=dtypes, convert_dates=convert_dates,
         encoding=encoding,
     ) as file:
-        frame = file._read(file.rows, stacklevel=4)
+        frame = file._read(file.rows)
         frame.attrs["vordta"] = file.description
-        file._finish(stacklevel=4)
+        file._finish()
         return frame
 
 
@@ -160,8 +161,8 @@ class DtaFile:
         if rows < 1:
             raise UsageError("A batch has at least one row.")
         while self._done < self.rows:
-            yield self._read(rows, stacklevel=3)
-        self._finish(stacklevel=3)
+            yield self._read(rows)
+        self._finish()
 
     def __arrow_c_stream__(self, requested_schema: object | None = None) -> object:
         """All rows as a PyCapsule of an Arrow stream, for everything that takes one. Missing values are null."""
@@ -176,7 +177,7 @@ class DtaFile:
     def __exit__(self, *_: object) -> None:
         self.close()
 
-    def _read(self, rows: int, stacklevel: int) -> pandas.DataFrame:
+    def _read(self, rows: int) -> pandas.DataFrame:
         from ._frames import assembled
 
         if self._columns == []:
@@ -194,12 +195,12 @@ class DtaFile:
             labels = {v["name"]: v["value_labels"] for v in self.description["variables"] if "value_labels" in v}
         self._done += done
         frame, lines = assembled(variables, values, range(start, start + done), self._columns, labels, self._dtypes)
-        tell(self._reader.take_log() + lines, stacklevel + 1)
+        tell(self._reader.take_log() + lines, _CALLER)
         return frame
 
-    def _finish(self, stacklevel: int) -> None:
+    def _finish(self) -> None:
         self._reader.finish()
-        tell(self._reader.take_log(), stacklevel + 1)
+        tell(self._reader.take_log(), _CALLER)
 
 
 def _names(columns: Sequence[str] | None) -> list[str] | None:
