@@ -53,7 +53,8 @@ std::unique_ptr<BatchSource> text_source(const ExportOptions &options, const Des
                          .missing = options.missing_texts,
                          .log = &run.log,
                          .encoding = options.encoding,
-                         .unpacking = run.options.unpacking()};
+                         .unpacking = run.options.unpacking(),
+                         .threads = run.options.threads};
     if (options.schema.empty())
         return delimited_source(place.path, input);
     const Schema schema = read_schema(options.schema, run.notes(), run.options.unpacking());

@@ -114,7 +114,53 @@ ReadBack read_text(std::string_view bytes, DelimitedInput input = {}) {
 }
 
 Variable text_of(int length) {
-    return {"x", {}, ValueKind::character, length, {}, {}};
+    Variable variable{"x", {}, ValueKind::character, length, {}, {}};
+    variable.stored = StoredType::text;
+    return variable;
+}
+
+Variable number_of(StoredType stored, const char *format = "") {
+    Variable variable = numeric("x", format);
+    variable.stored = stored;
+    return variable;
+}
+
+// Records in several pieces of the text, which are read at the same time.
+TEST(DelimitedSource, LongTextsOnAnyNumberOfThreads) {
+    const struct {
+        std::string end;  // behind 30,000 rows
+        const char *said; // a note or an error
+        StoredType stored;
+    } cases[] = {
+        {"", "", StoredType::int8},
+        {"700,\n", "", StoredType::int16},
+        {"\"1\",\"\n\"\"\n\"\nx,\n",
+         "NOTE: Column n is text because of \"x\" in row 30002 (line 45006), which is no number.", StoredType::text},
+        {"1,\n\n2,\"a\"b\n", ": row 30002 (line 45005), column 2 holds a stray quote.", StoredType::unknown},
+        {"1,2,3\n", ": row 30001 (line 45003): found more, expected 2 fields", StoredType::unknown},
+        {"1,\"\n2,3\n", ": row 30001 (line 45003), column 2 begins with a quote that never ends.", StoredType::unknown},
+    };
+    // Nothing but missing values where the first pieces are, then numbers; a line end in every other row.
+    std::string rows = "\nn,text\n";
+    for (int row = 0; row < 30000; ++row)
+        rows += (row < 20000 ? "" : std::to_string(row % 50)) +
+                (row % 2 ? ",plain\n" : ",\"in \"\"quotes\"\",\r\nand more\"\n");
+    for (const auto &row : cases) {
+        SCOPED_TRACE(row.end);
+        std::vector<Table> tables;
+        for (const size_t threads : {1U, 2U, 7U}) {
+            const std::string error = sentence_of([&] {
+                const auto [table, notes] = read_text(rows + row.end, {.threads = threads});
+                tables.push_back(table);
+                EXPECT_EQ(table.description.variables[0].stored, row.stored);
+                EXPECT_EQ(notes, row.said[0] ? std::vector<std::string>{row.said} : std::vector<std::string>{});
+            });
+            const bool fails = row.stored == StoredType::unknown;
+            EXPECT_NE(error.find(fails ? row.said : "nothing was thrown"), std::string::npos) << error;
+        }
+        for (const Table &table : tables)
+            EXPECT_TRUE(table.rows == tables[0].rows);
+    }
 }
 
 TEST(DelimitedSource, TypesFoundFromValues) {
@@ -125,13 +171,19 @@ TEST(DelimitedSource, TypesFoundFromValues) {
         std::vector<Cell> values;
         std::string note = {}; // a part of it
     } cases[] = {
-        {"numbers", "x,y\n1,\n-2.5,\n 3 ,\n.,\n.a,\n", numeric("x"), {1, -2.5, 3, none, missing_value('A')}},
-        {"nothing but missing values", "x,y\n,\n.b,\n", numeric("x"), {none, missing_value('B')}},
-        {"dates", "x,y\n2000-02-29,\n,\n.z,\n", numeric("x", "E8601DA10."), {14669, none, missing_value('Z')}},
-        {"date-times", "x,y\n1960-01-01T00:00:01.5,\n", numeric("x", "E8601DT26.6"), {1.5}},
+        {"numbers",
+         "x,y\n1,\n-2.5,\n 3 ,\n.,\n.a,\n",
+         number_of(StoredType::float32),
+         {1, -2.5, 3, none, missing_value('A')}},
+        {"nothing but missing values", "x,y\n,\n.b,\n", number_of(StoredType::int8), {none, missing_value('B')}},
+        {"dates",
+         "x,y\n2000-02-29,\n,\n.z,\n",
+         number_of(StoredType::int16, "E8601DA10."),
+         {14669, none, missing_value('Z')}},
+        {"date-times", "x,y\n1960-01-01T00:00:01.5,\n", number_of(StoredType::int16, "E8601DT26.6"), {1.5}},
         {"date-times with a blank",
          "x,y\n1960-01-01T00:00:01,\n1960-01-01 00:00:02,\n",
-         numeric("x", "E8601DT26.6"),
+         number_of(StoredType::int16, "E8601DT26.6"),
          {1, 2}},
         {"times and numbers",
          "x,y\n00:01:00,\n1,\n",
@@ -148,12 +200,15 @@ TEST(DelimitedSource, TypesFoundFromValues) {
          text_of(2),
          {"NA", "1"},
          "\"NA\" in row 1 (line 2), which is no number."},
-        {"a word that stands for nothing", "x,y\n-9,\n1,\n-,\n", numeric("x"), {none, 1, none}},
+        {"a word that stands for nothing", "x,y\n-9,\n1,\n-,\n", number_of(StoredType::int8), {none, 1, none}},
         {"a number beyond a double", "x,y\n1e999,\n", text_of(5), {"1e999"}},
         {"quotes", "x,y\n\"a,\"\"b\"\"\n\r\nc\",\n\"\",\n\"1\",\n", text_of(9), {"a,\"b\"\n\r\nc", "", "1"}},
-        {"carriage returns, empty lines, no last line end", "x,y\r\n\r\n1,\r\r2,\n\n\n3,", numeric("x"), {1, 2, 3}},
-        {"a byte order mark, blanks around names", "\xEF\xBB\xBF x ,y\n1,\n", numeric("x"), {1}},
-        {"no first name", " ,y\na,\n", {"v1", {}, ValueKind::character, 1, {}, {}}, {"a"}},
+        {"carriage returns, empty lines, no last line end",
+         "x,y\r\n\r\n1,\r\r2,\n\n\n3,",
+         number_of(StoredType::int8),
+         {1, 2, 3}},
+        {"a byte order mark, blanks around names", "\xEF\xBB\xBF x ,y\n1,\n", number_of(StoredType::int8), {1}},
+        {"no first name", " ,y\na,\n", {"v1", {}, ValueKind::character, 1, {}, {}, {}, StoredType::text}, {"a"}},
     };
     for (const auto &row : cases) {
         SCOPED_TRACE(row.what);

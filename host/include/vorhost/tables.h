@@ -82,6 +82,7 @@ struct DelimitedInput {
     Log *log = nullptr;                    // may be null
     std::string encoding = {};             // empty: UTF-8
     Unpacking unpacking = Unpacking::bounded;
+    size_t threads = machine_threads(); // that read its lines
 };
 
 // A source over delimited text ("-": standard input), which may be compressed whatever its name. Lines may end in a
@@ -95,8 +96,8 @@ struct DelimitedInput {
 // every value is one in that form, numeric when every value is a number without a zero in front; missing values (an
 // empty field, ".", ".a" to ".z", "._", those that the input names) and blanks around values do not change that, and a
 // column of nothing else is numeric. Every other column is character, and a note says which value made one of them so
-// that looked like something else. Text with a NUL byte is refused. Integers that a double does not hold exactly are
-// noted.
+// that looked like something else. The smallest stored types that hold the values are recorded, unless only a long text
+// does. Text with a NUL byte is refused. Integers that a double does not hold exactly are noted.
 //
 // With a schema the header must have its names in its order; columns NAME_label after a variable NAME with labels,
 // which the sink writes, are passed over. A date inside a period, of which only the period is kept, is a warning. The

@@ -66,4 +66,11 @@ bool in_leap_second(Temporal kind, double value);
 // calendar becomes the day or period that it would be. inside: as with parse_moment.
 std::optional<Moment> converted(Temporal from, double value, Temporal to);
 
+// A number, or a missing value, in another unit; missing when that has no such moment. Where values have no unit they
+// stay plain numbers.
+double in_unit(Temporal from, Temporal to, double value);
+
+// The unit in which a Stata file stores values whose display format is still to be chosen.
+Temporal stored_unit(Temporal unit);
+
 } // namespace vor

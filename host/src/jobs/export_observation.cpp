@@ -10,7 +10,6 @@
 #include <cmath>
 #include <cstring>
 #include <fmt/format.h>
-#include <optional>
 
 namespace vor {
 namespace {
@@ -44,13 +43,6 @@ bool loses_tail(std::string_view text) {
 }
 
 } // namespace
-
-double in_unit(Temporal from, Temporal to, double value) {
-    if (from == to || to == Temporal::none || is_missing(value))
-        return value;
-    const std::optional<Moment> moment = converted(from, value, to);
-    return moment ? moment->value : missing_value('.');
-}
 
 ExportObservation::ExportObservation(const Host &host, std::vector<ExportColumn> columns)
     : host_(host), utf8_session_(lower_case(host.options().session_encoding) == "utf-8"), columns_(std::move(columns)),

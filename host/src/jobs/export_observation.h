@@ -42,9 +42,6 @@ enum class ValueChange {
 };
 inline constexpr size_t value_changes = 11;
 
-// A number in another unit; missing when that has no such moment. Where values have no unit they stay plain numbers.
-double in_unit(Temporal from, Temporal to, double value);
-
 // What happened to the values of each column.
 class ExportLosses {
   public:

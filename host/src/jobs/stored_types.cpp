@@ -1,9 +1,10 @@
 #include "jobs/stored_types.h"
 
-#include "jobs/export_observation.h"
+#include "text/number_range.h"
 
 #include <vor/stata_layout.h>
 #include <vorhost/missing.h>
+#include <vorhost/temporal.h>
 
 #include <algorithm>
 #include <cmath>
@@ -13,59 +14,11 @@
 namespace vor {
 namespace {
 
-// The unit of a variable whose display format is still to be chosen.
-Temporal stored_unit(const Variable &variable) {
-    const Temporal unit = temporal_class(variable);
-    return unit == Temporal::date_time ? Temporal::clock : unit == Temporal::time ? Temporal::time_of_day : unit;
-}
-
-// The numbers that a type holds beside its missing values. An integer type holds no negative zero.
-struct IntegerType {
-    StoredType type;
-    double smallest;
-    double largest;
-};
-constexpr IntegerType integer_types[] = {
-    {StoredType::int8, SMALLEST_NUMBER<int8_t>, LARGEST_NUMBER<int8_t>},
-    {StoredType::int16, SMALLEST_NUMBER<int16_t>, LARGEST_NUMBER<int16_t>},
-    {StoredType::int32, SMALLEST_NUMBER<int32_t>, LARGEST_NUMBER<int32_t>},
-};
-
 // What the values of a column are like.
 struct Evidence {
-    double smallest = std::numeric_limits<double>::infinity();
-    double largest = -std::numeric_limits<double>::infinity();
-    bool whole = true;       // every number is an integer
-    bool exact_float = true; // every number is exactly a float
+    NumberRange numbers;
     bool binary = false;
     size_t longest_text = 0;
-
-    void add(double value) {
-        if (is_missing(value) || !std::isfinite(value) || value >= LEAST_MISSING_DOUBLE)
-            return; // stored as missing
-        smallest = std::min(smallest, value);
-        largest = std::max(largest, value);
-        whole = whole && value == std::trunc(value) && !(value == 0 && std::signbit(value));
-        exact_float = exact_float && std::fabs(value) < stored_missing<float>(0) &&
-                      static_cast<double>(static_cast<float>(value)) == value;
-    }
-
-    bool fits(StoredType type) const {
-        for (const IntegerType &row : integer_types)
-            if (row.type == type) {
-                // A file may hold the one integer below the range, too.
-                const bool in_range = smallest >= row.smallest - 1 && largest <= row.largest;
-                return smallest > largest || (whole && in_range);
-            }
-        return type == StoredType::float64 || (type == StoredType::float32 && exact_float);
-    }
-
-    StoredType smallest_number() const {
-        for (const IntegerType &row : integer_types)
-            if (smallest > largest || (whole && smallest >= row.smallest && largest <= row.largest))
-                return row.type;
-        return exact_float ? StoredType::float32 : StoredType::float64;
-    }
 };
 
 // The same of all rows of a batch. from: the unit of its numbers, to: the one that is stored.
@@ -75,7 +28,7 @@ void add_column(Evidence &evidence, const Column &column, Temporal from, Tempora
             evidence.longest_text = std::max(evidence.longest_text, column.text(row).size());
             evidence.binary = evidence.binary || column.is_binary(row);
         } else {
-            evidence.add(in_unit(from, to, column.number(row)));
+            evidence.numbers.add(in_unit(from, to, column.number(row)));
         }
 }
 
@@ -85,7 +38,8 @@ std::vector<Evidence> evidence_of(BatchSource &source) {
     const size_t most = batch_rows(variables);
     for (Batch batch; source.next(batch, most);)
         for (size_t i = 0; i < variables.size(); ++i)
-            add_column(evidence[i], batch.columns[i], temporal_class(variables[i]), stored_unit(variables[i]));
+            add_column(evidence[i], batch.columns[i], temporal_class(variables[i]),
+                       stored_unit(temporal_class(variables[i])));
     return evidence;
 }
 
@@ -110,10 +64,10 @@ void choose_number(Variable &variable, const Evidence &evidence, StoredTypes typ
         return;
     }
     const bool recorded = types == StoredTypes::kept && variable.stored != StoredType::unknown;
-    if (recorded && evidence.fits(variable.stored))
+    if (recorded && evidence.numbers.fits(variable.stored))
         return;
     const std::string old = stored_type_text(variable);
-    variable.stored = evidence.smallest_number();
+    variable.stored = evidence.numbers.smallest_type();
     if (recorded)
         note(fmt::format("variable {}: its values do not fit {}; it is written as {}.", variable.name, old,
                          stored_type_text(variable)));

@@ -6,12 +6,12 @@
 #include <cstdlib>
 #include <cstring>
 #include <fmt/format.h>
+#include <utility>
 
 namespace vor {
 
 namespace {
 
-constexpr size_t buffer_bytes = 1 << 20;
 constexpr size_t parser_block_bytes = 1 << 16;
 
 // Blanks belong to their fields.
@@ -58,8 +58,7 @@ const char *DelimitedReader::Finder::find(const char *from, const char *end) {
     return next;
 }
 
-DelimitedReader::DelimitedReader(TextInput &file, char separator)
-    : file_(file), separator_(separator), buffer_(new char[buffer_bytes]), at_(buffer_.get()), end_(buffer_.get()) {
+DelimitedReader::DelimitedReader(std::string name, char separator) : name_(std::move(name)), separator_(separator) {
     start_parser();
 }
 
@@ -79,61 +78,23 @@ void DelimitedReader::start_parser() {
     csv_set_blk_size(&parser_, parser_block_bytes);
 }
 
-void DelimitedReader::rewind() {
-    file_.rewind();
-    start_parser();
-    at_ = end_ = buffer_.get();
-    at_end_of_file_ = unusual_bytes_ = inside_record_ = record_complete_ = after_carriage_return_ = false;
-    blocks_read_ = 0;
-    line_feed_.next = carriage_return_.next = quote_.next = nullptr;
-    fields_.clear();
-    parsed_.clear();
-    parsed_ends_.clear();
-    record_ = 0;
-    line_ = record_line_ = 1;
-}
-
-// Reads more bytes behind those that are left. False when the file has no more.
-bool DelimitedReader::fill() {
-    if (at_end_of_file_)
-        return false;
-    const auto left = static_cast<size_t>(end_ - at_);
-    memmove(buffer_.get(), at_, left);
-    at_ = buffer_.get();
-    const size_t count = file_.read({buffer_.get() + left, buffer_bytes - left});
-    end_ = at_ + left + count;
-    line_feed_.next = carriage_return_.next = quote_.next = nullptr;
-    // A record may begin in one block and end in the next, so what was once unusual stays so.
-    unusual_bytes_ = unusual_bytes_ || has_unusual_byte(at_ + left, end_);
-    at_end_of_file_ = count == 0;
-    if (count != 0 && blocks_read_++ == 0)
-        skip_byte_order_mark();
-    return !at_end_of_file_;
-}
-
-void DelimitedReader::skip_byte_order_mark() {
-    while (end_ - at_ < 3) {
-        const auto count = static_cast<size_t>(end_ - at_);
-        const size_t more = file_.read({buffer_.get() + count, 3 - count});
-        if (more == 0)
-            break;
-        end_ += more;
-    }
-    const std::string_view start(at_, static_cast<size_t>(end_ - at_));
-    if (start.starts_with("\xFF\xFE") || start.starts_with("\xFE\xFF"))
-        throw ConversionError(Failure::conversion,
-                              file_.name() + " is UTF-16 text; UTF-8 was expected. --encoding UTF-16 reads it.");
-    if (start.starts_with("\xEF\xBB\xBF"))
-        at_ += 3;
+void DelimitedReader::start(std::string_view bytes, const TextPlace &place) {
+    if (inside_record_)
+        start_parser();
+    at_ = bytes.data();
+    end_ = at_ + bytes.size();
+    place_ = place;
     unusual_bytes_ = has_unusual_byte(at_, end_);
+    line_feed_.next = carriage_return_.next = quote_.next = nullptr;
+    inside_record_ = false;
+    parsed_ends_.clear();
 }
 
-// The end of the line at at_, its line end included. complete: false when the buffer holds only a part of the line.
-const char *DelimitedReader::piece_end(bool &complete) {
+// The end of the line at at_, its line end included: a line feed, a carriage return, or both together.
+const char *DelimitedReader::line_end() {
     const char *feed = line_feed_.find(at_, end_);
     const char *carriage = carriage_return_.find(at_, end_);
     const char *stop = carriage < feed ? carriage : feed;
-    complete = stop != end_ || at_end_of_file_;
     if (stop == end_)
         return end_;
     const bool pair = stop + 1 != end_ && stop[0] == '\r' && stop[1] == '\n';
@@ -142,38 +103,23 @@ const char *DelimitedReader::piece_end(bool &complete) {
 
 bool DelimitedReader::next() {
     fields_.clear();
-    for (;;) {
-        bool complete = false;
-        const char *end = at_ == end_ ? end_ : piece_end(complete);
-        if (!complete && end_ - at_ < static_cast<ptrdiff_t>(buffer_bytes) && !at_end_of_file_) {
-            fill();
-            continue;
-        }
-        if (at_ == end_)
-            return inside_record_ && finish_parse();
+    while (at_ != end_) {
         if (!inside_record_)
-            record_line_ = line_;
+            record_line_ = place_.line;
         const char *begin = at_;
-        at_ = end;
-        if (complete && !inside_record_ && quote_.find(begin, end_) >= end)
-            split(begin, end);
-        else if (parse(begin, end))
+        at_ = line_end();
+        if (!inside_record_ && quote_.find(begin, end_) >= at_)
+            split(begin, at_);
+        else if (parse(begin, at_))
             take_parsed();
-        count_line(begin, end);
+        if (at_[-1] == '\n' || at_[-1] == '\r')
+            ++place_.line;
         if (!fields_.empty()) {
-            ++record_;
+            ++place_.records;
             return true;
         }
     }
-}
-
-// A carriage return and a line feed together end one line, also when the buffer ended between them.
-void DelimitedReader::count_line(const char *begin, const char *end) {
-    const char last = end[-1];
-    const bool second_half = after_carriage_return_ && last == '\n' && end - begin == 1;
-    if ((last == '\n' || last == '\r') && !second_half)
-        ++line_;
-    after_carriage_return_ = last == '\r';
+    return inside_record_ && finish_parse();
 }
 
 void DelimitedReader::split(const char *begin, const char *end) {
@@ -222,7 +168,7 @@ bool DelimitedReader::finish_parse() {
     if (!record_complete_)
         return false;
     take_parsed();
-    ++record_;
+    ++place_.records;
     return true;
 }
 
@@ -258,7 +204,7 @@ void DelimitedReader::record_parsed(int, void *self) {
 void DelimitedReader::fail_parse(bool unfinished) {
     const size_t field = parsed_ends_.size();
     const int code = csv_error(&parser_);
-    ++record_; // the record that cannot be read
+    ++place_.records; // the record that cannot be read
     if (code == CSV_ENOMEM || code == CSV_ETOOBIG)
         throw ConversionError(Failure::conversion, fmt::format("{} holds more than {} bytes; is a quote missing?",
                                                                place(field), longest_field_bytes));
@@ -271,8 +217,8 @@ void DelimitedReader::fail_parse(bool unfinished) {
 }
 
 std::string DelimitedReader::place() const {
-    return row() == 0 ? fmt::format("{}: the names (line {})", file_.name(), record_line_)
-                      : fmt::format("{}: row {} (line {})", file_.name(), row(), record_line_);
+    return row() == 0 ? fmt::format("{}: the names (line {})", name_, record_line_)
+                      : fmt::format("{}: row {} (line {})", name_, row(), record_line_);
 }
 
 std::string DelimitedReader::place(size_t field) const {

@@ -1,15 +1,14 @@
-// Delimited text as records of fields. Knows lines, separators and quotes; nothing of types.
+// Whole lines of delimited text as records of fields. Knows lines, separators and quotes; nothing of types.
 //
 // Quotes are the CSV library's business. Most lines of most files have none: those are cut at their separators here,
 // which is several times faster, and the library gets the rest.
 #pragma once
 
-#include "tables/text_input.h"
+#include "tables/record_pieces.h"
 
 #include <cstdint>
 #include <csv.h>
 #include <limits>
-#include <memory>
 #include <span>
 #include <string>
 #include <string_view>
@@ -19,7 +18,8 @@ namespace vor {
 
 class DelimitedReader {
   public:
-    DelimitedReader(TextInput &file, char separator);
+    // name: the text's, for sentences.
+    DelimitedReader(std::string name, char separator);
     ~DelimitedReader();
     DelimitedReader(const DelimitedReader &) = delete;
     DelimitedReader &operator=(const DelimitedReader &) = delete;
@@ -28,15 +28,19 @@ class DelimitedReader {
     // still, and nothing can be read behind it.
     void limit_fields(size_t most) { most_fields_ = most; }
 
-    // Moves to the next record, empty lines passed over; false at the end of the file. ConversionError (conversion) for
-    // stray quotes and for a field longer than longest_field_bytes.
+    // Begins with lines that stand behind others. The bytes must stay.
+    void start(std::string_view bytes, const TextPlace &place);
+
+    static constexpr size_t longest_field_bytes = RecordPieces::longest_record_bytes;
+
+    // Moves to the next record, empty lines passed over; false behind the last. ConversionError (conversion) for stray
+    // quotes and for a field longer than longest_field_bytes.
     bool next();
-    static constexpr size_t longest_field_bytes = size_t{256} << 20;
 
     // The record's fields, valid until next.
     std::span<const std::string_view> fields() const { return fields_; }
 
-    // Whether the record's bytes may hold a 0 or one of 128 and above: only then its text needs a closer look.
+    // Whether the bytes may hold a 0 or one of 128 and above: only then their text needs a closer look.
     bool unusual_bytes() const { return unusual_bytes_; }
 
     // "people.csv: row 12 (line 13)": the current record, rows counted from the first record, which is row 0.
@@ -45,29 +49,25 @@ class DelimitedReader {
     // "people.csv: row 12 (line 13), column 3": fields counted from 0 in the argument.
     std::string place(size_t field) const;
 
-    // The number of records read so far, less one: the number of the current row.
-    int64_t row() const { return record_ - 1; }
+    // The number of the current row.
+    int64_t row() const { return place_.records - 1; }
 
     // The line on which the current record begins, from 1.
     int64_t line() const { return record_line_; }
 
-    // Whether the file had no byte at all.
-    bool empty_file() const { return blocks_read_ == 0; }
-
-    // Starts over. The file must be repeatable.
-    void rewind();
+    // Behind the records that were read, where the next ones begin, and what is left there.
+    TextPlace behind() const { return place_; }
+    std::string_view rest() const { return {at_, static_cast<size_t>(end_ - at_)}; }
 
   private:
-    // One byte value's next place in the buffer, looked for only when the place has been passed.
+    // One byte value's next place in the bytes, looked for only when the place has been passed.
     struct Finder {
         char byte;
         const char *next = nullptr;
         const char *find(const char *from, const char *end);
     };
 
-    bool fill();
-    void skip_byte_order_mark();
-    const char *piece_end(bool &complete);
+    const char *line_end();
     void split(const char *begin, const char *end);
     bool has_too_many(size_t fields) const { return fields > most_fields_; }
     bool parse(const char *begin, const char *end);
@@ -75,23 +75,19 @@ class DelimitedReader {
     void take_parsed();
     void start_parser();
     [[noreturn]] void fail_parse(bool unfinished);
-    void count_line(const char *begin, const char *end);
 
     static void field_parsed(void *text, size_t bytes, void *self);
     static void record_parsed(int character, void *self);
 
-    TextInput &file_;
+    std::string name_;
     char separator_;
     size_t most_fields_ = std::numeric_limits<size_t>::max();
     csv_parser parser_{};
     bool parser_open_ = false;
 
-    std::unique_ptr<char[]> buffer_;
-    const char *at_;
-    const char *end_;
-    bool at_end_of_file_ = false;
+    const char *at_ = nullptr;
+    const char *end_ = nullptr;
     bool unusual_bytes_ = false;
-    uint64_t blocks_read_ = 0;
     Finder line_feed_{'\n'};
     Finder carriage_return_{'\r'};
     Finder quote_{'"'};
@@ -103,10 +99,8 @@ class DelimitedReader {
     bool record_complete_ = false;
     bool out_of_memory_ = false;
 
-    int64_t record_ = 0;
-    int64_t line_ = 1; // of the byte at at_
+    TextPlace place_; // of the byte at at_
     int64_t record_line_ = 1;
-    bool after_carriage_return_ = false;
 };
 
 } // namespace vor

@@ -18,10 +18,10 @@ class LossCounter {
             first_ = observation;
     }
 
-    // What was counted in observations after those counted so far.
-    void add(const LossCounter &later) {
+    // What was counted in observations after those counted so far; before: to be added to their numbers.
+    void add(const LossCounter &later, int64_t before = 0) {
         if (count_ == 0)
-            first_ = later.first_;
+            first_ = later.first_ + before;
         count_ += later.count_;
     }
 

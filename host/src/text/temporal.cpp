@@ -2,6 +2,7 @@
 // digits and never through arithmetic in binary, so that a text gives back the very bits it was made from.
 #include <vor/stata_layout.h>
 #include <vorhost/ascii.h>
+#include <vorhost/missing.h>
 #include <vorhost/temporal.h>
 
 #include <algorithm>
@@ -568,6 +569,17 @@ std::optional<Moment> converted(Temporal from, double value, Temporal to) {
         return period_and_day(*period, value, to == Temporal::date);
     std::array<char, iso_text_max_bytes> text;
     return parse_moment(to, std::string_view(text.data(), write_iso(from, value, text.data())));
+}
+
+double in_unit(Temporal from, Temporal to, double value) {
+    if (from == to || to == Temporal::none || is_missing(value))
+        return value;
+    const std::optional<Moment> moment = converted(from, value, to);
+    return moment ? moment->value : missing_value('.');
+}
+
+Temporal stored_unit(Temporal unit) {
+    return unit == Temporal::date_time ? Temporal::clock : unit == Temporal::time ? Temporal::time_of_day : unit;
 }
 
 } // namespace vor
