@@ -156,7 +156,8 @@ class DtaFile:
     def batches(self, rows: int = 65536) -> Iterator[pandas.DataFrame]:
         """The rows that have not been read yet as frames of at most `rows` rows, in constant memory.
 
-        The type of a column goes by what a batch holds; with ``dtypes="nullable"`` it is the same in all.
+        Types of columns, and whether there is a column of marks, go by what a batch holds; with ``dtypes="nullable"``
+        a column of numbers has the same type in all.
         """
         if rows < 1:
             raise UsageError("A batch has at least one row.")

@@ -26,13 +26,29 @@ namespace {
 std::recursive_mutex module_mutex;
 using ModuleLock = std::lock_guard<std::recursive_mutex>;
 
-using LogLines = std::vector<std::pair<std::string, std::string>>; // of severity ("NOTE") and sentence
+using LogLines = std::vector<std::pair<Severity, std::string>>;
+
+// Names of files need not be UTF-8; Python has them so, too.
+py::str text_of(std::string_view bytes) {
+    PyObject *text = PyUnicode_DecodeUTF8(bytes.data(), static_cast<Py_ssize_t>(bytes.size()), "surrogateescape");
+    if (!text)
+        throw py::error_already_set();
+    return py::reinterpret_steal<py::str>(text);
+}
+
+// (severity, sentence) of each.
+py::list list_of(const LogLines &lines) {
+    py::list list;
+    for (const auto &[severity, sentence] : lines)
+        list.append(py::make_tuple(text_of(severity_word(severity)), text_of(sentence)));
+    return list;
+}
 
 class ListLog : public Log {
   public:
     void line(Severity severity, std::string_view text) override {
         const std::lock_guard lock(mutex_);
-        lines_.emplace_back(severity_word(severity), text);
+        lines_.emplace_back(severity, text);
     }
     LogLines take() {
         const std::lock_guard lock(mutex_);
@@ -131,10 +147,13 @@ class Reader {
         for (const Variable &variable : variables)
             columns.push_back(frame_column(variable, wanted, {dates, nullable, marks}));
         size_t done = 0;
-        {
+        try {
             const py::gil_scoped_release released;
             const std::lock_guard in_use(file->in_use);
             done = fill(columns, file, wanted);
+        } catch (...) { // nobody knows where the file stands
+            close();
+            throw;
         }
         left_ -= static_cast<int64_t>(done);
         py::list result;
@@ -175,7 +194,7 @@ class Reader {
     }
 
     void close() { file_.reset(); }
-    LogLines take_log() { return file_ ? file_->log.take() : LogLines(); }
+    py::list take_log() { return file_ ? list_of(file_->log.take()) : py::list(); }
 
   private:
     ImportSession &session() {
@@ -215,7 +234,7 @@ class Reader {
 // Does something that may take long on a thread of its own, while this one sees to Python's signals.
 template <class Action>
 void interruptibly(std::atomic<bool> &stop, Action action) {
-    constexpr std::chrono::milliseconds patience(50);
+    constexpr std::chrono::milliseconds patience(10);
     const py::gil_scoped_release released;
     std::future<void> done = std::async(std::launch::async, action);
     while (done.wait_for(patience) != std::future_status::ready) {
@@ -231,7 +250,7 @@ void interruptibly(std::atomic<bool> &stop, Action action) {
     done.get();
 }
 
-LogLines write_file(const std::string &path, const std::string &schema, const py::list &columns, size_t rows) {
+py::list write_file(const std::string &path, const std::string &schema, const py::list &columns, size_t rows) {
     ListLog log;
     std::atomic<bool> stop = false;
     const auto source = frame_source(parse_schema(schema, "the description").description, columns, rows, stop,
@@ -242,7 +261,7 @@ LogLines write_file(const std::string &path, const std::string &schema, const py
         const ModuleLock lock(module_mutex);
         export_source(host, {}, path, *source);
     });
-    return log.take();
+    return list_of(log.take());
 }
 
 // Days, or milliseconds, in the unit of a display format; nan for what it does not have.
@@ -257,7 +276,7 @@ py::array_t<double> converted_moments(py::array_t<double> values, bool clock, co
 }
 
 void set_error(const char *failure, const char *sentence) {
-    const py::object made = py::module_::import("vordta._errors").attr("made_error")(failure, sentence);
+    const py::object made = py::module_::import("vordta._errors").attr("made_error")(failure, text_of(sentence));
     PyErr_SetObject(reinterpret_cast<PyObject *>(Py_TYPE(made.ptr())), made.ptr());
 }
 
