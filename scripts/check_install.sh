@@ -120,11 +120,19 @@ check_options_are_told() { # PREFIX
     done
 }
 
+check_python() { # PREFIX: where the package vordta is below it, which finds the module there
+    local folder
+    for folder in "$1"/lib/python3*/*-packages; do
+        [ "$(PYTHONPATH="$folder" "$python" -c "import sys, vordta; print(len(vordta.describe(sys.argv[1])['variables']))" \
+            "$sample")" = "$variables" ] || fail "the Python package in $folder does not tell of $variables variables"
+    done
+}
+
 check_packages() {
     local package
     mkdir "$work/packages"
     (cd "$build" && quietly cpack -G DEB -B "$work/packages")
-    for package in vordta libvorhost-dev; do
+    for package in vordta libvorhost-dev ${python:+python3-vordta}; do
         quietly dpkg-deb --info "$work/packages/${package}_${version}_"*.deb
         dpkg-deb -x "$work/packages/${package}_${version}_"*.deb "$work/unpacked"
     done
@@ -142,6 +150,7 @@ check_packages() {
     grep -rlIF -e "$source" -e "$build" "$work/unpacked" && fail "these files of the packages name a path of this machine"
     check_command "$work/unpacked/usr"
     check_development "$work/unpacked/usr"
+    [ -z "$python" ] || check_python "$work/unpacked/usr"
 }
 
 prefix="$(sed -nE 's/^CMAKE_INSTALL_PREFIX:PATH=//p' "$build/CMakeCache.txt")"
@@ -153,5 +162,10 @@ variables="$("$work/moved/bin/vordta" import --quiet "$sample" - | head -n 1 | a
 check_command "$work/moved"
 check_development "$work/moved"
 check_options_are_told "$work/moved"
+python=
+if grep -q '^VORDTA_PYTHON:BOOL=ON' "$build/CMakeCache.txt"; then
+    python="$(sed -nE 's/^_Python3_EXECUTABLE:INTERNAL=//p' "$build/CMakeCache.txt")"
+    check_python "$work/moved"
+fi
 check_packages
 echo "check_install: the installed tree and the packages work"

@@ -62,12 +62,17 @@ allowed_in_cli() {
     esac
 }
 
+# The package is a program like the command.
+allowed_in_python() {
+    allowed_in_cli "$@"
+}
+
 # A folder that is not where this looks for it would pass unseen.
-for folder in abi module host/include host/src/{text,files,services,library,tables,jobs} cli tests; do
+for folder in abi module host/include host/src/{text,files,services,library,tables,jobs} cli python tests; do
     [ -d "$folder" ] || fail "there is no folder $folder to check"
 done
 
-for tier in abi module host cli; do
+for tier in abi module host cli python; do
     while IFS=$'\t' read -r file mark target; do
         "allowed_in_$tier" "$file" "$mark" "$target" || fail "$file: may not include $target"
     done < <(includes_of "$tier")

@@ -15,7 +15,7 @@ build_packages=(
     libsqlite3-dev libicu-dev libcli11-dev nlohmann-json3-dev libfmt-dev libcsv-dev libarchive-dev zlib1g-dev
     sqlite3
 )
-test_packages=(libgtest-dev pkg-config dpkg-dev file)
+test_packages=(libgtest-dev pkg-config dpkg-dev file python3-dev pybind11-dev python3-pandas python3-pytest)
 check_packages=(libbenchmark-dev clang)
 # Only their version 14 is asked; a distribution without it does without the checks that need them.
 optional_packages=(clang-format-14 clang-tidy-14)

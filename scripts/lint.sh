@@ -31,7 +31,7 @@ status=0
 clang_format="$(tool clang-format)"
 if [ -n "$clang_format" ]; then
     for pattern in '*.cpp' '*.h'; do
-        sources "$pattern" abi module host cli tests fuzz bench examples |
+        sources "$pattern" abi module host cli python tests fuzz bench examples |
             xargs -0 -r "$clang_format" --dry-run -Werror || status=1
     done
 else

@@ -44,7 +44,7 @@ def assembled(
 
 
 def _nullable(values: numpy.ndarray, mask: numpy.ndarray | None) -> Any:
-    kind = pandas.arrays.FloatingArray if values.dtype.kind == "f" else pandas.arrays.IntegerArray
+    kind = type(pandas.array([], dtype="Float64" if values.dtype.kind == "f" else "Int64"))
     return kind(values, numpy.zeros(len(values), bool) if mask is None else mask.view(bool))
 
 

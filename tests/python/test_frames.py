@@ -11,6 +11,7 @@ import numpy
 import pandas
 import pytest
 import vordta
+from conftest import ROOT
 from vordta import _reading, _writing
 
 UTF8_RELEASE = 118
@@ -25,6 +26,11 @@ LATER_MARKS = {101, 32741, 2147483621, 2.0**1023, float("inf")}
 @pytest.mark.parametrize("module", [vordta, _reading, _writing], ids=lambda module: module.__name__)
 def test_examples_of_the_docstrings(module):
     failed, tried = doctest.testmod(module)
+    assert tried > 0 and failed == 0
+
+
+def test_the_tour_in_the_readme():
+    failed, tried = doctest.testfile(str(ROOT / "README.md"), module_relative=False, encoding="utf-8")
     assert tried > 0 and failed == 0
 
 

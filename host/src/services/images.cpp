@@ -86,18 +86,18 @@ int32_t BaseClassImage::viidb2g(void *image, CONSTRUCTOR_ENTRY *entry) {
 
 namespace {
 
-// Of the program, and of the library that this is in, when that is another file.
+// Of the library that this is in, which was made with its module, and of the program, when that is another file.
 std::vector<std::filesystem::path> own_folders() {
     std::vector<std::filesystem::path> folders;
     std::error_code error;
-    if (const auto program = std::filesystem::read_symlink("/proc/self/exe", error); !error)
-        folders.push_back(program.parent_path());
     Dl_info library;
     if (dladdr(reinterpret_cast<void *>(&BaseClassImage::viidb2g), &library) != 0 && library.dli_fname) {
-        const auto file = std::filesystem::canonical(library.dli_fname, error);
-        if (!error && (folders.empty() || file.parent_path() != folders[0]))
+        if (const auto file = std::filesystem::canonical(library.dli_fname, error); !error)
             folders.push_back(file.parent_path());
     }
+    if (const auto program = std::filesystem::read_symlink("/proc/self/exe", error);
+        !error && (folders.empty() || program.parent_path() != folders[0]))
+        folders.push_back(program.parent_path());
     return folders;
 }
 
