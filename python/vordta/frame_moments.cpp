@@ -5,17 +5,19 @@
 namespace vor::python {
 namespace {
 
-constexpr double most_milliseconds = 9'223'372'036'854.0; // in either direction
+constexpr int64_t most_milliseconds = 9'223'372'036'854; // in either direction
 
 // Whole milliseconds and the rest apart: together they have more digits than a double.
 std::optional<int64_t> from_milliseconds(double since_1960, int64_t origin) {
-    const double whole = std::floor(since_1960);
-    if (!(std::fabs(whole) <= 4 * most_milliseconds))
+    if (!(std::fabs(since_1960) <= 4.0 * most_milliseconds))
         return std::nullopt;
-    const int64_t count = static_cast<int64_t>(whole) - origin;
-    if (std::fabs(static_cast<double>(count)) >= most_milliseconds)
+    auto whole = static_cast<int64_t>(since_1960);
+    whole -= static_cast<double>(whole) > since_1960;
+    const int64_t count = whole - origin;
+    if (count >= most_milliseconds || count <= -most_milliseconds)
         return std::nullopt;
-    return count * millisecond_ns + std::llround((since_1960 - whole) * static_cast<double>(millisecond_ns));
+    const double rest = since_1960 - static_cast<double>(whole);
+    return count * millisecond_ns + (rest == 0 ? 0 : std::llround(rest * static_cast<double>(millisecond_ns)));
 }
 
 double to_milliseconds(int64_t count, int64_t origin) {

@@ -70,10 +70,15 @@ class SharedTexts {
         return hash;
     }
 
+    // Of texts with the same hash, which those of up to eight bytes and one length have only when they are equal.
+    static bool is_same(std::string_view one, std::string_view other) {
+        return one.size() == other.size() && (one.size() <= sizeof(uint64_t) || one == other);
+    }
+
     Slot &find(uint64_t hash, std::string_view text) {
         const size_t mask = slots_.size() - 1;
         size_t at = hash & mask;
-        while (slots_[at].object && !(slots_[at].hash == hash && slots_[at].text == text))
+        while (slots_[at].object && !(slots_[at].hash == hash && is_same(slots_[at].text, text)))
             at = (at + 1) & mask;
         return slots_[at];
     }

@@ -2,6 +2,7 @@
 
 #include "text/utf8.h"
 
+#include <vorhost/ascii.h>
 #include <vorhost/error.h>
 
 #include <algorithm>
@@ -220,8 +221,21 @@ void ImportColumns::take_back(Column &column, const vor_column &filled, size_t r
     column.marks.resize(filled.has_marks != 0 ? rows : 0);
 }
 
+// Whether the texts of a column are UTF-8, each for itself.
+bool are_utf8(const Column &column) {
+    if (!column.binary.empty() || !is_utf8({column.values.data(), column.values.size()}))
+        return false;
+    const auto *ends = column.offsets.as<int32_t>();
+    return std::all_of(ends, ends + column.rows, [&column](int32_t start) {
+        constexpr unsigned tail_bits = 0xC0, tail = 0x80;
+        return static_cast<size_t>(start) == column.values.size() ||
+               (static_cast<unsigned char>(column.values.data()[start]) & tail_bits) != tail;
+    });
+}
+
 void ImportColumns::decode_texts(Column &column, size_t index) {
-    if (is_ascii({column.values.data(), column.values.size()}))
+    if (is_ascii({column.values.data(), column.values.size()}) ||
+        (lower_case(object_.host().options().session_encoding) == "utf-8" && are_utf8(column)))
         return;
     Column utf8;
     utf8.start(column.type);
