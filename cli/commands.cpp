@@ -24,7 +24,7 @@ Notes Run::sentences(Severity severity) const {
 
 void Run::note(const std::string &sentence) const {
     if (!sentence.empty())
-        log.line(Severity::note, sentence);
+        log.tell(sentence);
 }
 
 std::string example_lines(const std::vector<std::string> &examples) {
@@ -32,6 +32,13 @@ std::string example_lines(const std::vector<std::string> &examples) {
     for (const std::string &example : examples)
         lines += "\n    " + example;
     return lines;
+}
+
+const CLI::App *find_command(const CommandLine &line, const std::string &name) {
+    for (const CLI::App *command : line.app.get_subcommands({}))
+        if (command->get_name() == name)
+            return command;
+    return nullptr;
 }
 
 void add_choice(CLI::App &command, const std::string &name, std::string &value, const std::vector<std::string> &words,
@@ -52,7 +59,9 @@ CLI::App *add_command(CommandLine &line, const std::string &name, const std::str
     command->add_option("--session-encoding", common.session_encoding, "Encoding of the host session")
         ->type_name("NAME")
         ->capture_default_str();
-    command->add_flag("--quiet", common.quiet, "Show warnings and errors only");
+    CLI::Option *quiet = command->add_flag("-q,--quiet", common.quiet, "Show warnings and errors only");
+    command->add_flag("-v,--verbose", common.verbose, "Show every note; else one line for each conversion")
+        ->excludes(quiet);
     command->add_option("--log", common.log_file, "Write notes, warnings and errors to this file, too")
         ->type_name("FILE");
     add_choice(*command, "--progress", common.progress, {"auto", "on", "off"},
@@ -121,11 +130,22 @@ std::string_view without_blanks(std::string_view text) {
                                            : text.substr(first, text.find_last_not_of(' ') - first + 1);
 }
 
+// Where an item of a list ends: at the next comma that is not between quotation marks.
+size_t item_end(const std::string &list, size_t start) {
+    bool quoted = false;
+    for (size_t at = start; at < list.size(); ++at) {
+        quoted = quoted != (list[at] == '"');
+        if (list[at] == ',' && !quoted)
+            return at;
+    }
+    return list.size();
+}
+
 std::vector<std::string> names_of(const char *option, const std::vector<std::string> &lists) {
     std::vector<std::string> names;
     for (const std::string &list : lists)
         for (size_t start = 0; start <= list.size();) {
-            const size_t comma = std::min(list.find(',', start), list.size());
+            const size_t comma = item_end(list, start);
             const std::string_view name = without_blanks(std::string_view(list).substr(start, comma - start));
             if (name.empty())
                 refuse(fmt::format("{} \"{}\" lacks a name; write NAME,NAME.", option, list));
@@ -170,7 +190,8 @@ int64_t smaller_limit(int64_t one, int64_t other) {
 
 void add_selection_options(CLI::App &command, SelectionOptions &options, const std::string &limit_names,
                            const std::string &limit_help) {
-    CLI::Option *keep = command.add_option("--keep", options.keep, "Only these variables, in the order of the file");
+    CLI::Option *keep = command.add_option("--keep", options.keep,
+                                           "Only these variables, in the order of the file; also 'v*' and FIRST-LAST");
     CLI::Option *drop = command.add_option("--drop", options.drop, "All variables but these");
     for (CLI::Option *option : {keep, drop})
         option->type_name("NAME,NAME")->allow_extra_args(false);
@@ -187,6 +208,7 @@ WantedPart wanted_part(const SelectionOptions &options, int64_t default_limit) {
     WantedPart part;
     part.selection.keep = names_of("--keep", options.keep);
     part.selection.drop = names_of("--drop", options.drop);
+    part.selection.patterns = true;
     const RowRange range = options.rows ? parse_rows(*options.rows) : RowRange{};
     part.selection.first_row = range.first;
     const int64_t rows = range.last < 0 ? -1 : range.last - range.first + 1;

@@ -23,6 +23,7 @@ namespace vor::cli {
 // Options of every sub-command.
 struct CommonOptions {
     bool quiet = false;
+    bool verbose = false;
     bool strict = false;  // conversions only
     std::string log_file; // empty: standard error only
     std::string progress = "auto";
@@ -39,6 +40,7 @@ struct Run {
     const CommonOptions &options;
     LogOutput &log;
     ProgressDisplay &progress;
+    int status = 0; // exit status of a command that ends well
 
     // A host with the log and the session encoding of this run.
     HostOptions host() const;
@@ -48,7 +50,7 @@ struct Run {
     Notes warnings() const { return sentences(Severity::warning); }
     Notes sentences(Severity severity) const;
 
-    // A note, unless the sentence is empty.
+    // A note about what was asked for, unless the sentence is empty.
     void note(const std::string &sentence) const;
 };
 
@@ -66,6 +68,15 @@ void add_export_command(CommandLine &line);
 void add_describe_command(CommandLine &line);
 void add_head_command(CommandLine &line);
 void add_formats_command(CommandLine &line);
+void add_diff_command(CommandLine &line);
+
+// The command of that name; null when there is none.
+const CLI::App *find_command(const CommandLine &line, const std::string &name);
+
+// What may stand where the cursor is in a command line whose words follow `vordta complete POSITION`, for the scripts
+// of shells. The first line says what the others are: "words"; "list", parts of a list; or nothing, after "files" and
+// the extensions of those that go there.
+std::string completions(const CommandLine &line, const std::vector<std::string> &arguments);
 
 // A new sub-command with the options that all of them have; its help ends with the examples.
 CLI::App *add_command(CommandLine &line, const std::string &name, const std::string &what_it_does,

@@ -1,10 +1,8 @@
-// vordta describe: what a Stata file, or a data set of a library, holds. No observation is read.
+// vordta describe: what Stata files, or data sets of libraries, hold. No observation is read.
+#include "any_source.h"
 #include "commands.h"
-#include "destinations.h"
 #include "display.h"
-#include "run_libraries.h"
 
-#include <vorhost/conversion.h>
 #include <vorhost/description.h>
 
 #include <fmt/format.h>
@@ -15,7 +13,7 @@ namespace {
 constexpr size_t labels_shown = 20; // of one format, in the table for people
 
 struct DescribeOptions {
-    std::string file;
+    std::vector<std::string> files;
     ReadingOptions reading;
     bool json = false;
 };
@@ -84,47 +82,28 @@ void show(const Description &description, bool json) {
         write_standard_output(text_of(description));
 }
 
-void describe_dataset(const DescribeOptions &options, const Destination &place, Run &run) {
-    refuse_reading_options(options.reading);
-    RunLibraries libraries({}, {"SOURCE", place.path}, Library::Access::read);
-    const std::string name = place.dataset.empty() ? only_dataset(*libraries.data()) : place.dataset;
-    Description description{{}, libraries.data()->describe(name, run.notes()), libraries.lookup()};
-    description.summary.file = place.path + ":" + name;
-    description.summary.data_label = description.data_set.label;
-    description.summary.observations = description.data_set.observations;
-    show(description, options.json);
-}
-
-void describe_file(const DescribeOptions &options, Run &run) {
-    check_stata_name(options.file);
-    RunLibraries libraries({}, {}, Library::Access::write);
-    HostOptions host = run.host();
-    host.catalogs = &libraries.all();
-    host.valid_variable_names = options.reading.valid_variable_names;
-    const ImportSession session(host,
-                                {.encoding = options.reading.encoding,
-                                 .formats = libraries.place(),
-                                 .contract = contract_of(options.reading.contract),
-                                 .head_only = true},
-                                options.file);
-    show({session.summary(), session.description(), libraries.lookup()}, options.json);
-}
-
 void run_describe(const DescribeOptions &options, Run &run) {
-    if (const auto place = parse_library(options.file))
-        describe_dataset(options, *place, run);
-    else
-        describe_file(options, run);
+    const bool array = options.json && options.files.size() > 1;
+    const char *separator = array ? "[\n" : "";
+    for (const std::string &file : options.files) {
+        const AnySource source(file, {.reading = options.reading, .head_only = true}, run);
+        write_standard_output(separator);
+        separator = array ? ",\n" : "\n";
+        show({source.summary(), source.description(), source.formats()}, options.json);
+    }
+    write_standard_output(array ? "]\n" : "");
 }
 
 } // namespace
 
 void add_describe_command(CommandLine &line) {
-    CLI::App *command = add_command(line, "describe", "What a Stata file, or a data set of a library, holds",
-                                    {"vordta describe survey.dta", "vordta describe survey.db:survey --json"});
+    CLI::App *command = add_command(line, "describe", "What Stata files, or data sets of libraries, hold",
+                                    {"vordta describe survey.dta", "vordta describe wave1.dta wave2.dta",
+                                     "vordta describe survey.db:survey --json"});
     const auto options = std::make_shared<DescribeOptions>();
-    command->add_option("FILE", options->file, "Stata file, - for standard input, or LIBRARY.db[:DATASET]")->required();
-    command->add_flag("--json", options->json, "One JSON object");
+    command->add_option("FILE", options->files, "Stata files, - for standard input, or LIBRARY.db[:DATASET]")
+        ->required();
+    command->add_flag("--json", options->json, "One JSON object; of several files an array of them");
     add_reading_options(*command, options->reading);
     add_unpacking_option(line, *command);
     command->callback([&line, options] { line.chosen = [options](Run &run) { run_describe(*options, run); }; });

@@ -43,17 +43,6 @@ bool is_stata_name(const std::string &text) {
     return lower_case(uncompressed_name(text)).ends_with(".dta");
 }
 
-std::optional<Destination> parse_place(const std::string &text) {
-    if (text == "-")
-        return Destination{Destination::Kind::delimited, text, ',', {}};
-    const std::string extension = lower_case(std::filesystem::path(uncompressed_name(text)).extension().string());
-    if (extension == ".csv" || extension == ".tsv")
-        return Destination{Destination::Kind::delimited, text, extension == ".csv" ? ',' : '\t', {}};
-    if (lower_case(text).ends_with(".parquet"))
-        return Destination{Destination::Kind::parquet, text, ',', {}};
-    return parse_library(text);
-}
-
 std::string no_data_set(const std::string &text, const char *standard_stream) {
     return fmt::format("\"{}\" is no data set; write NAME.csv, NAME.tsv (also .gz, .bz2, .xz, .zst, .zip), - for CSV "
                        "on standard {}, NAME.parquet, or LIBRARY.db:DATASET.",
@@ -80,6 +69,17 @@ std::vector<std::string> paths_of(const NamedFile &file) {
 }
 
 } // namespace
+
+std::optional<Destination> parse_place(const std::string &text) {
+    if (text == "-")
+        return Destination{Destination::Kind::delimited, text, ',', {}};
+    const std::string extension = lower_case(std::filesystem::path(uncompressed_name(text)).extension().string());
+    if (extension == ".csv" || extension == ".tsv")
+        return Destination{Destination::Kind::delimited, text, extension == ".csv" ? ',' : '\t', {}};
+    if (lower_case(text).ends_with(".parquet"))
+        return Destination{Destination::Kind::parquet, text, ',', {}};
+    return parse_library(text);
+}
 
 std::optional<Destination> parse_library(const std::string &text) {
     refuse_compressed_library(text);

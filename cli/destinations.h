@@ -14,6 +14,9 @@ struct Destination {
     std::string dataset;  // library only; empty: not named
 };
 
+// The data set that a text names, if it does: "-", a table, or a library.
+std::optional<Destination> parse_place(const std::string &text);
+
 // "-", "name.csv", "name.tsv.gz", "name.parquet", "library.db", "library.sqlite:dataset"; letter case of the extension
 // does not count. ConversionError (usage) for anything else, with the command that was meant: `other` is the other
 // argument, which is the Stata file.

@@ -9,8 +9,11 @@
 #include <cmath>
 #include <cstdint>
 #include <cwchar>
+#include <fcntl.h>
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
 #include <system_error>
 #include <unicode/utf8.h>
 #include <unistd.h>
@@ -91,8 +94,26 @@ size_t display_columns(std::string_view text) {
     return columns;
 }
 
+size_t terminal_columns(int descriptor) {
+    winsize size{};
+    return isatty(descriptor) == 1 && ioctl(descriptor, TIOCGWINSZ, &size) == 0 ? size.ws_col : 0;
+}
+
+bool is_terminal(const std::string &path) {
+    if (path == "-")
+        return isatty(STDOUT_FILENO) == 1;
+    struct stat status {};
+    if (stat(path.c_str(), &status) != 0 || !S_ISCHR(status.st_mode))
+        return false;
+    const int descriptor = open(path.c_str(), O_WRONLY | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
+    const bool terminal = descriptor >= 0 && isatty(descriptor) == 1;
+    if (descriptor >= 0)
+        close(descriptor);
+    return terminal;
+}
+
 TextTable::TextTable(const std::vector<Column> &columns, size_t longest_cell)
-    : longest_cell_(longest_cell), widths_(columns.size(), 0) {
+    : longest_cell_(longest_cell), shown_(columns.size()), widths_(columns.size(), 0) {
     std::vector<std::string> titles;
     for (const Column &column : columns) {
         sides_.push_back(column.side);
@@ -111,14 +132,27 @@ void TextTable::add(const std::vector<std::string> &cells) {
 
 std::string TextTable::take() {
     std::string text;
+    choose_columns();
     for (const auto &row : rows_)
         append_line(text, row);
     rows_.clear();
     return text;
 }
 
+void TextTable::choose_columns() {
+    size_t columns = 0;
+    for (size_t i = 0; !chosen_ && i < widths_.size(); ++i) {
+        columns += widths_[i] + (i > 0 ? 2 : 0);
+        if (i == 0 || columns <= line_columns_)
+            continue;
+        shown_ = i;
+        break;
+    }
+    chosen_ = true;
+}
+
 void TextTable::append_line(std::string &text, const std::vector<std::string> &cells) const {
-    for (size_t i = 0; i < cells.size(); ++i) {
+    for (size_t i = 0; i < std::min(cells.size(), shown_); ++i) {
         const size_t blanks = widths_[i] - display_columns(cells[i]);
         if (i > 0)
             text += "  ";

@@ -22,6 +22,12 @@ std::string display_text(std::string_view text, size_t longest_columns = static_
 // Columns that a display_text takes on a terminal.
 size_t display_columns(std::string_view text);
 
+// Columns of the terminal behind a descriptor; 0 when it is none, or does not say.
+size_t terminal_columns(int descriptor);
+
+// Whether what is written to this path ("-": standard output) goes to a terminal.
+bool is_terminal(const std::string &path);
+
 // Rows in columns for people.
 class TextTable {
   public:
@@ -39,6 +45,12 @@ class TextTable {
 
     size_t rows() const { return rows_.size(); }
 
+    // Columns that would make the lines wider are left out, but for the first. Holds from the first take on.
+    void fit(size_t line_columns) { line_columns_ = line_columns; }
+
+    // Of the columns, those that are shown: all before the first take.
+    size_t shown() const { return shown_; }
+
     // The rows added since the last call, each on a line, under the titles the first time. Columns are as wide as
     // their widest cell so far.
     std::string take();
@@ -46,7 +58,12 @@ class TextTable {
   private:
     void append_line(std::string &text, const std::vector<std::string> &cells) const;
 
+    void choose_columns();
+
     size_t longest_cell_;
+    size_t line_columns_ = static_cast<size_t>(-1);
+    size_t shown_;
+    bool chosen_ = false;
     std::vector<Side> sides_;
     std::vector<size_t> widths_;
     std::vector<std::vector<std::string>> rows_;

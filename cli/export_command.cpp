@@ -1,6 +1,7 @@
 // vordta export: a data set of a SQLite library, or a CSV file, becomes a Stata file.
 #include "commands.h"
 #include "destinations.h"
+#include "display.h"
 #include "run_libraries.h"
 
 #include <vorhost/conversion.h>
@@ -93,17 +94,31 @@ void check_usage(const ExportOptions &options, const Destination &place) {
         refuse_same_file({"FILE", options.file, true}, {"--libname", named});
 }
 
+// The data set of a library that is meant: one of the file's name, or the only one.
+std::string exported_dataset(const Destination &place, const std::string &file, const Library &library, Run &run) {
+    if (!place.dataset.empty() || (file != "-" && library.has_dataset(dataset_name(place, file))))
+        return dataset_name(place, file);
+    const std::string name = only_dataset(library);
+    run.note(fmt::format("{} is exported, the only data set of {}.", name, place.path));
+    return name;
+}
+
 void run_export(const ExportOptions &options, Run &run) {
     const Destination place = parse_source(options.source, options.file);
     const bool from_library = place.kind == Destination::Kind::library;
     check_usage(options, place);
+    if (is_terminal(options.file))
+        throw ConversionError(Failure::usage,
+                              fmt::format("A Stata file is no text for a terminal; name a file, or send "
+                                          "standard output to one: vordta export {} - > NAME.dta.",
+                                          options.source));
     check_compression_level(options.file, run.options.compression_level);
     RunLibraries libraries(options.libraries, {"SOURCE", from_library ? place.path : ""}, Library::Access::read);
     const std::unique_ptr<BatchSource> source =
         place.kind == Destination::Kind::parquet ? parquet_source(place.path, run.options.threads, run.warnings())
-        : from_library
-            ? libraries.data()->dataset_source(dataset_name(place, options.file), run.notes(), run.warnings())
-            : text_source(options, place, libraries, run);
+        : from_library ? libraries.data()->dataset_source(exported_dataset(place, options.file, *libraries.data(), run),
+                                                          run.notes(), run.warnings())
+                       : text_source(options, place, libraries, run);
     HostOptions host = run.host();
     host.catalogs = &libraries.all();
     ExportSession::Options how{options.labels_as_names, libraries.place()};

@@ -11,6 +11,7 @@
 
 #include <fmt/format.h>
 #include <map>
+#include <unistd.h>
 
 namespace vor::cli {
 namespace {
@@ -19,12 +20,14 @@ namespace {
 constexpr size_t rows_per_block = 1000;
 constexpr size_t longest_cell = 40;
 constexpr int64_t default_limit = 10;
+constexpr size_t line_without_terminal = 1000; // columns, so that a pipe or a file gets lines that can be read
 
 struct HeadOptions {
     std::string file;
     ReadingOptions reading;
     std::string labels = "codes";
     SelectionOptions selection;
+    bool all = false;
 };
 
 // Whether all that is shown stands near the beginning of the file.
@@ -34,7 +37,8 @@ bool is_at_start(const WantedPart &part) {
 
 class TableSink : public BatchSink {
   public:
-    TableSink(std::string labels, FormatLookup lookup) : labels_(std::move(labels)), lookup_(std::move(lookup)) {}
+    TableSink(const HeadOptions &options, FormatLookup lookup)
+        : labels_(options.labels), all_(options.all), lookup_(std::move(lookup)) {}
 
     void begin(const DataSet &description) override {
         const LabelLookup labels(description.label_tables, lookup_);
@@ -51,6 +55,10 @@ class TableSink : public BatchSink {
                 titles.push_back({code_shown ? variable.name + "_label" : variable.name, TextTable::Side::left});
         }
         table_.emplace(titles, longest_cell);
+        const size_t columns = terminal_columns(STDOUT_FILENO);
+        if (!all_)
+            table_->fit(columns == 0 ? line_without_terminal : columns);
+        all_columns_ = titles.size();
     }
 
     void put(Batch &batch) override {
@@ -67,6 +75,15 @@ class TableSink : public BatchSink {
     void finish() override {
         if (!columns_.empty())
             write_standard_output(table_->take());
+    }
+
+    // The note for columns that are left out; empty when none is.
+    std::string note_of_width() const {
+        const size_t shown = table_->shown();
+        return shown == all_columns_ ? std::string()
+                                     : fmt::format("{} of {} columns are shown, as many as fit on a line; --all shows "
+                                                   "all of them, --keep those that you name.",
+                                                   shown, all_columns_);
     }
 
   private:
@@ -97,6 +114,8 @@ class TableSink : public BatchSink {
     }
 
     std::string labels_;
+    bool all_;
+    size_t all_columns_ = 0;
     FormatLookup lookup_;
     std::map<const UserFormat *, LabelIndex> indexes_; // variables may share one
     std::vector<ShownColumn> columns_;
@@ -109,8 +128,9 @@ void show_dataset(const HeadOptions &options, const WantedPart &part, const Dest
     const std::string dataset = place.dataset.empty() ? only_dataset(*libraries.data()) : place.dataset;
     const std::string name = place.path + ":" + dataset;
     const std::unique_ptr<BatchSource> source = libraries.data()->dataset_source(dataset, run.notes(), run.warnings());
-    TableSink sink(options.labels, libraries.lookup());
+    TableSink sink(options, libraries.lookup());
     const int64_t rows = copy_rows(*source, name, part.selection, sink, part.limit);
+    run.note(sink.note_of_width());
     run.note(note_of_empty_rows(options.selection, name, source->description().observations, rows));
 }
 
@@ -125,13 +145,15 @@ void show_file(const HeadOptions &options, const WantedPart &part, Run &run) {
                           {labels_wanted, options.reading.encoding, libraries.place(), part.selection,
                            contract_of(options.reading.contract), is_at_start(part)},
                           options.file);
-    TableSink sink(options.labels, libraries.lookup());
+    TableSink sink(options, libraries.lookup());
     const int64_t rows = import_rows(session, sink, part.limit);
     const FileSummary &summary = session.summary();
+    run.note(sink.note_of_width());
     run.note(note_of_empty_rows(options.selection, summary.file, summary.observations, rows));
 }
 
 void run_head(const HeadOptions &options, Run &run) {
+    run.log.hide_results();
     const WantedPart part = wanted_part(options.selection, default_limit);
     if (const auto place = parse_library(options.file))
         show_dataset(options, part, *place, run);
@@ -150,6 +172,7 @@ void add_head_command(CommandLine &line) {
     command->add_option("FILE", options->file, "Stata file, - for standard input, or LIBRARY.db[:DATASET]")->required();
     add_selection_options(*command, options->selection, "-n,--limit",
                           "Show N observations; default: 10, or all of --rows when it names the last one");
+    command->add_flag("--all", options->all, "Show every variable, however wide the lines become");
     add_choice(*command, "--labels", options->labels, {"codes", "text", "both"},
                "Labelled values as numbers, as label text, or as both");
     add_reading_options(*command, options->reading);

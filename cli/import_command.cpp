@@ -1,4 +1,5 @@
 // vordta import: Stata files become a CSV file or data sets of a SQLite library.
+#include "any_source.h"
 #include "commands.h"
 #include "destinations.h"
 #include "display.h"
@@ -11,6 +12,7 @@
 #include <vorhost/sentences.h>
 #include <vorhost/tables.h>
 
+#include <algorithm>
 #include <fmt/format.h>
 #include <map>
 #include <optional>
@@ -221,16 +223,47 @@ void import_file(const ImportOptions &options, const WantedPart &part, const std
     run.note(note_of_empty_rows(options.selection, summary.file, summary.observations, rows));
 }
 
+// What is wanted of each file, where a name need not be in all of them but must be in one.
+std::vector<WantedPart> wanted_parts(const ImportOptions &options, const std::vector<std::string> &files, Run &run) {
+    std::vector<WantedPart> parts(files.size(), wanted_part(options.selection));
+    if (files.size() == 1 || !parts.front().selection.chooses_variables())
+        return parts;
+    using Names = std::vector<std::string>;
+    std::map<std::string, size_t> files_without;
+    for (size_t i = 0; i < files.size(); ++i) {
+        if (machine_files().is_stream(files[i]))
+            continue; // it can be read once
+        Selection &selection = parts[i].selection;
+        const AnySource source(files[i], {.reading = options.reading, .head_only = true, .silent = true}, run);
+        for (Names *names : {&selection.keep, &selection.drop}) {
+            const Names absent = absent_names(source.description().variables, *names, selection.patterns);
+            if (absent.empty())
+                continue;
+            for (const std::string &name : absent)
+                if (++files_without[name] == files.size())
+                    throw ConversionError(Failure::usage, fmt::format("None of the files has a variable {}.", name));
+            if (absent.size() == selection.keep.size())
+                throw ConversionError(Failure::usage, fmt::format("{} has none of the variables of --keep: {}.",
+                                                                  files[i], fmt::join(absent, ", ")));
+            std::erase_if(*names, [&](const std::string &name) {
+                return std::find(absent.begin(), absent.end(), name) != absent.end();
+            });
+            run.note(fmt::format("{} has no variable {}.", files[i], fmt::join(absent, ", ")));
+        }
+    }
+    return parts;
+}
+
 void run_import(const ImportOptions &options, Run &run) {
     const ImportPlaces places = import_places(options);
     check_usage(options, places);
     check_compression_level(places.destination.path, run.options.compression_level);
-    const WantedPart part = wanted_part(options.selection);
+    const std::vector<WantedPart> parts = wanted_parts(options, places.files, run);
     const bool into_library = places.destination.kind == Destination::Kind::library;
     RunLibraries libraries(options.libraries, {"DEST", into_library ? places.destination.path : ""},
                            Library::Access::write);
     for (size_t i = 0; i < places.files.size(); ++i)
-        import_file(options, part, places.files[i], places.destination, into_library ? places.datasets[i] : "",
+        import_file(options, parts[i], places.files[i], places.destination, into_library ? places.datasets[i] : "",
                     libraries, run);
 }
 

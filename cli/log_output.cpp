@@ -3,6 +3,7 @@
 #include "display.h"
 
 #include <vorhost/error.h>
+#include <vorhost/sentences.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -11,6 +12,7 @@
 #include <fmt/format.h>
 #include <system_error>
 #include <unistd.h>
+#include <utility>
 
 namespace vor::cli {
 
@@ -46,10 +48,15 @@ std::string without_middle(std::string_view text, size_t longest) {
     return std::string(text.substr(0, start)).append("\u2026").append(text.substr(end));
 }
 
+// What the module says when a conversion is done.
+bool is_result(std::string_view line) {
+    return line.starts_with("The import data set has ") || line.starts_with("The export data set has ");
+}
+
 // The module's counts have one form for every number.
 std::string in_number(std::string_view line) {
     std::string text(line);
-    if (line.starts_with("The import data set has ") || line.starts_with("The export data set has "))
+    if (is_result(line))
         for (const std::string_view noun : {" 1 observations", " 1 variables"})
             if (const size_t at = text.find(noun); at != std::string::npos)
                 text.erase(at + noun.size() - 1, 1);
@@ -94,7 +101,10 @@ void ProgressDisplay::update(int64_t rows, int64_t of_rows) {
         return;
     next_ = now + interval;
     const std::chrono::duration<double> elapsed = now - start_;
-    std::fputs((erase_line + progress_text(rows, of_rows, elapsed.count())).c_str(), stderr);
+    // One column stays free: some terminals go to the next line when the last one is taken.
+    const size_t columns = terminal_columns(STDERR_FILENO);
+    const std::string text = progress_text(rows, of_rows, elapsed.count());
+    std::fputs((erase_line + display_text(text, columns == 0 ? text.size() : columns - 1)).c_str(), stderr);
     shown_ = true;
 }
 
@@ -120,8 +130,30 @@ void LogOutput::line(Severity severity, std::string_view text) {
     if (file_ && std::fputs(line.c_str(), file_.get()) == EOF && write_error_ == 0)
         write_error_ = errno;
     warnings_ += severity == Severity::warning ? 1 : 0;
-    if (quiet_ && severity == Severity::note)
-        return;
+    if (const std::string shown = shown_line(severity, line, is_result(text)); !shown.empty())
+        show(shown);
+}
+
+void LogOutput::tell(std::string_view note) {
+    const Notes before = std::exchange(notes_, notes_ == Notes::brief ? Notes::all : notes_);
+    line(Severity::note, note);
+    notes_ = before;
+}
+
+std::string LogOutput::shown_line(Severity severity, const std::string &line, bool is_result) {
+    if (severity > Severity::note || notes_ == Notes::all)
+        return line;
+    if (notes_ == Notes::brief && !is_result && severity == Severity::note)
+        ++unshown_;
+    if (notes_ == Notes::none || !is_result || !results_)
+        return {};
+    const int64_t unshown = std::exchange(unshown_, 0);
+    return unshown == 0
+               ? line
+               : fmt::format("{} ({}: --verbose)\n", line.substr(0, line.size() - 1), counted(unshown, "more note"));
+}
+
+void LogOutput::show(const std::string &line) const {
     if (progress_)
         progress_->erase();
     std::fputs(line.c_str(), stderr);
@@ -144,6 +176,9 @@ void LogOutput::open(const std::string &path) {
 }
 
 void LogOutput::close() {
+    if (const int64_t unshown = std::exchange(unshown_, 0))
+        show(fmt::format("NOTE: {} not shown: --verbose shows all.\n",
+                         unshown == 1 ? "1 note is" : fmt::format("{} notes are", unshown)));
     if (!file_)
         return;
     if (std::fclose(file_.release()) != 0 && write_error_ == 0)

@@ -45,14 +45,26 @@ std::string progress_text(int64_t rows, int64_t of_rows, double seconds);
 // Notes and errors as lines on standard error and, when asked for, in a log file.
 class LogOutput : public Log {
   public:
-    // Writes "NOTE: text", "WARNING: text" or "ERROR: text"; control characters in the text are shown, not sent. A
-    // quiet log leaves notes out on standard error.
+    // Which notes standard error shows; a log file has all of them.
+    enum class Notes {
+        none,
+        brief, // what a conversion has made, in one line, and how many notes there were besides
+        all,
+    };
+
+    // Writes "NOTE: text", "WARNING: text" or "ERROR: text"; control characters in the text are shown, not sent.
     void line(Severity severity, std::string_view text) override;
 
     // ConversionError (conversion) when the log is strict and there was a warning.
     void before_output() override;
 
-    void set_quiet(bool quiet) { quiet_ = quiet; }
+    // A note about what was asked for, which is shown unless none is.
+    void tell(std::string_view note);
+
+    // What was read is shown itself: that it has been read is no news.
+    void hide_results() { results_ = false; }
+
+    void set_notes(Notes notes) { notes_ = notes; }
     void set_strict(bool strict) { strict_ = strict; }
 
     // Erases a progress line before each line on standard error. The display must outlive the log's last line.
@@ -62,15 +74,21 @@ class LogOutput : public Log {
     // refuses.
     void open(const std::string &path);
 
-    // Ends the log file. ConversionError (machine) when a line could not be written; nothing without a file.
+    // Says how many notes were not shown, and ends the log file: ConversionError (machine) when a line could not be
+    // written.
     void close();
 
   private:
     struct CloseFile {
         void operator()(std::FILE *file) const { std::fclose(file); }
     };
-    std::mutex mutex_; // of lines
-    bool quiet_ = false;
+    std::mutex mutex_;                                                                  // of lines
+    std::string shown_line(Severity severity, const std::string &line, bool is_result); // empty: nothing is shown
+    void show(const std::string &line) const;
+
+    Notes notes_ = Notes::brief;
+    bool results_ = true;
+    int64_t unshown_ = 0; // notes, but for details, since the last result
     bool strict_ = false;
     int64_t warnings_ = 0;
     ProgressDisplay *progress_ = nullptr;

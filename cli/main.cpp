@@ -8,6 +8,7 @@
 #include <vorhost/error.h>
 #include <vorhost/files.h>
 #include <vorhost/library.h>
+#include <vorhost/sentences.h>
 
 #include <array>
 #include <clocale>
@@ -17,6 +18,7 @@
 #include <fmt/format.h>
 #include <new>
 #include <string>
+#include <string_view>
 #include <unistd.h>
 #include <vector>
 
@@ -40,10 +42,45 @@ ExitStatus exit_status(Failure failure) {
     return conversion_failed;
 }
 
+// Without the arguments of this run, which would be taken for a part of what is asked about.
+std::string help_text(const CLI::App &app, const std::string &name) {
+    return app.get_formatter()->make_help(&app, name, CLI::AppFormatMode::Normal);
+}
+
+std::vector<std::string> command_names(const CommandLine &line) {
+    std::vector<std::string> names;
+    for (const CLI::App *command : line.app.get_subcommands({}))
+        names.push_back(command->get_name());
+    return names;
+}
+
+[[noreturn]] void refuse_command(const CommandLine &line, const std::string &name) {
+    const std::vector<std::string> names = command_names(line);
+    throw ConversionError(
+        Failure::usage,
+        fmt::format("{}{} The commands are {}. (vordta --help tells more.)",
+                    name.empty() ? "Nothing was asked for." : fmt::format("\"{}\" is no command.", name),
+                    name.empty() ? "" : did_you_mean(name, names), fmt::join(names, ", ")));
+}
+
+void add_help_command(CommandLine &line) {
+    CLI::App *help = line.app.add_subcommand("help", "How a command is used, or which ones there are");
+    const auto name = std::make_shared<std::string>();
+    help->add_option("COMMAND", *name, "One of the commands");
+    help->callback([&line, name] {
+        line.chosen = [&line, name](Run &) {
+            const CLI::App *command = name->empty() ? &line.app : find_command(line, *name);
+            if (!command)
+                refuse_command(line, *name);
+            write_standard_output(help_text(*command, name->empty() ? "vordta" : "vordta " + *name));
+        };
+    });
+}
+
 void define(CommandLine &line) {
     line.app.name("vordta");
     line.app.description("Reads and writes Stata data files (.dta): CSV files and SQLite libraries in and out.");
-    line.app.set_version_flag("--version", "vordta " VORDTA_VERSION);
+    line.app.set_version_flag("-V,--version", "vordta " VORDTA_VERSION);
     line.app.require_subcommand(1);
     line.app.footer(example_lines({"vordta import survey.dta survey.db", "vordta head survey.dta",
                                    "vordta export survey.db:survey survey_again.dta"}) +
@@ -53,6 +90,8 @@ void define(CommandLine &line) {
     add_describe_command(line);
     add_head_command(line);
     add_formats_command(line);
+    add_diff_command(line);
+    add_help_command(line);
 }
 
 // Runs `body`; its exit status, and one ERROR line when it fails.
@@ -76,15 +115,32 @@ ExitStatus guarded(LogOutput &log, Body body) {
 
 // Throws ConversionError when what stands first is no command: options come behind it.
 void refuse_without_command(const CommandLine &line, int count, char **arguments) {
-    if (!line.app.get_subcommands().empty())
-        return;
+    if (line.app.get_subcommands().empty())
+        refuse_command(line, count < 2 ? "" : arguments[1]);
+}
+
+std::vector<std::string> option_names(const CLI::App &app) {
     std::vector<std::string> names;
-    for (const CLI::App *command : line.app.get_subcommands({}))
-        names.push_back(command->get_name());
-    throw ConversionError(Failure::usage, fmt::format("{} The commands are {}. (vordta --help tells more.)",
-                                                      count < 2 ? "Nothing was asked for."
-                                                                : fmt::format("\"{}\" is no command.", arguments[1]),
-                                                      fmt::join(names, ", ")));
+    for (const CLI::Option *option : app.get_options())
+        for (const std::string &name : option->get_lnames())
+            names.push_back("--" + name);
+    return names;
+}
+
+// Throws ConversionError, which names the one that was meant, for an option that nothing takes.
+void refuse_unknown_option(const CommandLine &line, const CLI::App &command) {
+    const std::string name = "vordta " + command.get_name();
+    for (const std::string &word : line.app.remaining())
+        if (const CLI::Option *option = command.get_option_no_throw(word))
+            throw ConversionError(Failure::usage,
+                                  fmt::format("{} stands behind the command: {} {}.", word, name, option->get_name()));
+    for (const CLI::App *app : {&command, static_cast<const CLI::App *>(&line.app)})
+        for (const std::string &word : app->remaining())
+            if (word.size() > 1 && word.front() == '-')
+                throw ConversionError(Failure::usage,
+                                      fmt::format("{} is no option of {}.{} ({} --help tells more.)", word, name,
+                                                  did_you_mean(word.substr(0, word.find('=')), option_names(command)),
+                                                  name));
 }
 
 // Throws ConversionError when the log would take the place of a file that the command works with.
@@ -109,9 +165,10 @@ bool parse(CommandLine &line, int count, char **arguments) {
         write_standard_output(line.app.version() + "\n");
     } catch (const CLI::ParseError &error) {
         refuse_without_command(line, count, arguments);
-        const auto commands = line.app.get_subcommands();
-        const std::string name = commands.empty() ? "vordta" : "vordta " + commands.front()->get_name();
-        throw ConversionError(Failure::usage, fmt::format("{} ({} --help tells more.)", error.what(), name));
+        const CLI::App &command = *line.app.get_subcommands().front();
+        refuse_unknown_option(line, command);
+        throw ConversionError(Failure::usage,
+                              fmt::format("{} (vordta {} --help tells more.)", error.what(), command.get_name()));
     }
     return false;
 }
@@ -122,24 +179,29 @@ int run(int count, char **arguments) {
     bool wanted = false;
     const ExitStatus parsed = guarded(log, [&] {
         define(line);
-        wanted = parse(line, count, arguments);
+        if (count > 2 && std::string_view(arguments[1]) == "complete")
+            write_standard_output(completions(line, {arguments + 2, arguments + count}));
+        else
+            wanted = parse(line, count, arguments);
     });
     if (!wanted)
         return parsed;
     ProgressDisplay progress(line.common.progress, line.common.quiet);
     log.show_above(progress);
-    log.set_quiet(line.common.quiet);
+    log.set_notes(line.common.quiet     ? LogOutput::Notes::none
+                  : line.common.verbose ? LogOutput::Notes::all
+                                        : LogOutput::Notes::brief);
     log.set_strict(line.common.strict);
+    Run context{line.common, log, progress};
     const ExitStatus ran = guarded(log, [&] {
         if (!line.common.log_file.empty()) {
             refuse_log_over_data(line);
             log.open(line.common.log_file);
         }
-        Run context{line.common, log, progress};
         line.chosen(context);
     });
     const ExitStatus closed = guarded(log, [&] { log.close(); });
-    return ran == done ? closed : ran;
+    return ran != done ? ran : closed != done ? closed : static_cast<ExitStatus>(context.status);
 }
 
 // The files that are being written go, then the signal does what it does to every program.

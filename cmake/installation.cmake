@@ -18,6 +18,7 @@ install(TARGETS vorimdta LIBRARY DESTINATION ${module_directory})
 install(FILES cli/vordta.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
 install(FILES cli/completions/vordta.bash DESTINATION ${completion_directory} RENAME vordta)
 install(FILES cli/completions/vordta.zsh DESTINATION ${zsh_directory} RENAME _vordta)
+install(FILES cli/completions/vordta.fish DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d)
 install(FILES README.md CHANGELOG.md LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR})
 
 # The host library, the headers and what finds them.

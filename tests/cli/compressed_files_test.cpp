@@ -108,7 +108,7 @@ TEST_F(CompressedFiles, NamesThatSaySomethingElse) {
         {"export plain.csv.xz o.dta", "the name says xz, but the file is not compressed", ""},
     };
     for (const auto &one : cases) {
-        const CommandResult result = run(one.line);
+        const CommandResult result = run(one.line + std::string(" --verbose"));
         EXPECT_EQ(result.status, 0);
         EXPECT_EQ(result.out, one.output);
         EXPECT_NE(result.err.find(one.note), std::string::npos) << result.err;

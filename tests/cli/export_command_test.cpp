@@ -29,7 +29,8 @@ TEST_F(ExportCommand, ComesBackTheSame) {
         EXPECT_EQ(output_of("import " + one.target + " - --labels both"), labelled);
         EXPECT_EQ(imported(one.target).catalogs.formats, original.catalogs.formats);
     }
-    EXPECT_TRUE(output_of("export l.db:visits -") == bytes("a.dta"));
+    for (const char *line : {"export l.db:visits -", "export l.db -"})
+        EXPECT_TRUE(output_of(line) == bytes("a.dta")) << "the only data set";
 }
 
 TEST_F(ExportCommand, DelimitedTextAlone) {

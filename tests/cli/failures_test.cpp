@@ -18,8 +18,13 @@ struct FailingCase {
 
 const FailingCase usage_cases[] = {
     {"", 2, "The commands are import, export"},
-    {"nothing", 2, "\"nothing\" is no command"},
-    {"--quiet import visits.dta -", 2, "--quiet"},
+    {"nothing", 2, "\"nothing\" is no command. The commands are import"},
+    {"heda visits.dta", 2, "\"heda\" is no command. Did you mean head?"},
+    {"help desc", 2, "Did you mean describe?"},
+    {"--quiet import visits.dta -", 2, "--quiet stands behind the command"},
+    {"head visits.dta --lables text", 2, "--lables is no option of vordta head. Did you mean --labels?"},
+    {"head --jsn", 2, "--jsn is no option of vordta head. (vordta"},
+    {"head visits.dta -q -v", 2, "--quiet"},
     {"import", 2, "FILE"},
     {"import visits.dta", 2, "DEST"},
     {"import visits.dta o.csv more", 2, "more"},
@@ -41,7 +46,7 @@ const FailingCase usage_cases[] = {
     {"export visits.dta o.csv", 2, "vordta import visits.dta o.csv"},
     {"import visits.dta o.dta", 2, "write NAME.csv"},
     {"export visits.dta o.dta", 2, "write NAME.csv"},
-    {"import visits.dta - --keep id,ID", 2, "visits.dta has no variable ID, but one named id"},
+    {"import visits.dta - --keep id,ID", 2, "visits.dta has no variable ID. Did you mean id?"},
     {"import visits.dta - --keep id --drop x", 2, "--drop"},
     {"import visits.dta - --keep id,,x", 2, "lacks a name"},
     {"import visits.dta - --rows 0:5", 2, "number 1"},
@@ -50,7 +55,13 @@ const FailingCase usage_cases[] = {
     {"import visits.dta - --rows :", 2, "FIRST:LAST"},
     {"import visits.dta - --rows 1:2x", 2, "FIRST:LAST"},
     {"head visits.dta --rows 1:99999999999999999999", 2, "FIRST:LAST"},
-    {"head good.db --keep id,no", 2, "good.db:visits has no variable no"},
+    {"head good.db --keep id,no", 2, "good.db:visits has no variable no; it has id"},
+    {"head visits.dta --keep id-nota", 2, "no variable id-nota"},
+    {"import visits.dta other.dta both.db --keep x,y", 2, "None of the files has a variable y"},
+    {"import visits.dta other.dta both.db --keep x", 2, "other.dta has none of the variables of --keep"},
+    {"export two.db o.dta", 2, "more, visits"},
+    {"diff visits.dta", 2, "B is required"},
+    {"diff - -", 2, "holds one data set"},
     {"head good.db --encoding latin1", 2, "--encoding"},
     {"export good.db o.dta --encoding latin1", 2, "--encoding"},
     {"export v.csv o.dta --encoding no-such-thing", 2, "no-such-thing is not known"},
@@ -114,6 +125,7 @@ const FailingCase machine_cases[] = {
     {"export none.db:a o.dta", 3, "none.db"},
     {"export v.csv o.dta --schema none.json", 3, "none.json"},
     {"head nothing.dta", 3, "No such file"},
+    {"diff visits.dta nothing.dta", 3, "No such file"},
     {"formats none.db", 3, "none.db"},
 };
 
@@ -125,6 +137,7 @@ class Failures : public CommandTest {
         scratch.write("text.db", old_library);
         scratch.write("bad.json", "{\"variables\": 5}");
         scratch.write("old.csv", "old\n");
+        scratch.write("other.dta", build({.variables = {{.name = "id"}, {.name = "v1"}}}));
         std::filesystem::create_directory(scratch.path("folder.dta"));
         output_of("import visits.dta good.db");
         output_of("import visits.dta two.db");
@@ -169,6 +182,11 @@ TEST_F(Failures, StandardOutputThatTakesNothing) {
         EXPECT_EQ(left.status, 128 + SIGPIPE) << line;
         EXPECT_TRUE(left.lines("ERROR: ").empty()) << left.err;
     }
+}
+
+TEST_F(Failures, AStataFileIsNoTextForATerminal) {
+    expect_failure("export v.csv -", 2, "no text for a terminal", {.output_path = "/dev/ptmx"});
+    expect_failure("export v.csv /dev/ptmx", 2, "no text for a terminal");
 }
 
 // The largest file that a process may write stands for a disk that is full: every write beyond it fails.
@@ -219,12 +237,14 @@ TEST_F(Failures, AFullDiskLeavesTheOldDataSet) {
 }
 
 TEST_F(Failures, HelpAndVersionAreNoFailures) {
-    for (const std::string line : {"--help", "import --help", "export -h", "formats --help", "--version"}) {
+    for (const std::string line :
+         {"--help", "help", "help diff", "import --help", "export -h", "formats --help", "--version", "-V"}) {
         const CommandResult result = run(line);
         EXPECT_EQ(result.status, 0);
         EXPECT_EQ(result.err, "");
         EXPECT_NE(result.out.find("vordta"), std::string::npos) << result.out;
-        EXPECT_EQ(result.out.find("\nExamples:\n    vordta ") == std::string::npos, line == "--version") << result.out;
+        EXPECT_EQ(result.out.find("\nExamples:\n    vordta ") == std::string::npos, line == "--version" || line == "-V")
+            << result.out;
     }
 }
 

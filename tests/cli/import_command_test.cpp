@@ -83,7 +83,7 @@ TEST_F(ImportIntoLibrary, ReplacesAllOrNothing) {
     const std::string replaced = "the user format ID had other labels";
     std::string relabelled = visits_file();
     scratch.write("other.dta", relabelled.replace(relabelled.find("Anna"), 4, "Anne"));
-    EXPECT_NE(run("import other.dta l.db:base --contract base").err.find(replaced), std::string::npos);
+    EXPECT_NE(run("import other.dta l.db:base --contract base -v").err.find(replaced), std::string::npos);
 }
 
 TEST_F(ImportIntoLibrary, SeveralFiles) {
@@ -92,6 +92,11 @@ TEST_F(ImportIntoLibrary, SeveralFiles) {
     output_of("import one.dta two.dta l.db --rows 2: --drop id");
     EXPECT_EQ(datasets(), (Words{"one 2", "two 2"}));
     EXPECT_EQ(library()->describe("two").variables.size(), 4U);
+    scratch.write("three.dta", build({.variables = {{.name = "id"}, {.name = "v1"}}}));
+    EXPECT_EQ(run("import two.dta three.dta l.db --rows 2: --drop id --drop 'v*'")
+                  .lines("NOTE: two.dta has no variable v*.")
+                  .size(),
+              1U);
     expect_failure("import one.dta damaged.dta two.dta l.db", 1, "damaged.dta");
     EXPECT_EQ(datasets(), (Words{"one 3", "two 2"})) << "the files before are done, those behind are not begun";
 }
@@ -157,6 +162,11 @@ TEST_F(ImportCommand, AnyNumberOfThreadsWritesTheSame) {
 
 TEST_F(ImportCommand, LogOfEachRun) {
     EXPECT_EQ(run("import visits.dta - --quiet --log log.txt").err, "");
+    const std::string result = "NOTE: The import data set has 3 observations and 5 variables.";
+    EXPECT_EQ(run("import visits.dta -").err, result + "\n");
+    EXPECT_GT(run("import visits.dta - -v").lines("NOTE: ").size(), 1U);
+    scratch.write("o.csv", "x\n1\nN/A\n");
+    EXPECT_TRUE(run("export o.csv o.dta").err.ends_with("variable. (1 more note: --verbose)\n"));
     EXPECT_NE(bytes("log.txt").find("NOTE: The import data set has 3 observations and 5 variables.\n"),
               std::string::npos);
     expect_failure("import no.dta - --quiet --log log.txt", 3, "no.dta");

@@ -50,6 +50,9 @@ TEST_F(DescribeCommand, JsonOfFileAndDataSet) {
     EXPECT_EQ(of_library.at("data_label"), "Visits") << "the import keeps it";
     EXPECT_TRUE(of_library.at("release").is_null());
     EXPECT_EQ(json::parse(output_of("describe l.db --json")), of_library) << "its only data set";
+    EXPECT_EQ(json::parse(output_of("describe visits.dta l.db --json")).at(1), of_library);
+    EXPECT_EQ(output_of("describe visits.dta l.db"),
+              output_of("describe visits.dta") + "\n" + output_of("describe l.db"));
 }
 
 TEST_F(DescribeCommand, TextForPeople) {
@@ -94,6 +97,9 @@ TEST_F(HeadCommand, Tables) {
         {"--keep 'x, id' --rows 2:", "id   x\n 2  -2\n.a  .z\n"},
         {"--drop day,at --drop=note --rows 2:3 --limit 1 --labels text", "id        x\nBo, jr.  -2\n"},
         {"--keep=id --rows 4:9", "id\n"},
+        {"--keep '[ix]*,n?te' --limit 1", "id    x  note\n 1  0.1  caf\xC3\xA9, \"ok\"\n"},
+        {"--keep day-x -n 0", "day  at  x\n"},
+        {"--drop at-day,note --limit 1", "id    x\n 1  0.1\n"},
     };
     output_of("import visits.dta l.db");
     for (const std::string source : {"visits.dta ", "l.db ", "l.db:VISITS "})
@@ -122,6 +128,22 @@ TEST_F(HeadCommand, LongRuns) {
         EXPECT_EQ(std::count(table.begin(), table.end(), '\n'), one.lines) << one.options;
         EXPECT_TRUE(table.ends_with(one.last)) << table;
     }
+}
+
+TEST_F(HeadCommand, WideTables) {
+    StataFile file;
+    for (int i = 0; i < 3000; ++i)
+        file.variables.push_back({.name = "v" + std::to_string(i), .type = Type::byte});
+    file.variables.push_back({.name = "a-b", .type = Type::byte});
+    file.variables.push_back({.name = "a,b", .type = Type::byte});
+    file.rows = {Row(3002, Cell(1))};
+    scratch.write("wide.dta", build(file));
+    const CommandResult result = run("head wide.dta");
+    EXPECT_LT(result.out.size(), 2002U);
+    EXPECT_EQ(result.lines("NOTE: ").size(), 1U) << result.err;
+    EXPECT_TRUE(output_of("head wide.dta --all").ends_with("1    1    1\n"));
+    EXPECT_EQ(output_of("head wide.dta --keep '\"a,b\",a-b,v1-v3,v299[0-1]' -n 0"),
+              "v1  v2  v3  v2990  v2991  a-b  a,b\n");
 }
 
 TEST_F(HeadCommand, WideCells) {

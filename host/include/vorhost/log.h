@@ -8,14 +8,15 @@
 namespace vor {
 
 enum class Severity {
+    detail,  // as one would expect
     note,    // worth knowing
     warning, // a value or a property of the data is changed or lost
     error,
 };
 
-// What a line begins with: "NOTE", "WARNING" or "ERROR".
+// What a line begins with: "NOTE" (details, too), "WARNING" or "ERROR".
 constexpr std::string_view severity_word(Severity severity) {
-    constexpr std::string_view words[] = {"NOTE", "WARNING", "ERROR"};
+    constexpr std::string_view words[] = {"NOTE", "NOTE", "WARNING", "ERROR"};
     return words[static_cast<int>(severity)];
 }
 

@@ -45,6 +45,7 @@ class AccessObject {
 
     // A note, or a warning, that begins with the file's name.
     void note(const std::string &text) { log(Severity::note, text); }
+    void detail(const std::string &text) { log(Severity::detail, text); }
     void warn(const std::string &text) { log(Severity::warning, text); }
 
     // Throws when what was said keeps the output from appearing.

@@ -125,7 +125,7 @@ struct ImportSession::State {
         describe(options);
         summary.data_label = extension ? description.label : data_label(input.head.data_label);
         description.label = summary.data_label;
-        object.note(encoding_note(options, input.head, host.session_encoding));
+        object.detail(encoding_note(options, input.head, host.session_encoding));
     }
 
     // A stream is read to its end here. What it failed of is known better than the module can say it.
@@ -271,7 +271,7 @@ struct ImportSession::State {
 
     void choose(const Selection &selection, std::vector<ImportValues::Wanted> &wanted) {
         const std::vector<size_t> columns = chosen_columns(description.variables, selection, summary.file);
-        object.note(
+        object.detail(
             fmt::format("{} of {} kept.", columns.size(), counted(static_cast<int64_t>(wanted.size()), "variable")));
         description = described(description, columns);
         std::vector<ImportValues::Wanted> chosen;

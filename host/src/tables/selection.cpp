@@ -1,10 +1,12 @@
 // Which columns a selection leaves, and the batches of a source without the others.
-#include <vorhost/ascii.h>
 #include <vorhost/error.h>
 #include <vorhost/selection.h>
+#include <vorhost/sentences.h>
 
 #include <algorithm>
 #include <fmt/format.h>
+#include <fnmatch.h>
+#include <numeric>
 #include <unordered_map>
 #include <unordered_set>
 
@@ -25,11 +27,71 @@ std::string list_of(const std::vector<Variable> &variables) {
 
 [[noreturn]] void refuse_name(const std::vector<Variable> &variables, const std::string &name,
                               const std::string &source) {
+    std::vector<std::string> names;
     for (const Variable &variable : variables)
-        if (same_but_for_case(variable.name, name))
-            refuse(fmt::format("{} has no variable {}, but one named {}.", source, name, variable.name));
-    refuse(fmt::format("{} has no variable {}; it has {}.", source, name, list_of(variables)));
+        names.push_back(variable.name);
+    const std::string meant = did_you_mean(name, names);
+    refuse(meant.empty() ? fmt::format("{} has no variable {}; it has {}.", source, name, list_of(variables))
+                         : fmt::format("{} has no variable {}.{}", source, name, meant));
 }
+
+// Finds variables by what stands for them.
+class Names {
+  public:
+    Names(const std::vector<Variable> &variables, bool patterns) : variables_(variables), patterns_(patterns) {
+        for (size_t i = 0; i < variables.size(); ++i)
+            by_name_.emplace(variables[i].name, i);
+    }
+
+    // Positions; empty when there is none.
+    std::vector<size_t> find(const std::string &wanted) const {
+        if (const auto named = by_name_.find(wanted); named != by_name_.end())
+            return {named->second};
+        if (!patterns_)
+            return {};
+        if (wanted.size() > 1 && wanted.front() == '"' && wanted.back() == '"') {
+            const auto named = by_name_.find(unquoted(wanted));
+            return named == by_name_.end() ? std::vector<size_t>{} : std::vector{named->second};
+        }
+        return wanted.find_first_of("*?[") != std::string::npos ? matching(wanted) : range(wanted);
+    }
+
+  private:
+    static std::string unquoted(const std::string &text) {
+        std::string plain;
+        for (size_t i = 1; i + 1 < text.size(); ++i) {
+            plain += text[i];
+            i += text[i] == '"' ? 1 : 0; // it stands twice
+        }
+        return plain;
+    }
+
+    std::vector<size_t> matching(const std::string &pattern) const {
+        std::vector<size_t> found;
+        for (size_t i = 0; i < variables_.size(); ++i)
+            if (fnmatch(pattern.c_str(), variables_[i].name.c_str(), 0) == 0)
+                found.push_back(i);
+        return found;
+    }
+
+    // A name may have a hyphen in it, so any of them may be the one between the two ends.
+    std::vector<size_t> range(const std::string &text) const {
+        for (size_t at = text.find('-'); at != std::string::npos; at = text.find('-', at + 1)) {
+            const auto one = by_name_.find(text.substr(0, at));
+            const auto other = by_name_.find(text.substr(at + 1));
+            if (one == by_name_.end() || other == by_name_.end())
+                continue;
+            std::vector<size_t> found(std::max(one->second, other->second) - std::min(one->second, other->second) + 1);
+            std::iota(found.begin(), found.end(), std::min(one->second, other->second));
+            return found;
+        }
+        return {};
+    }
+
+    const std::vector<Variable> &variables_;
+    bool patterns_;
+    std::unordered_map<std::string, size_t> by_name_;
+};
 
 // What comes of a batch when only some of its columns are wanted. The others stay where they are.
 void take_columns(Batch &all, const std::vector<size_t> &columns, Batch &chosen) {
@@ -44,16 +106,15 @@ void take_columns(Batch &all, const std::vector<size_t> &columns, Batch &chosen)
 
 std::vector<size_t> chosen_columns(const std::vector<Variable> &variables, const Selection &selection,
                                    const std::string &source) {
-    std::unordered_map<std::string, size_t> by_name;
-    for (size_t i = 0; i < variables.size(); ++i)
-        by_name.emplace(variables[i].name, i);
+    const Names names(variables, selection.patterns);
     std::vector<bool> chosen(variables.size(), selection.keep.empty());
-    const auto mark = [&](const std::vector<std::string> &names, bool as) {
-        for (const std::string &name : names) {
-            const auto found = by_name.find(name);
-            if (found == by_name.end())
+    const auto mark = [&](const std::vector<std::string> &wanted, bool as) {
+        for (const std::string &name : wanted) {
+            const std::vector<size_t> found = names.find(name);
+            if (found.empty())
                 refuse_name(variables, name, source);
-            chosen[found->second] = as;
+            for (const size_t column : found)
+                chosen[column] = as;
         }
     };
     mark(selection.keep, true);
@@ -65,6 +126,16 @@ std::vector<size_t> chosen_columns(const std::vector<Variable> &variables, const
     if (columns.empty() && !variables.empty())
         refuse(fmt::format("No variable of {} is left.", source));
     return columns;
+}
+
+std::vector<std::string> absent_names(const std::vector<Variable> &variables, const std::vector<std::string> &names,
+                                      bool patterns) {
+    const Names known(variables, patterns);
+    std::vector<std::string> absent;
+    for (const std::string &name : names)
+        if (known.find(name).empty())
+            absent.push_back(name);
+    return absent;
 }
 
 DataSet described(const DataSet &whole, const std::vector<size_t> &columns) {
