@@ -238,7 +238,7 @@ TEST(ImportJob, SelectedVariables) {
         EXPECT_TRUE(import.catalogs.formats.empty());
     };
     expect_usage({.keep = {"a", "c"}}, "f.dta has no variable c; it has a, S, b.");
-    expect_usage({.drop = {"s"}}, "has no variable s, but one named S.");
+    expect_usage({.drop = {"s"}}, "has no variable s. Did you mean S?");
     expect_usage({.drop = {"a", "S", "b"}}, "No variable of");
 }
 

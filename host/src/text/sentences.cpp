@@ -32,7 +32,7 @@ size_t slips_between(const std::string &one, const std::string &other) {
 std::string did_you_mean(std::string_view word, const std::vector<std::string> &names) {
     constexpr size_t longest = 100; // what is longer is no slip of the fingers
     const std::string given = lower_case(word.substr(0, longest));
-    size_t fewest = std::max<size_t>(1, given.size() / 3) + 1;
+    size_t fewest = given.size() < 3 ? 1 : std::max<size_t>(1, given.size() / 3) + 1; // and one more
     const std::string *nearest = nullptr;
     for (const std::string &name : names) {
         const std::string lower = lower_case(name);
