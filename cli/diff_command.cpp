@@ -8,7 +8,9 @@
 #include <vorhost/error.h>
 #include <vorhost/sentences.h>
 
+#include <algorithm>
 #include <fmt/format.h>
+#include <unistd.h>
 
 namespace vor::cli {
 namespace {
@@ -26,7 +28,7 @@ struct DiffOptions {
 class DifferenceTable {
   public:
     DifferenceTable(const DiffOptions &options, std::vector<TextTable::Column> columns)
-        : table_(with_names(std::move(columns), options), longest_cell), limit_(options.limit) {}
+        : table_(with_names(std::move(columns), options), longest_cell()), limit_(options.limit) {}
 
     void add(std::vector<std::string> cells) {
         for (std::string &cell : cells)
@@ -48,7 +50,13 @@ class DifferenceTable {
     size_t lines() const { return lines_; }
 
   private:
-    static constexpr size_t longest_cell = 45;
+    // Three wide columns share a line.
+    static size_t longest_cell() {
+        constexpr size_t usual = 45;
+        constexpr size_t least = 12;
+        const size_t columns = terminal_columns(STDOUT_FILENO);
+        return columns == 0 ? usual : std::max(least, columns / 3 - 2);
+    }
 
     static std::vector<TextTable::Column> with_names(std::vector<TextTable::Column> columns,
                                                      const DiffOptions &options) {
@@ -89,7 +97,10 @@ void run_diff(const DiffOptions &options, Run &run) {
     AnySource first(options.first, {.reading = options.reading, .tables = true}, run);
     AnySource second(options.second, {.reading = options.reading, .tables = true}, run);
     std::vector<Difference> structure = description_differences(first.description(), second.description());
-    const ValueDifferences values = value_differences(first.rows(), second.rows(), options.limit);
+    const ValueDifferences values =
+        value_differences(first.rows(), second.rows(), options.limit,
+                          [&run](int64_t done, int64_t all) { run.progress.update(done, all); });
+    run.progress.erase();
     first.close();
     second.close();
     if (values.first_observations != values.second_observations)

@@ -130,6 +130,8 @@ check_completions() { # PREFIX
         [ "$(PATH="$1/bin:$PATH" fish --no-config -c "source $shared/fish/vendor_completions.d/vordta.fish
             complete -C 'vordta head $sample --keep mo'; complete -C 'vordta head ${sample%.dta}'")" = \
             "month"$'\n'"$sample" ] || fail "fish does not complete a variable or a file"
+    else
+        echo "check_install: there is no fish here; its completion is not tried"
     fi
 }
 

@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -19,7 +20,7 @@ struct Difference {
 };
 
 // Labels of the data sets, sort order, notes and characteristics; variables that only one has, their order, types,
-// formats and labels; value labels. Types and Stata formats count where both are recorded. The timestamp does not.
+// formats and labels; value labels. Types and formats count where both are recorded. The timestamp does not.
 std::vector<Difference> description_differences(const DataSet &first, const DataSet &second);
 
 struct ValueDifferences {
@@ -43,6 +44,7 @@ struct ValueDifferences {
 // Reads both to their ends, a batch of each in memory, and compares the variables of the same name and kind: numbers to
 // the bit, so that -0 is not 0, missing values by their marks, texts byte by byte. How a number is stored does not
 // matter; moments in different units are compared in that of the first. Of the differences `most` are kept.
-ValueDifferences value_differences(BatchSource &first, BatchSource &second, size_t most);
+ValueDifferences value_differences(BatchSource &first, BatchSource &second, size_t most,
+                                   const std::function<void(int64_t rows, int64_t of_rows)> &progress = {});
 
 } // namespace vor

@@ -52,9 +52,11 @@ void compare_variables(Found &found, const std::string &name, const Variable *on
     const bool both_stored = one->stored != StoredType::unknown && other->stored != StoredType::unknown;
     if (both_stored || one->kind != other->kind)
         compare(found, "type of " + name, type_text(*one), type_text(*other));
-    const bool both_known = !one->stata_format.empty() && !other->stata_format.empty();
-    compare(found, "format of " + name, both_known ? one->stata_format : format_text(one->format),
-            both_known ? other->stata_format : format_text(other->format));
+    const bool both_stata = !one->stata_format.empty() && !other->stata_format.empty();
+    const std::string format = both_stata ? one->stata_format : format_text(one->format);
+    const std::string other_format = both_stata ? other->stata_format : format_text(other->format);
+    if (!format.empty() && !other_format.empty())
+        compare(found, "format of " + name, format, other_format);
     compare(found, "label of " + name, one->label, other->label);
     compare(found, "label table of " + name, one->label_table, other->label_table);
 }
@@ -257,7 +259,8 @@ std::vector<Difference> description_differences(const DataSet &first, const Data
     return found;
 }
 
-ValueDifferences value_differences(BatchSource &first, BatchSource &second, size_t most) {
+ValueDifferences value_differences(BatchSource &first, BatchSource &second, size_t most,
+                                   const std::function<void(int64_t, int64_t)> &progress) {
     std::vector<Pair> pairs = pairs_of(first.description(), second.description());
     Rows one(first);
     Rows other(second);
@@ -273,6 +276,8 @@ ValueDifferences value_differences(BatchSource &first, BatchSource &second, size
         found.values.resize(std::min(found.values.size(), most));
         one.pass(rows);
         other.pass(rows);
+        if (progress)
+            progress(one.observation(one.at()) - 1, first.description().observations);
     }
     found.first_observations = one.count();
     found.second_observations = other.count();
