@@ -65,6 +65,7 @@ struct OpenFile {
     ListLog log;
     std::unique_ptr<ImportSession> session;
     std::mutex in_use;
+    std::atomic<bool> streaming = false; // a stream has not been released yet
 
     ~OpenFile() {
         const ModuleLock lock(module_mutex);
@@ -97,8 +98,19 @@ void check_signals() {
         throw py::error_already_set();
 }
 
+// The same as a stream that somebody else has.
+class StreamedSource : public SharedSource {
+  public:
+    StreamedSource(const std::shared_ptr<OpenFile> &file, int64_t rows) : SharedSource(file, rows), file_(file) {}
+    ~StreamedSource() override { file_->streaming = false; }
+
+  private:
+    std::shared_ptr<OpenFile> file_;
+};
+
 class Reader {
   public:
+    ~Reader() { close(); }
     Reader(const std::string &path, std::vector<std::string> columns, int64_t first, int64_t rows,
            const std::string &encoding, bool head_only)
         : file_(std::make_shared<OpenFile>()) {
@@ -141,6 +153,8 @@ class Reader {
     // The next rows, at most `most`, as FrameColumn::take has them.
     py::list read(int64_t most, bool dates, bool nullable, bool marks) {
         std::vector<std::unique_ptr<FrameColumn>> columns;
+        if (streamed_)
+            throw ConversionError(Failure::usage, "The file has been read as a stream; open it once more.");
         const std::shared_ptr<OpenFile> file = file_; // stays when somebody closes meanwhile
         const std::vector<Variable> &variables = session().description().variables;
         const auto wanted = static_cast<size_t>(std::min(most, left_));
@@ -167,17 +181,21 @@ class Reader {
         options.dictionaries = categories;
         options.missing_columns = marks;
         session();
+        if (file_->streaming.exchange(true))
+            throw ConversionError(Failure::usage, "The file is being read as a stream already.");
+        streamed_ = true;
         auto stream = std::make_unique<ArrowArrayStream>();
         {
             const py::gil_scoped_release released;
             const std::lock_guard in_use(file_->in_use);
-            auto source = std::make_unique<SharedSource>(file_, rows_);
+            auto source = std::make_unique<StreamedSource>(file_, rows_);
             if (std::exchange(begun_, true))
                 source->rewind();
             make_arrow_stream(std::move(source), options, stream.get());
         }
         return py::capsule(stream.release(), "arrow_array_stream", [](PyObject *capsule) {
             auto *held = static_cast<ArrowArrayStream *>(PyCapsule_GetPointer(capsule, "arrow_array_stream"));
+            const py::gil_scoped_release released;
             if (held->release)
                 held->release(held);
             delete held;
@@ -193,7 +211,10 @@ class Reader {
         file_->session->close();
     }
 
-    void close() { file_.reset(); }
+    void close() {
+        const py::gil_scoped_release released;
+        file_.reset();
+    }
     py::list take_log() { return file_ ? list_of(file_->log.take()) : py::list(); }
 
   private:
@@ -226,9 +247,10 @@ class Reader {
     }
 
     std::shared_ptr<OpenFile> file_;
-    int64_t rows_ = 0; // of the range that was asked for
-    int64_t left_ = 0; // of them, to be read
-    bool begun_ = false;
+    int64_t rows_ = 0;      // of the range that was asked for
+    int64_t left_ = 0;      // of them, to be read
+    bool begun_ = false;    // the file does not stand at the first of them any more
+    bool streamed_ = false; // nor where read left it
 };
 
 // Does something that may take long on a thread of its own, while this one sees to Python's signals.

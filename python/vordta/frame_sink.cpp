@@ -4,6 +4,7 @@
 #include "shared_texts.h"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
@@ -52,10 +53,9 @@ template <class Action>
 void for_each_missing(const Column &values, Action action) {
     const auto *bits = values.validity.as<uint8_t>();
     for (size_t start = 0; start < values.rows; start += 8)
-        if (bits[start / 8] != 0xFF)
-            for (size_t row = start; row < std::min(start + 8, values.rows); ++row)
-                if (!values.is_valid(row))
-                    action(row);
+        for (uint32_t missing = ~uint32_t{bits[start / 8]} & 0xFF; missing != 0; missing &= missing - 1)
+            if (const size_t row = start + static_cast<size_t>(std::countr_zero(missing)); row < values.rows)
+                action(row);
 }
 
 // Calls action with a null pointer to the type of the numbers.

@@ -1,3 +1,4 @@
+import concurrent.futures
 import datetime
 import io
 import signal
@@ -89,6 +90,22 @@ def test_what_has_no_place_is_an_error_that_leaves_the_file():
         with pytest.raises(vordta.DataError, match="column x"):
             vordta.write_dta(pandas.DataFrame({"x": values}), "x.dta")
     assert open("x.dta", "rb").read() == before
+
+
+def test_threads_read_and_write_at_the_same_time():
+    frame = pandas.DataFrame({"x": numpy.arange(20_000), "y": ["text", "größer"] * 10_000})
+    vordta.write_dta(frame, "x.dta")
+
+    def work(number):
+        if number % 3 == 0:
+            vordta.write_dta(frame, f"{number}.dta")
+            return vordta.read_dta(f"{number}.dta")
+        with vordta.open_dta("x.dta") as file:
+            return pandas.concat(file.batches(rows=3_000 + number))
+
+    with concurrent.futures.ThreadPoolExecutor(8) as pool:
+        for read in pool.map(work, range(40)):
+            assert (read["x"] == frame["x"]).all() and (read["y"] == frame["y"]).all()
 
 
 def is_interrupted_in_the_middle(path):
