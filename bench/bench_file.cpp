@@ -180,7 +180,7 @@ std::string strl_file(int64_t texts) {
     return path;
 }
 
-std::string labelled_file(int variables, size_t *table_bytes, const std::string &stem) {
+std::string labelled_file(int variables, const std::string &stem) {
     StataFile file{.release = 118};
     test::Row row;
     for (int i = 1; i <= variables; ++i) {
@@ -193,10 +193,7 @@ std::string labelled_file(int variables, size_t *table_bytes, const std::string 
         row.emplace_back(1);
     }
     file.rows = {row};
-    Offsets offsets;
-    const std::string bytes = build(file, &offsets);
-    if (table_bytes)
-        *table_bytes = offsets.at("end") - offsets.at("value_labels");
+    const std::string bytes = build(file);
     std::string path = scratch_directory() + "/labels_" + stem + std::to_string(variables) + ".dta";
     std::ofstream(path, std::ios::binary) << bytes;
     return path;

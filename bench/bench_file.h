@@ -36,8 +36,8 @@ size_t mixed_records_offset(MixedForm form);
 std::string strl_file(int64_t texts);
 
 // A file with one observation and that many variables, named by `stem` and a number, each with a value-label table of
-// 20 entries of its own; reports the bytes of the tables when asked for.
-std::string labelled_file(int variables, size_t *table_bytes = nullptr, const std::string &stem = "v");
+// 20 entries of its own.
+std::string labelled_file(int variables, const std::string &stem = "v");
 
 // A file of that release with observations of 128 bytes: their number as an integer, half of it, and a text with it.
 // Its path; the last observation is counted_line(observations) in CSV.

@@ -22,7 +22,7 @@ constexpr int64_t observations = 1000000;
 
 void import_into(BatchSink &sink) {
     ImportSession session({}, {}, mixed_file(observations));
-    import_rows(session, sink);
+    import_rows(session, sink, -1, {}, machine_threads());
 }
 
 template <class Number>

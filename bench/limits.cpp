@@ -172,7 +172,7 @@ void measure_datasets() {
 
 void measure_labels() {
     for (const char *stem : {"v", "question_"}) {
-        made_by_child("labels.dta", [=] { return labelled_file(4087, nullptr, stem); });
+        made_by_child("labels.dta", [=] { return labelled_file(4087, stem); });
         const std::string what = "4087 labelled variables " + std::string(stem) + "1 to " + stem + "4087";
         measure(what, {"describe", "labels.dta"});
         measure(what, {"import", "labels.dta", "labels.db"});

@@ -212,7 +212,7 @@ void import_file(const ImportOptions &options, const WantedPart &part, const std
     } else {
         if (!into_library)
             sink = text_sink(options, destination, libraries, run);
-        rows = import_rows(session, *sink, part.limit, progress);
+        rows = import_rows(session, *sink, part.limit, progress, run.options.threads);
     }
     if (formats)
         formats->commit();

@@ -188,7 +188,6 @@ int vordta_write(const char *path, const char *options, struct ArrowArrayStream 
         if (wrong)
             std::rethrow_exception(wrong);
         vor::ExportSession::Options how;
-        how.threads = 1; // the stream may be one of ours, which needs the module, too
         how.types = types == "smallest" ? vor::StoredTypes::smallest
                     : types == "double" ? vor::StoredTypes::double_width
                                         : vor::StoredTypes::kept;

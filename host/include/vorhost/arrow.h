@@ -41,6 +41,7 @@ struct ArrowInput {
     // Puts the same stream into its argument once more; empty when that cannot be done.
     std::function<void(ArrowArrayStream *)> again = {};
     std::string description = {}; // of ours, as the metadata hold it; empty: it is looked for there
+    bool of_others = false;       // the stream does not come from an import, so that nothing of it drives the module
 };
 std::unique_ptr<BatchSource> arrow_source(ArrowArrayStream stream, ArrowInput input = {});
 

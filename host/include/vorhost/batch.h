@@ -150,6 +150,10 @@ class BatchSource {
     // The next rows: at least one and at most `most_rows`; false at the end, with a batch of no rows.
     virtual bool next(Batch &batch, size_t most_rows) = 0;
 
+    // Whether it may work on a thread of its own beside those who take its batches. One that drives the module may not:
+    // others do so, too, and the module keeps to one thread.
+    virtual bool works_beside_others() const { return true; }
+
     // Goes back to the first observation; false when that cannot be done.
     virtual bool rewind() { return false; }
 

@@ -65,6 +65,7 @@ class ImportSession : public BatchSource {
     const FileSummary &summary() const;
     const DataSet &description() const override; // observations: as the file's head says, without those passed over
     bool next(Batch &batch, size_t most_rows) override;
+    bool works_beside_others() const override { return false; }
     bool rewind() override; // false under the base contract
 
     // Closes the file, logs what was noticed on the way (text that was not valid in its encoding) and asks the log
@@ -76,8 +77,10 @@ class ImportSession : public BatchSource {
     std::unique_ptr<State> state_;
 };
 
-// Writes all observations (at most `limit`, -1 for all) into a sink and finishes it. The number written.
-int64_t import_rows(ImportSession &session, BatchSink &sink, int64_t limit = -1, const Progress &progress = {});
+// Writes all observations (at most `limit`, -1 for all) into a sink and finishes it. The number written. threads: with
+// more than one the file is read while the sink is at work; the sink must not use the module.
+int64_t import_rows(ImportSession &session, BatchSink &sink, int64_t limit = -1, const Progress &progress = {},
+                    size_t threads = 1);
 
 // The observations of an import (at most `limit`, -1 for all) as a source for those that ask for them. It may close the
 // session when all of them have been had. The session must outlive it.

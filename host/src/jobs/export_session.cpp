@@ -382,7 +382,7 @@ int64_t export_rows(ExportSession &session, BatchSource &source, const Progress 
 int64_t export_source(const HostOptions &host, const ExportSession::Options &options, const std::string &file,
                       BatchSource &given, const Progress &progress) {
     ReadAhead ahead(given, batch_rows(given.description().variables));
-    BatchSource &source = options.threads > 1 ? ahead : given;
+    BatchSource &source = options.threads > 1 && given.works_beside_others() ? ahead : given;
     if (keeps_types(options, source.description()))
         if (const auto rows = export_as_recorded(host, options, file, source, progress))
             return *rows;

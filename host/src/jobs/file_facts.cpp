@@ -37,26 +37,28 @@ bool comes_before(const FormatRange &left, const FormatRange &right) {
 
 UserFormat user_format(const vor_label_table &table, const DecodeText &decode) {
     UserFormat format;
-    format.name = decode(view(table.name), "the name of a value-label table");
+    format.name = decode(view(table.name), "the name of a value-label table", "");
+    format.ranges.reserve(static_cast<size_t>(table.count));
     for (int64_t i = 0; i < table.count; ++i) {
-        const double value = labelled_value(table.labels[i].value);
-        const std::string text =
-            decode(view(table.labels[i].text), fmt::format("a label of the value-label table {}", format.name));
+        FormatRange &range = format.ranges.emplace_back();
+        range.start = range.end = labelled_value(table.labels[i].value);
+        const std::string &text = range.labels.emplace_back(
+            decode(view(table.labels[i].text), "a label of the value-label table ", format.name));
         format.default_width = std::max(format.default_width, static_cast<int>(text.size()));
-        format.ranges.push_back({value, value, {text}});
     }
-    std::stable_sort(format.ranges.begin(), format.ranges.end(), comes_before);
+    if (!std::ranges::is_sorted(format.ranges, comes_before))
+        std::ranges::stable_sort(format.ranges, comes_before);
     return format;
 }
 
 Variable described(const vor_variable_facts &facts, size_t ordinal, bool labels, const DecodeText &decode) {
     Variable variable;
-    variable.name = decode(view(facts.name), fmt::format("the name of variable {}", ordinal));
-    variable.label = decode(view(facts.label), fmt::format("the label of variable {}", variable.name));
-    variable.stata_format = decode(view(facts.format), fmt::format("the display format of variable {}", variable.name));
+    variable.name = decode(view(facts.name), "the name of variable ", std::to_string(ordinal));
+    variable.label = decode(view(facts.label), "the label of variable ", variable.name);
+    variable.stata_format = decode(view(facts.format), "the display format of variable ", variable.name);
     if (labels)
         variable.label_table =
-            decode(view(facts.label_table), fmt::format("the name of the label table of variable {}", variable.name));
+            decode(view(facts.label_table), "the name of the label table of variable ", variable.name);
     variable.stored = stored_types[facts.stored];
     const bool is_text = facts.stored >= STORED_STRING;
     variable.kind = is_text ? ValueKind::character : ValueKind::numeric;
@@ -125,8 +127,8 @@ Format host_format(const Variable &variable) {
 
 DataSet described(const vor_file_facts &facts, bool labels, const DecodeText &decode) {
     DataSet description;
-    description.label = decode(view(facts.data_label), "the data label");
-    description.timestamp = decode(view(facts.timestamp), "the time stamp");
+    description.label = decode(view(facts.data_label), "the data label", "");
+    description.timestamp = decode(view(facts.timestamp), "the time stamp", "");
     description.observations = facts.observations;
     for (int64_t i = 0; i < facts.variable_count; ++i)
         description.variables.push_back(described(facts.variables[i], static_cast<size_t>(i) + 1, labels, decode));
@@ -134,10 +136,10 @@ DataSet described(const vor_file_facts &facts, bool labels, const DecodeText &de
         description.sort.push_back(description.variables[static_cast<size_t>(facts.sort_keys[i]) - 1].name);
     for (int64_t i = 0; i < facts.characteristic_count; ++i) {
         const vor_characteristic &one = facts.characteristics[i];
-        const std::string of = decode(view(one.of), "a characteristic's owner");
-        const std::string name = decode(view(one.name), "the name of a characteristic");
+        const std::string of = decode(view(one.of), "a characteristic's owner", "");
+        const std::string name = decode(view(one.name), "the name of a characteristic", "");
         description.characteristics.push_back(
-            {of, name, decode(view(one.text), fmt::format("the characteristic {} of {}", name, of))});
+            {of, name, decode(view(one.text), "the characteristic ", fmt::format("{} of {}", name, of))});
     }
     for (int64_t i = 0; i < facts.label_table_count; ++i)
         description.label_tables.push_back(user_format(facts.label_tables[i], decode));

@@ -14,8 +14,8 @@
 
 namespace vor {
 
-// Text of the file as UTF-8. what: "the label of variable x", for a note.
-using DecodeText = std::function<std::string(std::string_view bytes, const std::string &what)>;
+// Text of the file as UTF-8. For a note: what "the label of variable ", whose "x".
+using DecodeText = std::function<std::string(std::string_view bytes, std::string_view what, std::string_view whose)>;
 
 // The module's code for a type that is known.
 int32_t stored_code(StoredType type);

@@ -148,23 +148,25 @@ struct ImportSession::State {
     }
 
     // Text that the module hands over outside the observations, as UTF-8.
-    std::string decode(std::string_view bytes, const std::string &what) {
+    // what and whose: as DecodeText has them.
+    std::string decode(std::string_view bytes, std::string_view what, std::string_view whose) {
         std::string scratch;
-        return accepted(object.host().decode(bytes, scratch), what, object.host().options().session_encoding);
+        return accepted(object.host().decode(bytes, scratch), what, whose, object.host().options().session_encoding);
     }
 
     // The module does not know the data label: it is in the file's encoding.
     std::string data_label(std::string_view bytes) {
         std::string scratch;
         const HostOptions &host = object.host().options();
-        return accepted(object.host().decode_label(bytes, scratch), "the data label",
+        return accepted(object.host().decode_label(bytes, scratch), "the data label", "",
                         host.label_encoding.empty() ? host.session_encoding : host.label_encoding);
     }
 
-    std::string accepted(const Host::Decoded &decoded, const std::string &what, const std::string &encoding) {
+    std::string accepted(const Host::Decoded &decoded, std::string_view what, std::string_view whose,
+                         const std::string &encoding) {
         if (!decoded.valid)
-            object.note(
-                fmt::format("{} is not valid {}; it is taken as Windows Latin 1: {}", what, encoding, decoded.text));
+            object.note(fmt::format("{}{} is not valid {}; it is taken as Windows Latin 1: {}", what, whose, encoding,
+                                    decoded.text));
         return std::string(decoded.text);
     }
 
@@ -174,9 +176,10 @@ struct ImportSession::State {
         object.check(object->getvars(object.get(), &count, &list));
         object.note_remarks();
         if (extension)
-            description =
-                described(*extension->facts, options.value_labels,
-                          [this](std::string_view bytes, const std::string &what) { return decode(bytes, what); });
+            description = described(*extension->facts, options.value_labels,
+                                    [this](std::string_view bytes, std::string_view what, std::string_view whose) {
+                                        return decode(bytes, what, whose);
+                                    });
         std::vector<ImportValues::Wanted> wanted;
         for (const NAMELIST *node = list; node; node = node->next) {
             wanted.push_back({static_cast<int32_t>(wanted.size()), &node->namestr});
@@ -229,7 +232,7 @@ struct ImportSession::State {
             const NAMESTR &variable = *wanted[i].variable;
             std::string &name = description.variables[i].name;
             const std::string given = decode({variable.name_p, static_cast<size_t>(variable.namelen)},
-                                             fmt::format("the name of variable {}", i + 1));
+                                             "the name of variable ", std::to_string(i + 1));
             clean[name] = given;
             name = given;
         }
@@ -300,10 +303,10 @@ struct ImportSession::State {
 
     Variable describe(const NAMESTR &source, size_t ordinal) {
         Variable variable;
-        variable.name = decode({source.name_p, static_cast<size_t>(source.namelen)},
-                               fmt::format("the name of variable {}", ordinal));
-        variable.label = decode({source.label_p, static_cast<size_t>(source.nlablen)},
-                                fmt::format("the label of variable {}", variable.name));
+        variable.name = decode({source.name_p, static_cast<size_t>(source.namelen)}, "the name of variable ",
+                               std::to_string(ordinal));
+        variable.label =
+            decode({source.label_p, static_cast<size_t>(source.nlablen)}, "the label of variable ", variable.name);
         const bool varying = source.ntype == NAMESTR_VARYING_CHARACTER;
         variable.kind = source.ntype == NAMESTR_NUMERIC ? ValueKind::numeric : ValueKind::character;
         variable.length = varying ? source.nlng2 : source.nlng;
@@ -373,26 +376,6 @@ void ImportSession::close() {
     state_->close();
 }
 
-int64_t import_rows(ImportSession &session, BatchSink &sink, int64_t limit, const Progress &progress) {
-    sink.begin(session.description());
-    const auto most = static_cast<int64_t>(batch_rows(session.description().variables));
-    const int64_t there = session.description().observations;
-    const int64_t wanted = limit < 0 ? there : std::min(there, limit);
-    int64_t rows = 0;
-    Batch batch;
-    while (rows != limit && session.next(batch, static_cast<size_t>(limit < 0 ? most : std::min(most, limit - rows)))) {
-        rows += static_cast<int64_t>(batch.rows);
-        sink.put(batch);
-        if (progress)
-            progress(rows, wanted);
-    }
-    session.close();
-    if (progress)
-        progress(rows, rows);
-    sink.finish();
-    return rows;
-}
-
 namespace {
 
 class ImportSource : public BatchSource {
@@ -405,6 +388,7 @@ class ImportSource : public BatchSource {
         limited_ = limit >= 0;
     }
     const DataSet &description() const override { return description_; }
+    bool works_beside_others() const override { return false; }
 
     bool next(Batch &batch, size_t most_rows) override {
         const auto left = static_cast<size_t>(description_.observations - rows_);
@@ -434,6 +418,37 @@ class ImportSource : public BatchSource {
 };
 
 } // namespace
+
+namespace {
+
+int64_t put_rows(BatchSource &source, BatchSink &sink, int64_t wanted, const Progress &progress) {
+    const size_t most = batch_rows(source.description().variables);
+    int64_t rows = 0;
+    for (Batch batch; source.next(batch, most);) {
+        rows += static_cast<int64_t>(batch.rows);
+        sink.put(batch);
+        if (progress)
+            progress(rows, wanted);
+    }
+    return rows;
+}
+
+} // namespace
+
+int64_t import_rows(ImportSession &session, BatchSink &sink, int64_t limit, const Progress &progress, size_t threads) {
+    sink.begin(session.description());
+    ImportSource source(session, limit, {}, AtEnd::open);
+    const int64_t wanted = source.description().observations;
+    // The module is on the other thread meanwhile, and on no other.
+    const int64_t rows =
+        threads > 1 ? put_rows(*read_ahead(source, batch_rows(source.description().variables)), sink, wanted, progress)
+                    : put_rows(source, sink, wanted, progress);
+    session.close();
+    if (progress)
+        progress(rows, rows);
+    sink.finish();
+    return rows;
+}
 
 std::unique_ptr<BatchSource> import_source(ImportSession &session, int64_t limit, Progress progress, AtEnd then) {
     return std::make_unique<ImportSource>(session, limit, std::move(progress), then);

@@ -176,6 +176,7 @@ class ArrowSource : public BatchSource {
     ArrowSource(ArrowArrayStream stream, ArrowInput input);
     const DataSet &description() const override { return description_; }
     bool next(Batch &batch, size_t most_rows) override;
+    bool works_beside_others() const override { return of_others_; }
     bool rewind() override;
 
   private:
@@ -194,6 +195,7 @@ class ArrowSource : public BatchSource {
     [[noreturn]] void refuse(const std::string &reason) const;
 
     std::string name_;
+    bool of_others_;
     Notes warnings_;
     std::function<void(ArrowArrayStream *)> again_;
     Released<ArrowArrayStream> stream_;
@@ -206,7 +208,8 @@ class ArrowSource : public BatchSource {
 };
 
 ArrowSource::ArrowSource(ArrowArrayStream stream, ArrowInput input)
-    : name_(std::move(input.name)), warnings_(std::move(input.warnings)), again_(std::move(input.again)) {
+    : name_(std::move(input.name)), of_others_(input.of_others), warnings_(std::move(input.warnings)),
+      again_(std::move(input.again)) {
     static_cast<ArrowArrayStream &>(stream_) = stream;
     read_schema(input.description);
 }

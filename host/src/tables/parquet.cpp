@@ -75,7 +75,8 @@ std::unique_ptr<BatchSource> parquet_source(const std::string &path, size_t thre
     };
     ArrowArrayStream stream = {};
     open(&stream);
-    return arrow_source(stream, {.name = path, .warnings = warnings, .again = open, .description = description});
+    return arrow_source(
+        stream, {.name = path, .warnings = warnings, .again = open, .description = description, .of_others = true});
 }
 
 } // namespace vor
