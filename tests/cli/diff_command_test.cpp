@@ -11,8 +11,11 @@ TEST_F(DiffCommand, SaysNothingAfterARoundTrip) {
     output_of("import visits.dta l.db");
     output_of("export l.db:visits again.dta");
     output_of("import visits.dta v.csv");
-    for (const char *line :
-         {"diff visits.dta again.dta", "diff visits.dta l.db", "diff l.db:visits visits.dta.gz", "diff - visits.dta"}) {
+    scratch.write("twice.dta", build({.variables = {{.name = "x", .type = Type::byte, .value_label = "t"}},
+                                      .rows = {{1}},
+                                      .value_labels = {{"t", {{1, "a"}, {1, "b"}}}}}));
+    for (const char *line : {"diff twice.dta twice.dta", "diff visits.dta again.dta", "diff visits.dta l.db",
+                             "diff l.db:visits visits.dta.gz", "diff - visits.dta"}) {
         output_of("export l.db:visits visits.dta.gz");
         EXPECT_EQ(output_of(line, {.input = visits_file()}), "") << line;
     }

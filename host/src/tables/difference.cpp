@@ -20,23 +20,39 @@ void compare(Found &found, const std::string &what, const std::string &first, co
         found.push_back({what, first, second});
 }
 
+// What names the items of a list; the second of a name has its number behind it.
+template <typename Item>
+std::vector<std::string> names_of(const std::vector<Item> &items,
+                                  const std::function<std::string(const Item &)> &name) {
+    std::unordered_map<std::string, int> taken;
+    std::vector<std::string> names;
+    for (const Item &item : items) {
+        names.push_back(name(item));
+        if (const int times = ++taken[names.back()]; times > 1)
+            names.back() += fmt::format(" ({})", times);
+    }
+    return names;
+}
+
 // Compares two lists by what names their items: those of the first, then those that only the second has.
 template <typename Item>
 void compare_lists(const std::vector<Item> &first, const std::vector<Item> &second,
                    const std::function<std::string(const Item &)> &name,
                    const std::function<void(const std::string &, const Item *, const Item *)> &compare_items) {
-    std::unordered_map<std::string, const Item *> others;
-    for (const Item &item : second)
-        others.try_emplace(name(item), &item);
-    for (const Item &item : first) {
-        const auto other = others.find(name(item));
-        compare_items(name(item), &item, other == others.end() ? nullptr : other->second);
+    const std::vector<std::string> names = names_of(first, name);
+    const std::vector<std::string> other_names = names_of(second, name);
+    std::unordered_map<std::string_view, const Item *> others;
+    for (size_t i = 0; i < second.size(); ++i)
+        others.emplace(other_names[i], &second[i]);
+    for (size_t i = 0; i < first.size(); ++i) {
+        const auto other = others.find(names[i]);
+        compare_items(names[i], &first[i], other == others.end() ? nullptr : other->second);
         if (other != others.end())
-            other->second = nullptr; // has been compared
+            others.erase(other);
     }
-    for (const Item &item : second)
-        if (others.at(name(item)) == &item)
-            compare_items(name(item), nullptr, &item);
+    for (size_t i = 0; i < second.size(); ++i)
+        if (others.contains(other_names[i]))
+            compare_items(other_names[i], nullptr, &second[i]);
 }
 
 std::string type_text(const Variable &variable) {
@@ -190,26 +206,38 @@ class Rows {
     bool ended_ = false;
 };
 
-// Counts the values that differ in the next rows of both, and keeps the first ones, `room` at most.
+// A value that differs, in the rows that both have ahead.
+struct Place {
+    size_t row;
+    const Pair *pair;
+};
+
+// Counts the values that differ in the next rows of both, and notes the first ones, `room` at most.
 void compare_columns(Pair &pair, const Rows &one, const Rows &other, size_t rows, size_t room,
-                     std::vector<ValueDifferences::Value> &kept) {
+                     std::vector<Place> &places) {
     const Column &column = one.batch.columns[pair.first_column];
     const Column &same = other.batch.columns[pair.second_column];
-    const auto text = [](const Column &of, size_t at) { return of.is_text() ? of.text(at) : std::string_view(); };
-    for (size_t i = 0; i < rows; ++i) {
-        const size_t row = one.at() + i;
-        const size_t other_row = other.at() + i;
-        if (is_same(pair, column, row, same, other_row))
+    for (size_t row = 0; row < rows; ++row) {
+        if (is_same(pair, column, one.at() + row, same, other.at() + row))
             continue;
         if (pair.found.values++ == 0)
-            pair.found.first_observation = one.observation(row);
+            pair.found.first_observation = one.observation(one.at() + row);
         if (room == 0)
             continue;
         --room;
-        kept.push_back({one.observation(row), pair.found.variable,
-                        shown(column, row, pair.kind, pair.kind, text(same, other_row)),
-                        shown(same, other_row, pair.second_kind, pair.kind, text(column, row))});
+        places.push_back({row, &pair});
     }
+}
+
+ValueDifferences::Value value_at(const Place &place, const Rows &one, const Rows &other) {
+    const Pair &pair = *place.pair;
+    const Column &column = one.batch.columns[pair.first_column];
+    const Column &same = other.batch.columns[pair.second_column];
+    const size_t row = one.at() + place.row;
+    const size_t other_row = other.at() + place.row;
+    const auto text = [](const Column &of, size_t at) { return of.is_text() ? of.text(at) : std::string_view(); };
+    return {one.observation(row), pair.found.variable, shown(column, row, pair.kind, pair.kind, text(same, other_row)),
+            shown(same, other_row, pair.second_kind, pair.kind, text(column, row))};
 }
 
 std::vector<Pair> pairs_of(const DataSet &first, const DataSet &second) {
@@ -266,14 +294,13 @@ ValueDifferences value_differences(BatchSource &first, BatchSource &second, size
     Rows other(second);
     ValueDifferences found;
     while (const size_t rows = std::min(one.ahead(), other.ahead())) {
-        const size_t room = most - found.values.size();
-        const auto before = static_cast<std::ptrdiff_t>(found.values.size());
+        std::vector<Place> places; // variable by variable
         for (Pair &pair : pairs)
-            compare_columns(pair, one, other, rows, room, found.values);
-        // They came variable by variable.
-        std::stable_sort(found.values.begin() + before, found.values.end(),
-                         [](const auto &a, const auto &b) { return a.observation < b.observation; });
-        found.values.resize(std::min(found.values.size(), most));
+            compare_columns(pair, one, other, rows, most - found.values.size(), places);
+        std::stable_sort(places.begin(), places.end(), [](const Place &a, const Place &b) { return a.row < b.row; });
+        for (const Place &place : places)
+            if (found.values.size() < most)
+                found.values.push_back(value_at(place, one, other));
         one.pass(rows);
         other.pass(rows);
         if (progress)
