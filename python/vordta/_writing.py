@@ -4,6 +4,7 @@ from __future__ import annotations
 
 import datetime
 import json
+import math
 from typing import TYPE_CHECKING, Any
 
 from . import _vordta
@@ -88,9 +89,8 @@ class _Writing:
         if marks is not None:
             letters = numpy.array([_MARKS.get(mark, 0) for mark in marks.where(marks.notna(), None)], dtype="u1")
         if known.get("type") == variable["type"]:
-            as_known = {"label": known["label"], "label_table": known["label_table"], "format": known["format"]}
-            if known["stata_format"] and "stata_format" not in variable:
-                as_known["stata_format"] = known["stata_format"]
+            as_known = {key: known[key] for key in ("label", "label_table", "format", "stata_format")
+                        if key not in variable}
             stored = known["stored_type"]
             if variable["type"] == "numeric":
                 as_known["stored"] = stored
@@ -99,7 +99,7 @@ class _Writing:
             else:
                 as_known["length"] = max(variable["length"], known["length"])
                 as_known["stored"] = f"str{as_known['length']}"
-            variable = {**as_known, **{key: variable[key] for key in variable if key not in as_known}}
+            variable = {**variable, **as_known}
         self.variables.append({"name": name, **variable})
         self.columns.append((values, mask, letters))
 
@@ -156,11 +156,13 @@ class _Writing:
         if series.dtype.kind not in "biuf":
             raise DataError(f"column {name}: a Stata file has no place for values of {series.dtype}.")
         mask = None
-        if isinstance(series.dtype, numpy.dtype):
-            values = series.to_numpy()
-        else:
+        if hasattr(series.dtype, "numpy_dtype"):
             mask = series.isna().to_numpy().astype("u1")
             values = series.to_numpy(series.dtype.numpy_dtype, na_value=0)
+        else:
+            values = series.to_numpy()
+        if values.dtype == "f2":
+            values = values.astype("f4")
         return self._numbers(name, numpy.ascontiguousarray(values), mask)
 
     def _numbers(self, name: str, values: numpy.ndarray, mask: Any) -> tuple[dict[str, Any], Column]:
@@ -184,11 +186,8 @@ class _Writing:
         values = []
         for category in series.cat.categories:
             code = codes.get(str(category))
-            if code is None and known:
-                try:
-                    code = float(category)
-                except ValueError:
-                    code = None
+            if code is None and table:
+                code = _number(str(category))
             if code is None:
                 code = max([0, *(v for v in codes.values() if v == int(v))]) + 1
                 codes[str(category)] = code
@@ -201,7 +200,9 @@ class _Writing:
             numbers = numbers.astype("i8")
         at = series.cat.codes.to_numpy()
         variable, column = self._numbers(name, numbers[at], (at < 0).astype("u1"))
-        return {**variable, "label_table": table or name}, column
+        if table:
+            return {**variable, "label_table": table}, column
+        return {**variable, "label_table": name, "stata_format": "", "format": ""}, column  # no date any more
 
     def _objects(self, name: str, series: pandas.Series, known: dict[str, Any]) -> tuple[dict[str, Any], Column]:
         import numpy
@@ -213,6 +214,8 @@ class _Writing:
             stored = "strL" if has_bytes or longest > _LONGEST_TEXT else f"str{max(longest, 1)}"
             length = min(max(longest, 1), _LONGEST_TEXT)
             return {"type": "character", "length": length, "stored": stored}, (values, None, None)
+        if isinstance(values[other], str):
+            raise DataError(f"column {name}: the text of row {other} holds half of a surrogate pair.")
         kind = pandas.api.types.infer_dtype(values, skipna=True)
         if isinstance(values[other], datetime.date):
             return _date_objects(values, known)
@@ -223,6 +226,16 @@ class _Writing:
             return self._numbers(name, values.astype(whole), mask.astype("u1"))
         raise DataError(f"column {name}: a Stata file has no place for {type(values[other]).__name__} "
                         f"(row {other}); it takes numbers, texts and dates.")
+
+
+def _number(text: str) -> float | None:
+    """The number that a category of a value without a label is named after."""
+    stem = text[: (len(text) - len(" ()")) // 2]
+    try:
+        number = float(stem if text == f"{stem} ({stem})" else text)
+    except ValueError:
+        return None
+    return number if math.isfinite(number) else None
 
 
 def _moments(series: pandas.Series, known: dict[str, Any]) -> tuple[dict[str, Any], Column]:

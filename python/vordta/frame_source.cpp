@@ -22,7 +22,16 @@ bool is_missing_object(PyObject *object) {
            std::strcmp(Py_TYPE(object)->tp_name, "pandas._libs.missing.NAType") == 0;
 }
 
-// The bytes of a character in UTF-8, 0 for half of a pair.
+// UTF-8 has no bytes for these.
+bool has_half_pair(PyObject *text) {
+    if (PyUnicode_KIND(text) == PyUnicode_1BYTE_KIND)
+        return false;
+    for (Py_ssize_t i = 0; i < PyUnicode_GET_LENGTH(text); ++i)
+        if (PyUnicode_READ_CHAR(text, i) >= 0xD800 && PyUnicode_READ_CHAR(text, i) <= 0xDFFF)
+            return true;
+    return false;
+}
+
 size_t utf8_bytes(Py_UCS4 character) {
     return character < 0x80 ? 1 : character < 0x800 ? 2 : character < 0x10000 ? 3 : 4;
 }
@@ -300,7 +309,9 @@ TextSizes text_sizes(const py::array &texts) {
     const auto *objects = static_cast<PyObject *const *>(texts.data());
     for (py::ssize_t row = 0; row < texts.size() && sizes.other < 0; ++row) {
         PyObject *object = objects[row];
-        if (object && PyUnicode_Check(object)) {
+        if (object && PyUnicode_Check(object) && has_half_pair(object)) {
+            sizes.other = row;
+        } else if (object && PyUnicode_Check(object)) {
             sizes.longest_bytes = std::max(sizes.longest_bytes, utf8_bytes(object));
         } else if (object && PyBytes_Check(object)) {
             sizes.longest_bytes = std::max(sizes.longest_bytes, static_cast<size_t>(PyBytes_GET_SIZE(object)));

@@ -15,7 +15,8 @@ namespace vor::python {
 namespace py = pybind11;
 
 // How long the texts of an object array are in UTF-8, where None, nan and what pandas has for a missing text are empty.
-// bytes: some are bytes and no text. other: the position of the first object that is neither, -1 for none.
+// bytes: some are bytes and no text. other: the position of the first object that is neither, or half of a surrogate
+// pair, -1 for none.
 struct TextSizes {
     size_t longest_bytes = 0;
     bool bytes = false;

@@ -97,14 +97,14 @@ def test_a_variable_is_the_same_in_every_form():
 
 
 def test_categories_of_codes_that_have_no_or_no_own_label():
-    labels = [{"value": 1, "text": "yes"}, {"value": 2, "text": "yes"}, {"value": ".a", "text": "refused"}]
+    labels = [{"value": 1, "text": "yes"}, {"value": 2, "text": "yes"}, {"value": 4, "text": "3"}, {"value": ".a", "text": "refused"}]
     frame = pandas.DataFrame({"x": [1, 2, 3, 2.5, None]})
     description = {"variables": [{"name": "x", "type": "numeric", "stored_type": "double", "stata_format": "%9.0g",
                                   "label_table": "yn", "length": 8, "format": "yn.", "label": "",
                                   "value_labels": labels}]}
     vordta.write_dta(frame, "x.dta", description=description)
     read = vordta.read_dta("x.dta", labels="categories")
-    assert read["x"].tolist() == ["yes", "yes (2)", "3", "2.5", numpy.nan]
+    assert read["x"].tolist() == ["yes", "yes (2)", "3 (3)", "2.5", numpy.nan]
     vordta.write_dta(read, "again.dta", description=read.attrs["vordta"])
     assert open("again.dta", "rb").read() == open("x.dta", "rb").read()
 

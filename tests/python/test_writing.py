@@ -26,6 +26,8 @@ COLUMNS = [
     (pandas.Series([1, None, 3], dtype="Int16"), [1, None, 3], "int"),
     (pandas.Series([0.5, None, -0.0], dtype="f4"), None, "float"),
     (pandas.Series([0.1, None, 1e300]), None, "double"),
+    (pandas.Series([0.5, 1, 2], dtype="f2"), None, "float"),
+    (pandas.Series([0, 1, 0], dtype="Sparse[i8]"), None, "byte"),
     (pandas.Series([1, None, 2.5], dtype=object), None, "double"),
     (pandas.Series(["Zoë", None, "𝄞x"]), ["Zoë", "", "𝄞x"], "str5"),
     (pandas.Series(["", "", ""], dtype="string"), ["", "", ""], "str1"),
@@ -68,6 +70,7 @@ def test_a_description_gives_way_to_the_frame():
     frame = vordta.read_dta("survey.dta", labels="categories")
     description = dict(frame.attrs["vordta"], sort=["id"])
     frame["id"] = frame["id"].astype("i8") * 1_000_000  # no int any more
+    frame["born"] = frame["born"].dt.year.astype(str).astype("category")  # labelled only now
     frame["sex"] = frame["sex"].cat.add_categories(["other"])
     frame.loc[0, "sex"] = "other"
     frame["name"] = frame["name"] * 200  # longer than it was, and out of order with the next line
@@ -86,7 +89,7 @@ def test_a_description_gives_way_to_the_frame():
 def test_what_has_no_place_is_an_error_that_leaves_the_file():
     pandas.DataFrame({"x": [1]}).pipe(vordta.write_dta, "x.dta")
     before = open("x.dta", "rb").read()
-    for values in ([1j], [[1]], [datetime.time(1)], [object()], pandas.interval_range(0, 1, 1)):
+    for values in ([1j], [[1]], ["\ud800"], [datetime.time(1)], [object()], pandas.interval_range(0, 1, 1)):
         with pytest.raises(vordta.DataError, match="column x"):
             vordta.write_dta(pandas.DataFrame({"x": values}), "x.dta")
     assert open("x.dta", "rb").read() == before
