@@ -75,7 +75,8 @@ bool RecordPieces::next(Buffer &piece) {
                                               text_.name(), passed_, longest_record_bytes));
     }
     rest_.resize(piece.size() - end);
-    std::memcpy(rest_.data(), piece.data() + end, rest_.size());
+    if (!rest_.empty())
+        std::memcpy(rest_.data(), piece.data() + end, rest_.size());
     piece.resize(end);
     return true;
 }
