@@ -37,6 +37,7 @@ class ImportedSource : public BatchSource {
 
     const DataSet &description() const override { return session_->description(); }
     bool next(Batch &batch, size_t most_rows) override { return session_->next(batch, most_rows); }
+    bool works_beside_others() const override { return false; }
     bool rewind() override {
         session_ = std::make_unique<ImportSession>(host_, under(contract_), path_);
         return true;
