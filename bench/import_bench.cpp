@@ -2,10 +2,12 @@
 
 #include "bench_file.h"
 #include "measure.h"
+#include "tables/duckdb.h"
 
 #include <vorhost/conversion.h>
 #include <vorhost/library.h>
 #include <vorhost/missing.h>
+#include <vorhost/parquet.h>
 #include <vorhost/tables.h>
 
 #include <algorithm>
@@ -204,6 +206,30 @@ void import_library(benchmark::State &state) {
         });
 }
 BENCHMARK(import_library)->Iterations(3)->UseManualTime()->Unit(benchmark::kMillisecond);
+
+// Beside the DuckDB library's own copy of the same table, which is in its memory.
+void import_parquet(benchmark::State &state) {
+    const std::string target = scratch_directory() + "/values.parquet";
+    const auto task = [&] {
+        ImportSession session({}, {}, mixed_file(observations));
+        write_parquet(target, import_source(session), {});
+    };
+    try {
+        task();
+    } catch (const ConversionError &error) {
+        return state.SkipWithError(error.what());
+    }
+    DuckDb database(machine_threads());
+    database.run("CREATE TABLE t AS SELECT * FROM " + sql_text(target));
+    compare(
+        state,
+        [&] {
+            database.run("COPY t TO " + sql_text(scratch_directory() + "/plain.parquet") +
+                         " (FORMAT parquet, COMPRESSION zstd, ROW_GROUP_SIZE 1048576)");
+        },
+        task);
+}
+BENCHMARK(import_parquet)->Iterations(3)->UseManualTime()->Unit(benchmark::kMillisecond);
 
 } // namespace
 } // namespace vor::bench

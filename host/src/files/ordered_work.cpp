@@ -18,7 +18,8 @@ size_t machine_threads() {
 }
 
 OrderedWork::OrderedWork(size_t threads, size_t most_in_flight)
-    : most_workers_(std::max<size_t>(threads, 1) - 1), most_in_flight_(std::max<size_t>(most_in_flight, 1)) {}
+    : most_workers_(std::clamp<size_t>(threads, 1, machine_threads()) - 1),
+      most_in_flight_(std::max<size_t>(most_in_flight, 1)) {}
 
 OrderedWork::~OrderedWork() {
     {

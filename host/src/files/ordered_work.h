@@ -23,7 +23,8 @@ class OrderedWork {
         virtual void deliver() = 0; // after work, in the order of submission
     };
 
-    // threads: at work at once, with the one that submits; 1: each piece is worked on and delivered as it is submitted.
+    // threads: at work at once, with the one that submits, but no more than the machine has cores; 1: each piece is
+    // worked on and delivered as it is submitted.
     // most_in_flight: pieces that are submitted and not delivered, at least 1; bounds the memory that they hold.
     OrderedWork(size_t threads, size_t most_in_flight);
 
