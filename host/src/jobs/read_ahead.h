@@ -25,7 +25,7 @@ class ReadAhead : public BatchSource {
     bool rewind() override;
 
   private:
-    static constexpr size_t most_waiting = 3;
+    static constexpr size_t most_waiting = 1;
 
     void start();
     void stop();

@@ -39,7 +39,7 @@ size_t row_bytes(const std::vector<Variable> &variables) {
 } // namespace
 
 void Buffer::grow(size_t bytes) {
-    const size_t capacity = std::max({bytes, capacity_ * 2, size_t{64}});
+    const size_t capacity = std::max({bytes, capacity_ * 2, size_t{16}});
     auto larger = std::make_unique_for_overwrite<char[]>(capacity);
     if (size_ != 0)
         std::memcpy(larger.get(), data_.get(), size_);
