@@ -33,9 +33,6 @@ const struct {
     {"describe", fmt::format("{} {}", stata_files, library_files), fmt::format("{} {}", stata_files, library_files)},
     {"head", fmt::format("{} {}", stata_files, library_files), ""},
     {"formats", library_files, ""},
-    {"codebook", stata_files, fmt::format("html json csv md {}", stata_files)},
-    {"query", "", stata_files},
-    {"concat", stata_files, stata_files},
     {"help", "", ""},
 };
 
