@@ -171,7 +171,7 @@ check_command "$work/moved"
 check_development "$work/moved"
 check_options_are_told "$work/moved"
 python=
-if grep -q '^VORDTA_PYTHON:BOOL=ON' "$build/CMakeCache.txt"; then
+if [ -d "$build/python/vordta" ]; then
     python="$(sed -nE 's/^_Python3_EXECUTABLE:INTERNAL=//p' "$build/CMakeCache.txt")"
     check_python "$work/moved"
 fi
