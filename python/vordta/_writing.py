@@ -205,10 +205,9 @@ class _Writing:
         return {**variable, "label_table": name, "stata_format": "", "format": ""}, column  # no date any more
 
     def _objects(self, name: str, series: pandas.Series, known: dict[str, Any]) -> tuple[dict[str, Any], Column]:
-        import numpy
         import pandas
 
-        values = numpy.array(series, dtype=object)  # of its own, so that nobody changes it meanwhile
+        values = series.to_numpy(dtype=object).copy()  # in one piece, which nobody changes meanwhile
         longest, has_bytes, other = _vordta.text_sizes(values)
         if other < 0:
             stored = "strL" if has_bytes or longest > _LONGEST_TEXT else f"str{max(longest, 1)}"

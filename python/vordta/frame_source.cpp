@@ -232,6 +232,8 @@ class TextInput : public Input {
 
 std::unique_ptr<Input> make_input(const Variable &variable, const py::tuple &column) {
     const auto array = column[0].cast<py::array>();
+    if ((array.flags() & py::array::c_style) == 0)
+        throw ConversionError(Failure::usage, "column " + variable.name + ": its values do not lie in one piece.");
     const char kind = array.dtype().kind();
     const auto size = array.itemsize();
     if (kind == 'O')
