@@ -68,6 +68,7 @@ void add_export_command(CommandLine &line);
 void add_describe_command(CommandLine &line);
 void add_head_command(CommandLine &line);
 void add_formats_command(CommandLine &line);
+void add_codebook_command(CommandLine &line);
 void add_diff_command(CommandLine &line);
 
 // The command of that name; null when there is none.

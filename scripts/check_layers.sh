@@ -68,7 +68,7 @@ allowed_in_python() {
 }
 
 # A folder that is not where this looks for it would pass unseen.
-for folder in abi module host/include host/src/{text,files,services,library,tables,jobs} cli python tests; do
+for folder in abi module host/include host/src/{text,files,services,library,tables,jobs,codebook} cli python tests; do
     [ -d "$folder" ] || fail "there is no folder $folder to check"
 done
 
@@ -96,6 +96,7 @@ services: text files
 tables: text files
 library: text files tables
 jobs: text files services
+codebook: files
 "
 
 # ROWS FOLDER: what the row of the folder names; fails when there is no row for it.

@@ -76,6 +76,24 @@ TEST_F(DiffCommand, LongFiles) {
               std::string::npos);
 }
 
+TEST_F(DiffCommand, CodebookOfWaves) {
+    StataFile file{
+        .variables = {{.name = "sex", .type = Type::byte, .value_label = "t"}, {.name = "x", .type = Type::int32}},
+        .rows = {{1, 0}, {2, 1}, {missing('a'), 1}},
+        .value_labels = {{"t", {{1, "male"}, {9, "other"}}}}};
+    scratch.write("a.dta", build(file));
+    file.value_labels = {{"t", {{1, "woman"}, {9, "other"}}}};
+    for (int row = 0; row < 20000; ++row)
+        file.rows.push_back({1, 2 + row});
+    scratch.write("b.dta", build(file));
+    const std::string shown = output_of("codebook a.dta b.dta");
+    EXPECT_NE(shown.find("sex       code 1     male   woman\n\n"), std::string::npos) << shown;
+    const std::string json = output_of("codebook b.dta -");
+    for (const char *part : {"\"distinct_bound_reached\": 10000", "\"quantile_error\": 0.005", "\"maximum\": 20001.0",
+                             "\"mark\": \"a\"", "\"labels_never_used\": [\n            {\n              \"code\": 9.0"})
+        EXPECT_NE(json.find(part), std::string::npos) << part << json.substr(0, 2000);
+}
+
 TEST_F(Completion, Answers) {
     output_of("import visits.dta l.db");
     const struct {
