@@ -8,6 +8,7 @@
 #include <vorhost/library.h>
 #include <vorhost/missing.h>
 #include <vorhost/parquet.h>
+#include <vorhost/query.h>
 #include <vorhost/tables.h>
 
 #include <algorithm>
@@ -230,6 +231,30 @@ void import_parquet(benchmark::State &state) {
         task);
 }
 BENCHMARK(import_parquet)->Iterations(3)->UseManualTime()->Unit(benchmark::kMillisecond);
+
+// A question about three of the variables, beside importing them into a library and asking there.
+void query(benchmark::State &state) {
+    const std::string library = scratch_directory() + "/asked.db";
+    const std::string sql = "SELECT count(*), sum(v1), avg(v13), max(v19) FROM t WHERE v13 > 0";
+    compare(
+        state,
+        [&] {
+            std::filesystem::remove(library);
+            ImportSession session({}, {.selection = {.keep = {"v1", "v13", "v19"}}}, mixed_file(observations));
+            import_rows(session, *Library::open(library, Library::Access::write)->dataset_sink("t", "FORMATS"), -1, {},
+                        machine_threads());
+            sqlite3 *database = nullptr;
+            sqlite3_open(library.c_str(), &database);
+            sqlite3_exec(database, sql.c_str(), nullptr, nullptr, nullptr);
+            sqlite3_close(database);
+        },
+        [&] {
+            const auto source = query_source(sql, {{"t", mixed_file(observations)}}, {});
+            Batch batch;
+            source->next(batch, 1);
+        });
+}
+BENCHMARK(query)->Iterations(3)->UseManualTime()->Unit(benchmark::kMillisecond);
 
 } // namespace
 } // namespace vor::bench

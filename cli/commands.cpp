@@ -1,6 +1,7 @@
 #include "commands.h"
 
 #include <vorhost/error.h>
+#include <vorhost/query.h>
 #include <vorhost/sentences.h>
 
 #include <algorithm>
@@ -198,6 +199,8 @@ void add_selection_options(CLI::App &command, SelectionOptions &options, const s
     keep->excludes(drop);
     command.add_option("--rows", options.rows, "Only these observations, counted from 1; also FIRST: and :LAST")
         ->type_name("FIRST:LAST");
+    command.add_option("--where", options.where, "Only observations for which this condition of SQL holds")
+        ->type_name("EXPR");
     command.add_option(limit_names, options.limit, limit_help)->type_name("N")->check([](const std::string &text) {
         const bool whole = !text.empty() && text.find_first_not_of("0123456789") == std::string::npos;
         return whole ? std::string() : fmt::format("{} is no number of observations", text);
@@ -221,6 +224,17 @@ std::string note_of_empty_rows(const SelectionOptions &options, const std::strin
     if (written > 0 || !options.rows || options.limit == 0)
         return {};
     return fmt::format("{}: of {} --rows {} takes none.", source, counted(observations, "observation"), *options.rows);
+}
+
+std::unique_ptr<BatchSource> chosen_rows(const SelectionOptions &options, const WantedPart &part,
+                                         const std::string &file, const std::string &encoding, ImportSession &session,
+                                         const Run &run) {
+    if (options.where.empty())
+        return nullptr;
+    if (file == "-")
+        throw ConversionError(Failure::usage, "--where reads the file twice; standard input cannot be.");
+    return where_source(session, part.selection.first_row, file, options.where,
+                        {.host = run.host(), .encoding = encoding});
 }
 
 } // namespace vor::cli

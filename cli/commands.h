@@ -14,6 +14,7 @@
 #include <CLI/CLI.hpp>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -70,6 +71,7 @@ void add_head_command(CommandLine &line);
 void add_formats_command(CommandLine &line);
 void add_codebook_command(CommandLine &line);
 void add_diff_command(CommandLine &line);
+void add_query_command(CommandLine &line);
 
 // The command of that name; null when there is none.
 const CLI::App *find_command(const CommandLine &line, const std::string &name);
@@ -121,6 +123,7 @@ struct SelectionOptions {
     std::vector<std::string> drop;
     std::optional<std::string> rows; // FIRST:LAST, either of them may be left out
     std::optional<int64_t> limit;
+    std::string where; // a condition of SQL; empty: none
 };
 
 // limit_names: such as "-n,--limit"; limit_help: what it does in this command.
@@ -131,6 +134,11 @@ struct WantedPart {
     Selection selection;
     int64_t limit = -1; // observations at most, -1 for all
 };
+
+// The observations of an import that --where leaves, null without it. ConversionError (usage) for standard input.
+std::unique_ptr<BatchSource> chosen_rows(const SelectionOptions &options, const WantedPart &part,
+                                         const std::string &file, const std::string &encoding, ImportSession &session,
+                                         const Run &run);
 
 // What the options say; default_limit holds when neither the end of the rows nor a limit is given. ConversionError
 // (usage) for a text that is no range and for a list without names.

@@ -60,6 +60,8 @@ void check_usage(const ImportOptions &options, const ImportPlaces &places) {
         {library && schema, "--schema goes with a CSV or TSV file; a library keeps everything itself."},
         {parquet && (options.raw || labels_shown || schema),
          "--raw, --labels and --schema go with a CSV or TSV file; a Parquet file keeps codes, labels and dates."},
+        {parquet && !options.selection.where.empty() && options.selection.limit,
+         "--limit and --where together go with CSV, TSV and a library."},
         {!library && options.replace, "--replace goes with a library; a file is replaced anyway."},
         {labels_shown && options.value_labels == "off",
          "--labels text and --labels both need the value labels that --value-labels off leaves out."},
@@ -180,6 +182,21 @@ std::unique_ptr<BatchSink> text_sink(const ImportOptions &options, const Destina
     return std::make_unique<SchemaSink>(options.schema, destination.path, form);
 }
 
+// What --where leaves of an import; the file is closed, with what there is to say, before the target appears.
+int64_t import_chosen(ImportSession &session, BatchSource &chosen, BatchSink &sink, int64_t limit) {
+    sink.begin(chosen.description());
+    const auto most = static_cast<int64_t>(batch_rows(chosen.description().variables));
+    int64_t rows = 0;
+    for (Batch batch; rows != limit; sink.put(batch)) {
+        if (!chosen.next(batch, static_cast<size_t>(limit < 0 ? most : std::min(most, limit - rows))))
+            break;
+        rows += static_cast<int64_t>(batch.rows);
+    }
+    session.close();
+    sink.finish();
+    return rows;
+}
+
 // One file, in a transaction of its own. dataset: its name in the library.
 void import_file(const ImportOptions &options, const WantedPart &part, const std::string &file,
                  const Destination &destination, const std::string &dataset, RunLibraries &libraries, Run &run) {
@@ -206,13 +223,17 @@ void import_file(const ImportOptions &options, const WantedPart &part, const std
                           file);
     const Progress progress = [&run](int64_t done, int64_t all) { run.progress.update(done, all); };
     int64_t rows = 0;
+    std::unique_ptr<BatchSource> chosen =
+        chosen_rows(options.selection, part, file, options.reading.encoding, session, run);
     if (destination.kind == Destination::Kind::parquet) {
-        rows = write_parquet(destination.path, import_source(session, part.limit, progress),
-                             {run.options.threads, libraries.lookup(), &run.log});
+        rows =
+            write_parquet(destination.path, chosen ? std::move(chosen) : import_source(session, part.limit, progress),
+                          {run.options.threads, libraries.lookup(), &run.log});
     } else {
         if (!into_library)
             sink = text_sink(options, destination, libraries, run);
-        rows = import_rows(session, *sink, part.limit, progress, run.options.threads);
+        rows = chosen ? import_chosen(session, *chosen, *sink, part.limit)
+                      : import_rows(session, *sink, part.limit, progress, run.options.threads);
     }
     if (formats)
         formats->commit();

@@ -92,6 +92,7 @@ void define(CommandLine &line) {
     add_formats_command(line);
     add_codebook_command(line);
     add_diff_command(line);
+    add_query_command(line);
     add_help_command(line);
 }
 

@@ -27,7 +27,7 @@ target_compile_features(vorhost PUBLIC cxx_std_20)
 target_link_options(vorhost INTERFACE $<INSTALL_INTERFACE:LINKER:-rpath,$<INSTALL_PREFIX>/${module_directory}>)
 install(TARGETS vorabi vorhost EXPORT vorhost ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(DIRECTORY abi/vor host/include/vorhost DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
-install(TARGETS vordta_c LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+install(TARGETS vordta_c vordta_sqlite LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(FILES examples/read_rows.cpp examples/drive_module.cpp examples/read_stream.c DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples)
 install(EXPORT vorhost NAMESPACE vorhost:: FILE vorhost-targets.cmake DESTINATION ${package_directory})
 

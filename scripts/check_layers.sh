@@ -97,6 +97,7 @@ tables: text files
 library: text files tables
 jobs: text files services
 codebook: files
+query: text files tables library
 "
 
 # ROWS FOLDER: what the row of the folder names; fails when there is no row for it.

@@ -61,6 +61,10 @@ struct DelimitedOptions {
 // (machine) with the system's words when it cannot be written.
 std::unique_ptr<BatchSink> delimited_sink(const std::string &path, const DelimitedOptions &options);
 
+// A sink that writes an array of objects, one for each observation: numbers, dates and times as ISO 8601, null for the
+// standard missing value and ".a" for others. The file as that of delimited_sink.
+std::unique_ptr<BatchSink> json_sink(const std::string &path);
+
 // What delimited text has no place for: all of a description, the user formats that its own label tables do not hold,
 // and how the numbers are meant.
 struct Schema {
