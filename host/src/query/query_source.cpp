@@ -246,6 +246,14 @@ std::string_view text_of(sqlite3_value *value) {
     return {static_cast<const char *>(bytes), static_cast<size_t>(sqlite3_value_bytes(value))};
 }
 
+// Values of a row that are kept.
+struct KeptRow {
+    struct Free {
+        void operator()(sqlite3_value *value) const { sqlite3_value_free(value); }
+    };
+    std::vector<std::unique_ptr<sqlite3_value, Free>> values;
+};
+
 class QuerySource : public BatchSource {
   public:
     QuerySource(const std::string &sql, const std::vector<QueryTable> &tables, const QueryOptions &options)
@@ -260,7 +268,7 @@ class QuerySource : public BatchSource {
     bool next(Batch &batch, size_t most_rows) override {
         batch.start(description_.variables, rows_);
         while (!ended_) {
-            ended_ = !connection_.step();
+            ended_ = !step();
             if (ended_) {
                 warn();
                 break;
@@ -283,8 +291,24 @@ class QuerySource : public BatchSource {
     }
 
   private:
+    // A short result that has been looked at is not asked for again.
+    static constexpr size_t most_kept = 10000;
+
+    bool step() {
+        if (!kept_)
+            return connection_.step();
+        return static_cast<size_t>(rows_) < kept_->size();
+    }
     sqlite3_value *value(size_t column) const {
-        return sqlite3_column_value(connection_.statement(), static_cast<int>(column));
+        return kept_ ? (*kept_)[static_cast<size_t>(rows_) - 1].values[column].get()
+                     : sqlite3_column_value(connection_.statement(), static_cast<int>(column));
+    }
+    KeptRow row_to_keep(size_t columns) const {
+        KeptRow row;
+        for (size_t i = 0; i < columns; ++i)
+            if (!row.values.emplace_back(sqlite3_value_dup(value(i))))
+                throw std::bad_alloc();
+        return row;
     }
 
     void describe() {
@@ -313,13 +337,19 @@ class QuerySource : public BatchSource {
 
     void look_at_computed(std::vector<std::optional<ValueEvidence>> &computed) {
         int64_t rows = 0;
+        std::vector<KeptRow> kept;
         while (connection_.step()) {
-            ++rows;
+            if (++rows <= static_cast<int64_t>(most_kept))
+                kept.push_back(row_to_keep(computed.size()));
+            else
+                kept.clear();
             for (size_t i = 0; i < computed.size(); ++i)
                 if (computed[i])
                     computed[i]->add(value(i), sqlite3_value_type(value(i)), rows);
         }
         description_.observations = rows;
+        if (rows <= static_cast<int64_t>(most_kept))
+            kept_ = std::move(kept);
         for (size_t i = 0; i < computed.size(); ++i)
             if (computed[i])
                 description_.variables[i] = computed[i]->variable(description_.variables[i].name, "");
@@ -400,6 +430,7 @@ class QuerySource : public BatchSource {
     DataSet description_;
     std::vector<bool> passes_; // through, from a file
     std::vector<LossCounter> lost_marks_;
+    std::optional<std::vector<KeptRow>> kept_; // all rows; nothing: they are asked for
     int64_t rows_ = 0;
     bool ended_ = false;
 };

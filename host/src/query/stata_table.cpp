@@ -98,7 +98,7 @@ struct Cursor : sqlite3_vtab_cursor {
 
     void start(const Plan &plan, sqlite3_value **arguments);
     void open(uint64_t used);
-    void next();
+    bool step(); // to the next row; false when that has to be fetched
     void fetch();
     void give(sqlite3_context *result, const StataColumn &column) const;
 };
@@ -163,10 +163,9 @@ void Cursor::fetch() {
                                           row, table.description.observations));
 }
 
-void Cursor::next() {
+bool Cursor::step() {
     ++row;
-    if (session && ++in_batch == batch.rows && row <= last)
-        fetch();
+    return !session || ++in_batch < batch.rows || row > last;
 }
 
 void give_text(sqlite3_context *result, std::string_view text) {
@@ -338,7 +337,7 @@ int filter(sqlite3_vtab_cursor *base, int, const char *plan, int, sqlite3_value 
 
 int next_row(sqlite3_vtab_cursor *base) {
     Cursor &cursor = cursor_of(base);
-    return guarded(cursor.table, [&] { cursor.next(); });
+    return cursor.step() ? SQLITE_OK : guarded(cursor.table, [&] { cursor.fetch(); });
 }
 
 int at_end(sqlite3_vtab_cursor *base) {
@@ -347,7 +346,12 @@ int at_end(sqlite3_vtab_cursor *base) {
 
 int give_column(sqlite3_vtab_cursor *base, sqlite3_context *result, int column) {
     const Cursor &cursor = cursor_of(base);
-    return guarded(cursor.table, [&] { cursor.give(result, cursor.table.columns[static_cast<size_t>(column)]); });
+    try {
+        cursor.give(result, cursor.table.columns[static_cast<size_t>(column)]);
+        return SQLITE_OK;
+    } catch (const std::bad_alloc &) {
+        return SQLITE_NOMEM;
+    }
 }
 
 int give_row_number(sqlite3_vtab_cursor *base, sqlite3_int64 *row) {
