@@ -70,6 +70,7 @@ void add_describe_command(CommandLine &line);
 void add_head_command(CommandLine &line);
 void add_formats_command(CommandLine &line);
 void add_codebook_command(CommandLine &line);
+void add_concat_command(CommandLine &line);
 void add_diff_command(CommandLine &line);
 void add_query_command(CommandLine &line);
 
@@ -87,6 +88,21 @@ CLI::App *add_command(CommandLine &line, const std::string &name, const std::str
 
 // The end of a help text: examples, one on each line.
 std::string example_lines(const std::vector<std::string> &examples);
+
+// Tells of positional arguments that are one option to the parser.
+class PositionalsHelp : public CLI::Formatter {
+  public:
+    // usage: their names; lines: what each is.
+    PositionalsHelp(std::string usage, std::string lines) : usage_(std::move(usage)), lines_(std::move(lines)) {}
+    std::string make_usage(const CLI::App *, std::string name) const override {
+        return "Usage: " + name + " [OPTIONS] " + usage_ + "\n";
+    }
+    std::string make_positionals(const CLI::App *) const override { return "\nPositionals:\n" + lines_; }
+
+  private:
+    std::string usage_;
+    std::string lines_;
+};
 
 // An option that takes one of these words; its value so far is the default.
 void add_choice(CLI::App &command, const std::string &name, std::string &value, const std::vector<std::string> &words,

@@ -288,22 +288,6 @@ void run_import(const ImportOptions &options, Run &run) {
                     libraries, run);
 }
 
-// Tells of FILE and DEST, which are one option to the parser.
-class ImportHelp : public CLI::Formatter {
-  public:
-    std::string make_usage(const CLI::App *, std::string name) const override {
-        return fmt::format("Usage: {} [OPTIONS] FILE... DEST\n", name);
-    }
-    std::string make_positionals(const CLI::App *) const override {
-        return "\nPositionals:\n"
-               "  FILE ...                    Stata file, may be compressed, or - for standard input;\n"
-               "                              several when DEST is a library\n"
-               "  DEST                        NAME.csv, NAME.tsv (also .gz, .bz2, .xz, .zst, .zip),\n"
-               "                              - for CSV on standard output, NAME.parquet, or\n"
-               "                              LIBRARY.db[:DATASET]\n";
-    }
-};
-
 void add_output_options(CLI::App &command, ImportOptions &options) {
     add_choice(command, "--value-labels", options.value_labels, {"on", "off"}, "Turn value labels into user formats");
     add_choice(command, "--labels", options.labels, {"codes", "text", "both"},
@@ -327,7 +311,12 @@ void add_import_command(CommandLine &line) {
     const auto options = std::make_shared<ImportOptions>();
     // One option: which argument is the last one is known only when all have been read.
     command->add_option("FILE", options->places)->required();
-    command->formatter(std::make_shared<ImportHelp>());
+    command->formatter(std::make_shared<PositionalsHelp>(
+        "FILE... DEST", "  FILE ...                    Stata file, may be compressed, or - for standard input;\n"
+                        "                              several when DEST is a library\n"
+                        "  DEST                        NAME.csv, NAME.tsv (also .gz, .bz2, .xz, .zst, .zip),\n"
+                        "                              - for CSV on standard output, NAME.parquet, or\n"
+                        "                              LIBRARY.db[:DATASET]\n"));
     add_reading_options(*command, options->reading);
     add_unpacking_option(line, *command);
     add_strict_option(line, *command);

@@ -91,6 +91,7 @@ void define(CommandLine &line) {
     add_head_command(line);
     add_formats_command(line);
     add_codebook_command(line);
+    add_concat_command(line);
     add_diff_command(line);
     add_query_command(line);
     add_help_command(line);

@@ -16,7 +16,7 @@ neither numpy nor pandas.
 from ._errors import DataError, DataWarning, Error, MachineError, UsageError
 from ._reading import DtaFile, describe, open_dta, read_dta
 from ._vordta import __version__
-from ._writing import write_dta
+from ._writing import concat_dta, write_dta
 
 __all__ = [
     "DataError",
@@ -26,6 +26,7 @@ __all__ = [
     "MachineError",
     "UsageError",
     "__version__",
+    "concat_dta",
     "describe",
     "open_dta",
     "read_dta",

@@ -12,7 +12,7 @@ Source = Union[str, "os.PathLike[str]", IO[bytes], bytes, bytearray, memoryview]
 Target = Union[str, "os.PathLike[str]", IO[bytes]]
 
 
-def _path(name: str | os.PathLike[str]) -> bytes:
+def file_name(name: str | os.PathLike[str]) -> bytes:
     path = os.fsencode(name)
     return b"./-" if path == b"-" else path  # the name of a file, not standard input
 
@@ -21,7 +21,7 @@ def _path(name: str | os.PathLike[str]) -> bytes:
 def input_path(source: Source) -> Iterator[bytes]:
     """The path of a source while it is read. What is no path is copied into a temporary file."""
     if isinstance(source, (str, os.PathLike)):
-        yield _path(source)
+        yield file_name(source)
         return
     with tempfile.NamedTemporaryFile(prefix="vordta-", suffix=".dta") as copy:
         if isinstance(source, (bytes, bytearray, memoryview)):
@@ -38,7 +38,7 @@ def input_path(source: Source) -> Iterator[bytes]:
 def output_path(target: Target) -> Iterator[bytes]:
     """The path to write to. What was written for an open file goes there at the end."""
     if isinstance(target, (str, os.PathLike)):
-        yield _path(target)
+        yield file_name(target)
         return
     if not hasattr(target, "write"):
         raise TypeError(f"a path or an open binary file was expected, not {type(target).__name__}")

@@ -3,6 +3,7 @@
 #include "module_use.h"
 #include "reader.h"
 
+#include <vorhost/concatenation.h>
 #include <vorhost/conversion.h>
 #include <vorhost/tables.h>
 #include <vorhost/temporal.h>
@@ -47,6 +48,21 @@ py::list write_file(const std::string &path, const std::string &schema, const py
         host.log = &log;
         const ModuleLock lock(module_mutex);
         export_source(host, {}, path, *source);
+    });
+    return list_of(log.take());
+}
+
+py::list concat_files(const std::vector<std::string> &parts, const std::string &path, const std::string &encoding) {
+    ListLog log;
+    std::atomic<bool> stop = false;
+    interruptibly(stop, [&] {
+        HostOptions host;
+        host.log = &log;
+        const ModuleLock lock(module_mutex);
+        concatenate(host, {encoding, {}}, parts, path, [&stop](int64_t, int64_t) {
+            if (stop)
+                throw ConversionError(Failure::conversion, "Interrupted.");
+        });
     });
     return list_of(log.take());
 }
@@ -100,6 +116,7 @@ PYBIND11_MODULE(_vordta, module) {
     });
     module.def("converted", converted_moments, py::arg("values"), py::arg("clock"), py::arg("stata_format"));
     module.def("write", write_file, py::arg("path"), py::arg("schema"), py::arg("columns"), py::arg("rows"));
+    module.def("concat", concat_files, py::arg("parts"), py::arg("path"), py::arg("encoding"));
     module.attr("__version__") = VORDTA_VERSION;
 }
 

@@ -47,6 +47,7 @@ void AccessObject::open() {
 
 int32_t AccessObject::close() {
     open_ = false;
+    host_.make_current();
     return object_->close(object_);
 }
 
