@@ -21,7 +21,7 @@ struct CodebookOptions {
 
 // The destination among the arguments, taken out of them; empty: a table.
 std::string take_destination(std::vector<std::string> &files) {
-    const std::string last = files.back();
+    std::string last = files.back();
     if (files.size() < 2 || (last != "-" && !last.ends_with(".json")))
         return {};
     files.pop_back();

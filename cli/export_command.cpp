@@ -98,7 +98,7 @@ void check_usage(const ExportOptions &options, const Destination &place) {
 std::string exported_dataset(const Destination &place, const std::string &file, const Library &library, Run &run) {
     if (!place.dataset.empty() || (file != "-" && library.has_dataset(dataset_name(place, file))))
         return dataset_name(place, file);
-    const std::string name = only_dataset(library);
+    std::string name = only_dataset(library);
     run.note(fmt::format("{} is exported, the only data set of {}.", name, place.path));
     return name;
 }

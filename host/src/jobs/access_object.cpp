@@ -15,7 +15,7 @@ AccessObject::AccessObject(HostOptions options, std::string shown_name)
 AccessObject::~AccessObject() {
     if (open_) { // after a failure, which has been told
         mute();
-        object_->close(object_);
+        close();
     }
     host_.delete_object(object_);
 }

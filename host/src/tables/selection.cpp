@@ -27,9 +27,8 @@ std::string list_of(const std::vector<Variable> &variables) {
 
 [[noreturn]] void refuse_name(const std::vector<Variable> &variables, const std::string &name,
                               const std::string &source) {
-    std::vector<std::string> names;
-    for (const Variable &variable : variables)
-        names.push_back(variable.name);
+    std::vector<std::string> names(variables.size());
+    std::ranges::transform(variables, names.begin(), &Variable::name);
     const std::string meant = did_you_mean(name, names);
     refuse(meant.empty() ? fmt::format("{} has no variable {}; it has {}.", source, name, list_of(variables))
                          : fmt::format("{} has no variable {}.{}", source, name, meant));
