@@ -1,11 +1,15 @@
 // vordta codebook: what is in data sets, and what changed between waves.
 #include "any_source.h"
 #include "commands.h"
+#include "destinations.h"
 #include "display.h"
 
+#include <vorhost/ascii.h>
 #include <vorhost/codebook.h>
 
+#include <filesystem>
 #include <fmt/format.h>
+#include <fstream>
 #include <nlohmann/json.hpp>
 #include <unistd.h>
 
@@ -14,18 +18,43 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
+// Whether a CSV file begins as a codebook does.
+bool is_codebook(const std::string &path) {
+    std::ifstream file(path);
+    std::string line;
+    return std::getline(file, line) && line.starts_with("file,name,label,type,format,");
+}
+
 struct CodebookOptions {
     std::vector<std::string> files; // the last may be the destination
     ReadingOptions reading;
 };
 
-// The destination among the arguments, taken out of them; empty: a table.
-std::string take_destination(std::vector<std::string> &files) {
-    std::string last = files.back();
-    if (files.size() < 2 || (last != "-" && !last.ends_with(".json")))
+constexpr std::pair<std::string_view, CodebookForm> forms[] = {{".html", CodebookForm::page},
+                                                               {".htm", CodebookForm::page},
+                                                               {".csv", CodebookForm::csv},
+                                                               {".md", CodebookForm::markdown},
+                                                               {".json", CodebookForm::json}};
+
+// Where the codebook goes, and as what.
+struct Target {
+    std::string path; // empty: a table
+    CodebookForm form = CodebookForm::json;
+};
+
+// The target among the arguments, taken out of them. A table that exists is looked at, not replaced.
+Target take_target(std::vector<std::string> &files) {
+    const std::string last = files.back();
+    if (files.size() < 2)
         return {};
-    files.pop_back();
-    return last;
+    for (const auto &[ending, form] : forms) {
+        const bool data = form == CodebookForm::csv && std::filesystem::exists(last) && !is_codebook(last);
+        if (last == "-" || (lower_case(last).ends_with(ending) && !data)) {
+            files.pop_back();
+            return {last, last == "-" ? CodebookForm::json : form};
+        }
+    }
+    return {};
 }
 
 std::string cell(const Json &one, const char *name) {
@@ -89,7 +118,9 @@ void show_file(const Json &file) {
 
 void run_codebook(const CodebookOptions &options, Run &run) {
     std::vector<std::string> files = options.files;
-    const std::string destination = take_destination(files);
+    const Target target = take_target(files);
+    for (const std::string &file : files)
+        refuse_same_file({"DEST", target.path}, {"FILE", file, true});
     run.log.hide_results();
     std::vector<std::unique_ptr<AnySource>> sources;
     std::vector<CodebookInput> inputs;
@@ -103,8 +134,8 @@ void run_codebook(const CodebookOptions &options, Run &run) {
     run.progress.erase();
     for (const auto &source : sources)
         source->close();
-    if (!destination.empty()) {
-        write_codebook(destination, text);
+    if (!target.path.empty()) {
+        write_codebook(target.path, codebook_view(text, target.form));
         return;
     }
     const Json book = Json::parse(text);
@@ -118,13 +149,13 @@ void run_codebook(const CodebookOptions &options, Run &run) {
 
 void add_codebook_command(CommandLine &line) {
     CLI::App *command = add_command(line, "codebook", "What is in data sets, and what changed between waves",
-                                    {"vordta codebook survey.dta", "vordta codebook survey.dta survey.json",
+                                    {"vordta codebook survey.dta", "vordta codebook survey.dta survey.html",
                                      "vordta codebook wave1.dta wave2.dta wave3.dta"});
     const auto options = std::make_shared<CodebookOptions>();
     command
         ->add_option("FILE", options->files,
-                     "Stata files, NAME.csv, NAME.tsv, NAME.parquet or LIBRARY.db[:DATASET]; after them, NAME.json or "
-                     "- for JSON")
+                     "Stata files, NAME.csv, NAME.tsv, NAME.parquet or LIBRARY.db[:DATASET]; after them, NAME.html, "
+                     "NAME.csv, NAME.md, NAME.json or - for JSON")
         ->required();
     add_reading_options(*command, options->reading);
     add_unpacking_option(line, *command);

@@ -22,6 +22,11 @@ struct CodebookInput {
 std::string codebook_json(const std::vector<CodebookInput> &inputs,
                           const std::function<void(int64_t rows, int64_t of_rows)> &progress = {});
 
+// The same as a page (HTML that needs nothing but itself, in which no text of a file is markup), as a line of CSV for
+// each variable, or as Markdown.
+enum class CodebookForm { json, page, csv, markdown };
+std::string codebook_view(const std::string &json, CodebookForm form);
+
 // Replaces a file as a whole ("-": standard output). ConversionError (machine) when it cannot be written.
 void write_codebook(const std::string &path, const std::string &text);
 
